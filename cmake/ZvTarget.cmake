@@ -1,0 +1,74 @@
+# How every target of this repository is compiled and linked.
+#
+# zv_target(<target>)          warnings, hardening, sanitizers, reproducible paths, revision stamp
+# zv_library(<target>)         the same for a shared library of the product: hidden names,
+#                              direct binding of its own calls, no C++ run-time library
+
+set(ZV_SANITIZERS "" CACHE STRING "Comma-separated sanitizers: address,undefined or thread")
+
+add_library(zv_options INTERFACE)
+
+target_compile_features(zv_options INTERFACE cxx_std_17 c_std_99)
+target_compile_definitions(zv_options INTERFACE
+  _GNU_SOURCE
+  # File offsets are 64 bits wide on every target.
+  _FILE_OFFSET_BITS=64)
+
+target_compile_options(zv_options INTERFACE
+  -Wall -Wextra -Wpedantic -Wconversion -Wsign-conversion -Wshadow -Wundef
+  -Wformat=2 -Wcast-align -Wcast-qual -Wdouble-promotion -Wpointer-arith -Wwrite-strings
+  -Wmissing-declarations -Wduplicated-cond -Wduplicated-branches -Wlogical-op
+  $<$<COMPILE_LANGUAGE:CXX>:-Woverloaded-virtual>
+  $<$<COMPILE_LANGUAGE:CXX>:-Wnon-virtual-dtor>
+  -Werror
+  # Source paths in messages and debug information are relative to the source folder.
+  -ffile-prefix-map=${PROJECT_SOURCE_DIR}/=
+  -fvisibility=hidden
+  $<$<COMPILE_LANGUAGE:CXX>:-fvisibility-inlines-hidden>
+  -fstack-protector-strong
+  # Back-traces walk through our code on every architecture.
+  -funwind-tables)
+target_link_options(zv_options INTERFACE
+  LINKER:-z,relro LINKER:-z,now LINKER:-z,noexecstack LINKER:-z,text LINKER:--as-needed)
+
+if(ZV_SANITIZERS)
+  target_compile_options(zv_options INTERFACE
+    -fsanitize=${ZV_SANITIZERS} -fno-omit-frame-pointer)
+  target_link_options(zv_options INTERFACE -fsanitize=${ZV_SANITIZERS})
+  if(ZV_SANITIZERS MATCHES undefined)
+    target_compile_options(zv_options INTERFACE -fno-sanitize-recover=undefined)
+  endif()
+else()
+  # Fortified libc calls would hide calls from the sanitizers, hence only here.
+  target_compile_options(zv_options INTERFACE
+    $<$<NOT:$<CONFIG:Debug>>:-U_FORTIFY_SOURCE> $<$<NOT:$<CONFIG:Debug>>:-D_FORTIFY_SOURCE=2>)
+endif()
+
+function(zv_target target)
+  target_link_libraries(${target} PRIVATE zv_options)
+  set_target_properties(${target} PROPERTIES CXX_EXTENSIONS OFF C_EXTENSIONS OFF
+    POSITION_INDEPENDENT_CODE ON)
+  get_target_property(type ${target} TYPE)
+  if(type STREQUAL "EXECUTABLE")
+    target_link_options(${target} PRIVATE -pie)
+  endif()
+  if(type MATCHES "EXECUTABLE|SHARED_LIBRARY|MODULE_LIBRARY")
+    zv_stamp_revision(${target})
+  endif()
+endfunction()
+
+function(zv_library target)
+  zv_target(${target})
+  set_target_properties(${target} PROPERTIES
+    VERSION ${PROJECT_VERSION}
+    SOVERSION ${PROJECT_VERSION_MAJOR}
+    # The C compiler driver links, so that no C++ run-time library comes along.
+    LINKER_LANGUAGE C)
+  target_compile_options(${target} PRIVATE
+    $<$<COMPILE_LANGUAGE:CXX>:-fno-exceptions>
+    $<$<COMPILE_LANGUAGE:CXX>:-fno-rtti>
+    $<$<COMPILE_LANGUAGE:CXX>:-fno-threadsafe-statics>
+    -fno-semantic-interposition
+    -fno-plt)
+  target_link_options(${target} PRIVATE LINKER:-Bsymbolic LINKER:-z,defs -static-libgcc)
+endfunction()

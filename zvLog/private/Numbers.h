@@ -1,0 +1,45 @@
+// Strict reading of numbers: digits and nothing else, in no locale.
+#pragma once
+
+#include <zvLog/zvLogTypes.h>
+
+namespace zvlog {
+
+enum class NumberError { None, Invalid, TooLarge };
+
+constexpr uint32 kNoDigit = 0xff;
+
+constexpr uint32 DigitValue(char aChar) {
+  if (aChar >= '0' && aChar <= '9') return static_cast<uint32>(aChar - '0');
+  if (aChar >= 'a' && aChar <= 'f') return static_cast<uint32>(aChar - 'a') + 10;
+  if (aChar >= 'A' && aChar <= 'F') return static_cast<uint32>(aChar - 'A') + 10;
+  return kNoDigit;
+}
+
+// The number is left alone on failure.
+inline NumberError ReadDigits(const char *aText, uint32 aBase, uint64 aMaximum, uint64 *aNumber) {
+  if (*aText == '\0') return NumberError::Invalid;
+  uint64 theNumber = 0;
+  bool mfTooLarge = false;
+  for (; *aText != '\0'; ++aText) {
+    const uint32 theDigit = DigitValue(*aText);
+    if (theDigit >= aBase) return NumberError::Invalid;
+    mfTooLarge = mfTooLarge || theDigit > aMaximum || theNumber > (aMaximum - theDigit) / aBase;
+    if (!mfTooLarge) theNumber = theNumber * aBase + theDigit;
+  }
+  if (mfTooLarge) return NumberError::TooLarge;
+  *aNumber = theNumber;
+  return NumberError::None;
+}
+
+inline bool StartsWithHexPrefix(const char *aText) {
+  return aText[0] == '0' && (aText[1] == 'x' || aText[1] == 'X');
+}
+
+// Decimal, or hexadecimal with "0x".
+inline NumberError ReadNumber(const char *aText, uint64 aMaximum, uint64 *aNumber) {
+  if (StartsWithHexPrefix(aText)) return ReadDigits(aText + 2, 16, aMaximum, aNumber);
+  return ReadDigits(aText, 10, aMaximum, aNumber);
+}
+
+}  // namespace zvlog

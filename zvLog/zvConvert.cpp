@@ -1,0 +1,32 @@
+// Reading pointers from text.
+
+#include <zvLog/zvLog.h>
+
+#include "private/Numbers.h"
+
+#include <cstring>
+
+extern "C" int zvConvert_strtoptr(const char *aText, void **aPointer) {
+  if (aText == nullptr || aPointer == nullptr) return kzvConvertError_Invalid;
+  if (strcmp(aText, "(nil)") == 0) {
+    *aPointer = nullptr;
+    return kzvConvertError_None;
+  }
+
+  uint64 theNumber = 0;
+  if (*aText == '-') {
+    const bool mfNumber = zvlog::ReadNumber(aText + 1, UINT64_MAX, &theNumber) != zvlog::NumberError::Invalid;
+    return mfNumber ? kzvConvertError_RangeLow : kzvConvertError_Invalid;
+  }
+  if (!zvlog::StartsWithHexPrefix(aText)) return kzvConvertError_Invalid;
+  switch (zvlog::ReadNumber(aText, UINTPTR_MAX, &theNumber)) {
+    case zvlog::NumberError::Invalid:
+      return kzvConvertError_Invalid;
+    case zvlog::NumberError::TooLarge:
+      return kzvConvertError_RangeHigh;
+    case zvlog::NumberError::None:
+      break;
+  }
+  *aPointer = reinterpret_cast<void *>(static_cast<uintptr_t>(theNumber));
+  return kzvConvertError_None;
+}

@@ -1,0 +1,299 @@
+// Log records: begun, filled and emitted by one thread, without locks and without heap.
+//
+// Each thread has a small stack of records. A signal handler may interrupt the thread at any
+// instruction and log: it takes the next record of the stack and has released it when it returns, so
+// that the interrupted code needs nothing but the right order, claim before use and use before
+// release. A handler that does not return leaves the interrupted record behind, unfinished.
+
+#include <zvLog/zvLog.h>
+#include <zvLog/zvLogSettings.h>
+
+#include "private/CivilTime.h"
+#include "private/Levels.h"
+#include "private/LineWriter.h"
+#include "private/Names.h"
+#include "private/Sink.h"
+
+#include <sys/syscall.h>
+#include <syslog.h>
+#include <time.h>
+#include <unistd.h>
+#include <atomic>
+#include <cerrno>
+#include <csignal>
+#include <cstdio>
+#include <cstring>
+
+namespace {
+
+constexpr int kNestingDepth = 5;
+constexpr size_t kHeaderRoom = 224;
+constexpr size_t kTextRoom = 1240;
+constexpr size_t kMaximumFileLength = 96;
+constexpr size_t kMaximumProgramLength = 32;
+constexpr char kCutMark[] = " [cut]\n";
+
+struct Record {
+  zvLogData mData;
+  size_t mLength;  // of the text
+  bool mfCut;
+  // The text begins behind room for the header, which is written right in front of it when the
+  // record is emitted; both then leave in one call. The text may be followed by the cut mark.
+  char mLine[kHeaderRoom + kTextRoom + sizeof kCutMark];
+
+  char *Text() { return mLine + kHeaderRoom; }
+};
+
+struct ThreadRecords {
+  volatile sig_atomic_t mDepth;
+  Record mRecords[kNestingDepth];
+};
+static_assert(sizeof(ThreadRecords) <= 8192, "every thread of every program pays for it");
+
+thread_local ThreadRecords sThread;
+
+std::atomic<bool> sfAssertAborts{false};
+
+class ErrnoKeeper {
+ public:
+  ErrnoKeeper() : mError(errno) {}
+  ~ErrnoKeeper() { errno = mError; }
+  ErrnoKeeper(const ErrnoKeeper &) = delete;
+  ErrnoKeeper &operator=(const ErrnoKeeper &) = delete;
+
+ private:
+  const int mError;
+};
+
+// What stands before it in the source happens before what follows, as seen by a signal handler of
+// the same thread.
+void OrderForSignalHandlers() {
+  std::atomic_signal_fence(std::memory_order_seq_cst);
+}
+
+void Clear(Record *aRecord, zvLogLevel aLevel, zvLogModule aModule) {
+  aRecord->mData = zvLogData{aLevel, aModule, nullptr, 0};
+  aRecord->mLength = 0;
+  aRecord->mfCut = false;
+}
+
+void Append(Record *aRecord, const char *aFormat, va_list anArguments) ZVLOG_PRINTF(2, 0);
+void Append(Record *aRecord, const char *aFormat, va_list anArguments) {
+  if (aRecord->mfCut) return;
+  // One byte more than may be used, for the terminator, which the cut mark overwrites.
+  const size_t theRoom = kTextRoom - aRecord->mLength;
+  const int theLength = vsnprintf(aRecord->Text() + aRecord->mLength, theRoom + 1, aFormat, anArguments);
+  if (theLength < 0) {
+    aRecord->mfCut = true;
+    return;
+  }
+  aRecord->mfCut = static_cast<size_t>(theLength) > theRoom;
+  aRecord->mLength += aRecord->mfCut ? theRoom : static_cast<size_t>(theLength);
+}
+
+void Append(Record *aRecord, const char *aFormat, ...) ZVLOG_PRINTF(2, 3);
+void Append(Record *aRecord, const char *aFormat, ...) {
+  va_list theArguments;
+  va_start(theArguments, aFormat);
+  Append(aRecord, aFormat, theArguments);
+  va_end(theArguments);
+}
+
+// Makes one line of the text: it ends in a line feed, which is the only one. Gives its length.
+size_t MakeLine(Record *aRecord) {
+  char *theText = aRecord->Text();
+  size_t theLength = aRecord->mLength;
+  if (aRecord->mfCut) {
+    memcpy(theText + theLength, kCutMark, sizeof kCutMark - 1);
+    theLength += sizeof kCutMark - 1;
+  } else if (theLength == 0 || theText[theLength - 1] != '\n') {
+    theText[theLength++] = '\n';
+  }
+  for (size_t theIndex = 0; theIndex + 1 < theLength; ++theIndex) {
+    char &theChar = theText[theIndex];
+    if (theChar == '\n' || theChar == '\r' || theChar == '\0') theChar = ' ';
+  }
+  return theLength;
+}
+
+void WriteTime(zvlog::LineWriter *aWriter) {
+  constexpr int64 kSecondsPerDay = 86400;
+  timespec theTime = {};
+  clock_gettime(CLOCK_REALTIME, &theTime);
+  const int64 theSeconds = theTime.tv_sec > 0 ? theTime.tv_sec : 0;
+  const zvlog::CivilDate theDate = zvlog::CivilDateOfDay(theSeconds / kSecondsPerDay);
+  const uint64 theSecondOfDay = static_cast<uint64>(theSeconds % kSecondsPerDay);
+
+  aWriter->Number(static_cast<uint64>(theDate.mYear), 4);
+  aWriter->Char('-');
+  aWriter->Number(theDate.mMonth, 2);
+  aWriter->Char('-');
+  aWriter->Number(theDate.mDay, 2);
+  aWriter->Char('T');
+  aWriter->Number(theSecondOfDay / 3600, 2);
+  aWriter->Char(':');
+  aWriter->Number(theSecondOfDay / 60 % 60, 2);
+  aWriter->Char(':');
+  aWriter->Number(theSecondOfDay % 60, 2);
+  aWriter->Char('.');
+  aWriter->Number(static_cast<uint64>(theTime.tv_nsec) / 1000, 6);
+  aWriter->Char('Z');
+}
+
+void WriteNameOrNumber(zvlog::LineWriter *aWriter, const char *aName, uint16 aNumber) {
+  if (aName != nullptr) {
+    aWriter->Text(aName);
+  } else {
+    aWriter->Number(aNumber);
+  }
+}
+
+uint64 ThreadId() {
+  return static_cast<uint64>(syscall(SYS_gettid));
+}
+
+int SyslogPriority(zvLogLevel aLevel) {
+  switch (aLevel) {
+    case kzvLogLevel_None:
+      return LOG_USER | LOG_NOTICE;
+    case kzvLogLevel_Error:
+      return LOG_USER | LOG_ERR;
+    case kzvLogLevel_Warning:
+      return LOG_USER | LOG_WARNING;
+    case kzvLogLevel_Info:
+      return LOG_USER | LOG_INFO;
+    default:
+      return LOG_USER | LOG_DEBUG;
+  }
+}
+
+void WriteLineStart(zvlog::LineWriter *aWriter, const zvLogData &aData) {
+  WriteTime(aWriter);
+  aWriter->Char(' ');
+  WriteNameOrNumber(aWriter, zvlog::NameOfLevel(aData.mLevel), aData.mLevel);
+  aWriter->Char(' ');
+}
+
+// The system log adds the time itself.
+void WriteSyslogStart(zvlog::LineWriter *aWriter, const zvLogData &aData) {
+  aWriter->Char('<');
+  aWriter->Number(static_cast<uint64>(SyslogPriority(aData.mLevel)));
+  aWriter->Char('>');
+  aWriter->TailOfText(program_invocation_short_name, kMaximumProgramLength);
+  aWriter->Char('[');
+  aWriter->Number(static_cast<uint64>(getpid()));
+  aWriter->Text("]: ");
+}
+
+// Everything in front of the text; gives its length.
+size_t WriteHeader(char *aBuffer, zvlog::Sink aSink, const zvLogData &aData) {
+  zvlog::LineWriter theWriter(aBuffer, kHeaderRoom);
+  if (aSink == zvlog::Sink::Syslog) {
+    WriteSyslogStart(&theWriter, aData);
+  } else {
+    WriteLineStart(&theWriter, aData);
+  }
+  WriteNameOrNumber(&theWriter, zvlog::NameOfModule(aData.mModule), aData.mModule);
+  theWriter.Text(" [");
+  theWriter.Number(ThreadId());
+  theWriter.Text("] ");
+  theWriter.TailOfText(aData.mFile != nullptr ? aData.mFile : "?", kMaximumFileLength);
+  theWriter.Char(':');
+  theWriter.Number(aData.mLine);
+  theWriter.Text(": ");
+  return theWriter.Length();
+}
+
+bool EmitTo(zvlog::Sink aSink, Record *aRecord, size_t aLineLength) {
+  char theHeader[kHeaderRoom];
+  const size_t theLength = WriteHeader(theHeader, aSink, aRecord->mData);
+  char *theBegin = aRecord->Text() - theLength;
+  memcpy(theBegin, theHeader, theLength);
+  // A message of the system log is no line.
+  const size_t theTextLength = aSink == zvlog::Sink::Syslog ? aLineLength - 1 : aLineLength;
+  return zvlog::WriteTo(aSink, theBegin, theLength + theTextLength);
+}
+
+void Emit(Record *aRecord) {
+  const size_t theLineLength = MakeLine(aRecord);
+  const zvlog::Sink theSink = zvlog::CurrentSink();
+  if (EmitTo(theSink, aRecord, theLineLength) || theSink == zvlog::Sink::StandardError) return;
+  EmitTo(zvlog::Sink::StandardError, aRecord, theLineLength);
+}
+
+// The place of an open record in the stack, -1 when it is not one of this thread.
+int FindOpenRecord(const zvLogData *aLogData) {
+  for (int theIndex = sThread.mDepth - 1; theIndex >= 0; --theIndex) {
+    if (&sThread.mRecords[theIndex].mData == aLogData) return theIndex;
+  }
+  return -1;
+}
+
+// In a library loaded at run time, the first use of thread-local storage allocates it; for the
+// loading thread that is done here, long before it may crash.
+__attribute__((constructor)) void MakeRecordsOfThisThread() {
+  sThread.mDepth = 0;
+}
+
+}  // namespace
+
+extern "C" zvLogData *zvLog_Begin(zvLogLevel aLevel, zvLogModule aModule) {
+  if (!zvlog::IsWanted(aLevel, aModule)) return nullptr;
+
+  const int theIndex = sThread.mDepth;
+  if (theIndex >= kNestingDepth) return nullptr;
+
+  sThread.mDepth = theIndex + 1;
+  OrderForSignalHandlers();
+  Record *theRecord = &sThread.mRecords[theIndex];
+  Clear(theRecord, aLevel, aModule);
+  return &theRecord->mData;
+}
+
+extern "C" void zvLog_Append_VF(const char *aFormat, va_list anArguments) {
+  const int theDepth = sThread.mDepth;
+  if (theDepth == 0 || aFormat == nullptr) return;
+
+  const ErrnoKeeper theErrnoKeeper;
+  Append(&sThread.mRecords[theDepth - 1], aFormat, anArguments);
+}
+
+extern "C" void zvLog_Append_F(const char *aFormat, ...) {
+  va_list theArguments;
+  va_start(theArguments, aFormat);
+  zvLog_Append_VF(aFormat, theArguments);
+  va_end(theArguments);
+}
+
+extern "C" void zvLog_End(zvLogData *aLogData) {
+  const int theIndex = FindOpenRecord(aLogData);
+  if (theIndex < 0) return;
+
+  const ErrnoKeeper theErrnoKeeper;
+  Emit(&sThread.mRecords[theIndex]);
+  OrderForSignalHandlers();
+  sThread.mDepth = theIndex;
+}
+
+extern "C" int zvLog_WillLog(zvLogLevel aLevel, zvLogModule aModule) {
+  return zvlog::IsWanted(aLevel, aModule) ? 1 : 0;
+}
+
+extern "C" void _zvAssert(const char *anExpression, const char *aFile, uint32 aLine) {
+  {
+    const ErrnoKeeper theErrnoKeeper;
+    // A record of its own, so that it comes out however many are open.
+    Record theRecord;
+    Clear(&theRecord, kzvLogLevel_Error, zvlog::kModuleDefault);
+    theRecord.mData.mFile = aFile;
+    theRecord.mData.mLine = aLine;
+    Append(&theRecord, "Assertion failed: %s (%s:%u)\n", anExpression != nullptr ? anExpression : "?",
+           aFile != nullptr ? aFile : "?", aLine);
+    Emit(&theRecord);
+  }
+  if (sfAssertAborts.load(std::memory_order_relaxed)) abort();
+}
+
+extern "C" void zvLog_SetAssertAborts(int afAborts) {
+  sfAssertAborts.store(afAborts != 0, std::memory_order_relaxed);
+}

@@ -1,0 +1,42 @@
+// Random numbers from the kernel.
+
+#include <zvLog/zvLog.h>
+
+#include <sys/random.h>
+#include <time.h>
+#include <unistd.h>
+#include <algorithm>
+#include <cerrno>
+
+namespace {
+
+uint32 RandomUInt32() {
+  uint32 theNumber = 0;
+  ssize_t theCount;
+  do {
+    theCount = getrandom(&theNumber, sizeof theNumber, GRND_NONBLOCK);
+  } while (theCount < 0 && errno == EINTR);
+  if (theCount == static_cast<ssize_t>(sizeof theNumber)) return theNumber;
+
+  // Early after the start of a device the kernel has no randomness yet. Numbers that spread are
+  // enough here, and better than waiting.
+  timespec theTime = {};
+  clock_gettime(CLOCK_MONOTONIC, &theTime);
+  const uint64 theMix = (static_cast<uint64>(theTime.tv_nsec) << 20) ^ static_cast<uint64>(theTime.tv_sec) ^
+                        (static_cast<uint64>(getpid()) << 40);
+  return static_cast<uint32>((theMix * 0x9E3779B97F4A7C15u) >> 32);
+}
+
+}  // namespace
+
+extern "C" uint16 zvRand_MinMaxUInt16(uint16 aMin, uint16 aMax) {
+  if (aMin > aMax) std::swap(aMin, aMax);
+  const uint64 theSpan = uint64{aMax} - aMin + 1;
+  // Numbers beyond the last whole multiple of the span would make the lower results more likely.
+  const uint64 theLimit = (uint64{UINT32_MAX} + 1) / theSpan * theSpan;
+  uint64 theNumber;
+  do {
+    theNumber = RandomUInt32();
+  } while (theNumber >= theLimit);
+  return static_cast<uint16>(aMin + theNumber % theSpan);
+}
