@@ -1,0 +1,20 @@
+// Monotonic time.
+
+#include <zvOS/zvMonoliticTime.h>
+
+#include <cerrno>
+#include <ctime>
+
+ZVLOG_WITH_MODULE_IF(ZVOS, 1)
+
+void zvMonoliticTime_GetTime(zvtimeval *aTime) {
+  timespec theTime;
+  if (clock_gettime(CLOCK_MONOTONIC, &theTime) != 0) {
+    const int theError = errno;
+    ZV_ERR(F("zvMonoliticTime_GetTime failed (error=%d)\n", theError));
+    *aTime = {};
+    return;
+  }
+  aTime->tv_sec = theTime.tv_sec;
+  aTime->tv_usec = theTime.tv_nsec / 1000;
+}

@@ -1,0 +1,123 @@
+// Condition variable over the library's mutex.
+//
+// The mutex's owner and count are cleared before each wait and put back after it, so that the
+// thread which takes the mutex meanwhile counts as its owner.
+
+#include <zvOS/zvCondition.h>
+#include <zvOS/zvTime.h>
+
+#include "private/Record.h"
+
+#include <cerrno>
+#include <ctime>
+
+ZVLOG_WITH_MODULE_IF(ZVOS, 1)
+
+struct zvCondition_t {
+  uint32 _mMagicNumber;
+  pthread_cond_t mCondition;
+};
+
+namespace {
+
+constexpr uint32 kMillisecondsPerSecond = 1000;
+constexpr uint32 kMicrosecondsPerMillisecond = 1000;
+constexpr uint32 kNanosecondsPerMicrosecond = 1000;
+constexpr uint32 kNanosecondsPerSecond = 1000000000;
+
+// The time of day aDelay milliseconds from now; the epoch, which is always over, for no delay.
+timespec DeadlineAfter(uint32 aDelay) {
+  zvtimeval theNow;
+  zvTime_GetTimeOfDay(&theNow);
+  if (aDelay == 0) return {0, 0};
+
+  uint32 theSeconds = aDelay / kMillisecondsPerSecond + static_cast<uint32>(theNow.tv_sec);
+  uint32 theNanoseconds = ((aDelay % kMillisecondsPerSecond) * kMicrosecondsPerMillisecond +
+                           static_cast<uint32>(theNow.tv_usec)) *
+                          kNanosecondsPerMicrosecond;
+  // Strictly greater: a sum of a whole second is left for the system to refuse, which callers
+  // see as zvCondition_Status_Error.
+  if (theNanoseconds > kNanosecondsPerSecond) {
+    ++theSeconds;
+    theNanoseconds -= kNanosecondsPerSecond;
+  }
+  return {static_cast<time_t>(theSeconds), static_cast<long>(theNanoseconds)};
+}
+
+}  // namespace
+
+zvOSCondition *zvCondition_New(void) {
+  zvOSCondition *const theCondition =
+      zvos::NewRecord<zvOSCondition>({kzvCondition_Magic, PTHREAD_COND_INITIALIZER});
+  if (theCondition == nullptr) return nullptr;
+
+  const int theError = pthread_cond_init(&theCondition->mCondition, nullptr);
+  if (theError != 0) {
+    ZV_ERR(F("zvOSCondition: pthread_cond_init failed (error = %d)\n", theError));
+    zvCondition_Delete(theCondition);
+    return nullptr;
+  }
+  return theCondition;
+}
+
+void zvCondition_Delete(zvOSCondition *aCondition) {
+  if (aCondition == nullptr) return;
+  ZVMAGICNUMBER_CHECK(aCondition, kzvCondition_Magic);
+
+  zvos::ClearMagic(aCondition);
+  const int theError = pthread_cond_destroy(&aCondition->mCondition);
+  if (theError != 0) ZV_ERR(F("zvOSCondition: pthread_cond_destroy failed (error = %d)\n", theError));
+  free(aCondition);
+}
+
+int zvCondition_Signal(zvOSCondition *aCondition) {
+  ZVMAGICNUMBER_CHECK(aCondition, kzvCondition_Magic);
+
+  const int theError = pthread_cond_signal(&aCondition->mCondition);
+  if (ZV_UNLIKELY(theError != 0)) {
+    ZV_ERR(F("zvOSCondition: pthread_cond_signal failed (error = %d)\n", theError));
+    return zvCondition_Status_Error;
+  }
+  return zvCondition_Status_NoError;
+}
+
+int zvCondition_Broadcast(zvOSCondition *aCondition) {
+  ZVMAGICNUMBER_CHECK(aCondition, kzvCondition_Magic);
+
+  const int theError = pthread_cond_broadcast(&aCondition->mCondition);
+  if (ZV_UNLIKELY(theError != 0)) {
+    ZV_ERR(F("zvOSCondition: pthread_cond_broadcast failed (error = %d)\n", theError));
+    return zvCondition_Status_Error;
+  }
+  return zvCondition_Status_NoError;
+}
+
+int zvCondition_Wait(zvOSCondition *aCondition, zvOSMutex *aMutex) {
+  ZVMAGICNUMBER_CHECK(aCondition, kzvCondition_Magic);
+
+  const uint32 theLockCount = zvMutex_Posix_Tag_Unheld(aMutex);
+  const int theError = pthread_cond_wait(&aCondition->mCondition, zvMutex_Posix_Get(aMutex));
+  zvMutex_Posix_Tag_Held(aMutex, theLockCount);
+  if (ZV_UNLIKELY(theError != 0)) {
+    ZV_ERR(F("zvOSCondition: pthread_cond_wait failed (error = %d)\n", theError));
+    return zvCondition_Status_Error;
+  }
+  return zvCondition_Status_NoError;
+}
+
+int zvCondition_WaitTimeout(zvOSCondition *aCondition, zvOSMutex *aMutex, uint32 aDelay) {
+  ZVMAGICNUMBER_CHECK(aCondition, kzvCondition_Magic);
+
+  const timespec theDeadline = DeadlineAfter(aDelay);
+  int theError;
+  do {
+    const uint32 theLockCount = zvMutex_Posix_Tag_Unheld(aMutex);
+    theError = pthread_cond_timedwait(&aCondition->mCondition, zvMutex_Posix_Get(aMutex), &theDeadline);
+    zvMutex_Posix_Tag_Held(aMutex, theLockCount);
+  } while (theError == EINTR);
+
+  if (theError == 0) return zvCondition_Status_NoError;
+  if (theError == ETIMEDOUT) return zvCondition_Status_TimeOut;
+  ZV_ERR(F("zvOSCondition: pthread_cond_timedwait failed (error = %d)\n", theError));
+  return zvCondition_Status_Error;
+}

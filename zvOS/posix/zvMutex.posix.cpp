@@ -1,0 +1,109 @@
+// Recursive lock that knows its owner.
+//
+// The owner is written only by the thread that holds the lock, so any thread may read it unlocked
+// to learn whether it is the owner itself; relaxed atomic access is all that takes.
+
+#include <zvOS/zvMutex.h>
+
+#include "private/CurrentThread.h"
+#include "private/Record.h"
+#include "private/RecursiveMutex.h"
+
+ZVLOG_WITH_MODULE_IF(ZVOS, 1)
+
+struct zvMutex_t {
+  uint32 _mMagicNumber;
+  pthread_mutex_t mMutex;
+  pthread_t mOwnerThread;
+  uint32 mLockCount;
+};
+
+namespace {
+
+void SetOwner(zvOSMutex *aMutex, pthread_t anOwner) {
+  __atomic_store_n(&aMutex->mOwnerThread, anOwner, __ATOMIC_RELAXED);
+}
+
+bool IsOwner(zvOSMutex *aMutex) {
+  return pthread_equal(__atomic_load_n(&aMutex->mOwnerThread, __ATOMIC_RELAXED), zvos::CurrentThread()) != 0;
+}
+
+}  // namespace
+
+zvOSMutex *zvMutex_New(void) {
+  zvOSMutex *const theMutex =
+      zvos::NewRecord<zvOSMutex>({kzvMutex_Magic, PTHREAD_MUTEX_INITIALIZER, kzvMutex_NoOwner, 0});
+  if (theMutex == nullptr) return nullptr;
+
+  const int theError = zvos::InitRecursiveMutex(&theMutex->mMutex);
+  if (theError != 0) {
+    ZV_ERR(F("zvOSMutex: pthread_mutex_init failed (error = %d)\n", theError));
+    zvMutex_Delete(theMutex);
+    return nullptr;
+  }
+  return theMutex;
+}
+
+void zvMutex_Delete(zvOSMutex *aMutex) {
+  if (aMutex == nullptr) return;
+  ZVMAGICNUMBER_CHECK(aMutex, kzvMutex_Magic);
+
+  zvos::ClearMagic(aMutex);
+  const int theError = pthread_mutex_destroy(&aMutex->mMutex);
+  if (theError != 0) ZV_ERR(F("zvOSMutex: pthread_mutex_destroy failed (error = %d)\n", theError));
+  free(aMutex);
+}
+
+int zvMutex_Lock(zvOSMutex *aMutex) {
+  ZVMAGICNUMBER_CHECK(aMutex, kzvMutex_Magic);
+
+  const int theError = pthread_mutex_lock(&aMutex->mMutex);
+  if (ZV_UNLIKELY(theError != 0)) {
+    ZV_ERR(F("zvOSMutex: pthread_mutex_lock failed (error = %d)\n", theError));
+    return zvMutex_Status_Error;
+  }
+  SetOwner(aMutex, zvos::CurrentThread());
+  ++aMutex->mLockCount;
+  return zvMutex_Status_NoError;
+}
+
+int zvMutex_Unlock(zvOSMutex *aMutex) {
+  ZVMAGICNUMBER_CHECK(aMutex, kzvMutex_Magic);
+
+  if (ZV_UNLIKELY(!IsOwner(aMutex))) {
+    ZV_ERR(F("zvOSMutex: unlock failed because not held by caller\n"));
+    return zvMutex_Status_Error;
+  }
+  zvAssert(aMutex->mLockCount > 0);
+
+  // Booked before the release: afterwards the next owner writes.
+  if (--aMutex->mLockCount == 0) SetOwner(aMutex, kzvMutex_NoOwner);
+  const int theError = pthread_mutex_unlock(&aMutex->mMutex);
+  if (ZV_UNLIKELY(theError != 0)) {
+    ZV_ERR(F("zvOSMutex: pthread_mutex_unlock failed (error = %d)\n", theError));
+    return zvMutex_Status_Error;
+  }
+  return zvMutex_Status_NoError;
+}
+
+int zvMutex_IsHeld(zvOSMutex *aMutex) {
+  ZVMAGICNUMBER_CHECK(aMutex, kzvMutex_Magic);
+  return IsOwner(aMutex);
+}
+
+pthread_mutex_t *zvMutex_Posix_Get(zvOSMutex *aMutex) {
+  ZVMAGICNUMBER_CHECK(aMutex, kzvMutex_Magic);
+  return &aMutex->mMutex;
+}
+
+uint32 zvMutex_Posix_Tag_Unheld(zvOSMutex *aMutex) {
+  const uint32 theLockCount = aMutex->mLockCount;
+  SetOwner(aMutex, kzvMutex_NoOwner);
+  aMutex->mLockCount = 0;
+  return theLockCount;
+}
+
+void zvMutex_Posix_Tag_Held(zvOSMutex *aMutex, uint32 aLockCount) {
+  SetOwner(aMutex, zvos::CurrentThread());
+  aMutex->mLockCount = aLockCount;
+}

@@ -1,0 +1,111 @@
+// Counting semaphore of one process.
+
+#include <zvOS/zvSemaphore.h>
+
+#include "private/Record.h"
+
+#include <semaphore.h>
+#include <cerrno>
+#include <ctime>
+
+ZVLOG_WITH_MODULE_IF(ZVOS, 1)
+
+struct zvSemaphore_t {
+  uint32 _mMagicNumber;
+  sem_t mSemaphore;
+};
+
+namespace {
+
+constexpr int kPrivateToProcess = 0;
+constexpr uint64 kMillisecondsPerSecond = 1000;
+constexpr uint64 kNanosecondsPerMillisecond = 1000000;
+
+// What the message of a failed wait shows: callers tell an interruption by the -1.
+int WaitErrorToLog(int anError) {
+  return anError == EINTR ? -1 : anError;
+}
+
+}  // namespace
+
+zvOSSemaphore *zvSemaphore_New(int anInitialValue) {
+  zvOSSemaphore *const theSemaphore = zvos::NewRecord<zvOSSemaphore>({kzvSemaphore_Magic, {}});
+  if (theSemaphore == nullptr) return nullptr;
+
+  if (sem_init(&theSemaphore->mSemaphore, kPrivateToProcess, static_cast<unsigned>(anInitialValue)) == -1) {
+    const int theError = errno;
+    ZV_ERR(F("zvOSSemaphore: sem_init failed (error = %d)\n", theError));
+    zvSemaphore_Delete(theSemaphore);
+    return nullptr;
+  }
+  return theSemaphore;
+}
+
+void zvSemaphore_Delete(zvOSSemaphore *aSemaphore) {
+  if (aSemaphore == nullptr) return;
+  ZVMAGICNUMBER_CHECK(aSemaphore, kzvSemaphore_Magic);
+
+  zvos::ClearMagic(aSemaphore);
+  if (sem_destroy(&aSemaphore->mSemaphore) == -1) {
+    const int theError = errno;
+    ZV_ERR(F("zvOSSemaphore: sem_destroy failed (error = %d)\n", theError));
+  }
+  free(aSemaphore);
+}
+
+int zvSemaphore_Post(zvOSSemaphore *aSemaphore) {
+  ZVMAGICNUMBER_CHECK(aSemaphore, kzvSemaphore_Magic);
+
+  if (ZV_UNLIKELY(sem_post(&aSemaphore->mSemaphore) != 0)) {
+    const int theError = errno;
+    ZV_ERR(F("zvOSSemaphore: sem_post failed (error = %d)\n", theError));
+    return zvSemaphore_Status_Error;
+  }
+  return zvSemaphore_Status_NoError;
+}
+
+int zvSemaphore_Wait(zvOSSemaphore *aSemaphore) {
+  ZVMAGICNUMBER_CHECK(aSemaphore, kzvSemaphore_Magic);
+
+  if (ZV_UNLIKELY(sem_wait(&aSemaphore->mSemaphore) != 0)) {
+    const int theError = WaitErrorToLog(errno);
+    ZV_ERR(F("zvOSSemaphore: sem_wait failed (error = %d)\n", theError));
+    return zvSemaphore_Status_Error;
+  }
+  return zvSemaphore_Status_NoError;
+}
+
+int zvSemaphore_TryWait(zvOSSemaphore *aSemaphore) {
+  ZVMAGICNUMBER_CHECK(aSemaphore, kzvSemaphore_Magic);
+
+  if (sem_trywait(&aSemaphore->mSemaphore) == 0) return zvSemaphore_Status_NoError;
+
+  const int theError = errno;
+  if (theError == EAGAIN) return zvSemaphore_Status_TimeOut;
+  // Field logs are searched for the one text of both waits.
+  ZV_ERR(F("zvOSSemaphore: sem_wait failed (error = %d)\n", WaitErrorToLog(theError)));
+  return zvSemaphore_Status_Error;
+}
+
+int zvSemaphore_WaitTimeout(zvOSSemaphore *aSemaphore, uint32 aDelay) {
+  ZVMAGICNUMBER_CHECK(aSemaphore, kzvSemaphore_Magic);
+
+  timespec theNow;
+  if (clock_gettime(CLOCK_REALTIME, &theNow) != 0) {
+    const int theError = errno;
+    ZV_ERR(F("zvOSSemaphore: clock_gettime failed (error = %d)\n", theError));
+    return zvSemaphore_Status_Error;
+  }
+
+  const uint64 theEnd = static_cast<uint64>(theNow.tv_sec) * kMillisecondsPerSecond +
+                        static_cast<uint64>(theNow.tv_nsec) / kNanosecondsPerMillisecond + aDelay;
+  timespec theDeadline;
+  theDeadline.tv_sec = static_cast<time_t>(theEnd / kMillisecondsPerSecond);
+  theDeadline.tv_nsec = static_cast<long>(theEnd % kMillisecondsPerSecond * kNanosecondsPerMillisecond);
+  if (sem_timedwait(&aSemaphore->mSemaphore, &theDeadline) == 0) return zvSemaphore_Status_NoError;
+
+  const int theError = errno;
+  if (theError == ETIMEDOUT) return zvSemaphore_Status_TimeOut;
+  ZV_ERR(F("zvOSSemaphore: sem_timedwait failed (error = %d)\n", theError));
+  return zvSemaphore_Status_Error;
+}

@@ -1,0 +1,27 @@
+// Making and clearing the record behind a checked handle.
+#pragma once
+
+#include <zvOS/zvTypes.h>
+
+#include <cstdlib>
+#include <new>
+
+namespace zvos {
+
+// A new record with the given contents, magic first, or NULL when there is no memory. System
+// objects begin as what their static initialiser makes, so that the record of a constructor that
+// fails half-way can go through its Delete.
+template <typename Record>
+Record *NewRecord(const Record &anInitialRecord) {
+  void *const theMemory = malloc(sizeof(Record));
+  return theMemory == nullptr ? nullptr : new (theMemory) Record(anInitialRecord);
+}
+
+// Makes a handle stale. The store is volatile because the compiler drops a plain one that is
+// followed by free(), and a later use of the handle is to be noticed.
+template <typename Record>
+void ClearMagic(Record *aRecord) {
+  *const_cast<volatile uint32 *>(&aRecord->_mMagicNumber) = 0;
+}
+
+}  // namespace zvos

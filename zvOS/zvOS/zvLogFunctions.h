@@ -1,0 +1,25 @@
+// Messages with a variable number of arguments under the default module, for the few files
+// whose messages belong to no module. Each including file has its own copies; the location in
+// the record is the one of the function here, which tells such messages apart in a log.
+#ifndef zvOS_zvLogFunctions_h
+#define zvOS_zvLogFunctions_h
+
+#include <stdarg.h>
+
+#include <zvOS/zvLogDefines.h>
+
+#define ZV_DEFINE_LOG_FUNCTION(name, level)                                     \
+  ZV_PRINTF_FORMAT(1, 2) ZV_UNUSED static void name(const char *aFormat, ...) { \
+    va_list theArguments;                                                       \
+    va_start(theArguments, aFormat);                                            \
+    ZVXLOG(level, ZVLOG_M_DEFAULT, VF(aFormat, theArguments));                  \
+    va_end(theArguments);                                                       \
+  }
+
+ZV_DEFINE_LOG_FUNCTION(Log_Error, ZVLOGLEVEL_ERROR)
+ZV_DEFINE_LOG_FUNCTION(Log_Warning, ZVLOGLEVEL_WARNING)
+ZV_DEFINE_LOG_FUNCTION(Log_Info, ZVLOGLEVEL_INFO)
+
+#undef ZV_DEFINE_LOG_FUNCTION
+
+#endif
