@@ -1,0 +1,175 @@
+// Paths made absolute, and where the program lives.
+//
+// A relative path counts from the folder of the program, not from the current one, so the path of
+// the program is read once and kept; a forked child keeps its parent's.
+
+#include <zvOS/zvPath.h>
+
+#include "private/HeapText.h"
+
+#include <dlfcn.h>
+#include <unistd.h>
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+
+ZVLOG_WITH_MODULE_IF(PATH, 1)
+
+using zvos::HeapText;
+using zvos::TextOrNull;
+
+namespace {
+
+constexpr size_t kPathBufferSize = 8194;
+constexpr size_t kLinkReadSize = 8192;
+constexpr char kJavaHost[] = "java";
+
+// 0 until the path is read.
+uint32 sApplicationProcessID;
+char sApplicationPath[kPathBufferSize];
+
+bool IsSeparator(char aCharacter) {
+  return aCharacter == '/' || aCharacter == '\\';
+}
+
+void TurnBackslashes(char *aPath) {
+  for (; *aPath != '\0'; ++aPath) {
+    if (*aPath == '\\') *aPath = '/';
+  }
+}
+
+// How much of a relative path is dropped behind an anchor: "./" of "./a" and "." of ".", while
+// ".." stays.
+size_t DroppedPrefixLength(const char *aPath) {
+  if (strcmp(aPath, ".") == 0) return 1;
+  return aPath[0] == '.' && IsSeparator(aPath[1]) ? 2 : 0;
+}
+
+HeapText Join(const char *anAnchor, const char *aRest) {
+  const size_t theAnchorLength = strlen(anAnchor);
+  const size_t theRestSize = strlen(aRest) + 1;
+  HeapText theResult(static_cast<char *>(zvMalloc(theAnchorLength + theRestSize)));
+  if (theResult) {
+    memcpy(theResult.get(), anAnchor, theAnchorLength);
+    memcpy(theResult.get() + theAnchorLength, aRest, theRestSize);
+  }
+  return theResult;
+}
+
+// Reads a link of the process's folder under /proc into a buffer of kPathBufferSize, as a native
+// path. On failure (logged) the buffer holds the empty text.
+bool ReadProcessLink(const char *aLinkName, char *aBuffer) {
+  char theLink[sizeof("/proc/4294967295/exe")];
+  zv_snprintf(theLink, sizeof(theLink), "/proc/%u/%s", sApplicationProcessID, aLinkName);
+  const ssize_t theLength = readlink(theLink, aBuffer, kLinkReadSize);
+  if (theLength < 0) {
+    const int theError = errno;
+    ZV_ERR(F("Cannot get application file name (error = %d)\n", theError));
+    aBuffer[0] = '\0';
+    return false;
+  }
+  if (static_cast<size_t>(theLength) >= kPathBufferSize) {
+    ZV_ERR(F("Cannot get application file name (buffer too small)\n"));
+    aBuffer[0] = '\0';
+    return false;
+  }
+  aBuffer[theLength] = '\0';
+  TurnBackslashes(aBuffer);
+  return true;
+}
+
+// A Java virtual machine is not the application: the application lives in the current folder.
+void UseWorkingDirectoryOfJavaHost() {
+  char theDirectory[kPathBufferSize];
+  if (!ReadProcessLink("cwd", theDirectory)) return;
+  zv_snprintf(sApplicationPath, sizeof(sApplicationPath), "%s/%s", theDirectory, kJavaHost);
+}
+
+void ReadApplicationPath() {
+  sApplicationProcessID = static_cast<uint32>(getpid());
+  if (!ReadProcessLink("exe", sApplicationPath)) return;
+  if (strstr(sApplicationPath, kJavaHost) != nullptr) UseWorkingDirectoryOfJavaHost();
+}
+
+}  // namespace
+
+int zvPath_IsAbsolute(const char *aPath) {
+  if (aPath == nullptr) return 0;
+  return aPath[0] == '\0' || IsSeparator(aPath[0]) ? 1 : 0;
+}
+
+char *zvPath_Normalize(const char *aPath, int, int aNormalizeMode, const char *anAnchorPath) {
+  if (aPath == nullptr) return nullptr;
+
+  HeapText theResult;
+  if (zvPath_IsAbsolute(aPath)) {
+    theResult = HeapText(zvStrdup(aPath));
+  } else {
+    const HeapText theApplicationPath(anAnchorPath != nullptr ? nullptr : zvPath_GetApplicationPath(0));
+    const char *const theAnchor = anAnchorPath != nullptr ? anAnchorPath : theApplicationPath.get();
+    if (theAnchor == nullptr) {
+      ZV_ERR(F("zvPath: Cannot get an anchor path (or none specified) to build an absolute path for '%s'\n",
+               aPath));
+      return nullptr;
+    }
+    theResult = Join(theAnchor, aPath + DroppedPrefixLength(aPath));
+  }
+
+  if (theResult && (aNormalizeMode & kzvPathNormalizeMode_NativeSlash) != 0) TurnBackslashes(theResult.get());
+  return theResult.release();
+}
+
+char *zvPath_GetTempDirPath(void) {
+  const char *const theTmpDir = getenv("TMPDIR");
+  const char *const theDirectory = theTmpDir != nullptr ? theTmpDir : P_tmpdir;
+  ZV_DEBUG(F("Temporary directory is '%s' (TMPDIR is '%s', P_tmpdir is '%s')\n", theDirectory,
+             TextOrNull(theTmpDir), P_tmpdir));
+  return zvStrdup(theDirectory);
+}
+
+char *zvPath_GetCacheDirPath(void) {
+  return zvPath_GetTempDirPath();
+}
+
+char *zvPath_GetApplicationFullPath(void) {
+  if (sApplicationProcessID == 0) ReadApplicationPath();
+  return zvStrdup(sApplicationPath);
+}
+
+char *zvPath_GetApplicationPath(int) {
+  HeapText thePath(zvPath_GetApplicationFullPath());
+  char *const theSlash = thePath ? strrchr(thePath.get(), '/') : nullptr;
+  if (theSlash == nullptr) return nullptr;
+  theSlash[1] = '\0';
+  return thePath.release();
+}
+
+char *zvPath_GetApplicationName(int) {
+  const HeapText thePath(zvPath_GetApplicationFullPath());
+  const char *const theSlash = thePath ? strrchr(thePath.get(), '/') : nullptr;
+  return theSlash != nullptr ? zvStrdup(theSlash + 1) : nullptr;
+}
+
+char *zvPath_GetFunctionSharedLibraryPath(zvDefaultFunctionPtr aFunctionPtr) {
+  Dl_info theInfo;
+  if (dladdr(reinterpret_cast<void *>(aFunctionPtr), &theInfo) == 0 || theInfo.dli_fname == nullptr)
+    return nullptr;
+  return zvStrdup(theInfo.dli_fname);
+}
+
+char *zvPath_GetSystemFontPath(void) {
+  return nullptr;
+}
+
+char *zvPath_RealPath(const char *aPath) {
+  if (aPath == nullptr || strchr(aPath, '<') != nullptr) return nullptr;
+  return zvStrdup(aPath);
+}
+
+int zvPath_GetType(const char *) {
+  return kzvPathType_Unknown;
+}
+
+char *zvPath_GetDefaultConfigPath(void) {
+  return zvStrdup("./");
+}
