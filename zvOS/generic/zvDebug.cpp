@@ -1,0 +1,21 @@
+// Which build of a library the process runs.
+
+#include <zvOS/zvDebug.h>
+#include <zvOS/zvLogFunctions.h>
+#include <zvOS/zvPath.h>
+
+#include "private/HeapText.h"
+
+void zvDebug_LogLibraryInfo(void *aFunction) {
+  const zvos::HeapText thePath(
+      zvPath_GetFunctionSharedLibraryPath(reinterpret_cast<zvDefaultFunctionPtr>(aFunction)));
+  if (!thePath) {
+    Log_Info("Library version: Unknown (Unable to find library path)\n");
+    return;
+  }
+  Log_Info("Library version: r%d (%s)\n", zvPath_GetBinaryRevision(thePath.get(), nullptr), thePath.get());
+}
+
+void zvDebug_SetThreadName(const char *) {}
+
+void zvDebug_Break(const char *) {}

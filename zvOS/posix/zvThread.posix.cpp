@@ -1,0 +1,273 @@
+// Threads that start when told to, and that report a crash before the process dies.
+//
+// A new thread waits at a gate, a semaphore, which also orders the plain fields of its record:
+// it reads them only after the gate has opened.
+
+#include <zvOS/zvDebug.h>
+#include <zvOS/zvLogFunctions.h>
+#include <zvOS/zvSemaphore.h>
+#include <zvOS/zvThread.h>
+
+#include "private/CrashReport.h"
+#include "private/Record.h"
+
+#include <execinfo.h>
+#include <pthread.h>
+#include <sched.h>
+#include <unistd.h>
+#include <atomic>
+#include <cerrno>
+#include <csignal>
+
+ZVLOG_WITH_MODULE_IF(ZVOS, 1)
+
+struct zvThread_t {
+  uint32 _mMagicNumber;
+  pthread_t mThread;
+  zvThread_Func mThreadFunc;
+  zvThread_Func mDeleteFunc;
+  void *mThreadArgs;
+  int mThreadState;
+  int mDetachedState;
+  zvOSSemaphore *mSemaphore;
+};
+
+namespace {
+
+constexpr size_t kStackSize_Default = 0;
+constexpr size_t kStackSize_LeaveToSystem = 1;
+constexpr uint16 kHighestPriority = 100;
+constexpr uint32 kTimeForLogToDrain = 2000;
+
+std::atomic<unsigned> sDoNotCatchSignal;
+
+// The first back-trace of a process loads the unwinder, which allocates: too late in a crash.
+void LoadUnwinder() {
+  static std::atomic<bool> sfLoaded;
+  if (sfLoaded.load(std::memory_order_relaxed)) return;
+  void *theAddress;
+  backtrace(&theAddress, 1);
+  sfLoaded.store(true, std::memory_order_relaxed);
+}
+
+void CatchFatalSignals() {
+  LoadUnwinder();
+  for (const int theSignal : zvos::kFatalSignals)
+    signal(theSignal, sThread_S_SignalHandler);
+}
+
+bool IsFatalSignal(int aSignal) {
+  for (const int theSignal : zvos::kFatalSignals) {
+    if (theSignal == aSignal) return true;
+  }
+  return false;
+}
+
+void *RunThread(void *aThreadRecord) {
+  zvOSThread *const theThread = static_cast<zvOSThread *>(aThreadRecord);
+  if (sDoNotCatchSignal == 0) CatchFatalSignals();
+
+  zvSemaphore_Wait(theThread->mSemaphore);
+  if (theThread->mThreadState != kzvThreadState_Finished) theThread->mThreadFunc(theThread->mThreadArgs);
+
+  if (theThread->mDetachedState == kzvThreadDetachedState_Detached) {
+    theThread->mDetachedState = kzvThreadDetachedState_DetachedDelete;
+    zvThread_Delete(theThread);
+  }
+  return nullptr;
+}
+
+// Makes the system's thread with initialised attributes.
+bool CreateThread(zvOSThread *aThread, pthread_attr_t *anAttributes, size_t aStackSize) {
+  if (aStackSize != kStackSize_LeaveToSystem) {
+    const size_t theStackSize = aStackSize == kStackSize_Default ? kzvThread_StackSize : aStackSize;
+    if (pthread_attr_setstacksize(anAttributes, theStackSize) != 0) {
+      const int theError = errno;
+      ZV_WARN(F("zvOSThread: Could not set stack size to %zu bytes (errno = %d)\n", theStackSize, theError));
+    }
+  }
+
+  const int theDetachState = aThread->mDetachedState == kzvThreadDetachedState_Detached
+                                 ? PTHREAD_CREATE_DETACHED
+                                 : PTHREAD_CREATE_JOINABLE;
+  if (pthread_attr_setdetachstate(anAttributes, theDetachState) != 0) return false;
+
+  if (pthread_create(&aThread->mThread, anAttributes, RunThread, aThread) != 0) {
+    const int theError = errno;
+    ZV_ERR(F("zvOSThread: Cannot create thread (errno = %d)\n", theError));
+    return false;
+  }
+  aThread->mThreadState = kzvThreadState_Inited;
+  return true;
+}
+
+// Makes all that the thread needs and the thread itself.
+bool StartAtGate(zvOSThread *aThread, size_t aStackSize) {
+  aThread->mSemaphore = zvSemaphore_New(0);
+  if (aThread->mSemaphore == nullptr) return false;
+
+  pthread_attr_t theAttributes;
+  if (pthread_attr_init(&theAttributes) != 0) return false;
+
+  const bool afCreated = CreateThread(aThread, &theAttributes, aStackSize);
+  if (pthread_attr_destroy(&theAttributes) != 0) {
+    const int theError = errno;
+    ZV_ERR(F("zvOSThread: Error destroying thread attributes (errno = %d)\n", theError));
+  }
+  return afCreated;
+}
+
+}  // namespace
+
+zvOSThread *zvThread_New(const zvOSThread_Data *aThreadData) {
+  zvAssert(aThreadData != NULL);
+  if (aThreadData == nullptr) return nullptr;
+
+  const bool afDetached = aThreadData->mThreadKind == zvThread_Kind_Detached;
+  zvOSThread *const theThread = zvos::NewRecord<zvOSThread>(
+      {kzvThread_Magic, pthread_t(), aThreadData->mThreadFunc,
+       afDetached ? aThreadData->mDeleteFunc : nullptr, aThreadData->mThreadArgs, kzvThreadState_NotInited,
+       afDetached ? kzvThreadDetachedState_Detached : kzvThreadDetachedState_NotDetached, nullptr});
+  if (theThread == nullptr) return nullptr;
+
+  if (!StartAtGate(theThread, aThreadData->mStackSize)) {
+    zvThread_Delete(theThread);
+    return nullptr;
+  }
+  return theThread;
+}
+
+int zvThread_Run(zvOSThread *aThread) {
+  ZVMAGICNUMBER_CHECK(aThread, kzvThread_Magic);
+  zvAssert(aThread->mThreadState == kzvThreadState_Inited);
+
+  aThread->mThreadState = kzvThreadState_Running;
+  // A detached thread may be gone, and its record with it, once the gate is open.
+  if (zvSemaphore_Post(aThread->mSemaphore) != zvSemaphore_Status_NoError) {
+    const int theError = errno;
+    aThread->mThreadState = kzvThreadState_Inited;
+    ZV_ERR(F("zvOSThread: Failed to start a thread (errno = %d)\n", theError));
+    return zvThread_Status_Error;
+  }
+  return zvThread_Status_NoError;
+}
+
+int zvThread_Wait(zvOSThread *aThread) {
+  ZVMAGICNUMBER_CHECK(aThread, kzvThread_Magic);
+  zvAssert(aThread->mDetachedState != kzvThreadDetachedState_Detached);
+  if (aThread->mDetachedState == kzvThreadDetachedState_Detached) return zvThread_Status_Error;
+  if (aThread->mThreadState == kzvThreadState_Finished) return zvThread_Status_NoError;
+
+  if (aThread->mThreadState == kzvThreadState_Inited) {
+    aThread->mThreadState = kzvThreadState_Finished;
+    if (zvSemaphore_Post(aThread->mSemaphore) != zvSemaphore_Status_NoError) {
+      const int theError = errno;
+      ZV_ERR(F("zvOSThread: Failed to start a thread for termination (errno = %d)\n", theError));
+    }
+  }
+
+  const int theError = pthread_join(aThread->mThread, nullptr);
+  if (theError != 0) ZV_ERR(F("zvOSThread: Failed to join a thread (errno = %d)\n", theError));
+  aThread->mThreadState = kzvThreadState_Finished;
+  return zvThread_Status_NoError;
+}
+
+void zvThread_Delete(zvOSThread *aThread) {
+  if (aThread == nullptr) return;
+  ZVMAGICNUMBER_CHECK(aThread, kzvThread_Magic);
+  zvAssert(aThread->mDetachedState != kzvThreadDetachedState_Detached);
+
+  // A running joinable thread is not waited for: callers do that, and some never want to.
+  if (aThread->mDetachedState == kzvThreadDetachedState_Detached) zvThread_Wait(aThread);
+  if (aThread->mThreadState == kzvThreadState_Inited) zvThread_Wait(aThread);
+  if (aThread->mDetachedState == kzvThreadDetachedState_DetachedDelete && aThread->mDeleteFunc != nullptr) {
+    aThread->mDeleteFunc(aThread->mThreadArgs);
+  }
+
+  zvSemaphore_Delete(aThread->mSemaphore);
+  ZVMAGICNUMBER_CHECK(aThread, kzvThread_Magic);
+  zvos::ClearMagic(aThread);
+  free(aThread);
+}
+
+void zvThread_Sleep(uint32 aMilliseconds) {
+  usleep(aMilliseconds * 1000);
+}
+
+int zvThread_SetPriority(uint16 aPriority) {
+  if (aPriority > kHighestPriority) {
+    ZV_ERR(F("zvOSThread:SetPriority: invalid value for the thread priority %u: using max priority\n",
+             static_cast<unsigned>(aPriority)));
+    aPriority = kHighestPriority;
+  }
+
+  // The attributes are applied to no thread and not destroyed: callers rely on priorities staying
+  // as they are.
+  pthread_attr_t theAttributes;
+  int theError = pthread_attr_init(&theAttributes);
+  if (theError != 0) {
+    ZV_ERR(F("zvOSThread:SetPriority: pthread_attr_init failed (errno = %d)\n", theError));
+    return zvThread_Status_Error;
+  }
+  int thePolicy;
+  theError = pthread_attr_getschedpolicy(&theAttributes, &thePolicy);
+  if (theError != 0) {
+    ZV_ERR(F("zvOSThread:SetPriority: Cannot get thread scheduling policy (errno = %d)\n", theError));
+    return zvThread_Status_Error;
+  }
+
+  const int theHighest = sched_get_priority_max(thePolicy);
+  const int theLowest = sched_get_priority_min(thePolicy);
+  if (theHighest == -1 || theLowest == -1 || theLowest > theHighest) {
+    ZV_ERR(F("zvOSThread:SetPriority: Cannot get valid priority range\n"));
+    return zvThread_Status_Error;
+  }
+
+  sched_param theParameter;
+  theError = pthread_attr_getschedparam(&theAttributes, &theParameter);
+  if (theError != 0) {
+    ZV_ERR(F("zvOSThread:SetPriority: pthread_attr_getschedparam failed (errno = %d)\n", theError));
+    return zvThread_Status_Error;
+  }
+  theParameter.sched_priority = theLowest + ((theHighest - theLowest) * aPriority) / kHighestPriority;
+  theError = pthread_attr_setschedparam(&theAttributes, &theParameter);
+  if (theError != 0) {
+    ZV_ERR(F("zvOSThread:SetPriority: pthread_attr_setschedparam failed (errno = %d)\n", theError));
+    return zvThread_Status_Error;
+  }
+  return zvThread_Status_NoError;
+}
+
+void zvThread_SetAllThreadsCatchSignal(int afCatchSignal) {
+  sDoNotCatchSignal = afCatchSignal != 0 ? 0 : 1;
+}
+
+uint32 zvThread_GetPID(void) {
+  return static_cast<uint32>(getpid());
+}
+
+uint32 zvThread_GetCurrentThreadID(void) {
+  return static_cast<uint32>(pthread_self());
+}
+
+uint32 zvThread_GetID(zvOSThread *aThread) {
+  ZVMAGICNUMBER_CHECK(aThread, kzvThread_Magic);
+  return static_cast<uint32>(aThread->mThread);
+}
+
+void sThread_S_SignalHandler(int aSignal) {
+  if (!IsFatalSignal(aSignal)) return;
+  if (zvos::CrashReport *const theReport = zvos::CrashReport::Current()) theReport->Interrupt();
+
+  zvos::CrashReport theReport(aSignal);
+  zvos::RunGuarded(zvos::kCrashOutlet_Log,
+                   [=] { Log_Error("zvOSThread: Received fatal signal: %d\n", aSignal); });
+  signal(aSignal, SIG_DFL);
+  theReport.Hold(sThread_S_SignalHandler);
+  theReport.AwaitTurn();
+  zvDebug_BackTraceCurrent(0);
+  theReport.EndTurn();
+  zvThread_Sleep(kTimeForLogToDrain);
+  zvos::RunGuarded(zvos::kCrashOutlet_Log,
+                   [] { ZV_ERR(F("zvOSThread: Defaulting to default signal handler\n")); });
+}
