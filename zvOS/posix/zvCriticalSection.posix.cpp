@@ -12,6 +12,22 @@ struct zvCriticalSection_t {
   pthread_mutex_t mMutex;
 };
 
+namespace {
+
+// Failures of the hot paths, kept out of their code.
+
+ZV_COLD int EnterFailed(int anError) {
+  ZV_ERR(F("zvOSCriticalSection: pthread_mutex_lock failed (error = %d)\n", anError));
+  return zvCriticalSection_Status_Error;
+}
+
+ZV_COLD int LeaveFailed(int anError) {
+  ZV_ERR(F("zvOSCriticalSection: pthread_mutex_unlock failed (error = %d)\n", anError));
+  return zvCriticalSection_Status_Error;
+}
+
+}  // namespace
+
 zvOSCriticalSection *zvCriticalSection_New(void) {
   zvOSCriticalSection *const theCriticalSection =
       zvos::NewRecord<zvOSCriticalSection>({kzvCriticalSection_Magic, PTHREAD_MUTEX_INITIALIZER});
@@ -45,20 +61,12 @@ int zvCriticalSection_Enter(zvOSCriticalSection *aCriticalSection) {
   ZVMAGICNUMBER_CHECK(aCriticalSection, kzvCriticalSection_Magic);
 
   const int theError = pthread_mutex_lock(&aCriticalSection->mMutex);
-  if (ZV_UNLIKELY(theError != 0)) {
-    ZV_ERR(F("zvOSCriticalSection: pthread_mutex_lock failed (error = %d)\n", theError));
-    return zvCriticalSection_Status_Error;
-  }
-  return zvCriticalSection_Status_NoError;
+  return ZV_UNLIKELY(theError != 0) ? EnterFailed(theError) : zvCriticalSection_Status_NoError;
 }
 
 int zvCriticalSection_Leave(zvOSCriticalSection *aCriticalSection) {
   ZVMAGICNUMBER_CHECK(aCriticalSection, kzvCriticalSection_Magic);
 
   const int theError = pthread_mutex_unlock(&aCriticalSection->mMutex);
-  if (ZV_UNLIKELY(theError != 0)) {
-    ZV_ERR(F("zvOSCriticalSection: pthread_mutex_unlock failed (error = %d)\n", theError));
-    return zvCriticalSection_Status_Error;
-  }
-  return zvCriticalSection_Status_NoError;
+  return ZV_UNLIKELY(theError != 0) ? LeaveFailed(theError) : zvCriticalSection_Status_NoError;
 }

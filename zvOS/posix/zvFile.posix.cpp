@@ -98,28 +98,58 @@ int OpenFlags(const char *aPath, zvFileOpenMode anOpenMode) {
   return theFlags;
 }
 
+// Goes on where a first call of MoveWhole, which moved aFirstCount bytes, left off.
+template <typename Call>
+ZV_COLD int32 MoveRest(int32 aTotalCount, ssize_t aFirstCount, const char *aCountAssertion, Call aCall) {
+  int32 theMovedCount = 0;
+  ssize_t theCount = aFirstCount;
+  for (;;) {
+    if (theCount < 0 && errno != EINTR) return -1;
+    if (theCount == 0) return theMovedCount;
+    if (theCount > 0) {
+      if (theCount > aTotalCount - theMovedCount) {
+        zvAssertFail(aCountAssertion);
+        return theMovedCount;
+      }
+      theMovedCount += static_cast<int32>(theCount);
+      if (theMovedCount == aTotalCount) return theMovedCount;
+    }
+    theCount = aCall(theMovedCount, static_cast<size_t>(aTotalCount - theMovedCount));
+  }
+}
+
 // Moves aCount bytes with aCall(offset, rest), which behaves as read(2) and write(2) do. Returns
 // the count of bytes moved, fewer only when a call moves nothing, or -1 with errno set.
 template <typename Call>
 int32 MoveWhole(uint32 aCount, const char *aCountAssertion, Call aCall) {
   // A count that is negative as a signed number moves nothing.
   const int32 theTotalCount = static_cast<int32>(aCount);
-  int32 theMovedCount = 0;
-  while (theMovedCount < theTotalCount) {
-    const size_t theRest = static_cast<size_t>(theTotalCount - theMovedCount);
-    const ssize_t theCount = aCall(theMovedCount, theRest);
-    if (theCount < 0) {
-      if (errno == EINTR) continue;
-      return -1;
-    }
-    if (theCount == 0) break;
-    if (ZV_UNLIKELY(static_cast<size_t>(theCount) > theRest)) {
-      zvAssertFail(aCountAssertion);
-      break;
-    }
-    theMovedCount += static_cast<int32>(theCount);
-  }
-  return theMovedCount;
+  if (ZV_UNLIKELY(theTotalCount <= 0)) return 0;
+
+  const ssize_t theCount = aCall(0, static_cast<size_t>(theTotalCount));
+  if (ZV_UNLIKELY(theCount != theTotalCount))
+    return MoveRest(theTotalCount, theCount, aCountAssertion, aCall);
+  return theTotalCount;
+}
+
+// Failures of the hot paths, kept out of their code.
+
+ZV_COLD int ReadFailed(uint32 aCount) {
+  const int theError = errno;
+  ZV_ERR(F("zvFile: cannot read %lu bytes (error = %d)\n", static_cast<unsigned long>(aCount), theError));
+  return PosixErrorToZvFileError(theError);
+}
+
+ZV_COLD int WriteFailed(uint32 aCount) {
+  const int theError = errno;
+  ZV_ERR(F("zvFile: cannot write %lu bytes (error = %d)\n", static_cast<unsigned long>(aCount), theError));
+  return PosixErrorToZvFileError(theError);
+}
+
+ZV_COLD int SeekFailed(zvFileFD aFD) {
+  const int theError = errno;
+  ZV_ERR(F("zvFile: Cannot seek (fd = %p) (error = %d)\n", aFD, theError));
+  return PosixErrorToZvFileError(theError);
 }
 
 bool GetFileStatus(const char *aPath, struct stat *aStatus) {
@@ -239,12 +269,7 @@ int zvFile_Read(zvFileFD aFD, void *aBuffer, uint32 aCount) {
       MoveWhole(aCount, "theReadCount <= theTotalCount", [aFD, aBuffer](int32 anOffset, size_t aRest) {
         return read(DescriptorOf(aFD), static_cast<char *>(aBuffer) + anOffset, aRest);
       });
-  if (ZV_UNLIKELY(theCount < 0)) {
-    const int theError = errno;
-    ZV_ERR(F("zvFile: cannot read %lu bytes (error = %d)\n", static_cast<unsigned long>(aCount), theError));
-    return PosixErrorToZvFileError(theError);
-  }
-  return theCount;
+  return ZV_UNLIKELY(theCount < 0) ? ReadFailed(aCount) : theCount;
 }
 
 int zvFile_Write(zvFileFD aFD, const void *aBuffer, uint32 aCount) {
@@ -252,12 +277,7 @@ int zvFile_Write(zvFileFD aFD, const void *aBuffer, uint32 aCount) {
       MoveWhole(aCount, "theWriteCount <= theTotalCount", [aFD, aBuffer](int32 anOffset, size_t aRest) {
         return write(DescriptorOf(aFD), static_cast<const char *>(aBuffer) + anOffset, aRest);
       });
-  if (ZV_UNLIKELY(theCount < 0)) {
-    const int theError = errno;
-    ZV_ERR(F("zvFile: cannot write %lu bytes (error = %d)\n", static_cast<unsigned long>(aCount), theError));
-    return PosixErrorToZvFileError(theError);
-  }
-  return theCount;
+  return ZV_UNLIKELY(theCount < 0) ? WriteFailed(aCount) : theCount;
 }
 
 int zvFile_Seek(zvFileFD aFD, zvFileOffset anOffset, zvFileSeekMode aSeekMode) {
@@ -274,12 +294,7 @@ int zvFile_Seek(zvFileFD aFD, zvFileOffset anOffset, zvFileSeekMode aSeekMode) {
     default:
       zvAssertFail("zvFile_Seek: Unknown seek mode");
   }
-  if (ZV_UNLIKELY(lseek(DescriptorOf(aFD), anOffset, theWhence) == -1)) {
-    const int theError = errno;
-    ZV_ERR(F("zvFile: Cannot seek (fd = %p) (error = %d)\n", aFD, theError));
-    return PosixErrorToZvFileError(theError);
-  }
-  return 0;
+  return ZV_UNLIKELY(lseek(DescriptorOf(aFD), anOffset, theWhence) == -1) ? SeekFailed(aFD) : 0;
 }
 
 int zvFile_Tell(zvFileFD aFD, zvFileOffset *aPosition) {

@@ -28,6 +28,23 @@ bool IsOwner(zvOSMutex *aMutex) {
   return pthread_equal(__atomic_load_n(&aMutex->mOwnerThread, __ATOMIC_RELAXED), zvos::CurrentThread()) != 0;
 }
 
+// Failures of the hot paths, kept out of their code.
+
+ZV_COLD int LockFailed(int anError) {
+  ZV_ERR(F("zvOSMutex: pthread_mutex_lock failed (error = %d)\n", anError));
+  return zvMutex_Status_Error;
+}
+
+ZV_COLD int UnlockFailed(int anError) {
+  ZV_ERR(F("zvOSMutex: pthread_mutex_unlock failed (error = %d)\n", anError));
+  return zvMutex_Status_Error;
+}
+
+ZV_COLD int RefuseUnlock() {
+  ZV_ERR(F("zvOSMutex: unlock failed because not held by caller\n"));
+  return zvMutex_Status_Error;
+}
+
 }  // namespace
 
 zvOSMutex *zvMutex_New(void) {
@@ -58,10 +75,7 @@ int zvMutex_Lock(zvOSMutex *aMutex) {
   ZVMAGICNUMBER_CHECK(aMutex, kzvMutex_Magic);
 
   const int theError = pthread_mutex_lock(&aMutex->mMutex);
-  if (ZV_UNLIKELY(theError != 0)) {
-    ZV_ERR(F("zvOSMutex: pthread_mutex_lock failed (error = %d)\n", theError));
-    return zvMutex_Status_Error;
-  }
+  if (ZV_UNLIKELY(theError != 0)) return LockFailed(theError);
   SetOwner(aMutex, zvos::CurrentThread());
   ++aMutex->mLockCount;
   return zvMutex_Status_NoError;
@@ -70,20 +84,13 @@ int zvMutex_Lock(zvOSMutex *aMutex) {
 int zvMutex_Unlock(zvOSMutex *aMutex) {
   ZVMAGICNUMBER_CHECK(aMutex, kzvMutex_Magic);
 
-  if (ZV_UNLIKELY(!IsOwner(aMutex))) {
-    ZV_ERR(F("zvOSMutex: unlock failed because not held by caller\n"));
-    return zvMutex_Status_Error;
-  }
+  if (ZV_UNLIKELY(!IsOwner(aMutex))) return RefuseUnlock();
   zvAssert(aMutex->mLockCount > 0);
 
   // Booked before the release: afterwards the next owner writes.
   if (--aMutex->mLockCount == 0) SetOwner(aMutex, kzvMutex_NoOwner);
   const int theError = pthread_mutex_unlock(&aMutex->mMutex);
-  if (ZV_UNLIKELY(theError != 0)) {
-    ZV_ERR(F("zvOSMutex: pthread_mutex_unlock failed (error = %d)\n", theError));
-    return zvMutex_Status_Error;
-  }
-  return zvMutex_Status_NoError;
+  return ZV_UNLIKELY(theError != 0) ? UnlockFailed(theError) : zvMutex_Status_NoError;
 }
 
 int zvMutex_IsHeld(zvOSMutex *aMutex) {

@@ -26,6 +26,20 @@ int WaitErrorToLog(int anError) {
   return anError == EINTR ? -1 : anError;
 }
 
+// Failures of the hot paths, kept out of their code.
+
+ZV_COLD int PostFailed() {
+  const int theError = errno;
+  ZV_ERR(F("zvOSSemaphore: sem_post failed (error = %d)\n", theError));
+  return zvSemaphore_Status_Error;
+}
+
+ZV_COLD int WaitFailed() {
+  const int theError = WaitErrorToLog(errno);
+  ZV_ERR(F("zvOSSemaphore: sem_wait failed (error = %d)\n", theError));
+  return zvSemaphore_Status_Error;
+}
+
 }  // namespace
 
 zvOSSemaphore *zvSemaphore_New(int anInitialValue) {
@@ -56,23 +70,13 @@ void zvSemaphore_Delete(zvOSSemaphore *aSemaphore) {
 int zvSemaphore_Post(zvOSSemaphore *aSemaphore) {
   ZVMAGICNUMBER_CHECK(aSemaphore, kzvSemaphore_Magic);
 
-  if (ZV_UNLIKELY(sem_post(&aSemaphore->mSemaphore) != 0)) {
-    const int theError = errno;
-    ZV_ERR(F("zvOSSemaphore: sem_post failed (error = %d)\n", theError));
-    return zvSemaphore_Status_Error;
-  }
-  return zvSemaphore_Status_NoError;
+  return ZV_UNLIKELY(sem_post(&aSemaphore->mSemaphore) != 0) ? PostFailed() : zvSemaphore_Status_NoError;
 }
 
 int zvSemaphore_Wait(zvOSSemaphore *aSemaphore) {
   ZVMAGICNUMBER_CHECK(aSemaphore, kzvSemaphore_Magic);
 
-  if (ZV_UNLIKELY(sem_wait(&aSemaphore->mSemaphore) != 0)) {
-    const int theError = WaitErrorToLog(errno);
-    ZV_ERR(F("zvOSSemaphore: sem_wait failed (error = %d)\n", theError));
-    return zvSemaphore_Status_Error;
-  }
-  return zvSemaphore_Status_NoError;
+  return ZV_UNLIKELY(sem_wait(&aSemaphore->mSemaphore) != 0) ? WaitFailed() : zvSemaphore_Status_NoError;
 }
 
 int zvSemaphore_TryWait(zvOSSemaphore *aSemaphore) {
