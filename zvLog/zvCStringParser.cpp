@@ -12,7 +12,8 @@ bool IsSeparator(char aChar) {
 }
 
 bool AppendToken(zvCStringParser_TokenList *aList, char *aData, size_t aLength) {
-  zvCStringParser_Token *theToken = static_cast<zvCStringParser_Token *>(malloc(sizeof(zvCStringParser_Token)));
+  zvCStringParser_Token *theToken =
+      static_cast<zvCStringParser_Token *>(malloc(sizeof(zvCStringParser_Token)));
   if (theToken == nullptr) return false;
   *theToken = zvCStringParser_Token{aData, aLength, nullptr};
   if (aList->mLastToken != nullptr) {
@@ -26,12 +27,14 @@ bool AppendToken(zvCStringParser_TokenList *aList, char *aData, size_t aLength) 
 }
 
 char *SkipSeparators(char *aText, const char *anEnd) {
-  while (aText < anEnd && IsSeparator(*aText)) ++aText;
+  while (aText < anEnd && IsSeparator(*aText))
+    ++aText;
   return aText;
 }
 
 char *FindEndOfName(char *aText, const char *anEnd, bool afQuoted) {
-  while (aText < anEnd && *aText != '"' && (afQuoted || !IsSeparator(*aText))) ++aText;
+  while (aText < anEnd && *aText != '"' && (afQuoted || !IsSeparator(*aText)))
+    ++aText;
   return aText;
 }
 

@@ -83,8 +83,10 @@ bool IsBlank(char aChar) {
 std::string Trim(const std::string &aText) {
   size_t theBegin = 0;
   size_t theEnd = aText.size();
-  while (theBegin < theEnd && IsBlank(aText[theBegin])) ++theBegin;
-  while (theEnd > theBegin && IsBlank(aText[theEnd - 1])) --theEnd;
+  while (theBegin < theEnd && IsBlank(aText[theBegin]))
+    ++theBegin;
+  while (theEnd > theBegin && IsBlank(aText[theEnd - 1]))
+    --theEnd;
   return aText.substr(theBegin, theEnd - theBegin);
 }
 

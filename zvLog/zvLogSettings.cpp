@@ -58,7 +58,8 @@ bool ApplySink(const char *aSetting, const char *aValue) {
            Complain(aSetting, "cannot reach the system log (%s)", strerror(errno));
   }
   if (const char *thePath = AfterPrefix(aValue, kFilePrefix)) {
-    return zvLog_SetSinkFile(thePath) != 0 || Complain(aSetting, "cannot open the file (%s)", strerror(errno));
+    return zvLog_SetSinkFile(thePath) != 0 ||
+           Complain(aSetting, "cannot open the file (%s)", strerror(errno));
   }
   return Complain(aSetting, "it is no sink (stderr, file:<path>, syslog or syslog:<path>)");
 }
@@ -87,7 +88,8 @@ bool ApplyModuleLevel(const char *aSetting, const char *aName, const char *aValu
 char *Trim(char *aText) {
   aText += strspn(aText, kBlanks);
   size_t theLength = strlen(aText);
-  while (theLength > 0 && strchr(kBlanks, aText[theLength - 1]) != nullptr) --theLength;
+  while (theLength > 0 && strchr(kBlanks, aText[theLength - 1]) != nullptr)
+    --theLength;
   aText[theLength] = '\0';
   return aText;
 }

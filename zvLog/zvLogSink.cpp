@@ -136,7 +136,8 @@ int OpenSocketReaching(const SocketAddress *anAddress) {
   const sockaddr theNobody = {AF_UNSPEC, {}};
   const bool mfReady =
       setsockopt(theSocket, SOL_SOCKET, SO_SNDTIMEO, &thePatience, sizeof thePatience) == 0 &&
-      connect(theSocket, reinterpret_cast<const sockaddr *>(&anAddress->mAddress), sizeof(sockaddr_un)) == 0 &&
+      connect(theSocket, reinterpret_cast<const sockaddr *>(&anAddress->mAddress), sizeof(sockaddr_un)) ==
+          0 &&
       // Unconnected again, so that the socket finds the log after it was started anew.
       connect(theSocket, &theNobody, sizeof theNobody) == 0;
   if (mfReady) return theSocket;

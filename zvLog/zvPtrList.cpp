@@ -50,7 +50,8 @@ extern "C" void *zvPtrList_Get(const zvPtrList *aList, size_t anIndex) {
 extern "C" void zvPtrList_Delete(zvPtrList *aList) {
   if (aList == nullptr) return;
   if (aList->mFreeFunc != nullptr) {
-    for (size_t theIndex = 0; theIndex < aList->mCount; ++theIndex) aList->mFreeFunc(aList->mElements[theIndex]);
+    for (size_t theIndex = 0; theIndex < aList->mCount; ++theIndex)
+      aList->mFreeFunc(aList->mElements[theIndex]);
   }
   free(aList->mElements);
   free(aList);

@@ -19,7 +19,8 @@ class LineWriter {
   }
 
   void Text(const char *aText) {
-    while (*aText != '\0' && mAt < mEnd) *mAt++ = *aText++;
+    while (*aText != '\0' && mAt < mEnd)
+      *mAt++ = *aText++;
   }
 
   // The last aMaximum bytes of a longer text, led by "...".
@@ -40,7 +41,8 @@ class LineWriter {
       theDigits[theCount++] = static_cast<char>('0' + aNumber % 10);
       aNumber /= 10;
     } while (aNumber != 0 || theCount < aWidth);
-    while (theCount > 0) Char(theDigits[--theCount]);
+    while (theCount > 0)
+      Char(theDigits[--theCount]);
   }
 
  private:
