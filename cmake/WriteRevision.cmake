@@ -1,27 +1,38 @@
 # Writes the assembler source of the revision stamp, only when its text changes.
+#
+# Git is believed only about a work tree of our own: a source archive unpacked inside another
+# repository has no revision.
 
-if(NOT REVISION OR NOT LABEL)
-  find_package(Git QUIET)
-endif()
-if(NOT REVISION)
-  set(REVISION 0)
-  if(GIT_FOUND)
-    execute_process(COMMAND ${GIT_EXECUTABLE} -C ${SOURCE_DIR} rev-list --count HEAD
-      OUTPUT_VARIABLE count OUTPUT_STRIP_TRAILING_WHITESPACE ERROR_QUIET RESULT_VARIABLE failed)
-    if(NOT failed)
-      set(REVISION ${count})
+function(ask_git variable)
+  # The folder may belong to somebody else, as it does under sudo.
+  execute_process(COMMAND ${GIT_EXECUTABLE} -c safe.directory=* -C ${SOURCE_DIR} ${ARGN}
+    OUTPUT_VARIABLE answer OUTPUT_STRIP_TRAILING_WHITESPACE ERROR_QUIET RESULT_VARIABLE failed)
+  if(failed)
+    set(answer "")
+  endif()
+  set(${variable} "${answer}" PARENT_SCOPE)
+endfunction()
+
+set(count 0)
+set(branch unknown)
+find_package(Git QUIET)
+if(GIT_FOUND)
+  ask_git(top rev-parse --show-toplevel)
+  file(REAL_PATH "${SOURCE_DIR}" source)
+  if("${top}" STREQUAL "${source}")
+    ask_git(git_count rev-list --count HEAD)
+    ask_git(git_branch rev-parse --abbrev-ref HEAD)
+    if(git_count)
+      set(count ${git_count})
+      set(branch ${git_branch})
     endif()
   endif()
 endif()
-if(NOT LABEL)
-  set(branch "unknown")
-  if(GIT_FOUND)
-    execute_process(COMMAND ${GIT_EXECUTABLE} -C ${SOURCE_DIR} rev-parse --abbrev-ref HEAD
-      OUTPUT_VARIABLE name OUTPUT_STRIP_TRAILING_WHITESPACE ERROR_QUIET RESULT_VARIABLE failed)
-    if(NOT failed AND NOT name STREQUAL "")
-      set(branch ${name})
-    endif()
-  endif()
+
+if("${REVISION}" STREQUAL "")
+  set(REVISION ${count})
+endif()
+if("${LABEL}" STREQUAL "")
   set(LABEL "${NAME}/branches/${branch}")
 endif()
 

@@ -23,11 +23,14 @@ target_compile_options(zv_options INTERFACE
   -Werror
   # Source paths in messages and debug information are relative to the source folder.
   -ffile-prefix-map=${PROJECT_SOURCE_DIR}/=
+  -ffile-prefix-map=${CMAKE_BINARY_DIR}=build
   -fvisibility=hidden
   $<$<COMPILE_LANGUAGE:CXX>:-fvisibility-inlines-hidden>
   -fstack-protector-strong
   # Back-traces walk through our code on every architecture.
-  -funwind-tables)
+  -funwind-tables
+  # The ABI changed in GCC 7; everything here is built by one compiler.
+  $<$<COMPILE_LANGUAGE:CXX>:-Wno-psabi>)
 target_link_options(zv_options INTERFACE
   LINKER:-z,relro LINKER:-z,now LINKER:-z,noexecstack LINKER:-z,text LINKER:--as-needed)
 
@@ -63,12 +66,13 @@ function(zv_library target)
     VERSION ${PROJECT_VERSION}
     SOVERSION ${PROJECT_VERSION_MAJOR}
     # The C compiler driver links, so that no C++ run-time library comes along.
-    LINKER_LANGUAGE C)
+    LINKER_LANGUAGE C
+    INSTALL_RPATH "$ORIGIN")
   target_compile_options(${target} PRIVATE
     $<$<COMPILE_LANGUAGE:CXX>:-fno-exceptions>
     $<$<COMPILE_LANGUAGE:CXX>:-fno-rtti>
     $<$<COMPILE_LANGUAGE:CXX>:-fno-threadsafe-statics>
     -fno-semantic-interposition
     -fno-plt)
-  target_link_options(${target} PRIVATE LINKER:-Bsymbolic LINKER:-z,defs -static-libgcc)
+  target_link_options(${target} PRIVATE LINKER:-Bsymbolic-functions LINKER:-z,defs -static-libgcc)
 endfunction()

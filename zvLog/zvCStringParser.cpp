@@ -41,13 +41,13 @@ char *FindEndOfName(char *aText, const char *anEnd, bool afQuoted) {
 bool FindNames(zvCStringParser_TokenList *aList, char *aText, const char *anEnd) {
   char *theAt = SkipSeparators(aText, anEnd);
   while (theAt < anEnd) {
-    const bool mfQuoted = *theAt == '"';
-    char *theName = mfQuoted ? theAt + 1 : theAt;
-    char *theNameEnd = FindEndOfName(theName, anEnd, mfQuoted);
+    const bool afQuoted = *theAt == '"';
+    char *theName = afQuoted ? theAt + 1 : theAt;
+    char *theNameEnd = FindEndOfName(theName, anEnd, afQuoted);
     if (!AppendToken(aList, theName, static_cast<size_t>(theNameEnd - theName))) return false;
 
-    const bool mfClosingQuote = mfQuoted && theNameEnd < anEnd;
-    theAt = SkipSeparators(mfClosingQuote ? theNameEnd + 1 : theNameEnd, anEnd);
+    const bool afClosingQuote = afQuoted && theNameEnd < anEnd;
+    theAt = SkipSeparators(afClosingQuote ? theNameEnd + 1 : theNameEnd, anEnd);
   }
   return true;
 }

@@ -19,6 +19,7 @@
 #include <cerrno>
 #include <cstring>
 #include <new>
+#include <memory>
 #include <string>
 
 struct zvConfigFile_t {
@@ -97,8 +98,8 @@ bool IsEmptyOrComment(const std::string &aTrimmed) {
 bool IsSection(const std::string &aTrimmed) {
   const size_t theClose = aTrimmed.find(']');
   if (aTrimmed[0] != '[' || theClose == std::string::npos) return false;
-  const bool mfHasName = !Trim(aTrimmed.substr(1, theClose - 1)).empty();
-  return mfHasName && IsEmptyOrComment(Trim(aTrimmed.substr(theClose + 1)));
+  const bool afHasName = !Trim(aTrimmed.substr(1, theClose - 1)).empty();
+  return afHasName && IsEmptyOrComment(Trim(aTrimmed.substr(theClose + 1)));
 }
 
 bool IsKeyAndValue(const std::string &aTrimmed) {
@@ -135,11 +136,10 @@ zvConfigFile_t *Open(const char *aPath) {
   }
   if (!CheckLines(aPath, theText)) return nullptr;
 
-  zvConfigFile_t *theFile = new zvConfigFile_t;
+  auto theFile = std::make_unique<zvConfigFile_t>();
   theFile->mPath = aPath;
-  if (theFile->mIni.LoadData(theText.data(), theText.size()) == SI_OK) return theFile;
+  if (theFile->mIni.LoadData(theText.data(), theText.size()) == SI_OK) return theFile.release();
   LogError(__LINE__, "zvConfigFile: cannot take in '%s'\n", aPath);
-  delete theFile;
   return nullptr;
 }
 

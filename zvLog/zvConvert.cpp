@@ -15,8 +15,8 @@ extern "C" int zvConvert_strtoptr(const char *aText, void **aPointer) {
 
   uint64 theNumber = 0;
   if (*aText == '-') {
-    const bool mfNumber = zvlog::ReadNumber(aText + 1, UINT64_MAX, &theNumber) != zvlog::NumberError::Invalid;
-    return mfNumber ? kzvConvertError_RangeLow : kzvConvertError_Invalid;
+    const bool afNumber = zvlog::ReadNumber(aText + 1, UINT64_MAX, &theNumber) != zvlog::NumberError::Invalid;
+    return afNumber ? kzvConvertError_RangeLow : kzvConvertError_Invalid;
   }
   if (!zvlog::StartsWithHexPrefix(aText)) return kzvConvertError_Invalid;
   switch (zvlog::ReadNumber(aText, UINTPTR_MAX, &theNumber)) {

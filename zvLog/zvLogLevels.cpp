@@ -30,8 +30,8 @@ zvLogLevel LoadCeiling() {
 }
 
 zvLogLevel GlobalGateUnder(zvLogLevel aCeiling) {
-  const bool mfWrittenByOthers = aCeiling != sPublishedGate.load(std::memory_order_relaxed);
-  return mfWrittenByOthers ? aCeiling : sGlobalGate.load(std::memory_order_relaxed);
+  const bool afWrittenByOthers = aCeiling != sPublishedGate.load(std::memory_order_relaxed);
+  return afWrittenByOthers ? aCeiling : sGlobalGate.load(std::memory_order_relaxed);
 }
 
 zvLogLevel GateOf(zvLogModule aModule, zvLogLevel aCeiling) {

@@ -65,9 +65,9 @@ bool ApplySink(const char *aSetting, const char *aValue) {
 }
 
 bool ApplyAssert(const char *aSetting, const char *aValue) {
-  const bool mfAborts = strcmp(aValue, "abort") == 0;
-  if (!mfAborts && strcmp(aValue, "return") != 0) return Complain(aSetting, "it is neither abort nor return");
-  zvLog_SetAssertAborts(mfAborts);
+  const bool afAborts = strcmp(aValue, "abort") == 0;
+  if (!afAborts && strcmp(aValue, "return") != 0) return Complain(aSetting, "it is neither abort nor return");
+  zvLog_SetAssertAborts(afAborts);
   return true;
 }
 
@@ -122,12 +122,12 @@ extern "C" int zvLog_ApplySettings(const char *aSettings) {
   char *theCopy = strdup(aSettings);
   if (theCopy == nullptr) return Complain(aSettings, "out of memory");
 
-  bool mfAllGood = true;
+  bool afAllGood = true;
   char *theRest = theCopy;
   while (char *theSetting = strsep(&theRest, ",")) {
     theSetting = Trim(theSetting);
-    if (*theSetting != '\0' && !ApplyOne(theSetting)) mfAllGood = false;
+    if (*theSetting != '\0' && !ApplyOne(theSetting)) afAllGood = false;
   }
   free(theCopy);
-  return mfAllGood;
+  return afAllGood;
 }

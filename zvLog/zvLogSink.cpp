@@ -86,7 +86,7 @@ bool Install(std::atomic<int> *aPlace, int aDescriptor) {
 
 bool WriteLine(int aDescriptor, const char *aLine, size_t aLength) {
   size_t theDone = 0;
-  bool mfWaited = false;
+  bool afWaited = false;
   while (theDone < aLength) {
     const ssize_t theCount = write(aDescriptor, aLine + theDone, aLength - theDone);
     if (theCount > 0) {
@@ -95,8 +95,8 @@ bool WriteLine(int aDescriptor, const char *aLine, size_t aLength) {
     }
     const int theError = theCount < 0 ? errno : ENOSPC;
     if (theError == EINTR) continue;
-    if (theError != EAGAIN || mfWaited) return theDone > 0;
-    mfWaited = true;
+    if (theError != EAGAIN || afWaited) return theDone > 0;
+    afWaited = true;
     pollfd thePoll = {aDescriptor, POLLOUT, 0};
     poll(&thePoll, 1, kPatienceMilliseconds);
   }
@@ -134,13 +134,13 @@ int OpenSocketReaching(const SocketAddress *anAddress) {
 
   const timeval thePatience = {kPatienceMilliseconds / 1000, 0};
   const sockaddr theNobody = {AF_UNSPEC, {}};
-  const bool mfReady =
+  const bool afReady =
       setsockopt(theSocket, SOL_SOCKET, SO_SNDTIMEO, &thePatience, sizeof thePatience) == 0 &&
       connect(theSocket, reinterpret_cast<const sockaddr *>(&anAddress->mAddress), sizeof(sockaddr_un)) ==
           0 &&
       // Unconnected again, so that the socket finds the log after it was started anew.
       connect(theSocket, &theNobody, sizeof theNobody) == 0;
-  if (mfReady) return theSocket;
+  if (afReady) return theSocket;
   CloseKeepingErrno(theSocket);
   return kNoDescriptor;
 }

@@ -26,15 +26,15 @@ extern "C" char *zvStrndup(const char *aText, size_t aLength) {
 }
 
 extern "C" int zv_snprintf(char *aBuffer, size_t aSize, const char *aFormat, ...) {
-  const bool mfHasRoom = aBuffer != nullptr && aSize > 0;
-  if (mfHasRoom) *aBuffer = '\0';
+  const bool afHasRoom = aBuffer != nullptr && aSize > 0;
+  if (afHasRoom) *aBuffer = '\0';
   if (aFormat == nullptr) return -1;
 
   va_list theArguments;
   va_start(theArguments, aFormat);
-  const int theLength = vsnprintf(aBuffer, mfHasRoom ? aSize : 0, aFormat, theArguments);
+  const int theLength = vsnprintf(aBuffer, afHasRoom ? aSize : 0, aFormat, theArguments);
   va_end(theArguments);
-  if (theLength < 0 && mfHasRoom) *aBuffer = '\0';
+  if (theLength < 0 && afHasRoom) *aBuffer = '\0';
   return theLength;
 }
 

@@ -1,4 +1,4 @@
-# 32-bit x86 on 64-bit Debian. The versioned compiler is used because the unversioned
+# 32-bit x86 with SSE2 (every processor since 2004), on 64-bit Debian. The versioned compiler is used because the unversioned
 # multilib package conflicts with every cross compiler.
 set(CMAKE_SYSTEM_NAME Linux)
 set(CMAKE_SYSTEM_PROCESSOR i686)

@@ -20,14 +20,14 @@ constexpr uint32 DigitValue(char aChar) {
 inline NumberError ReadDigits(const char *aText, uint32 aBase, uint64 aMaximum, uint64 *aNumber) {
   if (*aText == '\0') return NumberError::Invalid;
   uint64 theNumber = 0;
-  bool mfTooLarge = false;
+  bool afTooLarge = false;
   for (; *aText != '\0'; ++aText) {
     const uint32 theDigit = DigitValue(*aText);
     if (theDigit >= aBase) return NumberError::Invalid;
-    mfTooLarge = mfTooLarge || theDigit > aMaximum || theNumber > (aMaximum - theDigit) / aBase;
-    if (!mfTooLarge) theNumber = theNumber * aBase + theDigit;
+    afTooLarge = afTooLarge || theDigit > aMaximum || theNumber > (aMaximum - theDigit) / aBase;
+    if (!afTooLarge) theNumber = theNumber * aBase + theDigit;
   }
-  if (mfTooLarge) return NumberError::TooLarge;
+  if (afTooLarge) return NumberError::TooLarge;
   *aNumber = theNumber;
   return NumberError::None;
 }

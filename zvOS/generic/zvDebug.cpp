@@ -6,7 +6,7 @@
 
 #include "private/HeapText.h"
 
-void zvDebug_LogLibraryInfo(void *aFunction) {
+extern "C" void zvDebug_LogLibraryInfo(void *aFunction) {
   const zvos::HeapText thePath(
       zvPath_GetFunctionSharedLibraryPath(reinterpret_cast<zvDefaultFunctionPtr>(aFunction)));
   if (!thePath) {
@@ -16,6 +16,6 @@ void zvDebug_LogLibraryInfo(void *aFunction) {
   Log_Info("Library version: r%d (%s)\n", zvPath_GetBinaryRevision(thePath.get(), nullptr), thePath.get());
 }
 
-void zvDebug_SetThreadName(const char *) {}
+extern "C" void zvDebug_SetThreadName(const char *) {}
 
-void zvDebug_Break(const char *) {}
+extern "C" void zvDebug_Break(const char *) {}

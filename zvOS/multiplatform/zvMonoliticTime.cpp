@@ -7,7 +7,7 @@
 
 ZVLOG_WITH_MODULE_IF(ZVOS, 1)
 
-void zvMonoliticTime_GetTime(zvtimeval *aTime) {
+extern "C" void zvMonoliticTime_GetTime(zvtimeval *aTime) {
   timespec theTime;
   if (clock_gettime(CLOCK_MONOTONIC, &theTime) != 0) {
     const int theError = errno;

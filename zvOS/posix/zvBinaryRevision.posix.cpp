@@ -15,6 +15,9 @@ namespace {
 
 constexpr char kSectionName[] = ".zevo.version";
 
+// Far more than the names of a real file need; a larger section is damage.
+constexpr Elf32_Word kLargestSection = 16 * 1024 * 1024;
+
 // Closes the file at the end of the block.
 class OpenFile {
  public:
@@ -42,7 +45,10 @@ bool ReadWhole(zvFileFD anFD, zvFileOffset anOffset, void *aBuffer, uint32 aSize
 
 // Reads a section that lies within the file: a size that the file does not have is not allocated.
 HeapText ReadSection(zvFileFD anFD, zvFileOffset aFileSize, Elf32_Shdr *aSection) {
-  if (static_cast<zvFileOffset>(aSection->sh_offset) + aSection->sh_size > aFileSize) return HeapText();
+  if (aSection->sh_size > kLargestSection ||
+      static_cast<zvFileOffset>(aSection->sh_offset) + aSection->sh_size > aFileSize) {
+    return HeapText();
+  }
   char *theData = nullptr;
   const int theStatus = Elf_ReadSectionData(anFD, aSection, &theData);
   HeapText theOwner(theData);
@@ -65,28 +71,22 @@ char *CopySecondLine(const char *aText, size_t aSize) {
   return zvStrndup(theLine, static_cast<size_t>(static_cast<const char *>(theSecond) - theLine));
 }
 
-// The number at the start of a text that is not terminated.
-int ParseRevision(const char *aText, size_t aSize) {
-  const HeapText theText(zvStrndup(aText, aSize));
-  return theText ? atoi(theText.get()) : 0;
-}
-
 }  // namespace
 
-int Elf_ReadSectionHeader(zvFileFD anFD, Elf32_Ehdr *anElfHeader, int anIndex,
-                          Elf32_Shdr *aElfSectionHeader) {
+extern "C" int Elf_ReadSectionHeader(zvFileFD anFD, Elf32_Ehdr *anElfHeader, int anIndex,
+                                     Elf32_Shdr *aElfSectionHeader) {
   const zvFileOffset theOffset = static_cast<zvFileOffset>(anElfHeader->e_shoff) +
                                  static_cast<zvFileOffset>(anIndex) * anElfHeader->e_shentsize;
   return ReadWhole(anFD, theOffset, aElfSectionHeader, sizeof(*aElfSectionHeader)) ? 0 : -1;
 }
 
-int Elf_ReadSectionData(zvFileFD anFD, Elf32_Shdr *aElfSectionHeader, char **aData) {
+extern "C" int Elf_ReadSectionData(zvFileFD anFD, Elf32_Shdr *aElfSectionHeader, char **aData) {
   *aData = static_cast<char *>(zvMalloc(aElfSectionHeader->sh_size));
   if (*aData == nullptr) return -1;
   return ReadWhole(anFD, aElfSectionHeader->sh_offset, *aData, aElfSectionHeader->sh_size) ? 0 : -1;
 }
 
-int zvPath_GetBinaryRevision(const char *aFilePath, char **aBranch) {
+extern "C" int zvPath_GetBinaryRevision(const char *aFilePath, char **aBranch) {
   if (aFilePath == nullptr) return 0;
   const OpenFile theFile(aFilePath);
   if (!theFile) return 0;
@@ -114,12 +114,13 @@ int zvPath_GetBinaryRevision(const char *aFilePath, char **aBranch) {
     }
 
     const HeapText theStamp = ReadSection(theFile.get(), theFileSize, &theSection);
-    if (!theStamp) return 0;
+    const HeapText theText(theStamp ? zvStrndup(theStamp.get(), theSection.sh_size) : nullptr);
+    if (!theText) return 0;
     if (aBranch != nullptr) {
       char *const theBranch = CopySecondLine(theStamp.get(), theSection.sh_size);
       if (theBranch != nullptr) *aBranch = theBranch;
     }
-    return ParseRevision(theStamp.get(), theSection.sh_size);
+    return atoi(theText.get());
   }
   return 0;
 }

@@ -46,7 +46,7 @@ timespec DeadlineAfter(uint32 aDelay) {
 
 }  // namespace
 
-zvOSCondition *zvCondition_New(void) {
+extern "C" zvOSCondition *zvCondition_New(void) {
   zvOSCondition *const theCondition =
       zvos::NewRecord<zvOSCondition>({kzvCondition_Magic, PTHREAD_COND_INITIALIZER});
   if (theCondition == nullptr) return nullptr;
@@ -60,7 +60,7 @@ zvOSCondition *zvCondition_New(void) {
   return theCondition;
 }
 
-void zvCondition_Delete(zvOSCondition *aCondition) {
+extern "C" void zvCondition_Delete(zvOSCondition *aCondition) {
   if (aCondition == nullptr) return;
   ZVMAGICNUMBER_CHECK(aCondition, kzvCondition_Magic);
 
@@ -70,7 +70,7 @@ void zvCondition_Delete(zvOSCondition *aCondition) {
   free(aCondition);
 }
 
-int zvCondition_Signal(zvOSCondition *aCondition) {
+extern "C" int zvCondition_Signal(zvOSCondition *aCondition) {
   ZVMAGICNUMBER_CHECK(aCondition, kzvCondition_Magic);
 
   const int theError = pthread_cond_signal(&aCondition->mCondition);
@@ -81,7 +81,7 @@ int zvCondition_Signal(zvOSCondition *aCondition) {
   return zvCondition_Status_NoError;
 }
 
-int zvCondition_Broadcast(zvOSCondition *aCondition) {
+extern "C" int zvCondition_Broadcast(zvOSCondition *aCondition) {
   ZVMAGICNUMBER_CHECK(aCondition, kzvCondition_Magic);
 
   const int theError = pthread_cond_broadcast(&aCondition->mCondition);
@@ -92,7 +92,7 @@ int zvCondition_Broadcast(zvOSCondition *aCondition) {
   return zvCondition_Status_NoError;
 }
 
-int zvCondition_Wait(zvOSCondition *aCondition, zvOSMutex *aMutex) {
+extern "C" int zvCondition_Wait(zvOSCondition *aCondition, zvOSMutex *aMutex) {
   ZVMAGICNUMBER_CHECK(aCondition, kzvCondition_Magic);
 
   const uint32 theLockCount = zvMutex_Posix_Tag_Unheld(aMutex);
@@ -105,7 +105,7 @@ int zvCondition_Wait(zvOSCondition *aCondition, zvOSMutex *aMutex) {
   return zvCondition_Status_NoError;
 }
 
-int zvCondition_WaitTimeout(zvOSCondition *aCondition, zvOSMutex *aMutex, uint32 aDelay) {
+extern "C" int zvCondition_WaitTimeout(zvOSCondition *aCondition, zvOSMutex *aMutex, uint32 aDelay) {
   ZVMAGICNUMBER_CHECK(aCondition, kzvCondition_Magic);
 
   const timespec theDeadline = DeadlineAfter(aDelay);

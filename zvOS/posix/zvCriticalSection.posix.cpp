@@ -28,7 +28,7 @@ ZV_COLD int LeaveFailed(int anError) {
 
 }  // namespace
 
-zvOSCriticalSection *zvCriticalSection_New(void) {
+extern "C" zvOSCriticalSection *zvCriticalSection_New(void) {
   zvOSCriticalSection *const theCriticalSection =
       zvos::NewRecord<zvOSCriticalSection>({kzvCriticalSection_Magic, PTHREAD_MUTEX_INITIALIZER});
   if (theCriticalSection == nullptr) {
@@ -45,7 +45,7 @@ zvOSCriticalSection *zvCriticalSection_New(void) {
   return theCriticalSection;
 }
 
-void zvCriticalSection_Delete(zvOSCriticalSection *aCriticalSection) {
+extern "C" void zvCriticalSection_Delete(zvOSCriticalSection *aCriticalSection) {
   if (aCriticalSection == nullptr) return;
   ZVMAGICNUMBER_CHECK(aCriticalSection, kzvCriticalSection_Magic);
 
@@ -57,14 +57,14 @@ void zvCriticalSection_Delete(zvOSCriticalSection *aCriticalSection) {
   free(aCriticalSection);
 }
 
-int zvCriticalSection_Enter(zvOSCriticalSection *aCriticalSection) {
+extern "C" int zvCriticalSection_Enter(zvOSCriticalSection *aCriticalSection) {
   ZVMAGICNUMBER_CHECK(aCriticalSection, kzvCriticalSection_Magic);
 
   const int theError = pthread_mutex_lock(&aCriticalSection->mMutex);
   return ZV_UNLIKELY(theError != 0) ? EnterFailed(theError) : zvCriticalSection_Status_NoError;
 }
 
-int zvCriticalSection_Leave(zvOSCriticalSection *aCriticalSection) {
+extern "C" int zvCriticalSection_Leave(zvOSCriticalSection *aCriticalSection) {
   ZVMAGICNUMBER_CHECK(aCriticalSection, kzvCriticalSection_Magic);
 
   const int theError = pthread_mutex_unlock(&aCriticalSection->mMutex);

@@ -10,6 +10,7 @@
 
 #include <execinfo.h>
 #include <fcntl.h>
+#include <poll.h>
 #include <unistd.h>
 #include <cerrno>
 #include <cstdio>
@@ -26,14 +27,26 @@ constexpr int kTraceDepth = 64;
 constexpr int kShortestSoundTrace = 6;
 constexpr int kStackWordCount = 256;
 constexpr int kBufferTraceDepth = 1024;
+constexpr int kPatience = 1000;  // ms, for a reader of standard output that does not keep up
 
 // Off the stack, which may be damaged.
 void *sBackTraceBuf[kTraceDepth];
+
+// The first back-trace of a process loads the unwinder, which allocates: too late in a crash.
+__attribute__((constructor)) void LoadUnwinder() {
+  void *theAddress;
+  backtrace(&theAddress, 1);
+}
 
 void WriteWhole(int aDescriptor, const char *aText, size_t aLength) {
   while (aLength > 0) {
     const ssize_t theCount = write(aDescriptor, aText, aLength);
     if (theCount < 0 && errno == EINTR) continue;
+    if (theCount < 0 && errno == EAGAIN) {
+      pollfd theRoom = {aDescriptor, POLLOUT, 0};
+      if (poll(&theRoom, 1, kPatience) > 0) continue;
+      return;
+    }
     if (theCount <= 0) return;
     aText += theCount;
     aLength -= static_cast<size_t>(theCount);
@@ -66,24 +79,32 @@ class TraceFile {
   TraceFile() {
     snprintf(mName, sizeof(mName), FILE_BACKTRACE_NAME, static_cast<int>(getpid()));
     // The name can be guessed by anybody who may write to /tmp: a link is not followed.
-    mDescriptor = open(mName, O_RDWR | O_CREAT | O_TRUNC | O_CLOEXEC | O_NOFOLLOW, 0666);
+    RunGuarded(zvos::kCrashOutlet_File, [this] {
+      mDescriptor = open(mName, O_RDWR | O_CREAT | O_TRUNC | O_CLOEXEC | O_NOFOLLOW, 0666);
+      if (mDescriptor < 0 || mDescriptor > STDERR_FILENO) return;
+      // A program without standard streams: what is printed must not end up in the file.
+      const int theLowDescriptor = mDescriptor;
+      mDescriptor = fcntl(theLowDescriptor, F_DUPFD_CLOEXEC, STDERR_FILENO + 1);
+      close(theLowDescriptor);
+    });
   }
   ~TraceFile() {
-    if (isOpen()) close(mDescriptor);
+    if (IsOpen()) close(mDescriptor);
   }
   TraceFile(const TraceFile &) = delete;
   TraceFile &operator=(const TraceFile &) = delete;
 
-  bool isOpen() const { return mDescriptor != -1; }
+  bool IsOpen() const { return mDescriptor != -1; }
   const char *Name() const { return mName; }
 
   void Write(const char *aText) {
-    if (isOpen()) WriteText(mDescriptor, aText);
+    if (!IsOpen()) return;
+    RunGuarded(zvos::kCrashOutlet_File, [=] { WriteText(mDescriptor, aText); });
   }
 
  private:
   char mName[kFileNameSize];
-  int mDescriptor;
+  int mDescriptor = -1;
 };
 
 // The texts of addresses. When the allocator is broken, which is how many crashes begin, they are
@@ -109,16 +130,18 @@ class Symbols {
 
  private:
   const char *TextWithoutMemory(void *anAddress) {
-    int thePipe[2];
-    if (pipe2(thePipe, O_CLOEXEC | O_NONBLOCK) != 0) return nullptr;
-    backtrace_symbols_fd(&anAddress, 1, thePipe[1]);
-    const ssize_t theLength = read(thePipe[0], mText, sizeof(mText) - 1);
-    close(thePipe[0]);
-    close(thePipe[1]);
-    if (theLength <= 0) return nullptr;
-    mText[theLength] = '\0';
-    mText[strcspn(mText, "\n")] = '\0';
-    return mText;
+    mText[0] = '\0';
+    RunGuarded(zvos::kCrashOutlet_Loader, [&] {
+      int thePipe[2];
+      if (pipe2(thePipe, O_CLOEXEC | O_NONBLOCK) != 0) return;
+      backtrace_symbols_fd(&anAddress, 1, thePipe[1]);
+      const ssize_t theLength = read(thePipe[0], mText, sizeof(mText) - 1);
+      close(thePipe[0]);
+      close(thePipe[1]);
+      mText[theLength > 0 ? theLength : 0] = '\0';
+      mText[strcspn(mText, "\n")] = '\0';
+    });
+    return mText[0] != '\0' ? mText : nullptr;
   }
 
   void *const *mAddresses;
@@ -147,10 +170,9 @@ void TraceSymbol(TraceFile &aFile, int aNumber, const char *aSymbol) {
   });
 }
 
-void TraceAddresses(TraceFile &aFile, void *const *anAddresses, int aCount) {
-  Symbols theSymbols(anAddresses, aCount);
+void TraceAddresses(TraceFile &aFile, void *const *anAddresses, int aCount, Symbols &aSymbols) {
   for (int i = 0; i < aCount; ++i) {
-    const char *const theSymbol = theSymbols.Text(i);
+    const char *const theSymbol = aSymbols.Text(i);
     if (theSymbol != nullptr) {
       TraceSymbol(aFile, i, theSymbol);
     } else {
@@ -170,13 +192,13 @@ __attribute__((noinline, no_sanitize("address", "undefined"))) void CopyStackWor
 
 }  // namespace
 
-__attribute__((no_sanitize("address"))) void zvDebug_BackTraceCurrent(int afMemoryIsCorrupted) {
+extern "C" __attribute__((no_sanitize("address"))) void zvDebug_BackTraceCurrent(int afMemoryIsCorrupted) {
   volatile int theDepth = 0;
   RunGuarded(zvos::kCrashOutlet_Unwinder, [&theDepth] { theDepth = backtrace(sBackTraceBuf, kTraceDepth); });
   const int theFrameCount = theDepth;
 
   TraceFile theFile;
-  if (theFile.isOpen()) {
+  if (theFile.IsOpen()) {
     const char *const theName = theFile.Name();
     RunGuarded(zvos::kCrashOutlet_Log,
                [=] { Log_Info("Backtracing in %s afMemoryIsCorrupted %d\n", theName, afMemoryIsCorrupted); });
@@ -185,11 +207,14 @@ __attribute__((no_sanitize("address"))) void zvDebug_BackTraceCurrent(int afMemo
 
   if (afMemoryIsCorrupted == 0) {
     FlushOutput();
-    char theLine[kLineSize];
-    snprintf(theLine, sizeof(theLine), "Backtracing this thread (pid=%d, depth=%d):\n",
-             static_cast<int>(getpid()), theFrameCount);
-    LogAndPrint(theLine);
-    TraceAddresses(theFile, sBackTraceBuf, theFrameCount);
+    {
+      Symbols theSymbols(sBackTraceBuf, theFrameCount);
+      char theLine[kLineSize];
+      snprintf(theLine, sizeof(theLine), "Backtracing this thread (pid=%d, depth=%d):\n",
+               static_cast<int>(getpid()), theFrameCount);
+      LogAndPrint(theLine);
+      TraceAddresses(theFile, sBackTraceBuf, theFrameCount, theSymbols);
+    }
 
     if (theFrameCount < kShortestSoundTrace) {
       LogAndPrint("Here is a stack dump, try to find something on your own:\n");
@@ -197,31 +222,35 @@ __attribute__((no_sanitize("address"))) void zvDebug_BackTraceCurrent(int afMemo
       RunGuarded(zvos::kCrashOutlet_Stack, [&theWords, &theDepth] {
         CopyStackWords(reinterpret_cast<const volatile uint32 *>(&theDepth), theWords);
       });
-      TraceAddresses(theFile, theWords, kStackWordCount);
+      {
+        Symbols theSymbols(theWords, kStackWordCount);
+        TraceAddresses(theFile, theWords, kStackWordCount, theSymbols);
+      }
       RunGuarded(zvos::kCrashOutlet_Log,
                  [] { Log_Error("[End of stack dump (4*%d bytes)\n", kStackWordCount); });
     }
   }
 
-  if (theFile.isOpen()) {
+  if (theFile.IsOpen()) {
     const char *const theName = theFile.Name();
     RunGuarded(zvos::kCrashOutlet_Log, [=] { Log_Info("The file %s is closed\n", theName); });
     theFile.Write("\nlog end\n");
   }
 }
 
-int zvDebug_GetBackTrace(char *anOutputBuffer, unsigned int anOutputBufferLen) {
+extern "C" int zvDebug_GetBackTrace(char *anOutputBuffer, unsigned int anOutputBufferLen) {
   void *theAddresses[kBufferTraceDepth];
   const int theDepth = backtrace(theAddresses, kBufferTraceDepth);
   char **const theTexts = backtrace_symbols(theAddresses, theDepth);
   if (theTexts == nullptr) return 0;
 
   unsigned theOffset = 0;
-  for (int i = 0; i < theDepth && theOffset < anOutputBufferLen; ++i) {
+  for (int i = 0; i < theDepth; ++i) {
     const int theLength =
         snprintf(anOutputBuffer + theOffset, anOutputBufferLen - theOffset, "%02d: %s\n", i, theTexts[i]);
     if (theLength < 0) break;
     theOffset += static_cast<unsigned>(theLength);
+    if (theOffset >= anOutputBufferLen) break;
   }
   free(theTexts);
   return static_cast<int>(theOffset);

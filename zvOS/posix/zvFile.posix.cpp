@@ -166,7 +166,7 @@ int zvFile_truncate(const char *aPath, zvFileOffset aNewSize) {
 
 }  // namespace
 
-int zvFile_Open(const char *aPath, zvFileOpenMode anOpenMode, int, zvFileFD *aFD) {
+extern "C" int zvFile_Open(const char *aPath, zvFileOpenMode anOpenMode, int, zvFileFD *aFD) {
   const HeapText thePath = zvFile_S_GetPath(aPath);
   if (!thePath) {
     ZV_ERR(F("zvFile: Cannot open file: '%s' (invalid name)\n", TextOrNull(aPath)));
@@ -205,7 +205,7 @@ int zvFile_Open(const char *aPath, zvFileOpenMode anOpenMode, int, zvFileFD *aFD
   return 0;
 }
 
-int zvFile_Access(const char *aPath, zvFileAccessMode anAccessMode) {
+extern "C" int zvFile_Access(const char *aPath, zvFileAccessMode anAccessMode) {
   const HeapText thePath = zvFile_S_GetPath(aPath);
   if (!thePath) {
     ZV_ERR(F("zvFile: Cannot check access for file: '%s' (invalid name)\n", TextOrNull(aPath)));
@@ -223,7 +223,7 @@ int zvFile_Access(const char *aPath, zvFileAccessMode anAccessMode) {
   return 1;
 }
 
-int zvFile_Close(zvFileFD aFD) {
+extern "C" int zvFile_Close(zvFileFD aFD) {
   int theResult;
   do {
     theResult = close(DescriptorOf(aFD));
@@ -235,7 +235,7 @@ int zvFile_Close(zvFileFD aFD) {
   return PosixErrorToZvFileError(theError);
 }
 
-int zvFile_EndOfFile(zvFileFD aFD) {
+extern "C" int zvFile_EndOfFile(zvFileFD aFD) {
   zvFileOffset theStart = kzvFileOffsetInvalid;
   int theStatus = zvFile_Tell(aFD, &theStart);
   if (theStatus != 0) {
@@ -264,7 +264,7 @@ int zvFile_EndOfFile(zvFileFD aFD) {
   return theAnswer;
 }
 
-int zvFile_Read(zvFileFD aFD, void *aBuffer, uint32 aCount) {
+extern "C" int zvFile_Read(zvFileFD aFD, void *aBuffer, uint32 aCount) {
   const int32 theCount =
       MoveWhole(aCount, "theReadCount <= theTotalCount", [aFD, aBuffer](int32 anOffset, size_t aRest) {
         return read(DescriptorOf(aFD), static_cast<char *>(aBuffer) + anOffset, aRest);
@@ -272,7 +272,7 @@ int zvFile_Read(zvFileFD aFD, void *aBuffer, uint32 aCount) {
   return ZV_UNLIKELY(theCount < 0) ? ReadFailed(aCount) : theCount;
 }
 
-int zvFile_Write(zvFileFD aFD, const void *aBuffer, uint32 aCount) {
+extern "C" int zvFile_Write(zvFileFD aFD, const void *aBuffer, uint32 aCount) {
   const int32 theCount =
       MoveWhole(aCount, "theWriteCount <= theTotalCount", [aFD, aBuffer](int32 anOffset, size_t aRest) {
         return write(DescriptorOf(aFD), static_cast<const char *>(aBuffer) + anOffset, aRest);
@@ -280,7 +280,7 @@ int zvFile_Write(zvFileFD aFD, const void *aBuffer, uint32 aCount) {
   return ZV_UNLIKELY(theCount < 0) ? WriteFailed(aCount) : theCount;
 }
 
-int zvFile_Seek(zvFileFD aFD, zvFileOffset anOffset, zvFileSeekMode aSeekMode) {
+extern "C" int zvFile_Seek(zvFileFD aFD, zvFileOffset anOffset, zvFileSeekMode aSeekMode) {
   int theWhence = SEEK_SET;
   switch (aSeekMode) {
     case zvFileSeekMode_Begin:
@@ -297,7 +297,7 @@ int zvFile_Seek(zvFileFD aFD, zvFileOffset anOffset, zvFileSeekMode aSeekMode) {
   return ZV_UNLIKELY(lseek(DescriptorOf(aFD), anOffset, theWhence) == -1) ? SeekFailed(aFD) : 0;
 }
 
-int zvFile_Tell(zvFileFD aFD, zvFileOffset *aPosition) {
+extern "C" int zvFile_Tell(zvFileFD aFD, zvFileOffset *aPosition) {
   zvAssert(aPosition != NULL);
   if (aPosition == nullptr) return kzvFileErrorUnknown;
 
@@ -311,7 +311,7 @@ int zvFile_Tell(zvFileFD aFD, zvFileOffset *aPosition) {
   return 0;
 }
 
-int zvFile_ChangeSize(zvFileFD aFD, zvFileOffset aNewSize) {
+extern "C" int zvFile_ChangeSize(zvFileFD aFD, zvFileOffset aNewSize) {
   if (ftruncate(DescriptorOf(aFD), aNewSize) != 0) {
     const int theError = errno;
     ZV_ERR(F("zvFile: ChangeSize: Cannot ftruncate (fd = %p) (error = %d)\n", aFD, theError));
@@ -329,7 +329,7 @@ int zvFile_ChangeSize(zvFileFD aFD, zvFileOffset aNewSize) {
   return 0;
 }
 
-int zvFile_GetSize(zvFileFD aFD, zvFileOffset *aSize) {
+extern "C" int zvFile_GetSize(zvFileFD aFD, zvFileOffset *aSize) {
   zvAssert(aSize != NULL);
   if (aSize == nullptr) return kzvFileErrorUnknown;
 
@@ -359,7 +359,7 @@ int zvFile_GetSize(zvFileFD aFD, zvFileOffset *aSize) {
   return theStatus;
 }
 
-int zvFile_Flush(zvFileFD aFD) {
+extern "C" int zvFile_Flush(zvFileFD aFD) {
   if (fsync(DescriptorOf(aFD)) != 0) {
     const int theError = errno;
     ZV_ERR(F("zvFile: Cannot flush (fd = %p) (error = %d)\n", aFD, theError));
@@ -368,7 +368,7 @@ int zvFile_Flush(zvFileFD aFD) {
   return 0;
 }
 
-int zvFile_Remove(const char *aPath) {
+extern "C" int zvFile_Remove(const char *aPath) {
   const HeapText thePath = zvFile_S_GetPath(aPath);
   if (!thePath) {
     ZV_ERR(F("zvFile: Cannot remove file: '%s' (invalid name)\n", TextOrNull(aPath)));
@@ -382,7 +382,7 @@ int zvFile_Remove(const char *aPath) {
   return PosixErrorToZvFileError(theError);
 }
 
-int zvFile_HasAttribute(const char *aPath, zvFileAttributes anAttribute) {
+extern "C" int zvFile_HasAttribute(const char *aPath, zvFileAttributes anAttribute) {
   const HeapText thePath = zvFile_S_GetPath(aPath);
   if (!thePath) {
     ZV_ERR(F("zvFile: Cannot check attribute for file '%s', (invalid name)\n", TextOrNull(aPath)));
@@ -396,7 +396,7 @@ int zvFile_HasAttribute(const char *aPath, zvFileAttributes anAttribute) {
   return theSlash != nullptr && theSlash[1] == '.' ? 1 : 0;
 }
 
-int zvFile_Exists(const char *aPath) {
+extern "C" int zvFile_Exists(const char *aPath) {
   const HeapText thePath = zvFile_S_GetPath(aPath);
   if (!thePath) {
     ZV_ERR(F("zvFile: Cannot check file: '%s' exists, (invalid name)\n", TextOrNull(aPath)));
@@ -406,8 +406,8 @@ int zvFile_Exists(const char *aPath) {
   return GetFileStatus(thePath.get(), &theFileStatus) && S_ISREG(theFileStatus.st_mode) ? 1 : 0;
 }
 
-int zvFile_GetTimes(const char *aPath, zvtimeval *aLastAccessTime, zvtimeval *aModificationTime,
-                    zvtimeval *aCreationTime) {
+extern "C" int zvFile_GetTimes(const char *aPath, zvtimeval *aLastAccessTime, zvtimeval *aModificationTime,
+                               zvtimeval *aCreationTime) {
   const HeapText thePath = zvFile_S_GetPath(aPath);
   if (!thePath) {
     ZV_ERR(F("zvFile: Cannot get times for file: '%s' (invalid name)\n", TextOrNull(aPath)));
@@ -425,10 +425,7 @@ int zvFile_GetTimes(const char *aPath, zvtimeval *aLastAccessTime, zvtimeval *aM
   return 0;
 }
 
-int zvFile_SetModificationTime(const char *aPath, zvtimeval *aModificationTime) {
-  zvAssert(aModificationTime != NULL);
-  if (aModificationTime == nullptr) return kzvFileErrorUnknown;
-
+extern "C" int zvFile_SetModificationTime(const char *aPath, zvtimeval *aModificationTime) {
   // The copy is not released; the leak is kept as it stands.
   const char *const thePath = zvFile_S_GetPath(aPath).release();
   if (thePath == nullptr) {
@@ -436,6 +433,9 @@ int zvFile_SetModificationTime(const char *aPath, zvtimeval *aModificationTime) 
     ZV_ERR(F("zvFile: Cannot get times for file: '%s' (invalid name)\n", TextOrNull(aPath)));
     return kzvFileErrorUnknown;
   }
+
+  zvAssert(aModificationTime != NULL);
+  if (aModificationTime == nullptr) return kzvFileErrorUnknown;
 
   const timeval theTime = {static_cast<time_t>(aModificationTime->tv_sec),
                            static_cast<suseconds_t>(aModificationTime->tv_usec)};
@@ -448,7 +448,7 @@ int zvFile_SetModificationTime(const char *aPath, zvtimeval *aModificationTime) 
   return 0;
 }
 
-int zvFile_Rename(const char *aPath, const char *aNewFilePath) {
+extern "C" int zvFile_Rename(const char *aPath, const char *aNewFilePath) {
   const HeapText thePath = zvFile_S_GetPath(aPath);
   const HeapText theNewPath = zvFile_S_GetPath(aNewFilePath);
   if (!thePath || !theNewPath) {
@@ -465,7 +465,7 @@ int zvFile_Rename(const char *aPath, const char *aNewFilePath) {
   return 0;
 }
 
-int zvFile_SetSize(const char *aPath, zvFileOffset aNewSize) {
+extern "C" int zvFile_SetSize(const char *aPath, zvFileOffset aNewSize) {
   if (zvFile_truncate(aPath, aNewSize) != 0) {
     const int theError = errno;
     ZV_ERR(F("zvFile: SetSize: Cannot truncate file '%s' (error = %d)\n", TextOrNull(aPath), theError));

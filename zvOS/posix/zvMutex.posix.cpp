@@ -47,7 +47,7 @@ ZV_COLD int RefuseUnlock() {
 
 }  // namespace
 
-zvOSMutex *zvMutex_New(void) {
+extern "C" zvOSMutex *zvMutex_New(void) {
   zvOSMutex *const theMutex =
       zvos::NewRecord<zvOSMutex>({kzvMutex_Magic, PTHREAD_MUTEX_INITIALIZER, kzvMutex_NoOwner, 0});
   if (theMutex == nullptr) return nullptr;
@@ -61,7 +61,7 @@ zvOSMutex *zvMutex_New(void) {
   return theMutex;
 }
 
-void zvMutex_Delete(zvOSMutex *aMutex) {
+extern "C" void zvMutex_Delete(zvOSMutex *aMutex) {
   if (aMutex == nullptr) return;
   ZVMAGICNUMBER_CHECK(aMutex, kzvMutex_Magic);
 
@@ -71,7 +71,7 @@ void zvMutex_Delete(zvOSMutex *aMutex) {
   free(aMutex);
 }
 
-int zvMutex_Lock(zvOSMutex *aMutex) {
+extern "C" int zvMutex_Lock(zvOSMutex *aMutex) {
   ZVMAGICNUMBER_CHECK(aMutex, kzvMutex_Magic);
 
   const int theError = pthread_mutex_lock(&aMutex->mMutex);
@@ -81,7 +81,7 @@ int zvMutex_Lock(zvOSMutex *aMutex) {
   return zvMutex_Status_NoError;
 }
 
-int zvMutex_Unlock(zvOSMutex *aMutex) {
+extern "C" int zvMutex_Unlock(zvOSMutex *aMutex) {
   ZVMAGICNUMBER_CHECK(aMutex, kzvMutex_Magic);
 
   if (ZV_UNLIKELY(!IsOwner(aMutex))) return RefuseUnlock();
@@ -93,24 +93,24 @@ int zvMutex_Unlock(zvOSMutex *aMutex) {
   return ZV_UNLIKELY(theError != 0) ? UnlockFailed(theError) : zvMutex_Status_NoError;
 }
 
-int zvMutex_IsHeld(zvOSMutex *aMutex) {
+extern "C" int zvMutex_IsHeld(zvOSMutex *aMutex) {
   ZVMAGICNUMBER_CHECK(aMutex, kzvMutex_Magic);
   return IsOwner(aMutex);
 }
 
-pthread_mutex_t *zvMutex_Posix_Get(zvOSMutex *aMutex) {
+extern "C" pthread_mutex_t *zvMutex_Posix_Get(zvOSMutex *aMutex) {
   ZVMAGICNUMBER_CHECK(aMutex, kzvMutex_Magic);
   return &aMutex->mMutex;
 }
 
-uint32 zvMutex_Posix_Tag_Unheld(zvOSMutex *aMutex) {
+extern "C" uint32 zvMutex_Posix_Tag_Unheld(zvOSMutex *aMutex) {
   const uint32 theLockCount = aMutex->mLockCount;
   SetOwner(aMutex, kzvMutex_NoOwner);
   aMutex->mLockCount = 0;
   return theLockCount;
 }
 
-void zvMutex_Posix_Tag_Held(zvOSMutex *aMutex, uint32 aLockCount) {
+extern "C" void zvMutex_Posix_Tag_Held(zvOSMutex *aMutex, uint32 aLockCount) {
   SetOwner(aMutex, zvos::CurrentThread());
   aMutex->mLockCount = aLockCount;
 }

@@ -93,12 +93,12 @@ void ReadApplicationPath() {
 
 }  // namespace
 
-int zvPath_IsAbsolute(const char *aPath) {
+extern "C" int zvPath_IsAbsolute(const char *aPath) {
   if (aPath == nullptr) return 0;
   return aPath[0] == '\0' || IsSeparator(aPath[0]) ? 1 : 0;
 }
 
-char *zvPath_Normalize(const char *aPath, int, int aNormalizeMode, const char *anAnchorPath) {
+extern "C" char *zvPath_Normalize(const char *aPath, int, int aNormalizeMode, const char *anAnchorPath) {
   if (aPath == nullptr) return nullptr;
 
   HeapText theResult;
@@ -119,7 +119,7 @@ char *zvPath_Normalize(const char *aPath, int, int aNormalizeMode, const char *a
   return theResult.release();
 }
 
-char *zvPath_GetTempDirPath(void) {
+extern "C" char *zvPath_GetTempDirPath(void) {
   const char *const theTmpDir = getenv("TMPDIR");
   const char *const theDirectory = theTmpDir != nullptr ? theTmpDir : P_tmpdir;
   ZV_DEBUG(F("Temporary directory is '%s' (TMPDIR is '%s', P_tmpdir is '%s')\n", theDirectory,
@@ -127,16 +127,16 @@ char *zvPath_GetTempDirPath(void) {
   return zvStrdup(theDirectory);
 }
 
-char *zvPath_GetCacheDirPath(void) {
+extern "C" char *zvPath_GetCacheDirPath(void) {
   return zvPath_GetTempDirPath();
 }
 
-char *zvPath_GetApplicationFullPath(void) {
+extern "C" char *zvPath_GetApplicationFullPath(void) {
   if (sApplicationProcessID == 0) ReadApplicationPath();
   return zvStrdup(sApplicationPath);
 }
 
-char *zvPath_GetApplicationPath(int) {
+extern "C" char *zvPath_GetApplicationPath(int) {
   HeapText thePath(zvPath_GetApplicationFullPath());
   char *const theSlash = thePath ? strrchr(thePath.get(), '/') : nullptr;
   if (theSlash == nullptr) return nullptr;
@@ -144,32 +144,32 @@ char *zvPath_GetApplicationPath(int) {
   return thePath.release();
 }
 
-char *zvPath_GetApplicationName(int) {
+extern "C" char *zvPath_GetApplicationName(int) {
   const HeapText thePath(zvPath_GetApplicationFullPath());
   const char *const theSlash = thePath ? strrchr(thePath.get(), '/') : nullptr;
   return theSlash != nullptr ? zvStrdup(theSlash + 1) : nullptr;
 }
 
-char *zvPath_GetFunctionSharedLibraryPath(zvDefaultFunctionPtr aFunctionPtr) {
+extern "C" char *zvPath_GetFunctionSharedLibraryPath(zvDefaultFunctionPtr aFunctionPtr) {
   Dl_info theInfo;
   if (dladdr(reinterpret_cast<void *>(aFunctionPtr), &theInfo) == 0 || theInfo.dli_fname == nullptr)
     return nullptr;
   return zvStrdup(theInfo.dli_fname);
 }
 
-char *zvPath_GetSystemFontPath(void) {
+extern "C" char *zvPath_GetSystemFontPath(void) {
   return nullptr;
 }
 
-char *zvPath_RealPath(const char *aPath) {
+extern "C" char *zvPath_RealPath(const char *aPath) {
   if (aPath == nullptr || strchr(aPath, '<') != nullptr) return nullptr;
   return zvStrdup(aPath);
 }
 
-int zvPath_GetType(const char *) {
+extern "C" int zvPath_GetType(const char *) {
   return kzvPathType_Unknown;
 }
 
-char *zvPath_GetDefaultConfigPath(void) {
+extern "C" char *zvPath_GetDefaultConfigPath(void) {
   return zvStrdup("./");
 }

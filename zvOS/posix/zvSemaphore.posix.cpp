@@ -42,7 +42,7 @@ ZV_COLD int WaitFailed() {
 
 }  // namespace
 
-zvOSSemaphore *zvSemaphore_New(int anInitialValue) {
+extern "C" zvOSSemaphore *zvSemaphore_New(int anInitialValue) {
   zvOSSemaphore *const theSemaphore = zvos::NewRecord<zvOSSemaphore>({kzvSemaphore_Magic, {}});
   if (theSemaphore == nullptr) return nullptr;
 
@@ -55,7 +55,7 @@ zvOSSemaphore *zvSemaphore_New(int anInitialValue) {
   return theSemaphore;
 }
 
-void zvSemaphore_Delete(zvOSSemaphore *aSemaphore) {
+extern "C" void zvSemaphore_Delete(zvOSSemaphore *aSemaphore) {
   if (aSemaphore == nullptr) return;
   ZVMAGICNUMBER_CHECK(aSemaphore, kzvSemaphore_Magic);
 
@@ -67,19 +67,19 @@ void zvSemaphore_Delete(zvOSSemaphore *aSemaphore) {
   free(aSemaphore);
 }
 
-int zvSemaphore_Post(zvOSSemaphore *aSemaphore) {
+extern "C" int zvSemaphore_Post(zvOSSemaphore *aSemaphore) {
   ZVMAGICNUMBER_CHECK(aSemaphore, kzvSemaphore_Magic);
 
   return ZV_UNLIKELY(sem_post(&aSemaphore->mSemaphore) != 0) ? PostFailed() : zvSemaphore_Status_NoError;
 }
 
-int zvSemaphore_Wait(zvOSSemaphore *aSemaphore) {
+extern "C" int zvSemaphore_Wait(zvOSSemaphore *aSemaphore) {
   ZVMAGICNUMBER_CHECK(aSemaphore, kzvSemaphore_Magic);
 
   return ZV_UNLIKELY(sem_wait(&aSemaphore->mSemaphore) != 0) ? WaitFailed() : zvSemaphore_Status_NoError;
 }
 
-int zvSemaphore_TryWait(zvOSSemaphore *aSemaphore) {
+extern "C" int zvSemaphore_TryWait(zvOSSemaphore *aSemaphore) {
   ZVMAGICNUMBER_CHECK(aSemaphore, kzvSemaphore_Magic);
 
   if (sem_trywait(&aSemaphore->mSemaphore) == 0) return zvSemaphore_Status_NoError;
@@ -91,7 +91,7 @@ int zvSemaphore_TryWait(zvOSSemaphore *aSemaphore) {
   return zvSemaphore_Status_Error;
 }
 
-int zvSemaphore_WaitTimeout(zvOSSemaphore *aSemaphore, uint32 aDelay) {
+extern "C" int zvSemaphore_WaitTimeout(zvOSSemaphore *aSemaphore, uint32 aDelay) {
   ZVMAGICNUMBER_CHECK(aSemaphore, kzvSemaphore_Magic);
 
   timespec theNow;

@@ -11,7 +11,6 @@
 #include "private/CrashReport.h"
 #include "private/Record.h"
 
-#include <execinfo.h>
 #include <pthread.h>
 #include <sched.h>
 #include <unistd.h>
@@ -41,17 +40,7 @@ constexpr uint32 kTimeForLogToDrain = 2000;
 
 std::atomic<unsigned> sDoNotCatchSignal;
 
-// The first back-trace of a process loads the unwinder, which allocates: too late in a crash.
-void LoadUnwinder() {
-  static std::atomic<bool> sfLoaded;
-  if (sfLoaded.load(std::memory_order_relaxed)) return;
-  void *theAddress;
-  backtrace(&theAddress, 1);
-  sfLoaded.store(true, std::memory_order_relaxed);
-}
-
 void CatchFatalSignals() {
-  LoadUnwinder();
   for (const int theSignal : zvos::kFatalSignals)
     signal(theSignal, sThread_S_SignalHandler);
 }
@@ -110,16 +99,14 @@ bool StartAtGate(zvOSThread *aThread, size_t aStackSize) {
   if (pthread_attr_init(&theAttributes) != 0) return false;
 
   const bool afCreated = CreateThread(aThread, &theAttributes, aStackSize);
-  if (pthread_attr_destroy(&theAttributes) != 0) {
-    const int theError = errno;
-    ZV_ERR(F("zvOSThread: Error destroying thread attributes (errno = %d)\n", theError));
-  }
+  const int theError = pthread_attr_destroy(&theAttributes);
+  if (theError != 0) ZV_ERR(F("zvOSThread: Error destroying thread attributes (errno = %d)\n", theError));
   return afCreated;
 }
 
 }  // namespace
 
-zvOSThread *zvThread_New(const zvOSThread_Data *aThreadData) {
+extern "C" zvOSThread *zvThread_New(const zvOSThread_Data *aThreadData) {
   zvAssert(aThreadData != NULL);
   if (aThreadData == nullptr) return nullptr;
 
@@ -137,7 +124,7 @@ zvOSThread *zvThread_New(const zvOSThread_Data *aThreadData) {
   return theThread;
 }
 
-int zvThread_Run(zvOSThread *aThread) {
+extern "C" int zvThread_Run(zvOSThread *aThread) {
   ZVMAGICNUMBER_CHECK(aThread, kzvThread_Magic);
   zvAssert(aThread->mThreadState == kzvThreadState_Inited);
 
@@ -152,7 +139,7 @@ int zvThread_Run(zvOSThread *aThread) {
   return zvThread_Status_NoError;
 }
 
-int zvThread_Wait(zvOSThread *aThread) {
+extern "C" int zvThread_Wait(zvOSThread *aThread) {
   ZVMAGICNUMBER_CHECK(aThread, kzvThread_Magic);
   zvAssert(aThread->mDetachedState != kzvThreadDetachedState_Detached);
   if (aThread->mDetachedState == kzvThreadDetachedState_Detached) return zvThread_Status_Error;
@@ -172,7 +159,7 @@ int zvThread_Wait(zvOSThread *aThread) {
   return zvThread_Status_NoError;
 }
 
-void zvThread_Delete(zvOSThread *aThread) {
+extern "C" void zvThread_Delete(zvOSThread *aThread) {
   if (aThread == nullptr) return;
   ZVMAGICNUMBER_CHECK(aThread, kzvThread_Magic);
   zvAssert(aThread->mDetachedState != kzvThreadDetachedState_Detached);
@@ -190,11 +177,11 @@ void zvThread_Delete(zvOSThread *aThread) {
   free(aThread);
 }
 
-void zvThread_Sleep(uint32 aMilliseconds) {
+extern "C" void zvThread_Sleep(uint32 aMilliseconds) {
   usleep(aMilliseconds * 1000);
 }
 
-int zvThread_SetPriority(uint16 aPriority) {
+extern "C" int zvThread_SetPriority(uint16 aPriority) {
   if (aPriority > kHighestPriority) {
     ZV_ERR(F("zvOSThread:SetPriority: invalid value for the thread priority %u: using max priority\n",
              static_cast<unsigned>(aPriority)));
@@ -238,24 +225,24 @@ int zvThread_SetPriority(uint16 aPriority) {
   return zvThread_Status_NoError;
 }
 
-void zvThread_SetAllThreadsCatchSignal(int afCatchSignal) {
+extern "C" void zvThread_SetAllThreadsCatchSignal(int afCatchSignal) {
   sDoNotCatchSignal = afCatchSignal != 0 ? 0 : 1;
 }
 
-uint32 zvThread_GetPID(void) {
+extern "C" uint32 zvThread_GetPID(void) {
   return static_cast<uint32>(getpid());
 }
 
-uint32 zvThread_GetCurrentThreadID(void) {
+extern "C" uint32 zvThread_GetCurrentThreadID(void) {
   return static_cast<uint32>(pthread_self());
 }
 
-uint32 zvThread_GetID(zvOSThread *aThread) {
+extern "C" uint32 zvThread_GetID(zvOSThread *aThread) {
   ZVMAGICNUMBER_CHECK(aThread, kzvThread_Magic);
   return static_cast<uint32>(aThread->mThread);
 }
 
-void sThread_S_SignalHandler(int aSignal) {
+extern "C" void sThread_S_SignalHandler(int aSignal) {
   if (!IsFatalSignal(aSignal)) return;
   if (zvos::CrashReport *const theReport = zvos::CrashReport::Current()) theReport->Interrupt();
 
@@ -263,6 +250,8 @@ void sThread_S_SignalHandler(int aSignal) {
   zvos::RunGuarded(zvos::kCrashOutlet_Log,
                    [=] { Log_Error("zvOSThread: Received fatal signal: %d\n", aSignal); });
   signal(aSignal, SIG_DFL);
+  // The default action waits for the end of the report: until then a fault of another thread must
+  // not end the process.
   theReport.Hold(sThread_S_SignalHandler);
   theReport.AwaitTurn();
   zvDebug_BackTraceCurrent(0);

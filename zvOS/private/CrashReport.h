@@ -8,7 +8,9 @@
 //   timer, which delivers the fatal signal once more. What the step needed is not used again;
 // - a fault outside such a step, or the end of the whole time, ends the process by the signal that
 //   came first;
-// - faults of other threads do not end the process: they wait for their turn to be reported.
+// - faults of other threads do not end the process: they wait for their turn to be reported;
+// - no other signal reaches the thread, neither a handler of the application nor the one that a
+//   broken pipe raises.
 //
 // Nothing here allocates, and nothing but the turn waits for another thread.
 #pragma once
@@ -32,25 +34,29 @@ enum CrashOutlet : unsigned {
   kCrashOutlet_Allocator = 0x04,
   kCrashOutlet_Output = 0x08,
   kCrashOutlet_OutputBuffer = 0x10,
-  kCrashOutlet_Stack = 0x20
+  kCrashOutlet_Stack = 0x20,
+  kCrashOutlet_Loader = 0x40,
+  kCrashOutlet_File = 0x80
 };
 
 class CrashReport {
  public:
   // Starts the report of aSignal in the calling thread.
   explicit CrashReport(int aSignal);
-  // Leaves aSignal at its default action and everything else as it was.
+  // Leaves aSignal at its default action, which runs on the return from the handler also when the
+  // fault does not repeat, and everything else as it was.
   ~CrashReport();
   CrashReport(const CrashReport &) = delete;
   CrashReport &operator=(const CrashReport &) = delete;
 
   // The report that the calling thread is making, or NULL.
-  static CrashReport *Current() { return tCurrent; }
+  static CrashReport *Current() { return sCurrent; }
 
   // From now on a fatal signal of any thread comes to aHandler, whatever its action is.
   void Hold(void (*aHandler)(int));
 
-  // Waits, for a bounded time, until no other thread is writing its trace.
+  // Waits, for a bounded time, until no other thread is writing its trace; without the turn the
+  // trace file is left to the other thread.
   void AwaitTurn();
   void EndTurn();
 
@@ -62,9 +68,8 @@ class CrashReport {
 
  private:
   void SetTimer(const timespec &aTime, int aFlags);
-  [[noreturn]] void Die();
 
-  inline static thread_local CrashReport *tCurrent = nullptr;
+  inline static thread_local CrashReport *sCurrent = nullptr;
 
   int mSignal;
   timer_t mTimer;
@@ -96,8 +101,7 @@ bool CrashReport::Guard(CrashOutlet anOutlet, Step &aStep) {
 
   sigjmp_buf theEscape;
   sigjmp_buf *const theOuterEscape = mEscape;
-  const bool afFinished = sigsetjmp(theEscape, 1) == 0;
-  if (afFinished) {
+  if (sigsetjmp(theEscape, 1) == 0) {
     mEscape = &theEscape;
     SetTimer(kStepTime, 0);
     aStep();
@@ -106,7 +110,7 @@ bool CrashReport::Guard(CrashOutlet anOutlet, Step &aStep) {
   }
   SetTimer(mDeadline, TIMER_ABSTIME);
   mEscape = theOuterEscape;
-  return afFinished;
+  return (mBrokenOutlets & anOutlet) == 0;
 }
 
 }  // namespace zvos

@@ -7,11 +7,11 @@
 
 namespace zvos {
 
-inline thread_local pthread_t tCurrentThread = pthread_t();
+inline thread_local pthread_t sCurrentThread = pthread_t();
 
 inline pthread_t CurrentThread() {
-  if (ZV_UNLIKELY(tCurrentThread == pthread_t())) tCurrentThread = pthread_self();
-  return tCurrentThread;
+  if (ZV_UNLIKELY(sCurrentThread == pthread_t())) sCurrentThread = pthread_self();
+  return sCurrentThread;
 }
 
 }  // namespace zvos

@@ -10,12 +10,12 @@ class HeapText {
  public:
   HeapText() = default;
   explicit HeapText(char *aText) : mText(aText) {}
-  HeapText(HeapText &&another) noexcept : mText(another.release()) {}
+  HeapText(HeapText &&anOther) noexcept : mText(anOther.release()) {}
   ~HeapText() { free(mText); }
   HeapText(const HeapText &) = delete;
   HeapText &operator=(const HeapText &) = delete;
-  HeapText &operator=(HeapText &&another) noexcept {
-    std::swap(mText, another.mText);
+  HeapText &operator=(HeapText &&anOther) noexcept {
+    std::swap(mText, anOther.mText);
     return *this;
   }
 

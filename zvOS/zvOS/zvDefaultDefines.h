@@ -5,12 +5,8 @@
 // File offsets are 64 bits wide, also on 32-bit systems.
 #define ZVFILEOFFSET_SIZE 64
 
-// Open flag that admits files past 2 GiB.
-#ifdef O_LARGEFILE
+// Open flag that admits files past 2 GiB; <fcntl.h> defines it.
 #define ZVFILE_LARGEFILE O_LARGEFILE
-#else
-#define ZVFILE_LARGEFILE 0
-#endif
 
 // Revision stamps are read from an ELF section.
 #define ZV_GETBINARYREVISION_USES_ELF 1

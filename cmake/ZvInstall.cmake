@@ -1,0 +1,27 @@
+# Installs libraries, headers and packages: find_package(zvOS) and pkg-config zvOS.
+include(CMakePackageConfigHelpers)
+
+set(ZV_CMAKE_FOLDER ${CMAKE_INSTALL_LIBDIR}/cmake/zvOS)
+
+set(ZV_INSTALLED_TARGETS zvOS)
+if(TARGET zvLog)
+  list(APPEND ZV_INSTALLED_TARGETS zvLog)
+  set(ZV_PKGCONFIG_LOG "-lzvLog")
+endif()
+
+install(TARGETS ${ZV_INSTALLED_TARGETS} EXPORT zvOSTargets
+  LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}
+  FILE_SET HEADERS DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
+install(EXPORT zvOSTargets NAMESPACE zvOS:: DESTINATION ${ZV_CMAKE_FOLDER})
+
+write_basic_package_version_file(${CMAKE_BINARY_DIR}/generated/zvOSConfigVersion.cmake
+  COMPATIBILITY SameMajorVersion)
+configure_package_config_file(${PROJECT_SOURCE_DIR}/cmake/zvOSConfig.cmake.in
+  ${CMAKE_BINARY_DIR}/generated/zvOSConfig.cmake INSTALL_DESTINATION ${ZV_CMAKE_FOLDER})
+install(FILES ${CMAKE_BINARY_DIR}/generated/zvOSConfig.cmake
+  ${CMAKE_BINARY_DIR}/generated/zvOSConfigVersion.cmake DESTINATION ${ZV_CMAKE_FOLDER})
+
+# From the folder of the .pc file to the prefix, so that the tree may be moved.
+file(RELATIVE_PATH ZV_PKGCONFIG_PREFIX ${CMAKE_INSTALL_FULL_LIBDIR}/pkgconfig ${CMAKE_INSTALL_PREFIX})
+configure_file(${PROJECT_SOURCE_DIR}/cmake/zvOS.pc.in ${CMAKE_BINARY_DIR}/generated/zvOS.pc @ONLY)
+install(FILES ${CMAKE_BINARY_DIR}/generated/zvOS.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
