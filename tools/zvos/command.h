@@ -1,0 +1,34 @@
+// What a command of the program is. Each has a file of its own that defines it; main.cpp holds the
+// table of them. To add one: a file, a line here, a line in the table.
+#pragma once
+
+#include <string>
+#include <vector>
+
+namespace tool {
+
+typedef std::vector<std::string> Arguments;
+
+// Exit statuses of the program.
+enum {
+  kStatus_Good = 0,
+  kStatus_CheckFailed = 1,  // something was tested and did not hold, or the output was not written
+  kStatus_BadInput = 2      // wrong usage, or a file that is missing or unreadable
+};
+
+struct Command {
+  const char *mName;
+  const char *mOperands;                      // as in the usage line
+  const char *mSummary;                       // one line
+  const char *mHelp;                          // what it does, and examples; lines end in a newline
+  int (*mRun)(const Arguments &anArguments);  // returns the exit status
+};
+
+extern const Command kCommand_Demo;
+extern const Command kCommand_Revision;
+
+// Takes the operands of a command that has no options of its own; "--" ends the options. Complains
+// and returns false when there is an option all the same.
+bool TakeOperands(const Command &aCommand, const Arguments &anArguments, Arguments &anOperands);
+
+}  // namespace tool

@@ -1,0 +1,53 @@
+// Owners of the library's handles.
+#pragma once
+
+#include <zvOS/zvCondition.h>
+#include <zvOS/zvMutex.h>
+#include <zvOS/zvSemaphore.h>
+#include <zvOS/zvThread.h>
+
+#include <memory>
+
+namespace tool {
+
+template <typename Handle, void (*aDelete)(Handle *)>
+struct Deleter {
+  void operator()(Handle *aHandle) const { aDelete(aHandle); }
+};
+
+template <typename Handle, void (*aDelete)(Handle *)>
+using Owner = std::unique_ptr<Handle, Deleter<Handle, aDelete>>;
+
+typedef Owner<zvOSMutex, zvMutex_Delete> MutexOwner;
+typedef Owner<zvOSCondition, zvCondition_Delete> ConditionOwner;
+typedef Owner<zvOSSemaphore, zvSemaphore_Delete> SemaphoreOwner;
+
+// Threads that are started at once and waited for at the end.
+inline void WaitAndDelete(zvOSThread *aThread) {
+  zvThread_Wait(aThread);
+  zvThread_Delete(aThread);
+}
+typedef Owner<zvOSThread, WaitAndDelete> ThreadOwner;
+
+// Starts a joinable thread; empty when that fails.
+inline ThreadOwner StartThread(zvThread_Func aFunction, void *anArgument) {
+  const zvOSThread_Data theData = {
+      aFunction, nullptr, anArgument, 0, zvThread_Kind_Joinable, zvThread_Scheduling_Default};
+  ThreadOwner theThread(zvThread_New(&theData));
+  if (theThread && zvThread_Run(theThread.get()) != zvThread_Status_NoError) theThread.reset();
+  return theThread;
+}
+
+// Holds a mutex for the length of a block.
+class MutexHold {
+ public:
+  explicit MutexHold(const MutexOwner &aMutex) : mMutex(aMutex.get()) { zvMutex_Lock(mMutex); }
+  ~MutexHold() { zvMutex_Unlock(mMutex); }
+  MutexHold(const MutexHold &) = delete;
+  MutexHold &operator=(const MutexHold &) = delete;
+
+ private:
+  zvOSMutex *mMutex;
+};
+
+}  // namespace tool

@@ -1,0 +1,53 @@
+// What a person sees: text on standard output, steps with their outcome, one-line complaints.
+//
+// Colours and progress appear only when standard output is a terminal. Not for use by several
+// threads at a time.
+#pragma once
+
+#include <zvOS/zvDefines.h>
+
+#include <cstdarg>
+
+namespace tool {
+
+// Puts something that fails behind standard streams that the caller closed, so that no file opened
+// later is taken for one of them.
+void PrepareStandardStreams();
+
+// Writes to standard output; a failure is kept for FinishOutput.
+void Print(const char *aFormat, ...) ZV_PRINTF_FORMAT(1, 2);
+
+// Writes out what is buffered.
+void FlushOutput();
+
+// To be called once at the end. Returns aStatus, or 1 with a complaint when a status of 0 would hide
+// that standard output was not written.
+int FinishOutput(int aStatus);
+
+// Writes one line to standard error, "zvos: " before it.
+void Complain(const char *aFormat, ...) ZV_PRINTF_FORMAT(1, 2);
+
+// One step of a longer task: announced on a terminal when it begins, one line when it ends.
+class Step {
+ public:
+  explicit Step(const char *aName);
+  Step(const Step &) = delete;
+  Step &operator=(const Step &) = delete;
+
+  // Shows how far a long step is; terminals only, and not more often than the eye can follow.
+  void Progress(uint64 aDone, uint64 aTotal);
+
+  // The outcome, with the facts that support it; exactly one of them ends a step. Each returns
+  // whether the step counts as good.
+  bool Passed(const char *aFormat, ...) ZV_PRINTF_FORMAT(2, 3);
+  bool Failed(const char *aFormat, ...) ZV_PRINTF_FORMAT(2, 3);
+  bool NotPossible(const char *aFormat, ...) ZV_PRINTF_FORMAT(2, 3);
+
+ private:
+  void ShowOutcome(const char *aColour, const char *aWord, const char *aFormat, va_list anArguments);
+
+  const char *mName;
+  uint32 mLastShown;  // ticks
+};
+
+}  // namespace tool
