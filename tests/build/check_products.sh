@@ -1,0 +1,87 @@
+#!/usr/bin/env bash
+# Checks the products of a build with the binary tools of their target.
+#
+#   check_products.sh READELF NM BUILD_FOLDER SOURCE_FOLDER SANITIZERS
+set -uo pipefail
+readelf=$1 nm=$2 build=$3 source=$4 sanitizers=$5
+failures=0
+
+fail() {
+  echo "FAILED: $*"
+  failures=$((failures + 1))
+}
+
+# check_exports LIBRARY LIST: exactly the listed names are exported.
+check_exports() {
+  local difference
+  difference=$(diff <(grep -v '^#' "$2" | sort) <("$nm" -D --defined-only "$1" | awk '{print $3}' | sort))
+  [ -z "$difference" ] || fail "$1 does not export exactly the names of $2:" "$difference"
+}
+
+# check_needs FILE NAME...: the file needs no other library at run time.
+check_needs() {
+  local file=$1 needed
+  shift
+  for needed in $("$readelf" -dW "$file" | sed -n 's/.*(NEEDED).*\[\(.*\)\]/\1/p'); do
+    case " $* libc.so.6 libm.so.6 ld-linux.so.2 ld-linux-armhf.so.3 ld-linux-x86-64.so.2 " in
+      *" $needed "*) ;;
+      *) fail "$file needs $needed" ;;
+    esac
+  done
+}
+
+check_hardening() {
+  local file=$1 dynamic program
+  dynamic=$("$readelf" -dW "$file")
+  program=$("$readelf" -lW "$file")
+  grep -q 'BIND_NOW\|FLAGS.*NOW' <<<"$dynamic" || fail "$file does not bind at once"
+  grep -q 'GNU_RELRO' <<<"$program" || fail "$file has no RELRO"
+  grep -q 'TEXTREL' <<<"$dynamic" && fail "$file has text relocations"
+  grep 'GNU_STACK' <<<"$program" | grep -q 'RWE' && fail "$file has an executable stack"
+  return 0
+}
+
+# check_stamp FILE: the revision section is there, of type PROGBITS, without flags, alignment 1.
+check_stamp() {
+  # Fields behind the name: type, address, offset, size, entry size, no flags, link, info, alignment.
+  local fields
+  fields=$("$readelf" -SW "$1" | sed -n 's/.*\.zevo\.version *//p')
+  set -- "$1" $fields
+  [ "${2-}" = PROGBITS ] && [ "$#" = 9 ] && [ "$9" = 1 ] || fail "$1: section .zevo.version is '$fields'"
+  "$readelf" -p .zevo.version "$1" 2>/dev/null | grep -q '/branches/' || fail "$1: the stamp has no label"
+}
+
+os=$build/lib/libzvOS.so log=$build/lib/libzvLog.so
+check_exports "$os" "$source/zvOS/zvOS.exports"
+
+for library in "$os" "$log"; do
+  check_hardening "$library"
+  check_stamp "$library"
+  soname=$("$readelf" -dW "$library" | sed -n 's/.*(SONAME).*\[\(.*\)\]/\1/p')
+  [ "$soname" = "$(basename "$library").1" ] || fail "$library has the SONAME '$soname'"
+done
+for program in "$build"/bin/*; do
+  [ -x "$program" ] && [ ! -d "$program" ] || continue
+  check_hardening "$program"
+  check_stamp "$program"
+done
+
+if [ -z "$sanitizers" ]; then
+  check_needs "$os" libzvLog.so.1
+  [ ! -e "$build/bin/zvos" ] || check_needs "$build/bin/zvos" libzvOS.so.1 libzvLog.so.1
+
+  # Calls between the library's own functions bind directly: no relocation names one of them.
+  own=$("$readelf" -rW "$os" | grep -wFf <(grep -v '^#' "$source/zvOS/zvOS.exports") || true)
+  [ -z "$own" ] || fail "$os reaches its own functions through relocations:" "$own"
+
+  "$nm" -D --undefined-only "$os" | grep -q '__stack_chk_fail' || fail "$os has no stack protector"
+  "$nm" -D --undefined-only "$os" | grep -q '_chk' || fail "$os has no fortified calls"
+fi
+
+# Nothing of the build machine's folders is in the libraries.
+for library in "$os" "$log"; do
+  grep -qF "$source" "$library" && fail "$library contains the path of the source folder"
+done
+
+[ "$failures" = 0 ] && echo "all products are as promised"
+exit "$failures"

@@ -1,0 +1,70 @@
+// What the parts of the crashing program share. It does without the C++ library, so that nothing but
+// the library under test brings the unwinder into the process.
+#pragma once
+
+#include <pthread.h>
+
+// Functions that shall be recognised in a trace.
+#define CRASH_VISIBLE extern "C" __attribute__((visibility("default"), noinline))
+
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+#define CRASH_OWN_ALLOCATOR 0  // the sanitizer has one itself
+#else
+#define CRASH_OWN_ALLOCATOR 1
+#endif
+
+namespace crash {
+
+// What the program's allocator does from now on.
+enum class Allocator {
+  kSound,
+  kFaultOnceLocked,  // the next call faults while it holds the lock of the allocator, for ever
+  kFaultAlways,      // every call faults
+  kAbortThenFault,   // the next call aborts, every later one faults
+  kForbidden,        // every call ends the program with kExitAllocated
+};
+
+// What the program's log provider does from now on.
+enum class Log { kSilent, kHangInBegin, kHangInAppend, kHangInEnd, kFaultInBegin, kFaultInAppend };
+
+enum ExitStatus {
+  kExitSurvived = 42,  // the crash did not end the program
+  kExitUsage = 43,
+  kExitCannotStart = 44,
+  kExitAllocated = 45,
+  kExitNotLoaded = 46,
+  kExitDone = 47,
+};
+
+void SetAllocator(Allocator anAllocator);
+void SetLog(Log aLog);
+
+bool UnwinderIsLoaded();
+
+// Of two threads that crash together.
+extern pthread_barrier_t sBarrier;
+
+}  // namespace crash
+
+// Have C linkage, so that traces show their plain names.
+CRASH_VISIBLE void FaultByReading(void);
+CRASH_VISIBLE void FaultByWriting(void);
+CRASH_VISIBLE void CrashBySegv(void *);
+CRASH_VISIBLE void CrashByFpe(void *);
+CRASH_VISIBLE void CrashByIll(void *);
+CRASH_VISIBLE void CrashByBus(void *);
+CRASH_VISIBLE void CrashByAbrt(void *);
+CRASH_VISIBLE void CrashByOneSignal(void *);
+CRASH_VISIBLE void CrashInMalloc(void *);
+CRASH_VISIBLE void CrashInFree(void *);
+CRASH_VISIBLE void CrashInMallocAgainAndAgain(void *);
+CRASH_VISIBLE void AbortInMallocThenFault(void *);
+CRASH_VISIBLE void CorruptTheHeap(void *);
+CRASH_VISIBLE void FreeTwice(void *);
+CRASH_VISIBLE void CrashInLog(void *);
+CRASH_VISIBLE void CrashOnHalfTheStack(void *);
+CRASH_VISIBLE void OverflowTheStack(void *);
+CRASH_VISIBLE void CrashInMallocWithUnwinderLoaded(void *);
+CRASH_VISIBLE void SegvAtTheBarrier(void *);
+CRASH_VISIBLE void OtherSegvAtTheBarrier(void *);
+CRASH_VISIBLE void FpeAtTheBarrier(void *);

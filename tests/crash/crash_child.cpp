@@ -1,0 +1,275 @@
+// The program that crashes, in the way that its first argument names. `crash_tests` starts it and
+// looks at what is left.
+
+#include "Crash.h"
+
+#include <zvLog/zvLogSettings.h>
+#include <zvOS/zvDebug.h>
+#include <zvOS/zvThread.h>
+
+#include <dlfcn.h>
+#include <fcntl.h>
+#include <link.h>
+#include <pthread.h>
+#include <semaphore.h>
+#include <stdio.h>
+#include <stdlib.h>
+#include <string.h>
+#include <sys/resource.h>
+#include <unistd.h>
+
+namespace {
+
+using crash::Allocator;
+using crash::ExitStatus;
+using crash::Log;
+
+const char *sArgument;
+
+[[noreturn]] void Exit(ExitStatus aStatus) {
+  _exit(aStatus);
+}
+
+// --- where to crash -----------------------------------------------------------------------------
+
+zvOSThread *NewWorker(zvThread_Func aFunction, void *anArgument) {
+  const zvOSThread_Data theData = {
+      aFunction, nullptr, anArgument, 0, zvThread_Kind_Joinable, zvThread_Scheduling_Default};
+  zvOSThread *theThread = zvThread_New(&theData);
+  if (theThread == nullptr) Exit(crash::kExitCannotStart);
+  return theThread;
+}
+
+void RunInWorker(zvThread_Func aFunction, void *anArgument = nullptr) {
+  zvOSThread *theThread = NewWorker(aFunction, anArgument);
+  if (zvThread_Run(theThread) != zvThread_Status_NoError) Exit(crash::kExitCannotStart);
+  zvThread_Wait(theThread);
+  zvThread_Delete(theThread);
+}
+
+// Handlers are there once a thread has been.
+void InstallHandlers() {
+  RunInWorker([](void *) {});
+}
+
+void CrashInMainThread() {
+  InstallHandlers();
+  CrashBySegv(nullptr);
+}
+
+// Two threads that crash as nearly at the same time as a barrier can make them.
+void CrashTogether(zvThread_Func aFirst, zvThread_Func aSecond) {
+  pthread_barrier_init(&crash::sBarrier, nullptr, 2);
+  zvOSThread *theFirst = NewWorker(aFirst, nullptr);
+  zvOSThread *theSecond = NewWorker(aSecond, nullptr);
+  zvThread_Run(theFirst);
+  zvThread_Run(theSecond);
+  zvThread_Wait(theFirst);
+  zvThread_Wait(theSecond);
+}
+
+void CrashTogetherBySegv() {
+  CrashTogether(SegvAtTheBarrier, OtherSegvAtTheBarrier);
+}
+void CrashTogetherBySegvAndFpe() {
+  CrashTogether(SegvAtTheBarrier, FpeAtTheBarrier);
+}
+
+// The writing end of a pipe that is full and never read.
+int NewFullPipe() {
+  int thePipe[2];
+  if (pipe(thePipe) != 0) Exit(crash::kExitCannotStart);
+  fcntl(thePipe[1], F_SETFL, O_NONBLOCK);
+  char theBytes[4096];
+  memset(theBytes, '.', sizeof theBytes);
+  while (write(thePipe[1], theBytes, sizeof theBytes) > 0)
+    continue;
+  while (write(thePipe[1], theBytes, 1) > 0)
+    continue;
+  fcntl(thePipe[1], F_SETFL, 0);
+  return thePipe[1];
+}
+
+void CrashWithFullOutput() {
+  if (dup2(NewFullPipe(), STDOUT_FILENO) < 0) Exit(crash::kExitCannotStart);
+  printf("text that waits in the buffer of the stream");
+  RunInWorker(CrashBySegv);
+}
+
+void CrashWithFullLog() {
+  char theName[32];
+  snprintf(theName, sizeof theName, "/dev/fd/%d", NewFullPipe());
+  if (zvLog_SetSinkFile(theName) == 0) Exit(crash::kExitCannotStart);
+  RunInWorker(CrashBySegv);
+}
+
+void CrashWithClosedOutput() {
+  close(STDOUT_FILENO);
+  RunInWorker(CrashBySegv);
+}
+
+// Another thread holds a lock that the report would like to have, and never gives it back. The worker
+// is under way before: the start of a thread may itself want the lock.
+sem_t sWorkerRuns;
+sem_t sLockHeld;
+
+void CrashWhenLockIsHeld(void *) {
+  sem_post(&sWorkerRuns);
+  sem_wait(&sLockHeld);
+  CrashBySegv(nullptr);
+}
+
+void CrashWhileAnotherThread(void *(*aHolder)(void *)) {
+  sem_init(&sWorkerRuns, 0, 0);
+  sem_init(&sLockHeld, 0, 0);
+  zvOSThread *theWorker = NewWorker(CrashWhenLockIsHeld, nullptr);
+  zvThread_Run(theWorker);
+  sem_wait(&sWorkerRuns);
+  pthread_t theHolder;
+  if (pthread_create(&theHolder, nullptr, aHolder, nullptr) != 0) Exit(crash::kExitCannotStart);
+  zvThread_Wait(theWorker);
+}
+
+void *HoldOutput(void *) {
+  flockfile(stdout);
+  sem_post(&sLockHeld);
+  for (;;)
+    pause();
+}
+
+void *HoldLoaderTables(void *) {
+  dl_iterate_phdr(
+      [](dl_phdr_info *, size_t, void *) -> int {
+        sem_post(&sLockHeld);
+        for (;;)
+          pause();
+      },
+      nullptr);
+  return nullptr;
+}
+
+// A library that never finishes loading; it announces itself on standard error, which here is a pipe.
+int sAnnouncements[2];
+
+void *LoadHangingLibrary(void *) {
+  dlopen(sArgument, RTLD_NOW);
+  Exit(crash::kExitCannotStart);
+}
+
+void *HoldLoader(void *) {
+  pthread_t theLoader;
+  char theByte;
+  if (pipe(sAnnouncements) != 0 || dup2(sAnnouncements[1], STDERR_FILENO) < 0 ||
+      pthread_create(&theLoader, nullptr, LoadHangingLibrary, nullptr) != 0 ||
+      read(sAnnouncements[0], &theByte, 1) != 1) {
+    Exit(crash::kExitCannotStart);
+  }
+  sem_post(&sLockHeld);
+  return nullptr;
+}
+
+void CrashWhileOutputIsLocked() {
+  CrashWhileAnotherThread(HoldOutput);
+}
+void CrashWhileLoaderTablesAreLocked() {
+  CrashWhileAnotherThread(HoldLoaderTables);
+}
+
+void CrashWhileLoaderIsLocked() {
+  CrashWhileAnotherThread(HoldLoader);
+}
+
+// Threads that are not to catch signals.
+void CrashUncaught() {
+  zvThread_SetAllThreadsCatchSignal(0);
+  RunInWorker(CrashBySegv);
+}
+
+// Not a crash: the trace for corrupted memory, with an allocator that ends the program when called.
+void TraceCorruptedMemory() {
+  zvDebug_BackTraceCurrent(0);
+  crash::SetAllocator(Allocator::kForbidden);
+  zvDebug_BackTraceCurrent(1);
+  Exit(crash::kExitDone);
+}
+
+// Not a crash: the same, and it is the first trace of the process.
+void TraceCorruptedMemoryFirst() {
+  InstallHandlers();
+  crash::SetAllocator(Allocator::kForbidden);
+  zvDebug_BackTraceCurrent(1);
+  Exit(crash::kExitDone);
+}
+
+template <Log kLog, zvThread_Func kCrash>
+void CrashWithHostileLog() {
+  RunInWorker([](void *) {
+    crash::SetLog(kLog);
+    kCrash(nullptr);
+  });
+}
+
+template <zvThread_Func kCrash>
+void InWorker() {
+  RunInWorker(kCrash);
+}
+
+struct Mode {
+  const char *mName;
+  void (*mCrash)();
+};
+
+constexpr Mode kModes[] = {
+    {"segv", InWorker<CrashBySegv>},
+    {"fpe", InWorker<CrashByFpe>},
+    {"ill", InWorker<CrashByIll>},
+    {"bus", InWorker<CrashByBus>},
+    {"abrt", InWorker<CrashByAbrt>},
+    {"main-thread", CrashInMainThread},
+    {"one-signal", InWorker<CrashByOneSignal>},
+    {"malloc", InWorker<CrashInMalloc>},
+    {"free", InWorker<CrashInFree>},
+    {"malloc-again", InWorker<CrashInMallocAgainAndAgain>},
+    {"malloc-abort", InWorker<AbortInMallocThenFault>},
+    {"malloc-first-trace", InWorker<CrashInMallocWithUnwinderLoaded>},
+    {"heap", InWorker<CorruptTheHeap>},
+    {"double-free", InWorker<FreeTwice>},
+    {"log", InWorker<CrashInLog>},
+    {"half-stack", InWorker<CrashOnHalfTheStack>},
+    {"stack-overflow", InWorker<OverflowTheStack>},
+    {"together-same", CrashTogetherBySegv},
+    {"together-different", CrashTogetherBySegvAndFpe},
+    {"full-output", CrashWithFullOutput},
+    {"full-log", CrashWithFullLog},
+    {"closed-output", CrashWithClosedOutput},
+    {"output-locked", CrashWhileOutputIsLocked},
+    {"loader-tables-locked", CrashWhileLoaderTablesAreLocked},
+    {"loader-locked", CrashWhileLoaderIsLocked},
+    {"uncaught", CrashUncaught},
+    {"trace-corrupted", TraceCorruptedMemory},
+    {"trace-corrupted-first", TraceCorruptedMemoryFirst},
+    {"log-hangs-in-begin", CrashWithHostileLog<Log::kHangInBegin, CrashBySegv>},
+    {"log-hangs-in-append", CrashWithHostileLog<Log::kHangInAppend, CrashBySegv>},
+    {"log-hangs-in-end", CrashWithHostileLog<Log::kHangInEnd, CrashBySegv>},
+    {"log-hangs-in-abrt", CrashWithHostileLog<Log::kHangInBegin, CrashByAbrt>},
+    {"log-faults-in-begin", CrashWithHostileLog<Log::kFaultInBegin, CrashBySegv>},
+    {"log-faults-in-append", CrashWithHostileLog<Log::kFaultInAppend, CrashBySegv>},
+    {"log-faults-in-abrt", CrashWithHostileLog<Log::kFaultInAppend, CrashByAbrt>},
+};
+
+}  // namespace
+
+int main(int anArgumentCount, char **anArguments) {
+  if (anArgumentCount < 2) return crash::kExitUsage;
+  if (anArgumentCount > 2) sArgument = anArguments[2];
+  // The crashes are on purpose; nobody wants their memory on disk.
+  const rlimit theNoCore = {0, 0};
+  setrlimit(RLIMIT_CORE, &theNoCore);
+
+  for (const Mode &theMode : kModes) {
+    if (strcmp(theMode.mName, anArguments[1]) != 0) continue;
+    theMode.mCrash();
+    return crash::kExitSurvived;
+  }
+  return crash::kExitUsage;
+}

@@ -1,0 +1,193 @@
+// The ways to crash, innermost functions first. Each is the body of a thread and does not come back.
+
+#include "Crash.h"
+
+#include <zvOS/zvLogDefines.h>
+
+#include <malloc.h>
+#include <pthread.h>
+#include <signal.h>
+#include <stdio.h>
+#include <stdlib.h>
+#include <string.h>
+#include <sys/mman.h>
+#include <unistd.h>
+
+ZVLOG_WITH_MODULE_IF(DEFAULT, 1)
+
+namespace {
+
+// Addresses that nothing is mapped at; volatile, so that the compiler knows nothing about them.
+volatile int *volatile sNowhere = reinterpret_cast<volatile int *>(16);
+const char *volatile sNoText = reinterpret_cast<const char *>(16);
+volatile int sSink;
+// Nor that abort() does not return: the call would be the last of its function, and the return
+// address belong to the next.
+void (*volatile sAbort)() = abort;
+
+}  // namespace
+
+// UBSan would report these faults itself.
+#define CRASH_UNCHECKED __attribute__((no_sanitize("undefined", "address", "thread")))
+
+CRASH_UNCHECKED void FaultByReading(void) {
+  sSink = *sNowhere;
+  sSink = 0;
+}
+CRASH_UNCHECKED void FaultByWriting(void) {
+  *sNowhere = 1;
+  sSink = 0;
+}
+
+CRASH_VISIBLE void CrashBySegv(void *) {
+  FaultByWriting();
+}
+
+// Not every processor traps a division by zero; repeated, as the fault would be.
+CRASH_VISIBLE void CrashByFpe(void *) {
+#if defined(__i386__) || defined(__x86_64__)
+  asm volatile("xorl %%ecx, %%ecx\n\tmovl $1, %%eax\n\tcltd\n\tidivl %%ecx" ::: "eax", "ecx", "edx", "cc");
+#else
+  for (;;)
+    raise(SIGFPE);
+#endif
+}
+
+CRASH_VISIBLE void CrashByIll(void *) {
+  sSink = 1;  // so that the instruction is not the function's first: unwinders look before it
+#if defined(__i386__) || defined(__x86_64__)
+  asm volatile("ud2");
+#elif defined(__arm__)
+  __builtin_trap();
+#else
+  for (;;)
+    raise(SIGILL);
+#endif
+}
+
+// A page of a file that has no bytes.
+CRASH_VISIBLE CRASH_UNCHECKED void CrashByBus(void *) {
+  char theName[] = "/tmp/zvcrash-XXXXXX";
+  const int theFile = mkstemp(theName);
+  if (theFile < 0) _exit(crash::kExitCannotStart);
+  unlink(theName);
+  void *thePage = mmap(nullptr, 4096, PROT_READ | PROT_WRITE, MAP_SHARED, theFile, 0);
+  if (thePage == MAP_FAILED) _exit(crash::kExitCannotStart);
+  sSink = *static_cast<volatile int *>(thePage);
+}
+
+CRASH_VISIBLE void CrashByAbrt(void *) {
+  sAbort();
+  sSink = 0;
+}
+
+// The signal comes from elsewhere and does not come again.
+CRASH_VISIBLE void CrashByOneSignal(void *) {
+  raise(SIGSEGV);
+  for (;;)
+    pause();
+}
+
+CRASH_VISIBLE void CrashInMalloc(void *) {
+  crash::SetAllocator(crash::Allocator::kFaultOnceLocked);
+  free(malloc(100));
+}
+
+CRASH_VISIBLE void CrashInFree(void *) {
+  void *theBlock = malloc(100);
+  crash::SetAllocator(crash::Allocator::kFaultOnceLocked);
+  free(theBlock);
+}
+
+CRASH_VISIBLE void CrashInMallocAgainAndAgain(void *) {
+  crash::SetAllocator(crash::Allocator::kFaultAlways);
+  free(malloc(100));
+}
+
+CRASH_VISIBLE void AbortInMallocThenFault(void *) {
+  crash::SetAllocator(crash::Allocator::kAbortThenFault);
+  free(malloc(100));
+}
+
+// Destroys the chunk behind the newest one, which is what all memory comes from: the C library
+// finds out while it holds the lock of its only arena.
+CRASH_VISIBLE CRASH_UNCHECKED void CorruptTheHeap(void *) {
+  constexpr size_t kBig = 60000;
+  mallopt(M_ARENA_MAX, 1);
+  char *theBlock = nullptr;
+  for (int i = 0; i < 50; ++i)
+    theBlock = static_cast<char *>(malloc(kBig));
+  const size_t theEnd = malloc_usable_size(theBlock);
+  memset(theBlock + theEnd, 0xFF, sizeof(size_t));
+  for (int i = 0; i < 50; ++i)
+    theBlock = static_cast<char *>(malloc(kBig));
+  sSink = theBlock == nullptr;
+}
+
+CRASH_VISIBLE void FreeTwice(void *) {
+  constexpr size_t kBig = 60000;  // too big for the caches in front of the arena
+  void *volatile theBlock = malloc(kBig);
+  void *const theSame = theBlock;
+  void *volatile theGuard = malloc(kBig);
+  free(theSame);
+  free(theBlock);
+  free(theGuard);
+}
+
+CRASH_VISIBLE void CrashInLog(void *) {
+  ZV_ERR(F("The text is %s\n", sNoText));
+}
+
+// Half of the default stack is used when the crash comes.
+CRASH_VISIBLE void CrashOnHalfTheStack(void *) {
+  char theLocals[62 * 1024];
+  memset(theLocals, 1, sizeof theLocals);
+  sSink = theLocals[sizeof theLocals / 2];
+  FaultByWriting();
+  sSink = theLocals[0];
+}
+
+static __attribute__((noinline)) int Recurse(volatile char *aCaller) {
+  volatile char theLocals[512];
+  theLocals[0] = aCaller[0];
+  if (theLocals[0] != 0) return 0;  // never
+  const int theResult = Recurse(theLocals);
+  return theResult + theLocals[0];
+}
+
+CRASH_VISIBLE void OverflowTheStack(void *) {
+  volatile char theStart[16] = {};
+  sSink = Recurse(theStart);
+}
+
+// The crash is the first trace of the process: what it needs must have been loaded before.
+bool crash::UnwinderIsLoaded() {
+  FILE *theMaps = fopen("/proc/self/maps", "r");
+  if (theMaps == nullptr) _exit(crash::kExitCannotStart);
+  char theLine[1024];
+  bool fLoaded = false;
+  while (fgets(theLine, sizeof theLine, theMaps) != nullptr)
+    fLoaded = fLoaded || strstr(theLine, "libgcc_s") != nullptr;
+  fclose(theMaps);
+  return fLoaded;
+}
+
+CRASH_VISIBLE void CrashInMallocWithUnwinderLoaded(void *) {
+  if (!crash::UnwinderIsLoaded()) _exit(crash::kExitNotLoaded);
+  CrashInMalloc(nullptr);
+}
+
+pthread_barrier_t crash::sBarrier;
+
+CRASH_VISIBLE void SegvAtTheBarrier(void *) {
+  pthread_barrier_wait(&crash::sBarrier);
+  FaultByWriting();
+}
+CRASH_VISIBLE void OtherSegvAtTheBarrier(void *) {
+  pthread_barrier_wait(&crash::sBarrier);
+  FaultByReading();
+}
+CRASH_VISIBLE void FpeAtTheBarrier(void *) {
+  pthread_barrier_wait(&crash::sBarrier);
+  CrashByFpe(nullptr);
+}

@@ -1,0 +1,73 @@
+// A second provider of the log interface, as small as one can be: it writes the text of each
+// message to standard error and offers nothing more than the library imports today.
+
+#include <zvLog/zvLog.h>
+
+#include <stdio.h>
+#include <string.h>
+
+zvLogLevel _zvLog_Level = 5;
+
+static _Thread_local zvLogData sRecord;
+
+zvLogData *zvLog_Begin(zvLogLevel aLevel, zvLogModule aModule) {
+  sRecord.mLevel = aLevel;
+  sRecord.mModule = aModule;
+  return &sRecord;
+}
+
+void zvLog_Append_VF(const char *aFormat, va_list anArguments) {
+  fprintf(stderr, "second provider, level %d, module %d, %s: ", sRecord.mLevel, sRecord.mModule,
+          sRecord.mFile);
+  vfprintf(stderr, aFormat, anArguments);
+}
+
+void zvLog_Append_F(const char *aFormat, ...) {
+  va_list theArguments;
+  va_start(theArguments, aFormat);
+  zvLog_Append_VF(aFormat, theArguments);
+  va_end(theArguments);
+}
+
+void zvLog_End(zvLogData *aLogData) {
+  (void)aLogData;
+}
+
+int zvLog_WillLog(zvLogLevel aLevel, zvLogModule aModule) {
+  return aLevel < _zvLog_Level && aModule != 0;
+}
+
+void _zvAssert(const char *anExpression, const char *aFile, uint32 aLine) {
+  fprintf(stderr, "second provider: %s (%s:%u)\n", anExpression, aFile, (unsigned)aLine);
+}
+
+void *zvMalloc(size_t aSize) {
+  return malloc(aSize);
+}
+void *zvMallocZeroed(size_t aSize) {
+  return calloc(1, aSize);
+}
+void zvFree(void *aPointer) {
+  free(aPointer);
+}
+char *zvStrdup(const char *aText) {
+  return zvStrndup(aText, strlen(aText));
+}
+
+char *zvStrndup(const char *aText, size_t aLength) {
+  const char *const theEnd = memchr(aText, '\0', aLength);
+  const size_t theLength = theEnd != NULL ? (size_t)(theEnd - aText) : aLength;
+  char *const theCopy = malloc(theLength + 1);
+  if (theCopy == NULL) return NULL;
+  memcpy(theCopy, aText, theLength);
+  theCopy[theLength] = '\0';
+  return theCopy;
+}
+
+int zv_snprintf(char *aBuffer, size_t aSize, const char *aFormat, ...) {
+  va_list theArguments;
+  va_start(theArguments, aFormat);
+  const int theLength = vsnprintf(aBuffer, aSize, aFormat, theArguments);
+  va_end(theArguments);
+  return theLength;
+}

@@ -1,0 +1,56 @@
+// Makes a call of the system or of the C library fail, or answer what a test wants, when the
+// library under test makes it. The functions listed in Faults.cpp can be faulted; those of 64-bit
+// file offsets go by their plain names ("open", "lseek", "stat"). Without a fault in force they pass
+// straight through. A fault of a function that the library does not import fails the test.
+//
+//   Fault theFault("pthread_mutex_lock", EINVAL);
+//   EXPECT_EQ(1, zvMutex_Lock(theMutex));
+//   EXPECT_EQ(1, theFault.Hits());
+#pragma once
+
+#include <functional>
+#include <string>
+
+namespace zvtest {
+
+// In force from construction to destruction, for calls made by the constructing thread
+// (or by any thread, see AnyThread). Faults of one function may be stacked; the newest decides until
+// it has failed all its calls, then the one before.
+class Fault {
+ public:
+  // The named function fails with anError: functions that return error numbers (pthread_...)
+  // return it; others return their failure value (-1, NULL, ...) and set errno. The first aSkip
+  // calls pass through; then aCount calls fail (aCount < 0: all of them).
+  explicit Fault(const char *aFunction, int anError, int aSkip = 0, int aCount = 1);
+  ~Fault();
+  Fault(const Fault &) = delete;
+  Fault &operator=(const Fault &) = delete;
+
+  // The faulted calls return this value instead of the usual failure value (errno is set to
+  // anError only if that is not 0).
+  Fault &Returning(long long aValue);
+
+  // Runs before the faulted call answers; may look at or change the caller's memory through the
+  // arguments, which come as pointer-sized integers in order.
+  Fault &Doing(std::function<void(const long long *anArguments)> anAction);
+
+  // The call is really made and its result returned; the action of Doing runs after it (for free()
+  // and other functions without a result: before it).
+  Fault &PassingThrough();
+
+  // Also calls of other threads are faulted. Say it last: it takes effect at once.
+  Fault &AnyThread();
+
+  // How many calls were faulted so far.
+  int Hits() const;
+
+  struct State;  // known to Faults.cpp only
+
+ private:
+  State *mState;
+};
+
+// How often the library under test called the named function on this thread since the program began.
+int CallsOf(const char *aFunction);
+
+}  // namespace zvtest

@@ -1,0 +1,57 @@
+// Small helpers of the tests: temporary folders, child processes, waiting for events.
+#pragma once
+
+#include <functional>
+#include <string>
+#include <vector>
+
+namespace zvtest {
+
+// A folder of its own under the temporary directory, removed with all its contents at the end.
+class TempFolder {
+ public:
+  TempFolder();
+  ~TempFolder();
+  TempFolder(const TempFolder &) = delete;
+  TempFolder &operator=(const TempFolder &) = delete;
+
+  const std::string &Path() const { return mPath; }  // absolute, no '/' at the end
+  std::string File(const std::string &aName) const { return mPath + "/" + aName; }
+
+ private:
+  std::string mPath;
+};
+
+std::string ReadWholeFile(const std::string &aPath);
+void WriteWholeFile(const std::string &aPath, const std::string &aText);
+
+// What became of a child process.
+struct ChildResult {
+  bool mfSignaled;  // died by a signal
+  int mSignal;      // which
+  int mStatus;      // exit status otherwise
+  double mSeconds;  // from start to end
+  bool mfTimedOut;  // had to be killed by us
+  int mPid;
+  std::string mOutput;  // standard output
+  std::string mError;   // standard error
+};
+
+// Forks, runs aBody in the child (which then exits with its result) and waits at most
+// aSeconds. Standard output and error are collected.
+ChildResult RunInChild(const std::function<int()> &aBody, double aSeconds = 30);
+
+// Runs a program of the build (through the emulator when the tests themselves run in one) with
+// arguments and additional environment "NAME=value" and waits at most aSeconds.
+ChildResult RunProgram(const std::string &aPath, const std::vector<std::string> &anArguments,
+                       const std::vector<std::string> &anEnvironment = {}, double aSeconds = 60);
+
+// Path of a program of the build, for example BuiltProgram("zvos").
+std::string BuiltProgram(const std::string &aName);
+// Path of a library of the build, for example BuiltLibrary("libzvOS.so").
+std::string BuiltLibrary(const std::string &aName);
+
+// Repeats a cheap test until it holds or the time is over; for conditions without an event.
+bool WaitUntil(const std::function<bool()> &aTest, double aSeconds = 10);
+
+}  // namespace zvtest

@@ -1,0 +1,29 @@
+// Seeing allocations of the calling thread, and making them fail.
+#pragma once
+
+namespace zvlogtest {
+
+// Calls aFunction at every allocation of this thread, until the object is gone.
+class AllocationWatch {
+ public:
+  explicit AllocationWatch(void (*aFunction)());
+  ~AllocationWatch();
+  AllocationWatch(const AllocationWatch &) = delete;
+  AllocationWatch &operator=(const AllocationWatch &) = delete;
+};
+
+// Whether allocations can be made to fail: a sanitizer's allocator cannot be replaced.
+bool CanFailAllocations();
+
+// Makes one allocation of this thread fail, the one after aSkip others.
+class FailingAllocation {
+ public:
+  explicit FailingAllocation(int aSkip);
+  ~FailingAllocation();
+  FailingAllocation(const FailingAllocation &) = delete;
+  FailingAllocation &operator=(const FailingAllocation &) = delete;
+
+  bool HasFailed() const;
+};
+
+}  // namespace zvlogtest

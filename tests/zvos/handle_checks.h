@@ -1,0 +1,127 @@
+// What the tests of all checked handles have in common.
+#pragma once
+
+#include "support/Faults.h"
+#include "support/RecordingLog.h"
+
+#include <cstring>
+#include <functional>
+#include <map>
+#include <string>
+#include <vector>
+
+namespace zvtest {
+
+inline uint32 MagicOf(const void *aHandle) {
+  uint32 theMagic;
+  memcpy(&theMagic, aHandle, sizeof theMagic);
+  return theMagic;
+}
+
+inline void SetMagic(void *aHandle, uint32 aMagic) {
+  memcpy(aHandle, &aMagic, sizeof aMagic);
+}
+
+// Gives a live handle the wrong magic for a while.
+class Disguise {
+ public:
+  explicit Disguise(void *aHandle) : mHandle(aHandle), mMagic(MagicOf(aHandle)) {
+    SetMagic(aHandle, 0x12345678);
+  }
+  ~Disguise() { SetMagic(mHandle, mMagic); }
+  Disguise(const Disguise &) = delete;
+  Disguise &operator=(const Disguise &) = delete;
+
+ private:
+  void *mHandle;
+  uint32 mMagic;
+};
+
+// The text of the check of a handle: MagicCheck("aMutex", "0xFEEDBABE").
+inline std::string MagicCheck(const std::string &aHandle, const std::string &aMagic) {
+  return "((" + aHandle + ") != NULL) && ((" + aHandle + ")->_mMagicNumber == (" + aMagic + "))";
+}
+
+// Exactly one assertion was reported, with this text and from that source file.
+inline void ExpectOneAssertion(const RecordingLog &aLog, const std::string &anExpression,
+                               const std::string &aFile) {
+  const std::vector<Assertion> theAssertions = aLog.Assertions();
+  ASSERT_THAT(theAssertions, ::testing::ElementsAre(Asserted(anExpression)));
+  EXPECT_THAT(theAssertions[0].mFile, ::testing::EndsWith("/" + aFile));
+  EXPECT_GT(theAssertions[0].mLine, 1u);
+  EXPECT_LT(theAssertions[0].mLine, 1000u);
+}
+
+// Looks at records at the moment when the library releases them.
+class ReleaseWatch {
+ public:
+  ReleaseWatch() : mFree("free", 0, 0, -1) {
+    mFree.PassingThrough().Doing([this](const long long *anArguments) {
+      const auto theRecord = mRecords.find(anArguments[0]);
+      if (theRecord == mRecords.end()) return;
+      ++theRecord->second.mReleases;
+      theRecord->second.mMagic = MagicOf(theRecord->first.mPointer);
+    });
+  }
+
+  void Watch(void *aRecord) { mRecords[aRecord] = {0, ~0u}; }
+
+  // How often the record was released, and its magic number then.
+  int ReleasesOf(void *aRecord) const { return mRecords.at(aRecord).mReleases; }
+  uint32 MagicAtReleaseOf(void *aRecord) const { return mRecords.at(aRecord).mMagic; }
+
+ private:
+  struct Key {
+    Key(void *aPointer) : mPointer(aPointer) {}
+    Key(long long aValue) : mPointer(reinterpret_cast<void *>(static_cast<intptr_t>(aValue))) {}
+    bool operator<(const Key &another) const { return mPointer < another.mPointer; }
+    void *mPointer;
+  };
+  struct Record {
+    int mReleases;
+    uint32 mMagic;
+  };
+  std::map<Key, Record> mRecords;
+  Fault mFree;
+};
+
+// The memory that the next constructor gets: full of junk, and watched until it is released.
+class JunkMemory {
+ public:
+  static constexpr size_t kSize = 512;
+
+  JunkMemory() : mMemory(malloc(kSize)), mMalloc("malloc", 0) {
+    memset(mMemory, 0xA5, kSize);
+    mMalloc.Returning(static_cast<long long>(reinterpret_cast<intptr_t>(mMemory)));
+    mWatch.Watch(mMemory);
+  }
+  JunkMemory(const JunkMemory &) = delete;
+  JunkMemory &operator=(const JunkMemory &) = delete;
+
+  // The constructor took the memory, gave it back once, and its magic number was 0 by then.
+  void ExpectUsedAndReleased() const {
+    EXPECT_EQ(1, mMalloc.Hits());
+    EXPECT_EQ(1, mWatch.ReleasesOf(mMemory));
+    EXPECT_EQ(0u, mWatch.MagicAtReleaseOf(mMemory));
+  }
+
+ private:
+  void *mMemory;
+  Fault mMalloc;
+  ReleaseWatch mWatch;
+};
+
+// Whether an object of the system is in the state of its static initialiser, so that destroying it
+// is allowed; for arguments of interposed calls.
+template <typename Type>
+bool IsInitial(long long anAddress, const Type &anInitialValue) {
+  const auto *theObject = reinterpret_cast<const void *>(static_cast<intptr_t>(anAddress));
+  return memcmp(theObject, &anInitialValue, sizeof(Type)) == 0;
+}
+
+template <typename Type>
+Type *ArgumentAs(long long anArgument) {
+  return reinterpret_cast<Type *>(static_cast<intptr_t>(anArgument));
+}
+
+}  // namespace zvtest

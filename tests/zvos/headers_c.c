@@ -1,0 +1,65 @@
+/* The public headers together in one C99 program, and the macros that C callers use. */
+
+#include <zvOS/zvAssert.h>
+#include <zvOS/zvBinaryRevision.h>
+#include <zvOS/zvCondition.h>
+#include <zvOS/zvCriticalSection.h>
+#include <zvOS/zvDebug.h>
+#include <zvOS/zvDefaultDefines.h>
+#include <zvOS/zvDefines.h>
+#include <zvOS/zvFile.h>
+#include <zvOS/zvLogDefines.h>
+#include <zvOS/zvLogFunctions.h>
+#include <zvOS/zvMagicNumber.h>
+#include <zvOS/zvMonoliticTime.h>
+#include <zvOS/zvMutex.h>
+#include <zvOS/zvPath.h>
+#include <zvOS/zvSemaphore.h>
+#include <zvOS/zvThread.h>
+#include <zvOS/zvTime.h>
+#include <zvOS/zvTypes.h>
+
+ZVLOG_WITH_MODULE_IF(FILE, 1)
+
+zvCompileTimeAssert(sizeof(uint32) == 4);
+
+struct Record {
+  uint32 _mMagicNumber;
+};
+
+int ZvTestMutexFromC(void);
+void ZvTestLogFromC(int aNumber);
+void ZvTestAssertFromC(void);
+
+/* Returns 0 when every step of a mutex's life succeeds. */
+int ZvTestMutexFromC(void) {
+  zvOSMutex *theMutex = zvMutex_New();
+  int theFailures = 0;
+  if (theMutex == NULL) return 1;
+  if (zvMutex_Lock(theMutex) != zvMutex_Status_NoError) ++theFailures;
+  if (!zvMutex_IsHeld(theMutex)) ++theFailures;
+  if (zvMutex_Unlock(theMutex) != zvMutex_Status_NoError) ++theFailures;
+  zvMutex_Delete(theMutex);
+  return theFailures;
+}
+
+void ZvTestLogFromC(int aNumber) {
+  ZV_ERR(F("number %d\n", aNumber));
+  if (aNumber > 0)
+    ZVLOG_WARN(TCP, F("positive\n"));
+  else
+    ZV_INFO(F("not positive\n"));
+  Log_Info("number %d\n", aNumber);
+}
+
+void ZvTestAssertFromC(void) {
+  struct Record theRecord = {kzvThread_Magic};
+  struct Record *theHandle = &theRecord;
+  char *theText = (char *)malloc(1);
+  ZVMAGICNUMBER_CHECK(theHandle, kzvThread_Magic);
+  ZVMAGICNUMBER_CHECK(theHandle, kzvMutex_Magic);
+  zvSafeFree(theText);
+  zvAssert(theText == NULL);
+  zvAssert(theText != NULL);
+  zvAssertFail("Not yet implemented");
+}

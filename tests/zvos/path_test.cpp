@@ -1,0 +1,651 @@
+// Paths: what is made of relative ones, where the program lives, the standard directories.
+
+#include <zvOS/zvFile.h>
+#include <zvOS/zvPath.h>
+
+#include "support/Faults.h"
+#include "support/RecordingLog.h"
+#include "support/Support.h"
+
+#include <limits.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstdlib>
+#include <cstring>
+#include <filesystem>
+#include <string>
+
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::IsEmpty;
+using zvtest::CallsOf;
+using zvtest::Fault;
+using zvtest::Format;
+using zvtest::RecordingLog;
+using zvtest::TempFolder;
+
+namespace {
+
+constexpr zvLogModule kFileModule = 42;
+constexpr zvLogModule kPathModule = 57;
+
+// The library keeps the path of the program in a buffer of this size.
+constexpr size_t kBufferSize = 8194;
+
+constexpr char kNone[] = "(no text)";
+
+auto PathError(const std::string &aText) {
+  return zvtest::Error(kPathModule, aText);
+}
+auto FileError(const std::string &aText) {
+  return zvtest::Error(kFileModule, aText);
+}
+
+// The text that the library handed over.
+std::string Take(char *aText) {
+  const std::string theText = aText != nullptr ? aText : kNone;
+  free(aText);
+  return theText;
+}
+
+std::string LinkTarget(const char *aLink) {
+  char theTarget[PATH_MAX];
+  const ssize_t theLength = readlink(aLink, theTarget, sizeof theTarget);
+  return theLength < 0 ? std::string() : std::string(theTarget, static_cast<size_t>(theLength));
+}
+
+std::string ProgramFile() {
+  return LinkTarget("/proc/self/exe");
+}
+
+class Path : public testing::Test {
+ protected:
+  RecordingLog mLog;
+};
+
+//
+// Absolute or relative
+//
+
+TEST_F(Path, OnlyEmptyPathsAndThoseThatBeginWithASeparatorAreAbsolute) {
+  for (const char *thePath : {"", "/", "\\", "/a", "\\a", "//", "/."}) {
+    EXPECT_EQ(1, zvPath_IsAbsolute(thePath)) << thePath;
+  }
+  for (const char *thePath : {"a", ".", "..", "./a", "a/b", "a\\b", " ", "c:\\a", "~/a"}) {
+    EXPECT_EQ(0, zvPath_IsAbsolute(thePath)) << thePath;
+  }
+  EXPECT_EQ(0, zvPath_IsAbsolute(nullptr));
+  EXPECT_THAT(mLog.Messages(), IsEmpty());
+}
+
+// clang-format off
+struct Normalization {
+  const char *mPath;
+  int mMode;
+  const char *mAnchor;
+  const char *mResult;
+};
+
+constexpr int kGeneric = kzvPathNormalizeMode_Generic;
+constexpr int kSlash = kzvPathNormalizeMode_NativeSlash;
+constexpr int kForm = kzvPathNormalizeMode_NativeForm;
+constexpr int kNative = kzvPathNormalizeMode_Native;
+
+constexpr Normalization kNormalizations[] = {
+    // Bare names stand behind the anchor as they are.
+    {"a/b", kNative, "/x/", "/x/a/b"},
+    {"a", kNative, "/x/", "/x/a"},
+    {"a//b", kNative, "/x/", "/x/a//b"},
+    {"a/../b/.", kNative, "/x/", "/x/a/../b/."},
+    {"a/", kNative, "/x/", "/x/a/"},
+    {".hidden", kNative, "/x/", "/x/.hidden"},
+    {".hidden/a", kNative, "/x/", "/x/.hidden/a"},
+    {"..x", kNative, "/x/", "/x/..x"},
+    {"...", kNative, "/x/", "/x/..."},
+    {" ", kNative, "/x/", "/x/ "},
+    // A dot and its separator are dropped, once.
+    {"./a", kNative, "/x/", "/x/a"},
+    {".\\a", kNative, "/x/", "/x/a"},
+    {".\\a", kGeneric, "/x/", "/x/a"},
+    {"././a", kNative, "/x/", "/x/./a"},
+    {".//a", kNative, "/x/", "/x//a"},
+    {"./", kNative, "/x/", "/x/"},
+    {".\\", kNative, "/x/", "/x/"},
+    {".\\", kGeneric, "/x/", "/x/"},
+    {".", kNative, "/x/", "/x/"},
+    {"./.", kNative, "/x/", "/x/."},
+    {"./..", kNative, "/x/", "/x/.."},
+    // Two dots stay.
+    {"..", kNative, "/x/", "/x/.."},
+    {"../", kNative, "/x/", "/x/../"},
+    {"../a", kNative, "/x/", "/x/../a"},
+    {"..\\a", kNative, "/x/", "/x/../a"},
+    {"..\\a", kGeneric, "/x/", "/x/..\\a"},
+    // The anchor gets no separator.
+    {"a", kNative, "/x", "/xa"},
+    {".", kNative, "/x", "/x"},
+    {"../a", kNative, "/x", "/x../a"},
+    {"a", kNative, "", "a"},
+    {"./a", kNative, "", "a"},
+    {".", kNative, "", ""},
+    {"a", kNative, "x/", "x/a"},
+    // Backslashes of anchor and path are turned, if asked for.
+    {"a\\b", kNative, "/x/", "/x/a/b"},
+    {"a\\b", kSlash, "/x/", "/x/a/b"},
+    {"a\\b", kForm, "/x/", "/x/a\\b"},
+    {"a\\b", kGeneric, "/x/", "/x/a\\b"},
+    {"a\\b", kNative, "\\x\\", "/x/a/b"},
+    {"a\\b", kGeneric, "\\x\\", "\\x\\a\\b"},
+    // Absolute paths need no anchor.
+    {"", kNative, "/x/", ""},
+    {"", kNative, nullptr, ""},
+    {"/", kNative, "/x/", "/"},
+    {"/y\\z", kNative, nullptr, "/y/z"},
+    {"/y\\z", kSlash, nullptr, "/y/z"},
+    {"/y\\z", kForm, nullptr, "/y\\z"},
+    {"/y\\z", kGeneric, nullptr, "/y\\z"},
+    {"\\y\\z", kNative, "/x/", "/y/z"},
+    {"\\y\\z", kGeneric, "/x/", "\\y\\z"},
+    {"//a//./../b/", kNative, "/x/", "//a//./../b/"},
+    {"\\", kNative, "/x/", "/"},
+};
+// clang-format on
+
+TEST_F(Path, NormalizePutsRelativePathsBehindTheAnchorAndCopiesAbsoluteOnes) {
+  for (const Normalization &theCase : kNormalizations) {
+    for (const int afDir : {0, 1}) {
+      SCOPED_TRACE(Format("'%s', mode %d, anchor '%s', afDir %d", theCase.mPath, theCase.mMode,
+                          theCase.mAnchor != nullptr ? theCase.mAnchor : kNone, afDir));
+      char *theResult = zvPath_Normalize(theCase.mPath, afDir, theCase.mMode, theCase.mAnchor);
+      EXPECT_NE(theCase.mPath, theResult);
+      EXPECT_NE(theCase.mAnchor, theResult);
+      EXPECT_EQ(theCase.mResult, Take(theResult));
+    }
+  }
+  EXPECT_THAT(mLog.Messages(), IsEmpty());
+}
+
+TEST_F(Path, NormalizeOfNoPathIsNothing) {
+  EXPECT_EQ(nullptr, zvPath_Normalize(nullptr, 0, kNative, "/x/"));
+  EXPECT_EQ(nullptr, zvPath_Normalize(nullptr, 0, kNative, nullptr));
+  EXPECT_THAT(mLog.Messages(), IsEmpty());
+}
+
+TEST_F(Path, NormalizeWithoutAnAnchorTakesTheFolderOfTheProgram) {
+  const std::string theProgram = ProgramFile();
+  const std::string theFolder = theProgram.substr(0, theProgram.rfind('/') + 1);
+  EXPECT_EQ(theFolder + "a/b", Take(zvPath_Normalize("a\\b", 0, kNative, nullptr)));
+  EXPECT_EQ(theFolder + "a", Take(zvPath_Normalize("./a", 0, kNative, nullptr)));
+  EXPECT_EQ(theFolder, Take(zvPath_Normalize(".", 0, kNative, nullptr)));
+  EXPECT_EQ(theFolder + "../a", Take(zvPath_Normalize("../a", 0, kNative, nullptr)));
+  EXPECT_THAT(mLog.Messages(), IsEmpty());
+}
+
+TEST_F(Path, NormalizeWithoutMemoryIsNothing) {
+  {
+    Fault theFault("zvStrdup", 0, 0, -1);
+    EXPECT_EQ(nullptr, zvPath_Normalize("/a\\b", 0, kNative, nullptr));
+  }
+  {
+    Fault theFault("zvMalloc", 0, 0, -1);
+    EXPECT_EQ(nullptr, zvPath_Normalize("a\\b", 0, kNative, "/x/"));
+  }
+}
+
+TEST_F(Path, AFileWhosePathCannotBeNormalizedHasAnInvalidName) {
+  zvFileFD theHandle = kzvFileFDInvalid;
+  zvtimeval theTime = {1, 2};
+  Fault theFault("zvStrdup", 0, 0, -1);
+  EXPECT_EQ(kzvFileErrorUnknown, zvFile_Open("/a", zvFileOpenMode_Read, 0, &theHandle));
+  EXPECT_EQ(0, zvFile_Access("/a", zvFileAccessMode_Read));
+  EXPECT_EQ(kzvFileErrorUnknown, zvFile_Remove("/a"));
+  EXPECT_EQ(0, zvFile_HasAttribute("/a", kzvFileAttribute_Hidden));
+  EXPECT_EQ(0, zvFile_Exists("/a"));
+  EXPECT_EQ(kzvFileErrorUnknown, zvFile_GetTimes("/a", nullptr, nullptr, nullptr));
+  EXPECT_EQ(kzvFileErrorUnknown, zvFile_SetModificationTime("/a", &theTime));
+  EXPECT_EQ(kzvFileErrorUnknown, zvFile_Rename("/a", "/b"));
+  EXPECT_THAT(mLog.Messages(),
+              ElementsAre(FileError("zvFile: Cannot open file: '/a' (invalid name)\n"),
+                          FileError("zvFile: Cannot check access for file: '/a' (invalid name)\n"),
+                          FileError("zvFile: Cannot remove file: '/a' (invalid name)\n"),
+                          FileError("zvFile: Cannot check attribute for file '/a', (invalid name)\n"),
+                          FileError("zvFile: Cannot check file: '/a' exists, (invalid name)\n"),
+                          FileError("zvFile: Cannot get times for file: '/a' (invalid name)\n"),
+                          FileError("zvFile: Cannot get times for file: '/a' (invalid name)\n"),
+                          FileError("zvFile: Cannot rename file: '/a' to '/b' (invalid name)\n")));
+}
+
+//
+// Standard directories
+//
+
+// Puts TMPDIR back at the end.
+class TmpDirKeeper {
+ public:
+  TmpDirKeeper() {
+    if (const char *theValue = getenv("TMPDIR")) {
+      mValue = theValue;
+      mfSet = true;
+    }
+  }
+  ~TmpDirKeeper() {
+    if (mfSet) {
+      setenv("TMPDIR", mValue.c_str(), 1);
+    } else {
+      unsetenv("TMPDIR");
+    }
+  }
+  TmpDirKeeper(const TmpDirKeeper &) = delete;
+  TmpDirKeeper &operator=(const TmpDirKeeper &) = delete;
+
+ private:
+  std::string mValue;
+  bool mfSet = false;
+};
+
+TEST_F(Path, TheTemporaryAndTheCacheDirectoryAreWhatTheEnvironmentSays) {
+  const TmpDirKeeper theKeeper;
+  for (const char *theValue : {"/some/where", "/with/slash/", "relative", "back\\slash", ""}) {
+    SCOPED_TRACE(theValue);
+    mLog.Clear();
+    setenv("TMPDIR", theValue, 1);
+    EXPECT_EQ(theValue, Take(zvPath_GetTempDirPath()));
+    EXPECT_EQ(theValue, Take(zvPath_GetCacheDirPath()));
+    const std::string theText =
+        Format("Temporary directory is '%s' (TMPDIR is '%s', P_tmpdir is '/tmp')\n", theValue, theValue);
+    EXPECT_THAT(mLog.Messages(),
+                ElementsAre(zvtest::Debug(kPathModule, theText), zvtest::Debug(kPathModule, theText)));
+  }
+}
+
+TEST_F(Path, WithoutTmpdirTheTemporaryDirectoryIsTmp) {
+  const TmpDirKeeper theKeeper;
+  unsetenv("TMPDIR");
+  EXPECT_EQ("/tmp", Take(zvPath_GetTempDirPath()));
+  EXPECT_EQ("/tmp", Take(zvPath_GetCacheDirPath()));
+  const std::string theText = "Temporary directory is '/tmp' (TMPDIR is '(null)', P_tmpdir is '/tmp')\n";
+  EXPECT_THAT(mLog.Messages(),
+              ElementsAre(zvtest::Debug(kPathModule, theText), zvtest::Debug(kPathModule, theText)));
+}
+
+TEST_F(Path, TheTemporaryDirectoryIsLoggedAtDebugLevelOnly) {
+  mLog.SetLevel(4);
+  Take(zvPath_GetTempDirPath());
+  EXPECT_THAT(mLog.Calls(), IsEmpty());
+}
+
+TEST_F(Path, TheConfigurationDirectoryIsTheCurrentOne) {
+  char *theFirst = zvPath_GetDefaultConfigPath();
+  char *theSecond = zvPath_GetDefaultConfigPath();
+  EXPECT_NE(theFirst, theSecond);
+  EXPECT_EQ("./", Take(theFirst));
+  EXPECT_EQ("./", Take(theSecond));
+}
+
+TEST_F(Path, ThereAreNoSystemFonts) {
+  EXPECT_EQ(nullptr, zvPath_GetSystemFontPath());
+}
+
+//
+// Real paths and types
+//
+
+TEST_F(Path, RealPathIsACopyThatResolvesNothing) {
+  TempFolder theFolder;
+  const std::string theLink = theFolder.File("link");
+  ASSERT_EQ(0, symlink("/usr", theLink.c_str()));
+  for (const std::string &thePath :
+       {theLink, std::string("/a/../b"), std::string("a/b"), std::string("a\\b"), std::string("./a"),
+        std::string(""), std::string("a>b"), std::string("$HOME"), std::string("/no/such/file")}) {
+    char *theResult = zvPath_RealPath(thePath.c_str());
+    EXPECT_NE(thePath.c_str(), theResult);
+    EXPECT_EQ(thePath, Take(theResult));
+  }
+  EXPECT_THAT(mLog.Messages(), IsEmpty());
+}
+
+TEST_F(Path, RealPathOfAPlaceholderOrOfNothingIsNothing) {
+  for (const char *thePath : {"<home>/a", "/a/<b>", "/a<b", "<", "a><"}) {
+    EXPECT_EQ(nullptr, zvPath_RealPath(thePath)) << thePath;
+  }
+  EXPECT_EQ(nullptr, zvPath_RealPath(nullptr));
+  EXPECT_THAT(mLog.Messages(), IsEmpty());
+}
+
+TEST_F(Path, TheTypeOfEveryPathIsUnknown) {
+  for (const char *thePath : {"/", "/tmp", "", "/no/such/file", static_cast<const char *>(nullptr)}) {
+    EXPECT_EQ(kzvPathType_Unknown, zvPath_GetType(thePath));
+  }
+}
+
+//
+// The file of a function
+//
+
+void AFunctionOfTheProgram() {}
+
+TEST_F(Path, TheFileOfAFunctionOfTheProgramIsTheProgram) {
+  const std::string theFile = Take(zvPath_GetFunctionSharedLibraryPath(&AFunctionOfTheProgram));
+  EXPECT_TRUE(std::filesystem::equivalent(theFile, ProgramFile())) << theFile;
+}
+
+TEST_F(Path, TheFileOfAFunctionOfALibraryIsTheLibrary) {
+  const auto theFunction = reinterpret_cast<zvDefaultFunctionPtr>(&zvPath_GetType);
+  const std::string theFile = Take(zvPath_GetFunctionSharedLibraryPath(theFunction));
+  EXPECT_TRUE(std::filesystem::equivalent(theFile, zvtest::BuiltLibrary("libzvOS.so"))) << theFile;
+}
+
+TEST_F(Path, AnAddressOfNoFileHasNone) {
+  EXPECT_EQ(nullptr, zvPath_GetFunctionSharedLibraryPath(nullptr));
+  EXPECT_EQ(nullptr, zvPath_GetFunctionSharedLibraryPath(
+                         reinterpret_cast<zvDefaultFunctionPtr>(static_cast<uintptr_t>(16))));
+  int theLocal = 0;
+  EXPECT_EQ(nullptr, zvPath_GetFunctionSharedLibraryPath(reinterpret_cast<zvDefaultFunctionPtr>(&theLocal)));
+  EXPECT_THAT(mLog.Messages(), IsEmpty());
+}
+
+//
+// The program
+//
+
+TEST_F(Path, TheProgramIsSplitBehindItsLastSeparator) {
+  const std::string theProgram = ProgramFile();
+  const size_t theNameStart = theProgram.rfind('/') + 1;
+  EXPECT_EQ(theProgram, Take(zvPath_GetApplicationFullPath()));
+  for (const int afRemoveExtension : {0, 1}) {
+    EXPECT_EQ(theProgram.substr(0, theNameStart), Take(zvPath_GetApplicationPath(afRemoveExtension)));
+    EXPECT_EQ(theProgram.substr(theNameStart), Take(zvPath_GetApplicationName(afRemoveExtension)));
+  }
+  EXPECT_THAT(mLog.Messages(), IsEmpty());
+}
+
+TEST_F(Path, EveryCallGivesTextOfItsOwn) {
+  char *theFirst = zvPath_GetApplicationFullPath();
+  ASSERT_NE(nullptr, theFirst);
+  theFirst[0] = '\0';
+  char *theSecond = zvPath_GetApplicationFullPath();
+  EXPECT_NE(theFirst, theSecond);
+  free(theFirst);
+  EXPECT_EQ(ProgramFile(), Take(theSecond));
+}
+
+// The library looks for its program once in the life of a process, so tests of that first look
+// run the test program again, each for itself.
+constexpr char kAloneVariable[] = "ZVTEST_FIRST_LOOK";
+
+std::string OwnTestName() {
+  const auto *theTest = testing::UnitTest::GetInstance()->current_test_info();
+  return std::string(theTest->test_suite_name()) + "." + theTest->name();
+}
+
+class PathFirstLook : public Path {
+ protected:
+  // Whether this is the process of its own; otherwise starts it and checks that the test passes there.
+  bool IsAlone() {
+    if (getenv(kAloneVariable) != nullptr) return true;
+    RunAlone(ProgramFile());
+    return false;
+  }
+
+  void RunAlone(const std::string &aProgram) {
+    const auto theResult = zvtest::RunProgram(aProgram, {"--gtest_filter=" + OwnTestName()},
+                                              {std::string(kAloneVariable) + "=1"});
+    const std::string theReport = theResult.mOutput + theResult.mError;
+    EXPECT_FALSE(theResult.mfSignaled || theResult.mfTimedOut) << theReport;
+    EXPECT_EQ(0, theResult.mStatus) << theReport;
+    EXPECT_THAT(theResult.mOutput, HasSubstr("[  PASSED  ] 1 test.")) << theReport;
+  }
+
+  // The faulted readlink() answers this target, as the system would into a buffer that is large
+  // enough to be told the whole length.
+  static void Answer(Fault &aFault, const std::string &aTarget) {
+    aFault.Returning(static_cast<long long>(aTarget.size())).Doing([aTarget](const long long *anArguments) {
+      EXPECT_LE(anArguments[2], static_cast<long long>(kBufferSize));
+      const size_t theCount = std::min(aTarget.size(), static_cast<size_t>(anArguments[2]));
+      memcpy(reinterpret_cast<void *>(static_cast<uintptr_t>(anArguments[1])), aTarget.data(), theCount);
+    });
+  }
+
+  // A path of that length with a folder in it.
+  static std::string PathOfLength(size_t aLength) {
+    const std::string theFolder = "/opt/";
+    return theFolder + std::string(aLength - theFolder.size(), 'p');
+  }
+};
+
+TEST_F(PathFirstLook, TheProgramIsLookedUpOnceByItsProcessId) {
+  if (!IsAlone()) return;
+  std::string theLink;
+  Fault theFault("readlink", 0, 0, -1);
+  theFault.PassingThrough().Doing([&](const long long *anArguments) {
+    theLink = reinterpret_cast<const char *>(static_cast<uintptr_t>(anArguments[0]));
+  });
+  EXPECT_EQ(ProgramFile(), Take(zvPath_GetApplicationFullPath()));
+  EXPECT_EQ(Format("/proc/%u/exe", static_cast<unsigned>(getpid())), theLink);
+  Take(zvPath_GetApplicationFullPath());
+  Take(zvPath_GetApplicationName(0));
+  Take(zvPath_Normalize("a", 0, kNative, nullptr));
+  EXPECT_EQ(1, theFault.Hits());
+  EXPECT_THAT(mLog.Messages(), IsEmpty());
+}
+
+TEST_F(PathFirstLook, AnAnchorOrAnAbsolutePathNeedsNoProgram) {
+  if (!IsAlone()) return;
+  Take(zvPath_Normalize("a", 0, kNative, "/x/"));
+  Take(zvPath_Normalize("/a", 0, kNative, nullptr));
+  EXPECT_EQ(0, CallsOf("readlink"));
+}
+
+TEST_F(PathFirstLook, AForkedChildKeepsTheValueOfItsParent) {
+  if (!IsAlone()) return;
+  {
+    Fault theFault("readlink", 0);
+    Answer(theFault, "/parents/program");
+    EXPECT_EQ("/parents/program", Take(zvPath_GetApplicationFullPath()));
+  }
+  const auto theResult = zvtest::RunInChild([] {
+    if (Take(zvPath_GetApplicationFullPath()) != "/parents/program") return 1;
+    return CallsOf("readlink") == 1 ? 0 : 2;
+  });
+  EXPECT_FALSE(theResult.mfSignaled);
+  EXPECT_EQ(0, theResult.mStatus);
+}
+
+TEST_F(PathFirstLook, AnExtensionStaysAndBackslashesAreTurned) {
+  if (!IsAlone()) return;
+  Fault theFault("readlink", 0);
+  Answer(theFault, "/opt\\zv/media\\player.bin");
+  EXPECT_EQ("/opt/zv/media/player.bin", Take(zvPath_GetApplicationFullPath()));
+  EXPECT_EQ("/opt/zv/media/", Take(zvPath_GetApplicationPath(1)));
+  EXPECT_EQ("player.bin", Take(zvPath_GetApplicationName(1)));
+}
+
+TEST_F(PathFirstLook, AProgramWithoutAFolderHasNeitherPathNorName) {
+  if (!IsAlone()) return;
+  Fault theFault("readlink", 0);
+  Answer(theFault, "program");
+  EXPECT_EQ("program", Take(zvPath_GetApplicationFullPath()));
+  EXPECT_EQ(nullptr, zvPath_GetApplicationPath(0));
+  EXPECT_EQ(nullptr, zvPath_GetApplicationName(0));
+}
+
+TEST_F(PathFirstLook, AnUnreadableLinkLeavesTheEmptyTextForGood) {
+  if (!IsAlone()) return;
+  {
+    Fault theFault("readlink", EACCES);
+    theFault.Doing([](const long long *anArguments) {
+      memset(reinterpret_cast<void *>(static_cast<uintptr_t>(anArguments[1])), '/', 8);
+    });
+    EXPECT_EQ("", Take(zvPath_GetApplicationFullPath()));
+  }
+  EXPECT_THAT(mLog.Messages(),
+              ElementsAre(PathError(Format("Cannot get application file name (error = %d)\n", EACCES))));
+  mLog.Clear();
+  EXPECT_EQ("", Take(zvPath_GetApplicationFullPath()));
+  EXPECT_EQ(nullptr, zvPath_GetApplicationPath(0));
+  EXPECT_EQ(nullptr, zvPath_GetApplicationName(0));
+  EXPECT_EQ(1, CallsOf("readlink"));
+  EXPECT_THAT(mLog.Messages(), IsEmpty());
+}
+
+TEST_F(PathFirstLook, WithoutAProgramRelativePathsHaveNoAnchor) {
+  if (!IsAlone()) return;
+  Fault theFault("readlink", ENOENT);
+  EXPECT_EQ(nullptr, zvPath_Normalize("./a\\b", 0, kNative, nullptr));
+  EXPECT_THAT(
+      mLog.Messages(),
+      ElementsAre(PathError(Format("Cannot get application file name (error = %d)\n", ENOENT)),
+                  PathError("zvPath: Cannot get an anchor path (or none specified) to build an absolute path "
+                            "for './a\\b'\n")));
+  EXPECT_EQ("/x/a", Take(zvPath_Normalize("./a", 0, kNative, "/x/")));
+  EXPECT_EQ("/a", Take(zvPath_Normalize("/a", 0, kNative, nullptr)));
+}
+
+TEST_F(PathFirstLook, WithoutAProgramFilesOfRelativePathsHaveInvalidNames) {
+  if (!IsAlone()) return;
+  {
+    Fault theFault("readlink", ENOENT);
+    Take(zvPath_GetApplicationFullPath());
+  }
+  const auto theNoAnchor =
+      PathError("zvPath: Cannot get an anchor path (or none specified) to build an absolute path for 'a'\n");
+  mLog.Clear();
+  zvFileFD theHandle = kzvFileFDInvalid;
+  EXPECT_EQ(kzvFileErrorUnknown, zvFile_Open("a", zvFileOpenMode_Read, 0, &theHandle));
+  EXPECT_EQ(kzvFileErrorUnknown, zvFile_Rename("/b", "a"));
+  EXPECT_THAT(
+      mLog.Messages(),
+      ElementsAre(theNoAnchor, FileError("zvFile: Cannot open file: 'a' (invalid name)\n"), theNoAnchor,
+                  FileError("zvFile: Cannot rename file: '/b' to 'a' (invalid name)\n")));
+}
+
+TEST_F(PathFirstLook, TheLongestPathThatFitsIsTaken) {
+  if (!IsAlone()) return;
+  const std::string thePath = PathOfLength(kBufferSize - 1);
+  Fault theFault("readlink", 0);
+  Answer(theFault, thePath);
+  // The library asks for less than fits; what it did not ask for is filled in behind its back.
+  theFault.Doing([&](const long long *anArguments) {
+    memcpy(reinterpret_cast<void *>(static_cast<uintptr_t>(anArguments[1])), thePath.data(), thePath.size());
+  });
+  EXPECT_EQ(thePath, Take(zvPath_GetApplicationFullPath()));
+  EXPECT_THAT(mLog.Messages(), IsEmpty());
+}
+
+TEST_F(PathFirstLook, APathThatJustDoesNotFitIsEmpty) {
+  if (!IsAlone()) return;
+  Fault theFault("readlink", 0);
+  Answer(theFault, PathOfLength(kBufferSize));
+  EXPECT_EQ("", Take(zvPath_GetApplicationFullPath()));
+  EXPECT_EQ(nullptr, zvPath_GetApplicationPath(0));
+  EXPECT_THAT(mLog.Messages(),
+              ElementsAre(PathError("Cannot get application file name (buffer too small)\n")));
+}
+
+TEST_F(PathFirstLook, APathFarTooLongIsEmpty) {
+  if (!IsAlone()) return;
+  Fault theFault("readlink", 0);
+  Answer(theFault, PathOfLength(20000));
+  EXPECT_EQ("", Take(zvPath_GetApplicationFullPath()));
+  EXPECT_THAT(mLog.Messages(),
+              ElementsAre(PathError("Cannot get application file name (buffer too small)\n")));
+}
+
+//
+// Inside a Java virtual machine
+//
+
+TEST_F(PathFirstLook, InAJavaHostTheApplicationLivesInTheCurrentFolder) {
+  if (getenv(kAloneVariable) == nullptr) {
+    // The program finds its libraries in "lib" beside its own folder.
+    TempFolder theFolder;
+    const std::string thePrograms = theFolder.File("java-8") + "/bin";
+    ASSERT_TRUE(std::filesystem::create_directories(thePrograms));
+    const std::string theCopy = thePrograms + "/" + std::filesystem::path(ProgramFile()).filename().string();
+    std::filesystem::copy_file(ProgramFile(), theCopy);
+    const auto theLibraries = std::filesystem::path(zvtest::BuiltLibrary("libzvOS.so")).parent_path();
+    std::filesystem::create_directory_symlink(theLibraries, theFolder.File("java-8") + "/lib");
+    RunAlone(theCopy);
+    return;
+  }
+  ASSERT_THAT(ProgramFile(), HasSubstr("java"));
+  const std::string theCurrent = LinkTarget("/proc/self/cwd");
+  EXPECT_EQ(theCurrent + "/java", Take(zvPath_GetApplicationFullPath()));
+  EXPECT_EQ(theCurrent + "/", Take(zvPath_GetApplicationPath(0)));
+  EXPECT_EQ("java", Take(zvPath_GetApplicationName(0)));
+  EXPECT_EQ(theCurrent + "/a", Take(zvPath_Normalize("a", 0, kNative, nullptr)));
+  EXPECT_EQ(2, CallsOf("readlink"));
+  EXPECT_THAT(mLog.Messages(), IsEmpty());
+}
+
+TEST_F(PathFirstLook, AnyPathWithTheHostsNameCountsAsAJavaHost) {
+  if (!IsAlone()) return;
+  std::string theLink;
+  Fault theCurrentFault("readlink", 0);
+  Answer(theCurrentFault, "/home\\someone");
+  Fault theProgramFault("readlink", 0);
+  Answer(theProgramFault, "/opt/myjavascript/tool");
+  EXPECT_EQ("/home/someone/java", Take(zvPath_GetApplicationFullPath()));
+  EXPECT_EQ("/home/someone/", Take(zvPath_GetApplicationPath(0)));
+  EXPECT_THAT(mLog.Messages(), IsEmpty());
+}
+
+TEST_F(PathFirstLook, TheCurrentFolderIsAskedByTheProcessId) {
+  if (!IsAlone()) return;
+  std::string theLink;
+  Fault theCurrentFault("readlink", EACCES);
+  theCurrentFault.Doing([&](const long long *anArguments) {
+    theLink = reinterpret_cast<const char *>(static_cast<uintptr_t>(anArguments[0]));
+  });
+  Fault theProgramFault("readlink", 0);
+  Answer(theProgramFault, "/usr/bin/java");
+  Take(zvPath_GetApplicationFullPath());
+  EXPECT_EQ(Format("/proc/%u/cwd", static_cast<unsigned>(getpid())), theLink);
+}
+
+TEST_F(PathFirstLook, AnotherSpellingIsNoJavaHost) {
+  if (!IsAlone()) return;
+  Fault theProgramFault("readlink", 0);
+  Answer(theProgramFault, "/opt/Java/jav/a");
+  EXPECT_EQ("/opt/Java/jav/a", Take(zvPath_GetApplicationFullPath()));
+  EXPECT_EQ(1, CallsOf("readlink"));
+}
+
+TEST_F(PathFirstLook, AJavaHostWhoseCurrentFolderIsUnreadableStaysTheProgram) {
+  if (!IsAlone()) return;
+  Fault theCurrentFault("readlink", EACCES);
+  Fault theProgramFault("readlink", 0);
+  Answer(theProgramFault, "/usr/bin/java");
+  EXPECT_EQ("/usr/bin/java", Take(zvPath_GetApplicationFullPath()));
+  EXPECT_THAT(mLog.Messages(),
+              ElementsAre(PathError(Format("Cannot get application file name (error = %d)\n", EACCES))));
+}
+
+TEST_F(PathFirstLook, AJavaHostWhoseCurrentFolderDoesNotFitStaysTheProgram) {
+  if (!IsAlone()) return;
+  Fault theCurrentFault("readlink", 0);
+  Answer(theCurrentFault, PathOfLength(kBufferSize));
+  Fault theProgramFault("readlink", 0);
+  Answer(theProgramFault, "/usr/bin/java");
+  EXPECT_EQ("/usr/bin/java", Take(zvPath_GetApplicationFullPath()));
+  EXPECT_THAT(mLog.Messages(),
+              ElementsAre(PathError("Cannot get application file name (buffer too small)\n")));
+}
+
+TEST_F(PathFirstLook, ACurrentFolderThatLeavesNoRoomForTheHostsNameIsCut) {
+  if (!IsAlone()) return;
+  const std::string theCurrent = PathOfLength(kBufferSize - 1);
+  Fault theCurrentFault("readlink", 0);
+  Answer(theCurrentFault, theCurrent);
+  theCurrentFault.Doing([&](const long long *anArguments) {
+    memcpy(reinterpret_cast<void *>(static_cast<uintptr_t>(anArguments[1])), theCurrent.data(),
+           theCurrent.size());
+  });
+  Fault theProgramFault("readlink", 0);
+  Answer(theProgramFault, "/usr/bin/java");
+  EXPECT_EQ(theCurrent, Take(zvPath_GetApplicationFullPath()));
+}
+
+}  // namespace
