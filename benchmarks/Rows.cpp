@@ -1,0 +1,13 @@
+#include "Rows.h"
+
+namespace zvbench {
+
+std::vector<Row> AllRows() {
+  std::vector<Row> theRows;
+  for (const auto &theGroup : {SyncRows(), ThreadRows(), FileRows(), PathRows(), LogRows()}) {
+    theRows.insert(theRows.end(), theGroup.begin(), theGroup.end());
+  }
+  return theRows;
+}
+
+}  // namespace zvbench

@@ -1,0 +1,19 @@
+// The rows, a function per file of rows.
+#pragma once
+
+#include <vector>
+
+#include "Bench.h"
+
+namespace zvbench {
+
+std::vector<Row> SyncRows();
+std::vector<Row> ThreadRows();
+std::vector<Row> FileRows();
+std::vector<Row> PathRows();
+std::vector<Row> LogRows();
+
+// All rows, in the order of the report.
+std::vector<Row> AllRows();
+
+}  // namespace zvbench

@@ -1,0 +1,25 @@
+// What a message costs that nobody wants: the price of leaving traces in the code.
+
+#include <zvOS/zvLogDefines.h>
+
+#include "Rows.h"
+#include "SilentMessage.h"
+
+namespace zvbench {
+namespace {
+
+Sides SilentMessage() {
+  if (ZVLOGLEVEL_DEBUG < _zvLog_Level) Fail("the log level lets debug messages through");
+  return {LoopWithoutMessages, LoopWithSilentMessages, {}};
+}
+
+}  // namespace
+
+std::vector<Row> LogRows() {
+  return {
+      {"message below the log level", "an empty loop", "the same loop with debug messages", AddsAtMost(1.0),
+       SilentMessage},
+  };
+}
+
+}  // namespace zvbench
