@@ -76,12 +76,12 @@ if [ -z "$sanitizers" ]; then
 
   "$nm" -D --undefined-only "$os" | grep -q '__stack_chk_fail' || fail "$os has no stack protector"
   "$nm" -D --undefined-only "$os" | grep -q '_chk' || fail "$os has no fortified calls"
-fi
 
-# Nothing of the build machine's folders is in the libraries.
-for library in "$os" "$log"; do
-  grep -qF "$source" "$library" && fail "$library contains the path of the source folder"
-done
+  # Nothing of the build machine's folders is in the libraries; sanitizers name sources in full.
+  for library in "$os" "$log"; do
+    grep -qF "$source" "$library" && fail "$library contains the path of the source folder"
+  done
+fi
 
 [ "$failures" = 0 ] && echo "all products are as promised"
 exit "$failures"

@@ -34,6 +34,7 @@ enum ExitStatus {
   kExitAllocated = 45,
   kExitNotLoaded = 46,
   kExitDone = 47,
+  kExitTimerGiven = 48,
 };
 
 void SetAllocator(Allocator anAllocator);
@@ -68,3 +69,4 @@ CRASH_VISIBLE void CrashInMallocWithUnwinderLoaded(void *);
 CRASH_VISIBLE void SegvAtTheBarrier(void *);
 CRASH_VISIBLE void OtherSegvAtTheBarrier(void *);
 CRASH_VISIBLE void FpeAtTheBarrier(void *);
+CRASH_VISIBLE void SegvDuringTheReport(void *);

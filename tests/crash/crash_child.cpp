@@ -12,10 +12,12 @@
 #include <link.h>
 #include <pthread.h>
 #include <semaphore.h>
+#include <signal.h>
 #include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
 #include <sys/resource.h>
+#include <time.h>
 #include <unistd.h>
 
 namespace {
@@ -71,6 +73,9 @@ void CrashTogether(zvThread_Func aFirst, zvThread_Func aSecond) {
 void CrashTogetherBySegv() {
   CrashTogether(SegvAtTheBarrier, OtherSegvAtTheBarrier);
 }
+void CrashDuringTheReport() {
+  CrashTogether(SegvAtTheBarrier, SegvDuringTheReport);
+}
 void CrashTogetherBySegvAndFpe() {
   CrashTogether(SegvAtTheBarrier, FpeAtTheBarrier);
 }
@@ -93,6 +98,23 @@ int NewFullPipe() {
 void CrashWithFullOutput() {
   if (dup2(NewFullPipe(), STDOUT_FILENO) < 0) Exit(crash::kExitCannotStart);
   printf("text that waits in the buffer of the stream");
+  RunInWorker(CrashBySegv);
+}
+
+// The reader may be behind for good, and the pipe does not even wait for it.
+void CrashWithFullOutputThatDoesNotWait() {
+  const int thePipe = NewFullPipe();
+  fcntl(thePipe, F_SETFL, O_NONBLOCK);
+  if (dup2(thePipe, STDOUT_FILENO) < 0) Exit(crash::kExitCannotStart);
+  RunInWorker(CrashBySegv);
+}
+
+// Writing to it raises a signal that ends the process.
+void CrashWithBrokenOutput() {
+  int thePipe[2];
+  if (pipe(thePipe) != 0 || dup2(thePipe[1], STDOUT_FILENO) < 0) Exit(crash::kExitCannotStart);
+  close(thePipe[0]);
+  signal(SIGPIPE, SIG_DFL);
   RunInWorker(CrashBySegv);
 }
 
@@ -214,6 +236,18 @@ void InWorker() {
   RunInWorker(kCrash);
 }
 
+// The system gives no timer to a process that may have no signal pending.
+void CrashWithHangingLogAndWithoutTimer() {
+  const rlimit theNone = {0, 0};
+  if (setrlimit(RLIMIT_SIGPENDING, &theNone) != 0) Exit(crash::kExitCannotStart);
+  timer_t theTimer;
+  sigevent theEvent = {};
+  theEvent.sigev_notify = SIGEV_SIGNAL;
+  theEvent.sigev_signo = SIGALRM;
+  if (timer_create(CLOCK_MONOTONIC, &theEvent, &theTimer) == 0) Exit(crash::kExitTimerGiven);
+  CrashWithHostileLog<Log::kHangInBegin, CrashBySegv>();
+}
+
 struct Mode {
   const char *mName;
   void (*mCrash)();
@@ -238,8 +272,11 @@ constexpr Mode kModes[] = {
     {"half-stack", InWorker<CrashOnHalfTheStack>},
     {"stack-overflow", InWorker<OverflowTheStack>},
     {"together-same", CrashTogetherBySegv},
+    {"during-report", CrashDuringTheReport},
     {"together-different", CrashTogetherBySegvAndFpe},
     {"full-output", CrashWithFullOutput},
+    {"full-output-without-waiting", CrashWithFullOutputThatDoesNotWait},
+    {"broken-output", CrashWithBrokenOutput},
     {"full-log", CrashWithFullLog},
     {"closed-output", CrashWithClosedOutput},
     {"output-locked", CrashWhileOutputIsLocked},
@@ -249,6 +286,7 @@ constexpr Mode kModes[] = {
     {"trace-corrupted", TraceCorruptedMemory},
     {"trace-corrupted-first", TraceCorruptedMemoryFirst},
     {"log-hangs-in-begin", CrashWithHostileLog<Log::kHangInBegin, CrashBySegv>},
+    {"log-hangs-without-timer", CrashWithHangingLogAndWithoutTimer},
     {"log-hangs-in-append", CrashWithHostileLog<Log::kHangInAppend, CrashBySegv>},
     {"log-hangs-in-end", CrashWithHostileLog<Log::kHangInEnd, CrashBySegv>},
     {"log-hangs-in-abrt", CrashWithHostileLog<Log::kHangInBegin, CrashByAbrt>},

@@ -32,7 +32,9 @@ constexpr double kLongestDeath = 10;
 constexpr int kShortestSoundTrace = 6;
 constexpr size_t kStackWords = 256;
 
-constexpr int kExitDone = 47;  // see Crash.h
+// See Crash.h.
+constexpr int kExitDone = 47;
+constexpr int kExitTimerGiven = 48;
 
 #if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
 constexpr bool kfOwnAllocator = false;
@@ -370,10 +372,19 @@ INSTANTIATE_TEST_SUITE_P(
       return theName;
     });
 
+// Then a step of the report cannot be given up, only the report as a whole.
+TEST(Crash, WithHangingLogEndsInTimeAlsoWithoutATimer) {
+  const Crash theCrash = RunCrash("log-hangs-without-timer", "crash_child_hostile_log");
+  if (theCrash.mChild.mStatus == kExitTimerGiven) GTEST_SKIP() << "this system always gives a timer";
+  ExpectDeathBy(theCrash, {SIGSEGV});
+}
+
 // --- several threads ------------------------------------------------------------------------------
 
 // Whichever thread came first: its report is whole, and the file holds exactly one trace.
 void ExpectOneWholeReport(const Crash &aCrash, const std::vector<std::string> &aNames) {
+  EXPECT_GE(aCrash.mChild.mSeconds, 2.0);
+  EXPECT_TRUE(aCrash.Logged("zvOSThread: Defaulting to default signal handler")) << aCrash.All();
   const std::vector<std::string> theFrames = FramesOfCompleteFile(aCrash);
   std::map<std::string, std::vector<std::string>> theReports;
   for (const LogLine &theLine : aCrash.mLog)
@@ -424,6 +435,12 @@ TEST(Crash, OfTwoThreadsBySameSignalLeavesOneWholeReport) {
   ExpectOneWholeReport(theCrash, {"SegvAtTheBarrier", "OtherSegvAtTheBarrier"});
 }
 
+TEST(Crash, OfAnotherThreadDuringTheReportDoesNotCutItShort) {
+  const Crash theCrash = RunCrash("during-report");
+  ExpectDeathBy(theCrash, {SIGSEGV});
+  ExpectOneWholeReport(theCrash, {"SegvAtTheBarrier", "SegvDuringTheReport"});
+}
+
 TEST(Crash, OfTwoThreadsByDifferentSignalsLeavesOneWholeReport) {
   const Crash theCrash = RunCrash("together-different");
   ExpectDeathBy(theCrash, {SIGSEGV, SIGFPE});
@@ -447,6 +464,16 @@ TEST(Crash, WithOutputThatNobodyReadsIsReported) {
   ExpectDeathBy(theCrash, {SIGSEGV});
   FramesOfCompleteFile(theCrash);
   EXPECT_TRUE(theCrash.Logged("zvOSThread: Received fatal signal: 11")) << theCrash.All();
+}
+
+TEST(Crash, WithOutputThatNobodyReadsAndThatDoesNotWaitIsReported) {
+  const Crash theCrash = RunCrash("full-output-without-waiting");
+  ExpectDeathBy(theCrash, {SIGSEGV});
+  ExpectCompleteLog(theCrash, SIGSEGV, FramesOfCompleteFile(theCrash));
+}
+
+TEST(Crash, WithOutputWhoseReaderIsGoneEndsByTheFirstSignal) {
+  ExpectCompleteReport(RunCrash("broken-output"), SIGSEGV, {"FaultByWriting", "CrashBySegv"});
 }
 
 TEST(Crash, WithALogThatNobodyReadsLeavesACompleteFile) {

@@ -6,6 +6,7 @@
 
 #include <malloc.h>
 #include <pthread.h>
+#include <sched.h>
 #include <signal.h>
 #include <stdio.h>
 #include <stdlib.h>
@@ -183,11 +184,41 @@ CRASH_VISIBLE void SegvAtTheBarrier(void *) {
   pthread_barrier_wait(&crash::sBarrier);
   FaultByWriting();
 }
+
+// The others come from so far down that their traces cannot pass for those of the first.
+static void (*volatile sCrash)(void *);
+
+static __attribute__((noinline)) void CrashFarDown(int aDepth) {
+  if (aDepth == 0) {
+    sCrash(nullptr);
+  } else {
+    void (*volatile theNext)(int) = CrashFarDown;
+    theNext(aDepth - 1);
+  }
+  sSink = aDepth;
+}
+
+static void CrashFarDownBy(void (*aCrash)(void *)) {
+  sCrash = aCrash;
+  CrashFarDown(25);
+  sSink = 0;
+}
+
 CRASH_VISIBLE void OtherSegvAtTheBarrier(void *) {
   pthread_barrier_wait(&crash::sBarrier);
-  FaultByReading();
+  CrashFarDownBy(CrashBySegv);
 }
 CRASH_VISIBLE void FpeAtTheBarrier(void *) {
   pthread_barrier_wait(&crash::sBarrier);
-  CrashByFpe(nullptr);
+  CrashFarDownBy(CrashByFpe);
+}
+
+// Crashes when the other one is about to write its trace.
+CRASH_VISIBLE void SegvDuringTheReport(void *) {
+  char theName[64];
+  snprintf(theName, sizeof theName, "/tmp/backtrace_%d.txt", static_cast<int>(getpid()));
+  pthread_barrier_wait(&crash::sBarrier);
+  while (access(theName, F_OK) != 0)
+    sched_yield();
+  CrashFarDownBy(CrashBySegv);
 }

@@ -170,9 +170,8 @@ std::string WhatIsWrongWith(const CrashReport &aReport) {
   for (const std::string &theText : theExpected) {
     if (!Contains(aReport.mLog, theText)) return "the log lacks '" + theText + "'";
   }
-  if (WhyUnreadable(aReport.mTraceFile) != "") {
-    return aReport.mTraceFile + ": " + WhyUnreadable(aReport.mTraceFile);
-  }
+  const std::string theReason = WhyUnreadable(aReport.mTraceFile);
+  if (!theReason.empty()) return aReport.mTraceFile + ": " + theReason;
   const std::string theTrace = ReadWholeFile(aReport.mTraceFile);
   if (!IsCompleteTrace(theTrace)) return aReport.mTraceFile + " is not complete";
   if (!Contains(theTrace, "zvos_CrashOnPurpose"))

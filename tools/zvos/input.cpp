@@ -20,7 +20,7 @@ namespace {
 std::string CurrentFolder() {
   char *theFolder = getcwd(nullptr, 0);
   if (theFolder == nullptr) return "";
-  const std::string theResult(theFolder);
+  std::string theResult(theFolder);
   free(theFolder);
   return theResult;
 }
@@ -56,7 +56,7 @@ std::string AbsolutePath(const std::string &aPath) {
 
 std::string OwnExecutable() {
   char *thePath = zvPath_GetApplicationFullPath();
-  const std::string theResult(thePath != nullptr ? thePath : "");
+  std::string theResult(thePath != nullptr ? thePath : "");
   free(thePath);
   // A program below a folder with "java" in its name passes for a virtual machine there, and gets
   // the current folder and "/java" instead of its own path.
