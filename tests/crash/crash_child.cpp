@@ -73,9 +73,6 @@ void CrashTogether(zvThread_Func aFirst, zvThread_Func aSecond) {
 void CrashTogetherBySegv() {
   CrashTogether(SegvAtTheBarrier, OtherSegvAtTheBarrier);
 }
-void CrashDuringTheReport() {
-  CrashTogether(SegvAtTheBarrier, SegvDuringTheReport);
-}
 void CrashTogetherBySegvAndFpe() {
   CrashTogether(SegvAtTheBarrier, FpeAtTheBarrier);
 }
@@ -99,6 +96,12 @@ void CrashWithFullOutput() {
   if (dup2(NewFullPipe(), STDOUT_FILENO) < 0) Exit(crash::kExitCannotStart);
   printf("text that waits in the buffer of the stream");
   RunInWorker(CrashBySegv);
+}
+
+// The output that nobody reads holds the first report up in its middle, for the second crash to come.
+void CrashDuringTheReport() {
+  if (dup2(NewFullPipe(), STDOUT_FILENO) < 0) Exit(crash::kExitCannotStart);
+  CrashTogether(SegvAtTheBarrier, SegvDuringTheReport);
 }
 
 // The reader may be behind for good, and the pipe does not even wait for it.

@@ -19,12 +19,11 @@
 #include <vector>
 
 using namespace zvtest;
-using ::testing::AnyOf;
 using ::testing::Contains;
 using ::testing::EndsWith;
 using ::testing::HasSubstr;
-using ::testing::Not;
 using ::testing::StartsWith;
+using ::testing::UnorderedElementsAreArray;
 
 namespace {
 
@@ -411,13 +410,18 @@ void ExpectOneWholeReport(const Crash &aCrash, const std::vector<std::string> &a
   EXPECT_THAT(theHeadline, EndsWith("depth=" + std::to_string(theFrame) + "):")) << aCrash.All();
   EXPECT_TRUE(fClosed) << aCrash.All();
 
-  // What is in the file is the trace of one of the threads, unmixed.
-  bool fNamed = false;
-  for (const std::string &theName : aNames) {
-    for (const std::string &theText : theFrames)
-      fNamed = fNamed || theText.find("(" + theName + "+") != std::string::npos;
+  // Every thread has told its own stack.
+  std::vector<std::string> theCulprits;
+  for (const auto &theEntry : theReports) {
+    for (const std::string &theName : aNames) {
+      for (const std::string &theText : theEntry.second) {
+        if (theText.find("(" + theName + "+") != std::string::npos) theCulprits.push_back(theName);
+      }
+    }
   }
-  EXPECT_TRUE(fNamed) << aCrash.All();
+  EXPECT_THAT(theCulprits, UnorderedElementsAreArray(aNames)) << aCrash.All();
+
+  // What is in the file is the trace of one of the threads, unmixed.
   bool fOfOneThread = false;
   for (const auto &theEntry : theReports) {
     size_t theFound = 0;
