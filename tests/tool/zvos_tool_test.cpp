@@ -104,6 +104,17 @@ ChildResult RunShell(const std::string &aCommand) {
   return theResult;
 }
 
+// A machine without /dev/pts has no terminal to give.
+bool HasTerminals() {
+  const int theTerminal = posix_openpt(O_RDWR | O_NOCTTY);
+  if (theTerminal < 0) return false;
+  close(theTerminal);
+  return true;
+}
+
+#define NEEDS_TERMINAL() \
+  if (!HasTerminals()) GTEST_SKIP() << "no pseudo-terminal to be had (errno " << errno << ")"
+
 // The program's output on a terminal; the environment is set by the shell command.
 std::string OutputOnTerminal(const std::string &aCommand, int *aStatus) {
   int theTerminal = -1;
@@ -556,6 +567,7 @@ TEST(Output, NoControlCharactersInAPipe) {
 }
 
 TEST(Output, ColoursOnATerminal) {
+  NEEDS_TERMINAL();
   int theStatus = -1;
   const std::string theOutput =
       OutputOnTerminal("unset NO_COLOR; TERM=xterm exec " + ZvosCommand() + "demo", &theStatus);
@@ -565,6 +577,7 @@ TEST(Output, ColoursOnATerminal) {
 }
 
 TEST(Output, NoColoursOnATerminalWhenNotWanted) {
+  NEEDS_TERMINAL();
   int theStatus = -1;
   const std::string theOutput =
       OutputOnTerminal("NO_COLOR=1 TERM=xterm exec " + ZvosCommand() + "demo", &theStatus);
@@ -573,6 +586,7 @@ TEST(Output, NoColoursOnATerminalWhenNotWanted) {
 }
 
 TEST(Output, NoControlCharactersOnADumbTerminal) {
+  NEEDS_TERMINAL();
   int theStatus = -1;
   const std::string theOutput =
       OutputOnTerminal("unset NO_COLOR; TERM=dumb exec " + ZvosCommand() + "demo", &theStatus);

@@ -426,12 +426,15 @@ TEST_F(Thread, RunThatCannotOpenTheGateLeavesTheThreadInitedAndMayBeRepeated) {
 }
 
 TEST_F(Thread, RunTwiceIsAsserted) {
-  const zvOSThread_Data theData = Joinable(mWork);
+  const zvOSThread_Data theData = Joinable(mWork, WorkUntilAllowedToEnd);
   zvOSThread *theThread = zvThread_New(&theData);
   ASSERT_NE(nullptr, theThread);
   EXPECT_EQ(zvThread_Status_NoError, zvThread_Run(theThread));
+  // The thread has read its state by then, which the second call writes.
+  ASSERT_TRUE(mWork.mRunning.Wait());
   EXPECT_EQ(zvThread_Status_NoError, zvThread_Run(theThread));
   EXPECT_THAT(mLog.Assertions(), ElementsAre(Asserted(kNotInitedText)));
+  mWork.mMayEnd.Report();
   EXPECT_EQ(zvThread_Status_NoError, zvThread_Wait(theThread));
   EXPECT_EQ(1, mWork.mRuns);
   zvThread_Delete(theThread);
