@@ -16,24 +16,15 @@ using ::testing::Each;
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
 using ::testing::SizeIs;
-using zvtest::CallsOf;
 using zvtest::Disguise;
 using zvtest::Error;
 using zvtest::Fault;
-using zvtest::Format;
-
-constexpr zvLogModule kModule = 7;
-constexpr char kFile[] = "zvCondition.posix.cpp";
 
 // Long enough that a test which waits for it has failed.
 constexpr uint32 kVeryLong = 60 * 1000;
 
-std::string ConditionCheck() {
-  return zvtest::MagicCheck("aCondition", "0xFEEDFACE");
-}
-
 auto Failed(const char *aCall, int anError) {
-  return Error(kModule, Format("zvOSCondition: %s failed (error = %d)\n", aCall, anError));
+  return zvtest::Failed("zvOSCondition", aCall, anError);
 }
 
 struct Deadline {
@@ -103,19 +94,6 @@ class ConditionTest : public ::testing::Test {
   zvOSMutex *mMutex;
 };
 
-TEST_F(ConditionTest, NewCarriesTheMagic) {
-  ASSERT_NE(nullptr, mCondition);
-  EXPECT_EQ(0xFEEDFACEu, zvtest::MagicOf(mCondition));
-  EXPECT_THAT(mLog.Calls(), IsEmpty());
-}
-
-TEST_F(ConditionTest, NewWithoutMemoryIsSilentlyNull) {
-  Fault theFault("malloc", ENOMEM);
-  EXPECT_EQ(nullptr, zvCondition_New());
-  EXPECT_EQ(1, theFault.Hits());
-  EXPECT_THAT(mLog.Calls(), IsEmpty());
-}
-
 TEST_F(ConditionTest, NewUsesTheDefaultAttributes) {
   long long theAttributes = -1;
   Fault theFault("pthread_cond_init", 0);
@@ -124,70 +102,12 @@ TEST_F(ConditionTest, NewUsesTheDefaultAttributes) {
   EXPECT_EQ(0, theAttributes);
 }
 
-TEST_F(ConditionTest, NewFailingHalfWayLogsReleasesAndReturnsNull) {
-  bool theDestroyIsAllowed = true;
-  Fault theDestroy("pthread_cond_destroy", 0, 0, -1);
-  theDestroy.Returning(0).Doing([&](const long long *anArguments) {
-    const pthread_cond_t theInitial = PTHREAD_COND_INITIALIZER;
-    theDestroyIsAllowed = zvtest::IsInitial(anArguments[0], theInitial);
-  });
-  zvtest::JunkMemory theMemory;
-  Fault theFault("pthread_cond_init", EAGAIN);
-
-  EXPECT_EQ(nullptr, zvCondition_New());
-
-  EXPECT_EQ(1, theFault.Hits());
-  EXPECT_THAT(mLog.Messages(), ElementsAre(Failed("pthread_cond_init", EAGAIN)));
-  EXPECT_THAT(mLog.Assertions(), IsEmpty());
-  theMemory.ExpectUsedAndReleased();
-  EXPECT_TRUE(theDestroyIsAllowed);
-}
-
 TEST_F(ConditionTest, NewFailingHalfWayDoesNotHangInTheRealDestroy) {
   zvtest::JunkMemory theMemory;
   Fault theFault("pthread_cond_init", ENOMEM);
   EXPECT_EQ(nullptr, zvCondition_New());
   EXPECT_THAT(mLog.Messages(), ElementsAre(Failed("pthread_cond_init", ENOMEM)));
   theMemory.ExpectUsedAndReleased();
-}
-
-TEST_F(ConditionTest, DeleteOfNullDoesNothing) {
-  const int theFrees = CallsOf("free");
-  zvCondition_Delete(nullptr);
-  EXPECT_THAT(mLog.Calls(), IsEmpty());
-  EXPECT_EQ(theFrees, CallsOf("free"));
-}
-
-TEST_F(ConditionTest, DeleteClearsTheMagicFirstThenDestroysThenReleases) {
-  zvOSCondition *const theCondition = zvCondition_New();
-  zvtest::ReleaseWatch theWatch;
-  theWatch.Watch(theCondition);
-  uint32 theMagicAtDestroy = ~0u;
-  int theReleasesAtDestroy = -1;
-  Fault theDestroy("pthread_cond_destroy", 0);
-  theDestroy.PassingThrough().Doing([&](const long long *) {
-    theMagicAtDestroy = zvtest::MagicOf(theCondition);
-    theReleasesAtDestroy = theWatch.ReleasesOf(theCondition);
-  });
-
-  zvCondition_Delete(theCondition);
-
-  EXPECT_EQ(1, theDestroy.Hits());
-  EXPECT_EQ(0u, theMagicAtDestroy);
-  EXPECT_EQ(0, theReleasesAtDestroy);
-  EXPECT_EQ(1, theWatch.ReleasesOf(theCondition));
-  EXPECT_EQ(0u, theWatch.MagicAtReleaseOf(theCondition));
-  EXPECT_THAT(mLog.Calls(), IsEmpty());
-}
-
-TEST_F(ConditionTest, DeleteLogsAFailingDestroyAndStillReleases) {
-  zvOSCondition *const theCondition = zvCondition_New();
-  zvtest::ReleaseWatch theWatch;
-  theWatch.Watch(theCondition);
-  Fault theFault("pthread_cond_destroy", EBUSY);
-  zvCondition_Delete(theCondition);
-  EXPECT_THAT(mLog.Messages(), ElementsAre(Failed("pthread_cond_destroy", EBUSY)));
-  EXPECT_EQ(1, theWatch.ReleasesOf(theCondition));
 }
 
 TEST_F(ConditionTest, SignalAndBroadcastWithoutWaiterSucceed) {
@@ -231,8 +151,8 @@ TEST_F(ConditionTest, AWaiterGivesTheMutexUpAndIsItsOwnerAgainAfterwards) {
   EXPECT_NE(0, zvMutex_IsHeld(mMutex));
   zvMutex_Unlock(mMutex);
   theWaiter.join();
-  EXPECT_THAT(mLog.Messages(),
-              ElementsAre(Error(kModule, "zvOSMutex: unlock failed because not held by caller\n")));
+  EXPECT_THAT(mLog.Messages(), ElementsAre(Error(zvtest::kModuleOfHandles,
+                                                 "zvOSMutex: unlock failed because not held by caller\n")));
 }
 
 TEST_F(ConditionTest, SignalWithoutTheMutexWakesAWaiter) {
@@ -469,48 +389,6 @@ TEST_F(ConditionTest, AWaitTimesOutAfterItsDelay) {
   }
   EXPECT_NE(0, zvMutex_IsHeld(mMutex));
   zvMutex_Unlock(mMutex);
-}
-
-TEST_F(ConditionTest, EveryOperationAssertsOnceOnAForeignRecordAndGoesOn) {
-  zvMutex_Lock(mMutex);
-  Fault theWait("pthread_cond_wait", 0);
-  theWait.Returning(0);
-  Fault theTimedWait("pthread_cond_timedwait", 0);
-  theTimedWait.Returning(0);
-  const std::function<int()> theCalls[] = {
-      [&] { return zvCondition_Signal(mCondition); },
-      [&] { return zvCondition_Broadcast(mCondition); },
-      [&] { return zvCondition_Wait(mCondition, mMutex); },
-      [&] { return zvCondition_WaitTimeout(mCondition, mMutex, 1); },
-  };
-  for (const auto &theCall : theCalls) {
-    const Disguise theDisguise(mCondition);
-    mLog.Clear();
-    EXPECT_EQ(zvCondition_Status_NoError, theCall());
-    zvtest::ExpectOneAssertion(mLog, ConditionCheck(), kFile);
-  }
-  zvMutex_Unlock(mMutex);
-
-  mLog.Clear();
-  zvtest::SetMagic(mCondition, 0xFEEDBABE);
-  zvCondition_Delete(mCondition);
-  mCondition = nullptr;
-  zvtest::ExpectOneAssertion(mLog, ConditionCheck(), kFile);
-  EXPECT_THAT(mLog.Messages(), IsEmpty());
-}
-
-TEST_F(ConditionTest, EveryOperationAssertsOnNull) {
-  const std::function<void()> theCalls[] = {
-      [] { zvCondition_Signal(nullptr); },
-      [] { zvCondition_Broadcast(nullptr); },
-      [this] { zvCondition_Wait(nullptr, mMutex); },
-      [this] { zvCondition_WaitTimeout(nullptr, mMutex, 1); },
-  };
-  for (const auto &theCall : theCalls) {
-    mLog.Clear();
-    EXPECT_TRUE(zvtest::LeftAtAssertion(theCall));
-    zvtest::ExpectOneAssertion(mLog, ConditionCheck(), kFile);
-  }
 }
 
 TEST_F(ConditionTest, AWaitChecksTheMutexOnlyByAskingForItsLock) {

@@ -42,6 +42,16 @@ inline std::string MagicCheck(const std::string &aHandle, const std::string &aMa
   return "((" + aHandle + ") != NULL) && ((" + aHandle + ")->_mMagicNumber == (" + aMagic + "))";
 }
 
+// The module under which all of them log.
+constexpr zvLogModule kModuleOfHandles = 7;
+
+// Matches the message of a failed call of the system: Failed("zvOSMutex", "pthread_mutex_lock", EINVAL).
+inline ::testing::Matcher<const Message &> Failed(const std::string &aType, const std::string &aCall,
+                                                  int anError) {
+  return Error(kModuleOfHandles,
+               Format("%s: %s failed (error = %d)\n", aType.c_str(), aCall.c_str(), anError));
+}
+
 // Exactly one assertion was reported, with this text and from that source file.
 inline void ExpectOneAssertion(const RecordingLog &aLog, const std::string &anExpression,
                                const std::string &aFile) {

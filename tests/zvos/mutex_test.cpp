@@ -14,14 +14,12 @@ using zvtest::CallsOf;
 using zvtest::Disguise;
 using zvtest::Error;
 using zvtest::Fault;
-using zvtest::Format;
 
-constexpr zvLogModule kModule = 7;
 constexpr char kFile[] = "zvMutex.posix.cpp";
 constexpr char kNotHeld[] = "zvOSMutex: unlock failed because not held by caller\n";
 
-std::string MutexCheck() {
-  return zvtest::MagicCheck("aMutex", "0xFEEDBABE");
+auto Failed(const char *aCall, int anError) {
+  return zvtest::Failed("zvOSMutex", aCall, anError);
 }
 
 // Runs in another thread, to its end.
@@ -39,53 +37,11 @@ class MutexTest : public ::testing::Test {
   zvOSMutex *mMutex;
 };
 
-TEST_F(MutexTest, NewIsFreeAndCarriesTheMagic) {
+TEST_F(MutexTest, NewIsFree) {
   ASSERT_NE(nullptr, mMutex);
-  EXPECT_EQ(0xFEEDBABEu, zvtest::MagicOf(mMutex));
   EXPECT_EQ(0, zvMutex_IsHeld(mMutex));
   EXPECT_THAT(mLog.Calls(), IsEmpty());
 }
-
-TEST_F(MutexTest, NewWithoutMemoryIsSilentlyNull) {
-  Fault theFault("malloc", ENOMEM);
-  EXPECT_EQ(nullptr, zvMutex_New());
-  EXPECT_EQ(1, theFault.Hits());
-  EXPECT_THAT(mLog.Calls(), IsEmpty());
-}
-
-class MutexNewTest : public ::testing::TestWithParam<const char *> {};
-
-TEST_P(MutexNewTest, FailingHalfWayLogsReleasesAndReturnsNull) {
-  zvtest::RecordingLog theLog;
-  const int theAttributes = CallsOf("pthread_mutexattr_init");
-  const int theAttributesDestroyed = CallsOf("pthread_mutexattr_destroy");
-  bool theDestroyIsAllowed = true;
-  Fault theDestroy("pthread_mutex_destroy", 0, 0, -1);
-  theDestroy.Returning(0).Doing([&](const long long *anArguments) {
-    const pthread_mutex_t theInitial = PTHREAD_MUTEX_INITIALIZER;
-    theDestroyIsAllowed = zvtest::IsInitial(anArguments[0], theInitial);
-  });
-  zvtest::JunkMemory theMemory;
-  Fault theFault(GetParam(), ENOSPC);
-
-  EXPECT_EQ(nullptr, zvMutex_New());
-
-  EXPECT_EQ(1, theFault.Hits());
-  EXPECT_THAT(
-      theLog.Messages(),
-      ElementsAre(Error(kModule, Format("zvOSMutex: pthread_mutex_init failed (error = %d)\n", ENOSPC))));
-  EXPECT_THAT(theLog.Assertions(), IsEmpty());
-  theMemory.ExpectUsedAndReleased();
-  EXPECT_TRUE(theDestroyIsAllowed);
-  const bool afAttributesMade = std::string(GetParam()) != "pthread_mutexattr_init";
-  EXPECT_EQ(theAttributes + 1, CallsOf("pthread_mutexattr_init"));
-  EXPECT_EQ(theAttributesDestroyed + (afAttributesMade ? 1 : 0), CallsOf("pthread_mutexattr_destroy"));
-}
-
-INSTANTIATE_TEST_SUITE_P(EachCall, MutexNewTest,
-                         ::testing::Values("pthread_mutexattr_init", "pthread_mutexattr_settype",
-                                           "pthread_mutex_init"),
-                         [](const auto &aCall) { return std::string(aCall.param); });
 
 TEST_F(MutexTest, NewMakesARecursiveMutex) {
   int theType = -1;
@@ -105,47 +61,6 @@ TEST_F(MutexTest, NewCopesWithAttributesThatCannotBeDestroyed) {
   zvMutex_Delete(theMutex);
 }
 
-TEST_F(MutexTest, DeleteOfNullDoesNothing) {
-  const int theFrees = CallsOf("free");
-  zvMutex_Delete(nullptr);
-  EXPECT_THAT(mLog.Calls(), IsEmpty());
-  EXPECT_EQ(theFrees, CallsOf("free"));
-}
-
-TEST_F(MutexTest, DeleteClearsTheMagicFirstThenDestroysThenReleases) {
-  zvOSMutex *const theMutex = zvMutex_New();
-  zvtest::ReleaseWatch theWatch;
-  theWatch.Watch(theMutex);
-  uint32 theMagicAtDestroy = ~0u;
-  int theReleasesAtDestroy = -1;
-  Fault theDestroy("pthread_mutex_destroy", 0);
-  theDestroy.PassingThrough().Doing([&](const long long *) {
-    theMagicAtDestroy = zvtest::MagicOf(theMutex);
-    theReleasesAtDestroy = theWatch.ReleasesOf(theMutex);
-  });
-
-  zvMutex_Delete(theMutex);
-
-  EXPECT_EQ(1, theDestroy.Hits());
-  EXPECT_EQ(0u, theMagicAtDestroy);
-  EXPECT_EQ(0, theReleasesAtDestroy);
-  EXPECT_EQ(1, theWatch.ReleasesOf(theMutex));
-  EXPECT_EQ(0u, theWatch.MagicAtReleaseOf(theMutex));
-  EXPECT_THAT(mLog.Calls(), IsEmpty());
-}
-
-TEST_F(MutexTest, DeleteLogsAFailingDestroyAndStillReleases) {
-  zvOSMutex *const theMutex = zvMutex_New();
-  zvtest::ReleaseWatch theWatch;
-  theWatch.Watch(theMutex);
-  Fault theFault("pthread_mutex_destroy", EBUSY);
-  zvMutex_Delete(theMutex);
-  EXPECT_THAT(
-      mLog.Messages(),
-      ElementsAre(Error(kModule, Format("zvOSMutex: pthread_mutex_destroy failed (error = %d)\n", EBUSY))));
-  EXPECT_EQ(1, theWatch.ReleasesOf(theMutex));
-}
-
 TEST_F(MutexTest, DeleteOfAHeldMutexIsLeftToTheSystem) {
 #ifdef __SANITIZE_THREAD__
   GTEST_SKIP() << "ThreadSanitizer reports the misuse that this test commits";
@@ -153,17 +68,7 @@ TEST_F(MutexTest, DeleteOfAHeldMutexIsLeftToTheSystem) {
   zvOSMutex *const theMutex = zvMutex_New();
   zvMutex_Lock(theMutex);
   zvMutex_Delete(theMutex);
-  EXPECT_THAT(
-      mLog.Messages(),
-      ElementsAre(Error(kModule, Format("zvOSMutex: pthread_mutex_destroy failed (error = %d)\n", EBUSY))));
-}
-
-TEST_F(MutexTest, DeleteOfAForeignRecordAssertsOnceAndGoesOn) {
-  zvOSMutex *const theMutex = zvMutex_New();
-  zvtest::SetMagic(theMutex, 0xFEEDFACE);
-  zvMutex_Delete(theMutex);
-  zvtest::ExpectOneAssertion(mLog, MutexCheck(), kFile);
-  EXPECT_THAT(mLog.Messages(), IsEmpty());
+  EXPECT_THAT(mLog.Messages(), ElementsAre(Failed("pthread_mutex_destroy", EBUSY)));
 }
 
 TEST_F(MutexTest, LockedThreeTimesIsFreeAfterThreeUnlocksAndRefusesAFourth) {
@@ -178,7 +83,7 @@ TEST_F(MutexTest, LockedThreeTimesIsFreeAfterThreeUnlocksAndRefusesAFourth) {
   EXPECT_THAT(mLog.Messages(), IsEmpty());
 
   EXPECT_EQ(zvMutex_Status_Error, zvMutex_Unlock(mMutex));
-  EXPECT_THAT(mLog.Messages(), ElementsAre(Error(kModule, kNotHeld)));
+  EXPECT_THAT(mLog.Messages(), ElementsAre(Error(zvtest::kModuleOfHandles, kNotHeld)));
   InOtherThread([&] {
     EXPECT_EQ(zvMutex_Status_NoError, zvMutex_Lock(mMutex));
     EXPECT_EQ(zvMutex_Status_NoError, zvMutex_Unlock(mMutex));
@@ -188,9 +93,7 @@ TEST_F(MutexTest, LockedThreeTimesIsFreeAfterThreeUnlocksAndRefusesAFourth) {
 TEST_F(MutexTest, AFailingLockIsLoggedAndHoldsNothing) {
   Fault theFault("pthread_mutex_lock", EAGAIN);
   EXPECT_EQ(zvMutex_Status_Error, zvMutex_Lock(mMutex));
-  EXPECT_THAT(
-      mLog.Messages(),
-      ElementsAre(Error(kModule, Format("zvOSMutex: pthread_mutex_lock failed (error = %d)\n", EAGAIN))));
+  EXPECT_THAT(mLog.Messages(), ElementsAre(Failed("pthread_mutex_lock", EAGAIN)));
   EXPECT_EQ(0, zvMutex_IsHeld(mMutex));
   EXPECT_EQ(0u, zvMutex_Posix_Tag_Unheld(mMutex));
 }
@@ -210,7 +113,7 @@ TEST_F(MutexTest, UnlockOfAFreeMutexDoesNotTouchTheLock) {
   const int theUnlocks = CallsOf("pthread_mutex_unlock");
   EXPECT_EQ(zvMutex_Status_Error, zvMutex_Unlock(mMutex));
   EXPECT_EQ(theUnlocks, CallsOf("pthread_mutex_unlock"));
-  EXPECT_THAT(mLog.Messages(), ElementsAre(Error(kModule, kNotHeld)));
+  EXPECT_THAT(mLog.Messages(), ElementsAre(Error(zvtest::kModuleOfHandles, kNotHeld)));
 }
 
 TEST_F(MutexTest, UnlockByAnotherThreadIsRefusedAndKeepsTheOwner) {
@@ -222,7 +125,7 @@ TEST_F(MutexTest, UnlockByAnotherThreadIsRefusedAndKeepsTheOwner) {
     EXPECT_EQ(theUnlocks, CallsOf("pthread_mutex_unlock"));
     EXPECT_EQ(EBUSY, pthread_mutex_trylock(zvMutex_Posix_Get(mMutex)));
   });
-  EXPECT_THAT(mLog.Messages(), ElementsAre(Error(kModule, kNotHeld)));
+  EXPECT_THAT(mLog.Messages(), ElementsAre(Error(zvtest::kModuleOfHandles, kNotHeld)));
   EXPECT_NE(0, zvMutex_IsHeld(mMutex));
   EXPECT_EQ(zvMutex_Status_NoError, zvMutex_Unlock(mMutex));
 }
@@ -250,9 +153,7 @@ TEST_F(MutexTest, AFailingReleaseIsLoggedAfterTheBooking) {
     Fault theFault("pthread_mutex_unlock", EPERM);
     EXPECT_EQ(zvMutex_Status_Error, zvMutex_Unlock(mMutex));
   }
-  EXPECT_THAT(
-      mLog.Messages(),
-      ElementsAre(Error(kModule, Format("zvOSMutex: pthread_mutex_unlock failed (error = %d)\n", EPERM))));
+  EXPECT_THAT(mLog.Messages(), ElementsAre(Failed("pthread_mutex_unlock", EPERM)));
   EXPECT_EQ(0, zvMutex_IsHeld(mMutex));
   pthread_mutex_unlock(zvMutex_Posix_Get(mMutex));
 }
@@ -310,39 +211,6 @@ TEST_F(MutexTest, PosixGetIsTheLockInside) {
   zvMutex_Unlock(mMutex);
 }
 
-TEST_F(MutexTest, EveryOperationAssertsOnceOnAForeignRecordAndGoesOn) {
-  const Disguise theDisguise(mMutex);
-
-  EXPECT_EQ(zvMutex_Status_NoError, zvMutex_Lock(mMutex));
-  zvtest::ExpectOneAssertion(mLog, MutexCheck(), kFile);
-
-  mLog.Clear();
-  EXPECT_NE(0, zvMutex_IsHeld(mMutex));
-  zvtest::ExpectOneAssertion(mLog, MutexCheck(), kFile);
-
-  mLog.Clear();
-  EXPECT_NE(nullptr, zvMutex_Posix_Get(mMutex));
-  zvtest::ExpectOneAssertion(mLog, MutexCheck(), kFile);
-
-  mLog.Clear();
-  EXPECT_EQ(zvMutex_Status_NoError, zvMutex_Unlock(mMutex));
-  zvtest::ExpectOneAssertion(mLog, MutexCheck(), kFile);
-}
-
-TEST_F(MutexTest, EveryOperationAssertsOnNull) {
-  const std::function<void()> theCalls[] = {
-      [] { zvMutex_Lock(nullptr); },
-      [] { zvMutex_Unlock(nullptr); },
-      [] { zvMutex_IsHeld(nullptr); },
-      [] { zvMutex_Posix_Get(nullptr); },
-  };
-  for (const auto &theCall : theCalls) {
-    mLog.Clear();
-    EXPECT_TRUE(zvtest::LeftAtAssertion(theCall));
-    zvtest::ExpectOneAssertion(mLog, MutexCheck(), kFile);
-  }
-}
-
 TEST_F(MutexTest, LockWaitsForTheOwner) {
   zvMutex_Lock(mMutex);
   bool afReleased = false;
@@ -393,9 +261,7 @@ TEST_F(MutexTest, AMessageShowsTheReturnedErrorWhateverErrnoIs) {
   errno = ERANGE;
   Fault theFault("pthread_mutex_lock", EINVAL);
   zvMutex_Lock(mMutex);
-  EXPECT_THAT(
-      mLog.Messages(),
-      ElementsAre(Error(kModule, Format("zvOSMutex: pthread_mutex_lock failed (error = %d)\n", EINVAL))));
+  EXPECT_THAT(mLog.Messages(), ElementsAre(Failed("pthread_mutex_lock", EINVAL)));
 }
 
 }  // namespace

@@ -19,21 +19,12 @@ namespace {
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
 using zvtest::CallsOf;
-using zvtest::Disguise;
-using zvtest::Error;
 using zvtest::Fault;
-using zvtest::Format;
 
-constexpr zvLogModule kModule = 7;
-constexpr char kFile[] = "zvSemaphore.posix.cpp";
 constexpr uint32 kVeryLong = 60 * 1000;
 
-std::string SemaphoreCheck() {
-  return zvtest::MagicCheck("aSemaphore", "0xFEEDFADE");
-}
-
 auto Failed(const char *aCall, int anError) {
-  return Error(kModule, Format("zvOSSemaphore: %s failed (error = %d)\n", aCall, anError));
+  return zvtest::Failed("zvOSSemaphore", aCall, anError);
 }
 
 class SemaphoreTest : public ::testing::Test {
@@ -70,19 +61,6 @@ class SemaphoreTest : public ::testing::Test {
     EXPECT_EQ((nanoseconds), theActual_.tv_nsec);       \
   } while (0)
 
-TEST_F(SemaphoreTest, NewCarriesTheMagic) {
-  ASSERT_NE(nullptr, mSemaphore);
-  EXPECT_EQ(0xFEEDFADEu, zvtest::MagicOf(mSemaphore));
-  EXPECT_THAT(mLog.Calls(), IsEmpty());
-}
-
-TEST_F(SemaphoreTest, NewWithoutMemoryIsSilentlyNull) {
-  Fault theFault("malloc", ENOMEM);
-  EXPECT_EQ(nullptr, zvSemaphore_New(1));
-  EXPECT_EQ(1, theFault.Hits());
-  EXPECT_THAT(mLog.Calls(), IsEmpty());
-}
-
 TEST_F(SemaphoreTest, NewIsPrivateToTheProcessAndHasTheGivenCount) {
   long long theShared = -1;
   long long theValue = -1;
@@ -96,70 +74,11 @@ TEST_F(SemaphoreTest, NewIsPrivateToTheProcessAndHasTheGivenCount) {
   EXPECT_EQ(3, theValue);
 }
 
-TEST_F(SemaphoreTest, NewFailingHalfWayLogsReleasesAndReturnsNull) {
-  bool theDestroyIsAllowed = true;
-  Fault theDestroy("sem_destroy", 0, 0, -1);
-  theDestroy.Returning(0).Doing([&](const long long *anArguments) {
-    const sem_t theInitial = {};
-    theDestroyIsAllowed = zvtest::IsInitial(anArguments[0], theInitial);
-  });
-  zvtest::JunkMemory theMemory;
-  Fault theFault("sem_init", ENOSYS);
-  mLog.SpoilErrno(EDOM);
-
-  EXPECT_EQ(nullptr, zvSemaphore_New(0));
-
-  EXPECT_EQ(1, theFault.Hits());
-  EXPECT_THAT(mLog.Messages(), ElementsAre(Failed("sem_init", ENOSYS)));
-  EXPECT_THAT(mLog.Assertions(), IsEmpty());
-  theMemory.ExpectUsedAndReleased();
-  EXPECT_TRUE(theDestroyIsAllowed);
-}
-
 TEST_F(SemaphoreTest, NewRefusesANegativeCount) {
   zvtest::JunkMemory theMemory;
   EXPECT_EQ(nullptr, zvSemaphore_New(-1));
   EXPECT_THAT(mLog.Messages(), ElementsAre(Failed("sem_init", EINVAL)));
   theMemory.ExpectUsedAndReleased();
-}
-
-TEST_F(SemaphoreTest, DeleteOfNullDoesNothing) {
-  const int theFrees = CallsOf("free");
-  zvSemaphore_Delete(nullptr);
-  EXPECT_THAT(mLog.Calls(), IsEmpty());
-  EXPECT_EQ(theFrees, CallsOf("free"));
-}
-
-TEST_F(SemaphoreTest, DeleteClearsTheMagicFirstThenDestroysThenReleases) {
-  zvOSSemaphore *const theSemaphore = zvSemaphore_New(1);
-  zvtest::ReleaseWatch theWatch;
-  theWatch.Watch(theSemaphore);
-  uint32 theMagicAtDestroy = ~0u;
-  int theReleasesAtDestroy = -1;
-  Fault theDestroy("sem_destroy", 0);
-  theDestroy.PassingThrough().Doing([&](const long long *) {
-    theMagicAtDestroy = zvtest::MagicOf(theSemaphore);
-    theReleasesAtDestroy = theWatch.ReleasesOf(theSemaphore);
-  });
-
-  zvSemaphore_Delete(theSemaphore);
-
-  EXPECT_EQ(1, theDestroy.Hits());
-  EXPECT_EQ(0u, theMagicAtDestroy);
-  EXPECT_EQ(0, theReleasesAtDestroy);
-  EXPECT_EQ(1, theWatch.ReleasesOf(theSemaphore));
-  EXPECT_EQ(0u, theWatch.MagicAtReleaseOf(theSemaphore));
-  EXPECT_THAT(mLog.Calls(), IsEmpty());
-}
-
-TEST_F(SemaphoreTest, DeleteLogsAFailingDestroyAndStillReleases) {
-  zvOSSemaphore *const theSemaphore = zvSemaphore_New(1);
-  zvtest::ReleaseWatch theWatch;
-  theWatch.Watch(theSemaphore);
-  Fault theFault("sem_destroy", EINVAL);
-  zvSemaphore_Delete(theSemaphore);
-  EXPECT_THAT(mLog.Messages(), ElementsAre(Failed("sem_destroy", EINVAL)));
-  EXPECT_EQ(1, theWatch.ReleasesOf(theSemaphore));
 }
 
 TEST_F(SemaphoreTest, EachPostAllowsOneTryWait) {
@@ -370,44 +289,6 @@ TEST_F(SemaphoreTest, PostsOfManyThreadsAreAllCounted) {
   for (std::thread &theThread : theThreads)
     theThread.join();
   EXPECT_EQ(zvSemaphore_Status_TimeOut, zvSemaphore_TryWait(mSemaphore));
-}
-
-TEST_F(SemaphoreTest, EveryOperationAssertsOnceOnAForeignRecordAndGoesOn) {
-  const std::function<int()> theCalls[] = {
-      [this] { return zvSemaphore_Post(mSemaphore); },
-      [this] { return zvSemaphore_Wait(mSemaphore); },
-      [this] { return zvSemaphore_Post(mSemaphore); },
-      [this] { return zvSemaphore_TryWait(mSemaphore); },
-      [this] { return zvSemaphore_Post(mSemaphore); },
-      [this] { return zvSemaphore_WaitTimeout(mSemaphore, 1); },
-  };
-  for (const auto &theCall : theCalls) {
-    const Disguise theDisguise(mSemaphore);
-    mLog.Clear();
-    EXPECT_EQ(zvSemaphore_Status_NoError, theCall());
-    zvtest::ExpectOneAssertion(mLog, SemaphoreCheck(), kFile);
-  }
-
-  mLog.Clear();
-  zvtest::SetMagic(mSemaphore, 0);
-  zvSemaphore_Delete(mSemaphore);
-  mSemaphore = nullptr;
-  zvtest::ExpectOneAssertion(mLog, SemaphoreCheck(), kFile);
-  EXPECT_THAT(mLog.Messages(), IsEmpty());
-}
-
-TEST_F(SemaphoreTest, EveryOperationAssertsOnNull) {
-  const std::function<void()> theCalls[] = {
-      [] { zvSemaphore_Post(nullptr); },
-      [] { zvSemaphore_Wait(nullptr); },
-      [] { zvSemaphore_TryWait(nullptr); },
-      [] { zvSemaphore_WaitTimeout(nullptr, 1); },
-  };
-  for (const auto &theCall : theCalls) {
-    mLog.Clear();
-    EXPECT_TRUE(zvtest::LeftAtAssertion(theCall));
-    zvtest::ExpectOneAssertion(mLog, SemaphoreCheck(), kFile);
-  }
 }
 
 }  // namespace
