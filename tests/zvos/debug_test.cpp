@@ -356,6 +356,20 @@ TEST(BackTraceCurrent, GoesOnWithoutAFileThatCannotBeOpened) {
   EXPECT_EQ("", theCorrupted.mLog);
 }
 
+TEST(BackTraceCurrent, DoesNotFollowALinkUnderTheNameOfItsFile) {
+  const zvtest::TempFolder theFolder;
+  const std::string theTarget = theFolder.File("target");
+  zvtest::WriteWholeFile(theTarget, "kept");
+  const Trace theTrace = TraceInChild([&] {
+    const std::string theName = Format("/tmp/backtrace_%d.txt", getpid());
+    if (symlink(theTarget.c_str(), theName.c_str()) != 0) abort();
+    zvDebug_BackTraceCurrent(1);
+    if (unlink(theName.c_str()) != 0) abort();
+  });
+  EXPECT_EQ("", theTrace.mLog);
+  EXPECT_EQ("kept", zvtest::ReadWholeFile(theTarget));
+}
+
 TEST(BackTraceCurrent, SecondTraceReplacesTheFile) {
   const std::vector<void *> theMany = SomeAddresses(40);
   const std::vector<void *> theFew = SomeAddresses(6);

@@ -1331,6 +1331,22 @@ TEST_F(File, SetModificationTimeSetsTheAccessTimeToo) {
   EXPECT_THAT(mLog.Messages(), IsEmpty());
 }
 
+TEST_F(File, SetModificationTimeKeepsItsCopyOfThePath) {
+  const std::string thePath = MakeFile();
+  zvtimeval theTime = {1, 0};
+  long long theCopy = 0;
+  Fault theCall("utimes", 0);
+  theCall.PassingThrough().Doing([&](const long long *anArguments) { theCopy = anArguments[0]; });
+  bool afReleased = false;
+  Fault theRelease("free", 0, 0, -1);
+  theRelease.PassingThrough().Doing([&](const long long *anArguments) {
+    afReleased = afReleased || (theCopy != 0 && anArguments[0] == theCopy);
+  });
+  EXPECT_EQ(0, zvFile_SetModificationTime(thePath.c_str(), &theTime));
+  EXPECT_NE(0, theCopy);
+  EXPECT_FALSE(afReleased);
+}
+
 TEST_F(File, SetModificationTimeWithoutATimeIsAssertedAgainst) {
   const std::string thePath = MakeFile();
   const int theCalls = CallsOf("utimes");

@@ -425,6 +425,12 @@ TEST_F(Thread, RunThatCannotOpenTheGateLeavesTheThreadInitedAndMayBeRepeated) {
   ExpectNothingLogged();
 }
 
+TEST_F(Thread, NewWithoutADescriptorIsAsserted) {
+  EXPECT_EQ(nullptr, zvThread_New(nullptr));
+  EXPECT_THAT(mLog.Assertions(), ElementsAre(Asserted("aThreadData != NULL")));
+  EXPECT_THAT(mLog.Messages(), IsEmpty());
+}
+
 TEST_F(Thread, RunTwiceIsAsserted) {
   const zvOSThread_Data theData = Joinable(mWork, WorkUntilAllowedToEnd);
   zvOSThread *theThread = zvThread_New(&theData);
@@ -1139,7 +1145,7 @@ TEST_P(InvalidPriorityRange, IsLoggedAndReturned) {
 
 INSTANTIATE_TEST_SUITE_P(Ranges, InvalidPriorityRange,
                          ::testing::Values(PriorityRange{-1, 99}, PriorityRange{1, -1}, PriorityRange{-1, -1},
-                                           PriorityRange{5, 4}));
+                                           PriorityRange{-20, -1}, PriorityRange{5, 4}));
 
 // --- identities ---------------------------------------------------------------------------------
 

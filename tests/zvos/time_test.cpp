@@ -166,6 +166,17 @@ TEST(TimeZone, OffsetsOfPartsOfAMinuteAreCutTowardsZero) {
   EXPECT_EQ((ZoneAt{-20, 0}), TimeZoneAt("XXX0:20:59", kSummer));
 }
 
+TEST(TimeZone, UnknownDaylightSavingCountsAsNone) {
+  const Zone theZone("XXX-2");
+  zvtest::Fault theFault("localtime_r", 0);
+  theFault.PassingThrough().Doing([](const long long *anArguments) {
+    reinterpret_cast<tm *>(static_cast<uintptr_t>(anArguments[1]))->tm_isdst = -1;
+  });
+  zvtimezone theResult = {-1, -1};
+  EXPECT_EQ(0, zvTime_GetTimeZone(&theResult));
+  EXPECT_EQ(0, theResult.tz_dsttime);
+}
+
 TEST(TimeZone, NeedsNoScriptedTime) {
   const Zone theZone("XXX-2");
   zvtimezone theResult = {-1, -1};

@@ -1,3 +1,5 @@
+// The report of a fatal signal: its deadline, its signals, its turn. What it is for stands in the header.
+
 #include "private/CrashReport.h"
 
 #include <sys/time.h>

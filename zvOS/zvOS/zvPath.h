@@ -63,7 +63,8 @@ ZVOS_API char *zvPath_GetDefaultConfigPath(void);
 
 // The revision stamp of a 32-bit program or library: the number, and, when aBranch is not NULL and
 // the stamp has one, the label in *aBranch as new text. Returns 0, with *aBranch untouched, for a
-// file that is missing, damaged or without a stamp. Details in zvBinaryRevision.h.
+// file that is missing, damaged or without a stamp. A named pipe is waited for.
+// Details in zvBinaryRevision.h.
 ZVOS_API int zvPath_GetBinaryRevision(const char *aFilePath, char **aBranch);
 
 #endif

@@ -49,6 +49,7 @@ typedef struct zvOSThread_Data {
 
 // Makes a thread that waits to be run. The descriptor is copied; its arguments must outlive the
 // thread. Returns NULL when there is no memory (nothing is logged) or the system refuses (logged).
+// A NULL descriptor is asserted against and answered with NULL.
 // A stack size that the system refuses is logged as a warning and the default is used.
 ZVOS_API zvOSThread *zvThread_New(const zvOSThread_Data *aThreadData);
 
