@@ -48,7 +48,7 @@ check_stamp() {
   fields=$("$readelf" -SW "$1" | sed -n 's/.*\.zevo\.version *//p')
   set -- "$1" $fields
   [ "${2-}" = PROGBITS ] && [ "$#" = 9 ] && [ "$9" = 1 ] || fail "$1: section .zevo.version is '$fields'"
-  "$readelf" -p .zevo.version "$1" 2>/dev/null | grep -q '/branches/' || fail "$1: the stamp has no label"
+  grep -q '/branches/' <<<"$("$readelf" -p .zevo.version "$1" 2>&1)" || fail "$1: the stamp has no label"
 }
 
 os=$build/lib/libzvOS.so log=$build/lib/libzvLog.so
@@ -74,8 +74,11 @@ if [ -z "$sanitizers" ]; then
   own=$("$readelf" -rW "$os" | grep -wFf <(grep -v '^#' "$source/zvOS/zvOS.exports") || true)
   [ -z "$own" ] || fail "$os reaches its own functions through relocations:" "$own"
 
-  "$nm" -D --undefined-only "$os" | grep -q '__stack_chk_fail' || fail "$os has no stack protector"
-  "$nm" -D --undefined-only "$os" | grep -q '_chk' || fail "$os has no fortified calls"
+  for library in "$os" "$log"; do
+    imported=$("$nm" -D --undefined-only "$library")
+    grep -q '__stack_chk_fail' <<<"$imported" || fail "$library has no stack protector"
+    grep -q '_chk@' <<<"$imported" || fail "$library has no fortified calls"
+  done
 
   # Nothing of the build machine's folders is in the libraries; sanitizers name sources in full.
   for library in "$os" "$log"; do
