@@ -1,0 +1,63 @@
+// Waiting for sockets, with a wake-up that any thread can send.
+//
+// One thread waits; any number of threads trigger. A trigger puts a byte into a private pipe whose
+// read end is part of the wait; it ends the current wait or, when nobody waits, the next one.
+//
+//   fd_set theReadSet;
+//   FD_ZERO(&theReadSet);
+//   FD_SET(theListener, &theReadSet);
+//   int afTriggered;
+//   if (zvSocketSelect_Select(theSelect, &theReadSet, NULL, NULL, theListener, NULL, &afTriggered) < 0) ...
+//   if (afTriggered) return;                       // another thread called zvSocketSelect_Trigger
+//   if (FD_ISSET(theListener, &theReadSet)) ...
+//
+// Sets are the system's fd_set: descriptors from FD_SETSIZE (1024) on do not fit. Messages go to
+// module SELECT (25).
+#ifndef zvOS_zvSocketSelect_h
+#define zvOS_zvSocketSelect_h
+
+#include <sys/select.h>
+#include <sys/time.h>
+
+#include <zvOS/zvSocketTypes.h>
+
+typedef struct zvSocketSelect_t zvSocketSelect;
+
+// Ends of the pipe.
+enum { kzvSocketSelect_PipeRead = 0, kzvSocketSelect_PipeWrite = 1 };
+
+// Makes an object, which the caller releases with zvSocketSelect_Delete. NULL when there is no memory,
+// when the system refuses, or when the pipe's descriptors do not fit into an fd_set (both logged).
+ZVOS_API zvSocketSelect *zvSocketSelect_New(void);
+
+// Releases it; NULL is ignored. No thread may be waiting or triggering.
+ZVOS_API void zvSocketSelect_Delete(zvSocketSelect *aSocketSelect);
+
+// Ends the current or the next wait. Triggers that come before the wait reports them count as one. It
+// waits itself only when tens of thousands of triggers are pending.
+ZVOS_API void zvSocketSelect_Trigger(zvSocketSelect *aSocketSelect);
+
+// Waits until a socket of the sets is ready, a trigger comes or the time is over. aMaxFD is the
+// highest descriptor in the sets; below 1 the wait is for the trigger alone and all sets are cleared.
+// Each set may be NULL; aTimeOut NULL waits without limit. The sets come back with what is ready.
+// Returns the count of ready descriptors, in which a trigger counts as one, 0 when the time is over,
+// or -1 with the cause in `errno`, all sets cleared, and a pending trigger kept for the next wait.
+// *afTriggered becomes 1 when a trigger ended the wait, else 0.
+ZVOS_API int zvSocketSelect_Select(zvSocketSelect *aSocketSelect, fd_set *aReadSet, fd_set *aWriteSet,
+                                   fd_set *anErrorSet, int aMaxFD, struct timeval *aTimeOut,
+                                   int *afTriggered);
+
+// For callers with a wait of their own: Prepare before it, Reset after it, on the same set.
+
+// Adds the trigger to the set. Returns its descriptor.
+ZVOS_API int zvSocketSelect_Prepare(zvSocketSelect *aSocketSelect, fd_set *aReadSet);
+
+// Returns 1, with all pending triggers consumed and the mark removed, when the set holds the trigger,
+// else 0.
+ZVOS_API int zvSocketSelect_Reset(zvSocketSelect *aSocketSelect, fd_set *aReadSet);
+
+// The bare wait: select() up to aMaxFD; on failure the sets are cleared.
+ZVOS_API int zvSocketSelect_SelectFD(fd_set *aReadSet, fd_set *aWriteSet, fd_set *anErrorSet, int aMaxFD,
+                                     struct timeval *aTimeOut);
+
+#endif

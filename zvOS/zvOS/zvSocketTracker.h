@@ -1,0 +1,48 @@
+// The live table of sockets, for diagnosis: what the `_Debug` twins opened or accepted, with state,
+// ports and byte counts, written to the log at every change.
+//
+//   SOCKETS STATUS: 2 in use
+//       ID=    4  OUT  S=00000000  R=00000000  P=50123 RP=    0 Listening  (Control port)
+//     * ID=    5   IN  S=00000120  R=00004096  P=50123 RP=41810 Connected  (Control client)
+//
+// The table has 50 places and is fed only while debug messages of module SOCKETTRACKER (53) are
+// wanted; a socket opened before that, or when the table is full, is not in it, and calls for unknown
+// sockets do nothing. Descriptor 0 cannot be tracked. Any thread may call any function; nothing is
+// reported to the caller, but `errno` may change.
+#ifndef zvOS_zvSocketTracker_h
+#define zvOS_zvSocketTracker_h
+
+#include <zvOS/zvSocketTypes.h>
+
+// Enters a socket as created; afIn is 1 for one that was accepted. The label is kept as a pointer. A
+// socket that is in the table already asserts and is entered again.
+ZVOS_API void zvSocketTracker_Add(zvSocket aSocketID, int afIn, const char *aDebugContext);
+
+// Marks it connected, or listening, and looks up its ports.
+ZVOS_API void zvSocketTracker_Connect(zvSocket aSocketID);
+ZVOS_API void zvSocketTracker_Listen(zvSocket aSocketID);
+
+// Shows it closed and takes it out.
+ZVOS_API void zvSocketTracker_Remove(zvSocket aSocketID);
+
+// Add aCount to its counters, which wrap at 2^32; the table is not written.
+ZVOS_API void zvSocketTracker_Send(zvSocket aSocketID, int aCount);
+ZVOS_API void zvSocketTracker_Recv(zvSocket aSocketID, int aCount);
+
+// Writes the table.
+ZVOS_API void zvSocketTracker_Dump(void);
+
+// The forms that callers use: they call only when the log wants the table.
+#define SOCKETTRACKER_WHEN_WANTED(call)                                                  \
+  do {                                                                                   \
+    if (ZVLOG_WILL_LOG(ZVLOGLEVEL_DEBUG, ZVLOG_M_SOCKETTRACKER)) zvSocketTracker_##call; \
+  } while (0)
+#define SOCKETTRACKER_ADD(socket, in, context) SOCKETTRACKER_WHEN_WANTED(Add(socket, in, context))
+#define SOCKETTRACKER_REMOVE(socket)           SOCKETTRACKER_WHEN_WANTED(Remove(socket))
+#define SOCKETTRACKER_CONNECT(socket)          SOCKETTRACKER_WHEN_WANTED(Connect(socket))
+#define SOCKETTRACKER_LISTEN(socket)           SOCKETTRACKER_WHEN_WANTED(Listen(socket))
+#define SOCKETTRACKER_SEND(socket, count)      SOCKETTRACKER_WHEN_WANTED(Send(socket, count))
+#define SOCKETTRACKER_RECV(socket, count)      SOCKETTRACKER_WHEN_WANTED(Recv(socket, count))
+#define SOCKETTRACKER_DUMP()                   SOCKETTRACKER_WHEN_WANTED(Dump())
+
+#endif
