@@ -1,9 +1,12 @@
 // A second provider of the log interface, as small as one can be: it writes the text of each
 // message to standard error and offers nothing more than the library imports today.
 
+#define _GNU_SOURCE
+
 #include <zvLog/zvLog.h>
 
 #include <stdio.h>
+#include <stdlib.h>
 #include <string.h>
 
 zvLogLevel _zvLog_Level = 5;
@@ -70,4 +73,44 @@ int zv_snprintf(char *aBuffer, size_t aSize, const char *aFormat, ...) {
   const int theLength = vsnprintf(aBuffer, aSize, aFormat, theArguments);
   va_end(theArguments);
   return theLength;
+}
+
+char *zv_mnprintf(const char *aFormat, ...) {
+  char *theText = NULL;
+  va_list theArguments;
+  va_start(theArguments, aFormat);
+  const int theLength = vasprintf(&theText, aFormat, theArguments);
+  va_end(theArguments);
+  return theLength < 0 ? NULL : theText;
+}
+
+// No configuration, no parser worth the name: every key has its default, every list no token.
+
+const char *zvConfigFile_GetString(const zvConfigFile_t *aConfigFile, const char *aSection, const char *aKey,
+                                   const char *aDefault) {
+  (void)aConfigFile, (void)aSection, (void)aKey;
+  return aDefault;
+}
+
+uint32 zvConfigFile_GetUInt32(const zvConfigFile_t *aConfigFile, const char *aSection, const char *aKey,
+                              uint32 aDefault) {
+  (void)aConfigFile, (void)aSection, (void)aKey;
+  return aDefault;
+}
+
+int zvCStringParser_Match(const char *aPattern, const char *aText) {
+  return strcmp(aPattern, aText) == 0;
+}
+
+zvCStringParser_TokenList *zvCStringParser_TokenizeQuotedList(char *aText, size_t aStart, size_t aLength) {
+  (void)aText, (void)aStart, (void)aLength;
+  return calloc(1, sizeof(zvCStringParser_TokenList));
+}
+
+void zvCStringParser_Delete(zvCStringParser_TokenList *aList) {
+  free(aList);
+}
+
+uint16 zvRand_MinMaxUInt16(uint16 aMin, uint16 aMax) {
+  return (uint16)(aMin + rand() % (aMax - aMin + 1));
 }

@@ -1,0 +1,168 @@
+// Traffic files. A file is opened, written and closed for each transfer, so that it is complete at any
+// moment, even when the process dies; one lock keeps the table and the order of the bytes.
+
+#include <zvOS/zvFile.h>
+#include <zvOS/zvSocketDatagram.h>
+#include <zvOS/zvSocketLog.h>
+
+#include <pthread.h>
+#include <unistd.h>
+#include <cstring>
+
+ZVLOG_WITH_MODULE_IF(SOCKETTRAFFIC, 1)
+
+namespace {
+
+constexpr int kzvLogBufferMaxSocket = 100;
+constexpr size_t kzvLogFileNameMaxLength = 40;
+
+// Names count from the working directory, while paths of files count from the program's folder.
+#define ZV_WORKING_DIRECTORY "/proc/self/cwd/"
+
+constexpr char kErrorMark[] = "\r\nERROR";
+constexpr char kCloseMark[] = "\r\n*** CLOSED ***\r\n";
+
+// Stands for a transfer that failed.
+constexpr uint32 kErrorLength = static_cast<uint32>(-1);
+
+// By slot. A socket of 0 marks a free one; descriptor 0 can therefore not be logged.
+zvSocket sSocket[kzvLogBufferMaxSocket];
+int sID[kzvLogBufferMaxSocket];
+int sUsed[kzvLogBufferMaxSocket];
+char sFileName[kzvLogBufferMaxSocket][kzvLogFileNameMaxLength];
+
+int sInited = 0;
+int sIndex = 1;
+int sCount = 0;
+
+// Recursive: a log provider may send its messages over sockets that are logged themselves.
+pthread_mutex_t sLock = PTHREAD_RECURSIVE_MUTEX_INITIALIZER_NP;
+
+class TableLock {
+ public:
+  TableLock() { pthread_mutex_lock(&sLock); }
+  ~TableLock() { pthread_mutex_unlock(&sLock); }
+  TableLock(const TableLock &) = delete;
+  TableLock &operator=(const TableLock &) = delete;
+};
+
+constexpr int kNoSlot = -1;
+
+// The first slot with that socket, or kNoSlot.
+int Find(zvSocket aSocket) {
+  for (int i = 0; i < kzvLogBufferMaxSocket; ++i) {
+    if (sSocket[i] == aSocket) return i;
+  }
+  return kNoSlot;
+}
+
+void SetSlot(int aSlot, zvSocket aSocket, int anID) {
+  sSocket[aSlot] = aSocket;
+  sID[aSlot] = anID;
+  sUsed[aSlot] = 0;
+  sFileName[aSlot][0] = '\0';
+}
+
+// Leaves the name empty while the socket has no peer. Names that are too long are cut.
+void _Log_Buffer_GetFileName(zvSocket aSocket, char *aFileName) {
+  long theAddress;
+  unsigned short thePort;
+  if (zvSocketGetPeerName_Debug(aSocket, &theAddress, &thePort, "_Log_Buffer_GetFileName") != 0) return;
+
+  const auto theByte = [theAddress](int aShift) {
+    return static_cast<unsigned long>(theAddress) >> aShift & 0xFF;
+  };
+  zv_snprintf(aFileName, kzvLogFileNameMaxLength, "socket/%lu.%lu.%lu.%lu-%u-[%u].txt", theByte(24),
+              theByte(16), theByte(8), theByte(0), static_cast<unsigned>(thePort),
+              static_cast<unsigned>(aSocket));
+}
+
+// A file that is not there, or cannot be written, is none of our business: not a word about it.
+void AppendToFile(const char *aFileName, const void *aBuffer, uint32 aLength) {
+  char thePath[sizeof(ZV_WORKING_DIRECTORY) + kzvLogFileNameMaxLength];
+  zv_snprintf(thePath, sizeof(thePath), ZV_WORKING_DIRECTORY "%s", aFileName);
+  if (zvFile_Exists(thePath) == 0 || access(thePath, W_OK) != 0) return;
+
+  zvFileFD theFile;
+  if (zvFile_Open(thePath, zvFileOpenMode_Write | zvFileOpenMode_Append, zvFileAccessMode_ReadWrite,
+                  &theFile) != 0) {
+    return;
+  }
+  zvFile_Write(theFile, aBuffer, aLength);
+  zvFile_Close(theFile);
+}
+
+// What a transfer says when its socket has no place in the table, or one that was never opened.
+struct TransferErrors {
+  void (*mNoSlot)();
+  void (*mNoID)();
+};
+
+const TransferErrors kSendErrors = {[] { ZV_ERR(F("_Log_Buffer_Send Error 2\n")); },
+                                    [] { ZV_ERR(F("_Log_Buffer_Send Error 1\n")); }};
+const TransferErrors kDataErrors = {[] { ZV_ERR(F("_Log_Buffer Error 2\n")); },
+                                    [] { ZV_ERR(F("_Log_Buffer Error 1\n")); }};
+
+void LogTransfer(zvSocket aSocket, const void *aBuffer, uint32 aLength, const TransferErrors &anErrors) {
+  const TableLock theLock;
+  zvAssert(sInited == 1);
+  if (aLength == kErrorLength) {
+    aBuffer = kErrorMark;
+    aLength = sizeof(kErrorMark) - 1;
+  }
+
+  const int theSlot = Find(aSocket);
+  if (theSlot == kNoSlot) {
+    anErrors.mNoSlot();
+    return;
+  }
+  if (sID[theSlot] == 0) anErrors.mNoID();
+
+  sUsed[theSlot] = 1;
+  char *const theFileName = sFileName[theSlot];
+  if (theFileName[0] == '\0') _Log_Buffer_GetFileName(aSocket, theFileName);
+  if (theFileName[0] != '\0') AppendToFile(theFileName, aBuffer, aLength);
+}
+
+}  // namespace
+
+extern "C" void _Log_Buffer_Open(zvSocket aSocket) {
+  const TableLock theLock;
+  if (sInited == 0) {
+    for (int i = 0; i < kzvLogBufferMaxSocket; ++i)
+      SetSlot(i, 0, 0);
+    sInited = 1;
+  }
+
+  const int theSlot = Find(0);
+  if (theSlot == kNoSlot) {
+    ZV_ERR(F("_Log_Buffer_Open Error\n"));
+    return;
+  }
+  SetSlot(theSlot, aSocket, sIndex);
+  ++sIndex;
+  ++sCount;
+}
+
+extern "C" void _Log_Buffer_Send(zvSocket aSocket, const void *aBuffer, uint32 aLength) {
+  LogTransfer(aSocket, aBuffer, aLength, kSendErrors);
+}
+
+extern "C" void _Log_Buffer_Data(zvSocket aSocket, const void *aBuffer, uint32 aLength) {
+  LogTransfer(aSocket, aBuffer, aLength, kDataErrors);
+}
+
+extern "C" void _Log_Buffer_Close(zvSocket aSocket) {
+  const TableLock theLock;
+  zvAssert(sInited == 1);
+  if (aSocket == kzvSocketInvalid) return;
+
+  const int theSlot = Find(aSocket);
+  if (theSlot == kNoSlot) {
+    ZV_ERR(F("_Log_Buffer_Close Error\n"));
+    return;
+  }
+  if (sUsed[theSlot] != 0) LOG_BUFFER(aSocket, kCloseMark, sizeof(kCloseMark) - 1);
+  SetSlot(theSlot, 0, 0);
+  --sCount;
+}

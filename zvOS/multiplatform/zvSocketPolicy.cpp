@@ -1,0 +1,195 @@
+// Which addresses and interfaces a service uses, and which connections it accepts. Every decision is a
+// function in the record that a service may replace; the defaults ask the machine's interfaces.
+
+#include <zvOS/zvSocketAddress.h>
+#include <zvOS/zvSocketPolicy.h>
+#include <zvOS/zvSocketQOS.h>
+
+#include "private/AddressList.h"
+#include "private/HeapText.h"
+
+#include <cstring>
+
+ZVLOG_WITH_MODULE_IF(TCP, 1)
+
+struct zvSocketPolicy_t {
+  uint32 mPolicy;
+  void *mUserData;
+  zvSocketAcceptConnectionFunc mAcceptConnectionFunc;
+  zvSocketGetIPAddressListFunc mGetIPAddressListFunc;
+  zvSocketMapLocalIPAddressToLoopBackFunc mMapLocalIPAddressToLoopBackFunc;
+  zvSocketIsValidIF mIsValidIFFunc;
+  char *mExcludeIFStr;
+  zvCStringParser_TokenList *mExcludeIF;  // its tokens point into mExcludeIFStr
+  zvSocketQOS mSocketQOS;
+};
+
+namespace {
+
+bool IsPolicy(const zvSocketPolicy *aSocketPolicy, uint32 anIPPolicy) {
+  return (aSocketPolicy->mPolicy & kzvSocketPolicy_IP_Mask) == anIPPolicy;
+}
+
+const zvCStringParser_Token *FirstExcluded(const zvSocketPolicy *aSocketPolicy) {
+  return aSocketPolicy->mExcludeIF != nullptr ? aSocketPolicy->mExcludeIF->mFirstToken : nullptr;
+}
+
+int zvSocketPolicy_Default_IsValidIF(zvSocketPolicy *aSocketPolicy, const char *anIFName) {
+  if (aSocketPolicy == nullptr) return 1;
+  for (const zvCStringParser_Token *theToken = FirstExcluded(aSocketPolicy); theToken != nullptr;
+       theToken = theToken->mNextToken) {
+    if (zvCStringParser_Match(theToken->mData, anIFName) != 0) return 0;
+  }
+  return 1;
+}
+
+void LogExcluded(const zvSocketPolicy *aSocketPolicy) {
+  const zvCStringParser_Token *const theFirst = FirstExcluded(aSocketPolicy);
+  ZV_INFO(F("zvSocketPolicy: Excluded interfaces:%s", theFirst != nullptr ? "" : "None"));
+  for (const zvCStringParser_Token *theToken = theFirst; theToken != nullptr;
+       theToken = theToken->mNextToken) {
+    const zvos::HeapText theName(zvStrndup(theToken->mData, theToken->mDataLength));
+    ZV_INFO(F(" '%s'", zvos::TextOrNull(theName.get())));
+  }
+  ZV_INFO(F("\n"));
+}
+
+}  // namespace
+
+extern "C" zvSocketPolicy *zvSocketPolicy_New(uint32 aPolicy, void *aUserData) {
+  zvSocketPolicy *const thePolicy = static_cast<zvSocketPolicy *>(zvMallocZeroed(sizeof(zvSocketPolicy)));
+  if (thePolicy == nullptr) return nullptr;
+
+  thePolicy->mPolicy = aPolicy;
+  thePolicy->mUserData = aUserData;
+  thePolicy->mAcceptConnectionFunc = zvSocketPolicy_Default_AcceptConnection;
+  thePolicy->mGetIPAddressListFunc = zvSocketPolicy_Default_GetIPAddressList;
+  thePolicy->mMapLocalIPAddressToLoopBackFunc = zvSocketPolicy_Default_MapLocalIPAddressToLoopBack;
+  thePolicy->mIsValidIFFunc = zvSocketPolicy_Default_IsValidIF;
+  return thePolicy;
+}
+
+extern "C" void zvSocketPolicy_Delete(zvSocketPolicy *aSocketPolicy) {
+  if (aSocketPolicy == nullptr) return;
+
+  zvSocketQOS_Delete(aSocketPolicy->mSocketQOS);
+  zvCStringParser_Delete(aSocketPolicy->mExcludeIF);
+  free(aSocketPolicy->mExcludeIFStr);
+  free(aSocketPolicy);
+}
+
+// What an earlier call stored is replaced and not released: the policy is configured once.
+extern "C" void zvSocketPolicy_Configure(zvSocketPolicy *aSocketPolicy, zvConfigFile_t *aConfigFile,
+                                         const char *aSection) {
+  zvAssert(aSocketPolicy != NULL);
+  if (aSocketPolicy == nullptr) return;
+
+  if (zvConfigFile_GetUInt32(aConfigFile, aSection, "QOSDisabled", 0) == 0) {
+    aSocketPolicy->mSocketQOS = zvSocketQOS_New();
+  } else {
+    ZV_WARN(F("zvSocketPolicy: QOS support is disabled\n"));
+  }
+
+  const char *const theNames = zvConfigFile_GetString(aConfigFile, aSection, "exclude-if", nullptr);
+  if (theNames == nullptr || theNames[0] == '\0') return;
+  char *const theCopy = zvStrdup(theNames);
+  aSocketPolicy->mExcludeIFStr = theCopy;
+  aSocketPolicy->mExcludeIF =
+      theCopy != nullptr ? zvCStringParser_TokenizeQuotedList(theCopy, 0, strlen(theCopy)) : nullptr;
+  LogExcluded(aSocketPolicy);
+}
+
+extern "C" void zvSocketPolicy_ChangePolicy_IP(zvSocketPolicy *aSocketPolicy, int aNewIPPolicy) {
+  zvAssert(aSocketPolicy != NULL);
+  if (aSocketPolicy == nullptr) return;
+  constexpr uint32 kMask = kzvSocketPolicy_IP_Mask;
+  aSocketPolicy->mPolicy = (aSocketPolicy->mPolicy & ~kMask) | (static_cast<uint32>(aNewIPPolicy) & kMask);
+}
+
+extern "C" void zvSocketPolicy_SetFunc(
+    zvSocketPolicy *aSocketPolicy, zvSocketAcceptConnectionFunc anAcceptConnectionFunc,
+    zvSocketGetIPAddressListFunc aGetIPAddressListFunc,
+    zvSocketMapLocalIPAddressToLoopBackFunc aMapLocalIPAddressToLoopBackFunc) {
+  zvAssert(aSocketPolicy != NULL);
+  if (aSocketPolicy == nullptr) return;
+
+  const auto theFunction = [](auto aFunction, auto aDefault) {
+    return aFunction != nullptr ? aFunction : aDefault;
+  };
+  aSocketPolicy->mAcceptConnectionFunc =
+      theFunction(anAcceptConnectionFunc, &zvSocketPolicy_Default_AcceptConnection);
+  aSocketPolicy->mGetIPAddressListFunc =
+      theFunction(aGetIPAddressListFunc, &zvSocketPolicy_Default_GetIPAddressList);
+  aSocketPolicy->mMapLocalIPAddressToLoopBackFunc =
+      theFunction(aMapLocalIPAddressToLoopBackFunc, &zvSocketPolicy_Default_MapLocalIPAddressToLoopBack);
+}
+
+extern "C" int zvSocketPolicy_AcceptConnection(zvSocketPolicy *aSocketPolicy, uint32 aSourceIPAddress,
+                                               uint32 aReceivedIPAddress) {
+  if (aSocketPolicy == nullptr) return 1;
+  const int theAnswer =
+      aSocketPolicy->mAcceptConnectionFunc(aSocketPolicy, aSourceIPAddress, aReceivedIPAddress);
+  if (theAnswer != 0 || !IsPolicy(aSocketPolicy, kzvSocketPolicy_IP_LocalHostOnly)) return theAnswer;
+
+  // The machine that talks to itself through one of its own addresses is the local host, too.
+  return zvSocketPolicy_MapLocalIPAddressToLoopBack(aSocketPolicy, aSourceIPAddress) ==
+                 zvSocketPolicy_MapLocalIPAddressToLoopBack(aSocketPolicy, aReceivedIPAddress)
+             ? 1
+             : 0;
+}
+
+extern "C" int zvSocketPolicy_GetIPAddressList(zvSocketPolicy *aSocketPolicy, uint32 **anIPAddressList,
+                                               int afIncludeLocalhost) {
+  return aSocketPolicy != nullptr
+             ? aSocketPolicy->mGetIPAddressListFunc(aSocketPolicy, anIPAddressList, afIncludeLocalhost)
+             : zvSocketPolicy_Default_GetIPAddressList(nullptr, anIPAddressList, afIncludeLocalhost);
+}
+
+extern "C" uint32 zvSocketPolicy_MapLocalIPAddressToLoopBack(zvSocketPolicy *aSocketPolicy,
+                                                             uint32 anIPAddress) {
+  return aSocketPolicy != nullptr
+             ? aSocketPolicy->mMapLocalIPAddressToLoopBackFunc(aSocketPolicy, anIPAddress)
+             : zvSocketPolicy_Default_MapLocalIPAddressToLoopBack(nullptr, anIPAddress);
+}
+
+extern "C" int zvSocketPolicy_IsValidIF(zvSocketPolicy *aSocketPolicy, const char *anIFName) {
+  return aSocketPolicy != nullptr ? aSocketPolicy->mIsValidIFFunc(aSocketPolicy, anIFName)
+                                  : zvSocketPolicy_Default_IsValidIF(nullptr, anIFName);
+}
+
+extern "C" void *zvSocketPolicy_GetUserData(zvSocketPolicy *aSocketPolicy) {
+  zvAssert(aSocketPolicy != NULL);
+  return aSocketPolicy != nullptr ? aSocketPolicy->mUserData : nullptr;
+}
+
+extern "C" zvSocketQOS zvSocketPolicy_GetQOS(zvSocketPolicy *aSocketPolicy) {
+  zvAssert(aSocketPolicy != NULL);
+  return aSocketPolicy != nullptr ? aSocketPolicy->mSocketQOS : nullptr;
+}
+
+// ---- Defaults ----
+
+extern "C" int zvSocketPolicy_Default_AcceptConnection(zvSocketPolicy *aSocketPolicy, uint32,
+                                                       uint32 aReceivedIPAddress) {
+  if (aReceivedIPAddress == 0) return 1;
+  zvos::AddressList theList;
+  const int theCount = zvSocketPolicy_Default_GetIPAddressList(aSocketPolicy, theList.Receive(), 1);
+  return theList.Contains(aReceivedIPAddress, theCount) ? 1 : 0;
+}
+
+extern "C" int zvSocketPolicy_Default_GetIPAddressList(zvSocketPolicy *aSocketPolicy,
+                                                       uint32 **anIPAddressList, int afIncludeLocalhost) {
+  if (aSocketPolicy != nullptr) {
+    if (IsPolicy(aSocketPolicy, kzvSocketPolicy_IP_LocalHostOnly))
+      return zvSocketGetLocalHostIPAddressList(aSocketPolicy, anIPAddressList);
+    if (IsPolicy(aSocketPolicy, kzvSocketPolicy_IP_AllExceptLocalHost)) afIncludeLocalhost = 0;
+  }
+  return zvSocketGetIPAddressList(aSocketPolicy, anIPAddressList, afIncludeLocalhost);
+}
+
+extern "C" uint32 zvSocketPolicy_Default_MapLocalIPAddressToLoopBack(zvSocketPolicy *aSocketPolicy,
+                                                                     uint32 anIPAddress) {
+  return aSocketPolicy != nullptr && IsPolicy(aSocketPolicy, kzvSocketPolicy_IP_LocalHostOnly)
+             ? zvSocketMapLocalIPAddressToLoopBack(aSocketPolicy, anIPAddress)
+             : anIPAddress;
+}

@@ -1,0 +1,166 @@
+// Waiting for sockets, with a wake-up: the waiting thread also waits for the read end of a private
+// pipe, into which a trigger writes a byte.
+//
+// The mutex keeps triggers and the preparation and end of a wait apart and is not held during the
+// wait, so a trigger never waits for one. The read end does not block, so that emptying the pipe ends.
+
+#include <zvOS/zvMutex.h>
+#include <zvOS/zvSocketSelect.h>
+
+#include "private/MutexHold.h"
+#include "private/SavedError.h"
+
+#include <fcntl.h>
+#include <unistd.h>
+#include <cstdio>
+#include <cstring>
+
+// The only trigger there is.
+#define ZV_SOCKETSELECT_TRIGGER_WITH_PIPE 1
+
+ZVLOG_WITH_MODULE_IF(SELECT, 1)
+
+using zvos::MutexHold;
+
+struct zvSocketSelect_t {
+  zvOSMutex *mMutex;
+  int mTerminatePipe[2];
+  // They own the ends; the bytes go to the descriptors directly, so that each is seen at once.
+  FILE *mTerminateReadPipe;
+  FILE *mTerminateWritePipe;
+};
+
+namespace {
+
+// A descriptor beyond this does not fit into a set.
+bool FitsIntoSet(int aDescriptor) {
+  return aDescriptor < FD_SETSIZE;
+}
+
+FILE *OpenEnd(int aDescriptor, const char *aMode) {
+  FILE *const theStream = fdopen(aDescriptor, aMode);
+  if (theStream == nullptr) close(aDescriptor);
+  return theStream;
+}
+
+void CloseEnd(FILE *aStream) {
+  if (aStream != nullptr) fclose(aStream);
+}
+
+// False when there is no pipe; the object can be deleted then.
+bool OpenPipe(zvSocketSelect *aSocketSelect) {
+  int *const thePipe = aSocketSelect->mTerminatePipe;
+  const int theResult = pipe(thePipe);
+  const bool afUsable = theResult == 0 && FitsIntoSet(thePipe[kzvSocketSelect_PipeRead]);
+  if (!afUsable) {
+    ZV_ERR(F("zvSocketSelect_New: error creating pipe = %d (FD0=%d / FD1=%d)\n", theResult,
+             thePipe[kzvSocketSelect_PipeRead], thePipe[kzvSocketSelect_PipeWrite]));
+  }
+  if (theResult != 0) return false;
+
+  aSocketSelect->mTerminateReadPipe = OpenEnd(thePipe[kzvSocketSelect_PipeRead], "r");
+  aSocketSelect->mTerminateWritePipe = OpenEnd(thePipe[kzvSocketSelect_PipeWrite], "w");
+  if (!afUsable || aSocketSelect->mTerminateReadPipe == nullptr ||
+      aSocketSelect->mTerminateWritePipe == nullptr)
+    return false;
+
+  const int theFlags = fcntl(thePipe[kzvSocketSelect_PipeRead], F_GETFL);
+  fcntl(thePipe[kzvSocketSelect_PipeRead], F_SETFL, theFlags | O_NONBLOCK);
+  return true;
+}
+
+// Takes every byte out of the pipe; less than was asked for, the end or a failure means that it is empty.
+void Drain(int aDescriptor) {
+  const zvos::SavedError theError;
+  char theBytes[256];
+  while (read(aDescriptor, theBytes, sizeof(theBytes)) == static_cast<ssize_t>(sizeof(theBytes))) {
+  }
+}
+
+void Clear(fd_set *aSet) {
+  if (aSet != nullptr) FD_ZERO(aSet);
+}
+
+// The end of a wait, with the mutex held.
+int Reset(zvSocketSelect *aSocketSelect, fd_set *aReadSet) {
+  const int theDescriptor = aSocketSelect->mTerminatePipe[kzvSocketSelect_PipeRead];
+  if (!FD_ISSET(theDescriptor, aReadSet)) return 0;
+
+  Drain(theDescriptor);
+  FD_CLR(theDescriptor, aReadSet);
+  return 1;
+}
+
+}  // namespace
+
+extern "C" zvSocketSelect *zvSocketSelect_New(void) {
+  zvSocketSelect *const theSelect = static_cast<zvSocketSelect *>(zvMalloc(sizeof(zvSocketSelect)));
+  if (theSelect == nullptr) return nullptr;
+  memset(theSelect, 0, sizeof(*theSelect));
+
+  theSelect->mMutex = zvMutex_New();
+  if (theSelect->mMutex == nullptr) {
+    ZV_ERR(F("zvSocketSelect_New: Failed to create a semaphore\n"));
+    // The record is not released; the leak is kept as it stands.
+    return nullptr;
+  }
+  if (!OpenPipe(theSelect)) {
+    zvSocketSelect_Delete(theSelect);
+    return nullptr;
+  }
+  return theSelect;
+}
+
+extern "C" void zvSocketSelect_Delete(zvSocketSelect *aSocketSelect) {
+  if (aSocketSelect == nullptr) return;
+
+  CloseEnd(aSocketSelect->mTerminateReadPipe);
+  CloseEnd(aSocketSelect->mTerminateWritePipe);
+  zvMutex_Delete(aSocketSelect->mMutex);
+  free(aSocketSelect);
+}
+
+extern "C" void zvSocketSelect_Trigger(zvSocketSelect *aSocketSelect) {
+  const MutexHold theHold(aSocketSelect->mMutex);
+  if (aSocketSelect->mTerminateWritePipe == nullptr) return;
+  // A failure is nobody's business: a pipe that takes no byte wakes the wait as it is.
+  if (write(aSocketSelect->mTerminatePipe[kzvSocketSelect_PipeWrite], " ", 1) != 1) return;
+}
+
+extern "C" int zvSocketSelect_Prepare(zvSocketSelect *aSocketSelect, fd_set *aReadSet) {
+  const int theDescriptor = aSocketSelect->mTerminatePipe[kzvSocketSelect_PipeRead];
+  FD_SET(theDescriptor, aReadSet);
+  return theDescriptor;
+}
+
+extern "C" int zvSocketSelect_Reset(zvSocketSelect *aSocketSelect, fd_set *aReadSet) {
+  const MutexHold theHold(aSocketSelect->mMutex);
+  return Reset(aSocketSelect, aReadSet);
+}
+
+extern "C" int zvSocketSelect_Select(zvSocketSelect *aSocketSelect, fd_set *aReadSet, fd_set *aWriteSet,
+                                     fd_set *anErrorSet, int aMaxFD, timeval *aTimeOut, int *afTriggered) {
+  fd_set theOwnReadSet;
+  fd_set *const theReadSet = aReadSet != nullptr ? aReadSet : &theOwnReadSet;
+  if (aReadSet == nullptr) FD_ZERO(&theOwnReadSet);
+
+  int theMaxFD = aMaxFD;
+  {
+    const MutexHold theHold(aSocketSelect->mMutex);
+    if (theMaxFD < 1) {
+      // A wait for the trigger alone: marks of the caller are dropped.
+      theMaxFD = -1;
+      Clear(aReadSet);
+      Clear(aWriteSet);
+      Clear(anErrorSet);
+    }
+    const int theTrigger = zvSocketSelect_Prepare(aSocketSelect, theReadSet);
+    if (theTrigger > theMaxFD) theMaxFD = theTrigger;
+  }
+
+  const int theCount = zvSocketSelect_SelectFD(theReadSet, aWriteSet, anErrorSet, theMaxFD, aTimeOut);
+  const zvos::SavedError theError;
+  const MutexHold theHold(aSocketSelect->mMutex);
+  *afTriggered = Reset(aSocketSelect, theReadSet);
+  return theCount;
+}

@@ -1,0 +1,140 @@
+// Whether a wireless link is encrypted, asked of the interface's supplicant over its control socket.
+//
+// The answer leans to one side: only a supplicant that positively says "no cipher" makes a link
+// unprotected. The local end has one fixed name on the whole machine, so a query that runs, or one
+// that died, makes every other query fail, and thus answer "protected".
+
+#include <zvOS/zvSocketAddress.h>
+#include <zvOS/zvSocketSelect.h>
+
+#include "private/Descriptor.h"
+#include "private/HeapText.h"
+#include "private/InterfaceFromIP.h"
+
+#include <sys/un.h>
+#include <unistd.h>
+#include <cstdlib>
+#include <cstring>
+
+ZVLOG_WITH_MODULE_IF(TCP, 1)
+
+#define PATH_TO_SOCKET             "/var/run/wpa_supplicant/"
+#define PATH_OF_TMP_CTRL           "/tmp/wpa_ctrl"
+#define WPA_SUPPLICANT_ANSWER_SIZE 512
+#define OPEN_NETWORK_PATTERN       "pairwise_cipher=NONE"
+
+using zvos::Descriptor;
+using zvos::HeapText;
+
+namespace {
+
+constexpr timeval kAnswerTime = {2, 0};
+
+// What the supplicant said; no text when it said nothing in time.
+struct Answer {
+  char mText[WPA_SUPPLICANT_ANSWER_SIZE];
+  size_t mLength;
+
+  // An answer that fills the buffer has no terminator.
+  bool Contains(const char *aPattern) const {
+    return memmem(mText, mLength, aPattern, strlen(aPattern)) != nullptr;
+  }
+};
+
+sockaddr_un LocalAddress(const char *aPath) {
+  sockaddr_un theAddress = {};
+  theAddress.sun_family = AF_UNIX;
+  strncpy(theAddress.sun_path, aPath, sizeof(theAddress.sun_path) - 1);
+  return theAddress;
+}
+
+int wpa_supplicant_connect(const char *aPath) {
+  Descriptor theSocket(socket(AF_UNIX, SOCK_DGRAM, 0));
+  if (!theSocket) {
+    ZV_ERR(F("wpa_supplicant_connect Error: Socket failed to open \n"));
+    return -1;
+  }
+
+  // A file of that name is left alone: it is what keeps queries apart.
+  const sockaddr_un theOwnAddress = LocalAddress(PATH_OF_TMP_CTRL);
+  if (bind(theSocket.get(), reinterpret_cast<const sockaddr *>(&theOwnAddress), sizeof(theOwnAddress)) != 0) {
+    ZV_ERR(F("wpa_supplicant_connect Error: Socket failed to bind \n"));
+    return -1;
+  }
+  const sockaddr_un theAddress = LocalAddress(aPath);
+  if (connect(theSocket.get(), reinterpret_cast<const sockaddr *>(&theAddress), sizeof(theAddress)) != 0) {
+    ZV_ERR(F("wpa_supplicant_connect Error: Socket failed to connect \n"));
+    unlink(PATH_OF_TMP_CTRL);
+    return -1;
+  }
+  return theSocket.release();
+}
+
+void wpa_supplicant_disconnect(int aSocket) {
+  unlink(PATH_OF_TMP_CTRL);
+  close(aSocket);
+}
+
+// Waits as select() does; -1 also for a descriptor that does not fit into a set.
+int WaitForAnswer(int aSocket) {
+  if (aSocket >= FD_SETSIZE) return -1;
+  fd_set theSet;
+  FD_ZERO(&theSet);
+  FD_SET(aSocket, &theSet);
+  timeval theTime = kAnswerTime;
+  return zvSocketSelect_SelectFD(&theSet, nullptr, nullptr, aSocket, &theTime);
+}
+
+// The three failures below leak the answer, which is kept as it stands.
+// NOLINTBEGIN(clang-analyzer-unix.Malloc)
+Answer *wpa_supplicant_get_req(int aSocket, const char *aCommand) {
+  Answer *const theAnswer = static_cast<Answer *>(calloc(1, sizeof(Answer)));
+  if (theAnswer == nullptr) return nullptr;
+
+  if (send(aSocket, aCommand, strlen(aCommand), MSG_NOSIGNAL) < 0) {
+    ZV_ERR(F("wpa_supplicant_get_req send failed \n"));
+    return nullptr;
+  }
+  const int theReadyCount = WaitForAnswer(aSocket);
+  if (theReadyCount < 0) {
+    ZV_ERR(F("wpa_supplicant_get_req select failed\n"));
+    return nullptr;
+  }
+  if (theReadyCount == 0) return theAnswer;
+
+  const ssize_t theLength = recv(aSocket, theAnswer->mText, sizeof(theAnswer->mText), 0);
+  if (theLength < 0) {
+    ZV_ERR(F("wpa_supplicant_get_req recv failed\n"));
+    return nullptr;
+  }
+  theAnswer->mLength = static_cast<size_t>(theLength);
+  return theAnswer;
+}
+// NOLINTEND(clang-analyzer-unix.Malloc)
+
+Answer *wpa_supplicant_get_status(const char *anUrl) {
+  const int theSocket = wpa_supplicant_connect(anUrl);
+  if (theSocket == -1) return nullptr;
+  Answer *const theAnswer = wpa_supplicant_get_req(theSocket, "STATUS_VERBOSE");
+  wpa_supplicant_disconnect(theSocket);
+  return theAnswer;
+}
+
+void wpa_supplicant_release_status(Answer *anAnswer) {
+  free(anAnswer);
+}
+
+}  // namespace
+
+extern "C" int _zvSocket_IsLinkProtected(uint32 anIPInterface) {
+  const HeapText theInterface = zvos::zvSocket_GetInterfaceFromIP(anIPInterface);
+  if (!theInterface) return 1;
+  const HeapText thePath(zv_mnprintf(PATH_TO_SOCKET "%s", theInterface.get()));
+  if (!thePath) return 1;
+  Answer *const theAnswer = wpa_supplicant_get_status(thePath.get());
+  if (theAnswer == nullptr) return 1;
+
+  const bool afOpen = theAnswer->Contains(OPEN_NETWORK_PATTERN);
+  wpa_supplicant_release_status(theAnswer);
+  return afOpen ? 0 : 1;
+}

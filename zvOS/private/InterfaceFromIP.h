@@ -1,0 +1,14 @@
+// Which interface has an address.
+#pragma once
+
+#include <zvOS/zvTypes.h>
+
+#include "private/HeapText.h"
+
+namespace zvos {
+
+// The name of the interface that carries the address (network byte order), or no text. Loopback and
+// interfaces that are down do not count. Failures are logged.
+HeapText zvSocket_GetInterfaceFromIP(uint32 anIPInterface);
+
+}  // namespace zvos

@@ -1,0 +1,29 @@
+// IPv4 addresses as the system's calls take them.
+#pragma once
+
+#include <zvOS/zvSocketTypes.h>
+
+#include <arpa/inet.h>
+#include <netinet/in.h>
+
+namespace zvos {
+
+// Both in network byte order.
+inline sockaddr_in SocketAddress(uint32 anAddress, uint16 aPort) {
+  sockaddr_in theAddress = {};
+  theAddress.sin_family = AF_INET;
+  theAddress.sin_port = aPort;
+  theAddress.sin_addr.s_addr = anAddress;
+  return theAddress;
+}
+
+inline sockaddr *Generic(sockaddr_in *anAddress) {
+  return reinterpret_cast<sockaddr *>(anAddress);
+}
+
+// The IPv4 address in a structure of that family.
+inline uint32 AddressIn(const sockaddr *anAddress) {
+  return reinterpret_cast<const sockaddr_in *>(reinterpret_cast<const void *>(anAddress))->sin_addr.s_addr;
+}
+
+}  // namespace zvos

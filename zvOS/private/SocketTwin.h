@@ -1,0 +1,26 @@
+// What the `_Debug` twins of socket operations share.
+#pragma once
+
+#include <zvOS/zvLogDefines.h>
+
+#include "private/SavedError.h"
+
+namespace zvos {
+
+// The one test that a twin makes more than its sister while the log is below debug level.
+inline bool IsTracing() {
+  return ZV_UNLIKELY(ZVLOGLEVEL_DEBUG < _zvLog_Level);
+}
+
+// The twin of a call that matters only when it fails: aReport(error) logs the failure, and the
+// caller finds the error in errno.
+template <typename Report>
+int ReportingFailure(int aResult, Report aReport) {
+  if (ZV_UNLIKELY(aResult != 0)) {
+    const SavedError theError;
+    aReport(theError.Value());
+  }
+  return aResult;
+}
+
+}  // namespace zvos
