@@ -7,6 +7,7 @@
 #include "private/InterfaceFromIP.h"
 #include "private/SocketAddress.h"
 
+#include <net/ethernet.h>
 #include <net/if.h>
 #include <sys/ioctl.h>
 #include <sys/socket.h>
@@ -19,8 +20,6 @@ using zvos::Descriptor;
 using zvos::HeapText;
 
 namespace {
-
-constexpr size_t kHardwareAddressLength = 6;
 
 // The records of the interfaces that have an IPv4 address, one per address, in the system's order.
 class InterfaceRecords {
@@ -72,18 +71,18 @@ bool IsUsable(const ifreq &aRecord, int aFlags) {
 
 }  // namespace
 
-extern "C" int zvMACAddress_Get(size_t, uint8 aMACAddress[kHardwareAddressLength]) {
-  memset(aMACAddress, 0, kHardwareAddressLength);
+extern "C" int zvMACAddress_Get(size_t, uint8 aMACAddress[ETH_ALEN]) {
+  memset(aMACAddress, 0, ETH_ALEN);
   const Descriptor theSocket(socket(AF_INET, SOCK_DGRAM, 0));
   InterfaceRecords theRecords;
   if (!theSocket || !theRecords.Read(theSocket.get())) return -1;
 
   for (const ifreq &theRecord : theRecords) {
-    constexpr uint8 kNoAddress[kHardwareAddressLength] = {};
+    constexpr uint8 kNoAddress[ETH_ALEN] = {};
     ifreq theRequest = RequestAbout(theRecord);
     if (ioctl(theSocket.get(), SIOCGIFHWADDR, &theRequest) != 0) continue;
-    if (memcmp(theRequest.ifr_hwaddr.sa_data, kNoAddress, kHardwareAddressLength) == 0) continue;
-    memcpy(aMACAddress, theRequest.ifr_hwaddr.sa_data, kHardwareAddressLength);
+    if (memcmp(theRequest.ifr_hwaddr.sa_data, kNoAddress, ETH_ALEN) == 0) continue;
+    memcpy(aMACAddress, theRequest.ifr_hwaddr.sa_data, ETH_ALEN);
     return 1;
   }
   return -1;

@@ -1,8 +1,9 @@
 // Socket primitives in twins.
 //
-// A `_Debug` twin reads errno once, right after the call, and that value, or 0 when the call
-// succeeded, is what its caller finds, whatever the log, the socket table and the traffic file did
-// in between. A message that holds an address is several records, the address alone in one of them.
+// A `_Debug` twin reads errno once, right after the call, and decides then what its caller finds,
+// whatever the log, the socket table and the traffic file do to it: send and receive leave that
+// value, the others the error or, when they succeed, 0. A message that holds an address is several
+// records, the address alone in one of them.
 
 #include <zvOS/zvSocket.h>
 #include <zvOS/zvSocketLog.h>
@@ -124,11 +125,14 @@ extern "C" int zvSocketListen_Debug(zvSocket aSocket, int aBackLog, const char *
   if (theResult != 0) {
     ZV_ERR(F("Error listening on socket %d: backlog = %d, error = %d [%s]\n", aSocket, aBackLog,
              theError.Value(), aDebugContext));
-  } else {
-    ZV_DEBUG(F("Listening on socket %d, backlog = %d [%s]\n", aSocket, aBackLog, aDebugContext));
   }
-  // The table shows the attempt, also one that failed.
-  SOCKETTRACKER_LISTEN(aSocket);
+  if (IsTracing()) {
+    if (theResult == 0) {
+      ZV_DEBUG(F("Listening on socket %d, backlog = %d [%s]\n", aSocket, aBackLog, aDebugContext));
+    }
+    // The table shows the attempt, also one that failed.
+    SOCKETTRACKER_LISTEN(aSocket);
+  }
   return theResult;
 }
 
@@ -165,7 +169,8 @@ extern "C" int zvSocketConnect_NoDebug(zvSocket aSocket, sockaddr *aSockAddr, so
 
 extern "C" int zvSocketConnect_Debug(zvSocket aSocket, sockaddr *aSockAddr, socklen_t anAddrLen,
                                      const char *aDebugContext) {
-  if (IsTracing()) {
+  const bool afTracing = IsTracing();
+  if (afTracing) {
     ZV_DEBUG(F("Trying to connect to '"));
     ZV_DEBUG(sockaddr(aSockAddr));
     ZV_DEBUG(F("' [%s]\n", aDebugContext));
@@ -173,14 +178,15 @@ extern "C" int zvSocketConnect_Debug(zvSocket aSocket, sockaddr *aSockAddr, sock
 
   const int theResult = zvSocketConnect_NoDebug(aSocket, aSockAddr, anAddrLen);
   const SavedError theError(theResult != 0 ? errno : 0);
-  if (theResult == 0) {
-    // Said of a connection in progress, too.
-    ZV_DEBUG(F("   Connected\n"));
-  } else if (theError.Value() != EAGAIN) {
+  if (theResult != 0 && theError.Value() != EAGAIN) {
     ZV_ERR(F("   Cannot connect socket %d: error = %d [%s]\n", aSocket, theError.Value(), aDebugContext));
   }
-  // The table shows the attempt, also one that failed.
-  SOCKETTRACKER_CONNECT(aSocket);
+  if (afTracing) {
+    // Said of a connection in progress, too.
+    if (theResult == 0) ZV_DEBUG(F("   Connected\n"));
+    // The table shows the attempt, also one that failed.
+    SOCKETTRACKER_CONNECT(aSocket);
+  }
   return theResult;
 }
 
@@ -238,9 +244,10 @@ extern "C" int zvSocketClose_NoDebug(zvSocket aSocket) {
 }
 
 extern "C" int zvSocketClose_Debug(zvSocket aSocket, const char *aDebugContext, int afRunChain) {
+  const bool afTracing = IsTracing();
   if (aSocket == kzvSocketInvalid) {
     ZV_ERR(F("About to close an invalid socket [%s]\n", aDebugContext));
-  } else {
+  } else if (afTracing) {
     // Before the close: afterwards the descriptor may be another thread's new socket.
     SOCKETTRACKER_REMOVE(aSocket);
   }
@@ -250,7 +257,7 @@ extern "C" int zvSocketClose_Debug(zvSocket aSocket, const char *aDebugContext, 
   if (theResult != 0) {
     ZV_ERR(F("Cannot close socket %d: error = %d [%s]\n", aSocket, theError.Value(), aDebugContext));
     LOG_BUFFER_CLOSE(aSocket);
-  } else if (afRunChain == 0 && IsTracing()) {
+  } else if (afTracing && afRunChain == 0) {
     ZV_DEBUG(F("Closed socket %d [%s]\n", aSocket, aDebugContext));
     LOG_BUFFER_CLOSE(aSocket);
   }

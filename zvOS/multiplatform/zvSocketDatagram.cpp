@@ -7,6 +7,8 @@
 #include "private/SocketAddress.h"
 #include "private/SocketTwin.h"
 
+#include <cerrno>
+
 ZVLOG_WITH_MODULE_IF(TCP, 1)
 
 using zvos::IsTracing;
@@ -23,7 +25,7 @@ int ChangeMembership(zvSocket aSocket, int aName, const char *anIPGroup, uint32 
   return setsockopt(aSocket, IPPROTO_IP, aName, &theRequest, sizeof(theRequest));
 }
 
-// Multicast options are one byte wide.
+// Multicast options take one byte or four; one is what every system takes.
 int SetByteOption(zvSocket aSocket, int aName, unsigned char aValue) {
   return setsockopt(aSocket, IPPROTO_IP, aName, &aValue, sizeof(aValue));
 }
@@ -164,7 +166,7 @@ extern "C" int zvSocketMulticastSetLoop_NoDebug(zvSocket aSocket, int afLoop) {
 extern "C" int zvSocketMulticastSetLoop_Debug(zvSocket aSocket, int afLoop, const char *aDebugContext) {
   return ReportingFailure(zvSocketMulticastSetLoop_NoDebug(aSocket, afLoop), [=](int anError) {
     ZV_ERR(F("Error setting multicast loopback to '%lu' for UDP socket %d, Error = %d [%s]\n",
-             static_cast<unsigned long>(afLoop), aSocket, anError, aDebugContext));
+             static_cast<unsigned long>(static_cast<uint32>(afLoop)), aSocket, anError, aDebugContext));
   });
 }
 

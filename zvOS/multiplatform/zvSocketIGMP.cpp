@@ -8,6 +8,7 @@
 #include "private/SocketAddress.h"
 
 #include <netinet/igmp.h>
+#include <cerrno>
 #include <cstring>
 
 // Whether messages carry a checksum; routers and snooping switches that verify it need one.

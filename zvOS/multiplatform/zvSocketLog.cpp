@@ -1,13 +1,15 @@
 // Traffic files. A file is opened, written and closed for each transfer, so that it is complete at any
 // moment, even when the process dies; one lock keeps the table and the order of the bytes.
 
-#include <zvOS/zvFile.h>
 #include <zvOS/zvSocketDatagram.h>
 #include <zvOS/zvSocketLog.h>
 
+#include "private/Descriptor.h"
+
+#include <fcntl.h>
 #include <pthread.h>
 #include <unistd.h>
-#include <cstring>
+#include <cerrno>
 
 ZVLOG_WITH_MODULE_IF(SOCKETTRAFFIC, 1)
 
@@ -15,9 +17,6 @@ namespace {
 
 constexpr int kzvLogBufferMaxSocket = 100;
 constexpr size_t kzvLogFileNameMaxLength = 40;
-
-// Names count from the working directory, while paths of files count from the program's folder.
-#define ZV_WORKING_DIRECTORY "/proc/self/cwd/"
 
 constexpr char kErrorMark[] = "\r\nERROR";
 constexpr char kCloseMark[] = "\r\n*** CLOSED ***\r\n";
@@ -33,7 +32,7 @@ char sFileName[kzvLogBufferMaxSocket][kzvLogFileNameMaxLength];
 
 int sInited = 0;
 int sIndex = 1;
-int sCount = 0;
+int sCount = 0;  // for a debugger: slots in use
 
 // Recursive: a log provider may send its messages over sockets that are logged themselves.
 pthread_mutex_t sLock = PTHREAD_RECURSIVE_MUTEX_INITIALIZER_NP;
@@ -77,19 +76,20 @@ void _Log_Buffer_GetFileName(zvSocket aSocket, char *aFileName) {
               static_cast<unsigned>(aSocket));
 }
 
-// A file that is not there, or cannot be written, is none of our business: not a word about it.
+// Not through zvFile: that counts paths from the program's folder and logs what fails, while a file
+// that is not there, or cannot be written, is none of our business here.
 void AppendToFile(const char *aFileName, const void *aBuffer, uint32 aLength) {
-  char thePath[sizeof(ZV_WORKING_DIRECTORY) + kzvLogFileNameMaxLength];
-  zv_snprintf(thePath, sizeof(thePath), ZV_WORKING_DIRECTORY "%s", aFileName);
-  if (zvFile_Exists(thePath) == 0 || access(thePath, W_OK) != 0) return;
-
-  zvFileFD theFile;
-  if (zvFile_Open(thePath, zvFileOpenMode_Write | zvFileOpenMode_Append, zvFileAccessMode_ReadWrite,
-                  &theFile) != 0) {
-    return;
+  // Does not wait for the reader of a named pipe either.
+  const zvos::Descriptor theFile(open(aFileName, O_WRONLY | O_APPEND | O_NONBLOCK | O_CLOEXEC));
+  if (!theFile) return;
+  const char *theRest = static_cast<const char *>(aBuffer);
+  size_t theLength = aLength;
+  while (theLength > 0) {
+    const ssize_t theCount = TEMP_FAILURE_RETRY(write(theFile.get(), theRest, theLength));
+    if (theCount <= 0) return;
+    theRest += theCount;
+    theLength -= static_cast<size_t>(theCount);
   }
-  zvFile_Write(theFile, aBuffer, aLength);
-  zvFile_Close(theFile);
 }
 
 // What a transfer says when its socket has no place in the table, or one that was never opened.

@@ -87,12 +87,16 @@ extern "C" int zvSocketSetLinger_NoDebug(zvSocket, int) {
   return 0;
 }
 
-// There is no failure to report: its sister does nothing.
 extern "C" int zvSocketSetLinger_Debug(zvSocket aSocket, int aDuration, const char *aDebugContext) {
   if (aSocket == kzvSocketInvalid) {
     ZV_ERR(F("About to perform SO_LINGER on an invalid socket [%s]\n", aDebugContext));
   }
-  return zvSocketSetLinger_NoDebug(aSocket, aDuration);
+  const int theResult = zvSocketSetLinger_NoDebug(aSocket, aDuration);
+  // Not reached while linger is not applied.
+  if (theResult != 0) {
+    ZV_ERR(F("Error using SO_LINGER for socket %d: error = %d [%s]\n", aSocket, errno, aDebugContext));
+  }
+  return theResult;
 }
 
 // ---- Twins that report the error and give it back ----

@@ -43,6 +43,21 @@ int zvSocketPolicy_Default_IsValidIF(zvSocketPolicy *aSocketPolicy, const char *
   return 1;
 }
 
+// The decisions of a new policy, which are also those of no policy.
+constexpr zvSocketPolicy_t kDefaultPolicy = {kzvSocketPolicy_IP_Other,
+                                             nullptr,
+                                             zvSocketPolicy_Default_AcceptConnection,
+                                             zvSocketPolicy_Default_GetIPAddressList,
+                                             zvSocketPolicy_Default_MapLocalIPAddressToLoopBack,
+                                             zvSocketPolicy_Default_IsValidIF,
+                                             nullptr,
+                                             nullptr,
+                                             nullptr};
+
+const zvSocketPolicy_t &DecisionsOf(const zvSocketPolicy *aSocketPolicy) {
+  return aSocketPolicy != nullptr ? *aSocketPolicy : kDefaultPolicy;
+}
+
 void LogExcluded(const zvSocketPolicy *aSocketPolicy) {
   const zvCStringParser_Token *const theFirst = FirstExcluded(aSocketPolicy);
   ZV_INFO(F("zvSocketPolicy: Excluded interfaces:%s", theFirst != nullptr ? "" : "None"));
@@ -60,12 +75,9 @@ extern "C" zvSocketPolicy *zvSocketPolicy_New(uint32 aPolicy, void *aUserData) {
   zvSocketPolicy *const thePolicy = static_cast<zvSocketPolicy *>(zvMallocZeroed(sizeof(zvSocketPolicy)));
   if (thePolicy == nullptr) return nullptr;
 
+  *thePolicy = kDefaultPolicy;
   thePolicy->mPolicy = aPolicy;
   thePolicy->mUserData = aUserData;
-  thePolicy->mAcceptConnectionFunc = zvSocketPolicy_Default_AcceptConnection;
-  thePolicy->mGetIPAddressListFunc = zvSocketPolicy_Default_GetIPAddressList;
-  thePolicy->mMapLocalIPAddressToLoopBackFunc = zvSocketPolicy_Default_MapLocalIPAddressToLoopBack;
-  thePolicy->mIsValidIFFunc = zvSocketPolicy_Default_IsValidIF;
   return thePolicy;
 }
 
@@ -113,15 +125,15 @@ extern "C" void zvSocketPolicy_SetFunc(
   zvAssert(aSocketPolicy != NULL);
   if (aSocketPolicy == nullptr) return;
 
-  const auto theFunction = [](auto aFunction, auto aDefault) {
+  const auto theChoice = [](auto aFunction, auto aDefault) {
     return aFunction != nullptr ? aFunction : aDefault;
   };
   aSocketPolicy->mAcceptConnectionFunc =
-      theFunction(anAcceptConnectionFunc, &zvSocketPolicy_Default_AcceptConnection);
+      theChoice(anAcceptConnectionFunc, kDefaultPolicy.mAcceptConnectionFunc);
   aSocketPolicy->mGetIPAddressListFunc =
-      theFunction(aGetIPAddressListFunc, &zvSocketPolicy_Default_GetIPAddressList);
+      theChoice(aGetIPAddressListFunc, kDefaultPolicy.mGetIPAddressListFunc);
   aSocketPolicy->mMapLocalIPAddressToLoopBackFunc =
-      theFunction(aMapLocalIPAddressToLoopBackFunc, &zvSocketPolicy_Default_MapLocalIPAddressToLoopBack);
+      theChoice(aMapLocalIPAddressToLoopBackFunc, kDefaultPolicy.mMapLocalIPAddressToLoopBackFunc);
 }
 
 extern "C" int zvSocketPolicy_AcceptConnection(zvSocketPolicy *aSocketPolicy, uint32 aSourceIPAddress,
@@ -140,21 +152,16 @@ extern "C" int zvSocketPolicy_AcceptConnection(zvSocketPolicy *aSocketPolicy, ui
 
 extern "C" int zvSocketPolicy_GetIPAddressList(zvSocketPolicy *aSocketPolicy, uint32 **anIPAddressList,
                                                int afIncludeLocalhost) {
-  return aSocketPolicy != nullptr
-             ? aSocketPolicy->mGetIPAddressListFunc(aSocketPolicy, anIPAddressList, afIncludeLocalhost)
-             : zvSocketPolicy_Default_GetIPAddressList(nullptr, anIPAddressList, afIncludeLocalhost);
+  return DecisionsOf(aSocketPolicy).mGetIPAddressListFunc(aSocketPolicy, anIPAddressList, afIncludeLocalhost);
 }
 
 extern "C" uint32 zvSocketPolicy_MapLocalIPAddressToLoopBack(zvSocketPolicy *aSocketPolicy,
                                                              uint32 anIPAddress) {
-  return aSocketPolicy != nullptr
-             ? aSocketPolicy->mMapLocalIPAddressToLoopBackFunc(aSocketPolicy, anIPAddress)
-             : zvSocketPolicy_Default_MapLocalIPAddressToLoopBack(nullptr, anIPAddress);
+  return DecisionsOf(aSocketPolicy).mMapLocalIPAddressToLoopBackFunc(aSocketPolicy, anIPAddress);
 }
 
 extern "C" int zvSocketPolicy_IsValidIF(zvSocketPolicy *aSocketPolicy, const char *anIFName) {
-  return aSocketPolicy != nullptr ? aSocketPolicy->mIsValidIFFunc(aSocketPolicy, anIFName)
-                                  : zvSocketPolicy_Default_IsValidIF(nullptr, anIFName);
+  return DecisionsOf(aSocketPolicy).mIsValidIFFunc(aSocketPolicy, anIFName);
 }
 
 extern "C" void *zvSocketPolicy_GetUserData(zvSocketPolicy *aSocketPolicy) {

@@ -7,6 +7,7 @@
 #include <zvOS/zvMutex.h>
 #include <zvOS/zvSocketSelect.h>
 
+#include "private/FdSet.h"
 #include "private/MutexHold.h"
 #include "private/SavedError.h"
 
@@ -15,11 +16,12 @@
 #include <cstdio>
 #include <cstring>
 
-// The only trigger there is.
+// Names the mechanism of the trigger for readers of a build's settings; it is the only one.
 #define ZV_SOCKETSELECT_TRIGGER_WITH_PIPE 1
 
 ZVLOG_WITH_MODULE_IF(SELECT, 1)
 
+using zvos::Clear;
 using zvos::MutexHold;
 
 struct zvSocketSelect_t {
@@ -32,9 +34,11 @@ struct zvSocketSelect_t {
 
 namespace {
 
-// A descriptor beyond this does not fit into a set.
-bool FitsIntoSet(int aDescriptor) {
-  return aDescriptor < FD_SETSIZE;
+// True when the read end does not block, so that emptying the pipe ends, and fits into a set.
+bool PrepareReadEnd(int aDescriptor) {
+  const int theFlags = fcntl(aDescriptor, F_GETFL);
+  return theFlags != -1 && fcntl(aDescriptor, F_SETFL, theFlags | O_NONBLOCK) == 0 &&
+         aDescriptor < FD_SETSIZE;
 }
 
 FILE *OpenEnd(int aDescriptor, const char *aMode) {
@@ -47,26 +51,22 @@ void CloseEnd(FILE *aStream) {
   if (aStream != nullptr) fclose(aStream);
 }
 
-// False when there is no pipe; the object can be deleted then.
+// False (logged) when there is no pipe to work with; the object can be deleted then.
 bool OpenPipe(zvSocketSelect *aSocketSelect) {
   int *const thePipe = aSocketSelect->mTerminatePipe;
   const int theResult = pipe(thePipe);
-  const bool afUsable = theResult == 0 && FitsIntoSet(thePipe[kzvSocketSelect_PipeRead]);
+  bool afUsable = theResult == 0 && PrepareReadEnd(thePipe[kzvSocketSelect_PipeRead]);
+  if (theResult == 0) {
+    aSocketSelect->mTerminateReadPipe = OpenEnd(thePipe[kzvSocketSelect_PipeRead], "r");
+    aSocketSelect->mTerminateWritePipe = OpenEnd(thePipe[kzvSocketSelect_PipeWrite], "w");
+    afUsable = afUsable && aSocketSelect->mTerminateReadPipe != nullptr &&
+               aSocketSelect->mTerminateWritePipe != nullptr;
+  }
   if (!afUsable) {
     ZV_ERR(F("zvSocketSelect_New: error creating pipe = %d (FD0=%d / FD1=%d)\n", theResult,
              thePipe[kzvSocketSelect_PipeRead], thePipe[kzvSocketSelect_PipeWrite]));
   }
-  if (theResult != 0) return false;
-
-  aSocketSelect->mTerminateReadPipe = OpenEnd(thePipe[kzvSocketSelect_PipeRead], "r");
-  aSocketSelect->mTerminateWritePipe = OpenEnd(thePipe[kzvSocketSelect_PipeWrite], "w");
-  if (!afUsable || aSocketSelect->mTerminateReadPipe == nullptr ||
-      aSocketSelect->mTerminateWritePipe == nullptr)
-    return false;
-
-  const int theFlags = fcntl(thePipe[kzvSocketSelect_PipeRead], F_GETFL);
-  fcntl(thePipe[kzvSocketSelect_PipeRead], F_SETFL, theFlags | O_NONBLOCK);
-  return true;
+  return afUsable;
 }
 
 // Takes every byte out of the pipe; less than was asked for, the end or a failure means that it is empty.
@@ -77,12 +77,8 @@ void Drain(int aDescriptor) {
   }
 }
 
-void Clear(fd_set *aSet) {
-  if (aSet != nullptr) FD_ZERO(aSet);
-}
-
 // The end of a wait, with the mutex held.
-int Reset(zvSocketSelect *aSocketSelect, fd_set *aReadSet) {
+int zvSocketSelect_S_Reset(zvSocketSelect *aSocketSelect, fd_set *aReadSet) {
   const int theDescriptor = aSocketSelect->mTerminatePipe[kzvSocketSelect_PipeRead];
   if (!FD_ISSET(theDescriptor, aReadSet)) return 0;
 
@@ -135,7 +131,7 @@ extern "C" int zvSocketSelect_Prepare(zvSocketSelect *aSocketSelect, fd_set *aRe
 
 extern "C" int zvSocketSelect_Reset(zvSocketSelect *aSocketSelect, fd_set *aReadSet) {
   const MutexHold theHold(aSocketSelect->mMutex);
-  return Reset(aSocketSelect, aReadSet);
+  return zvSocketSelect_S_Reset(aSocketSelect, aReadSet);
 }
 
 extern "C" int zvSocketSelect_Select(zvSocketSelect *aSocketSelect, fd_set *aReadSet, fd_set *aWriteSet,
@@ -161,6 +157,7 @@ extern "C" int zvSocketSelect_Select(zvSocketSelect *aSocketSelect, fd_set *aRea
   const int theCount = zvSocketSelect_SelectFD(theReadSet, aWriteSet, anErrorSet, theMaxFD, aTimeOut);
   const zvos::SavedError theError;
   const MutexHold theHold(aSocketSelect->mMutex);
-  *afTriggered = Reset(aSocketSelect, theReadSet);
+  const int theReset = zvSocketSelect_S_Reset(aSocketSelect, theReadSet);
+  if (afTriggered != nullptr) *afTriggered = theReset;
   return theCount;
 }

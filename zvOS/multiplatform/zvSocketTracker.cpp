@@ -15,7 +15,7 @@ namespace {
 
 constexpr int kSocketTrackerMax = 50;
 
-// A place whose socket is this one is free; descriptor 0 can therefore not be tracked.
+// A slot whose socket is this one is free; descriptor 0 can therefore not be tracked.
 constexpr zvSocket kFreeSlot = 0;
 
 // No socket: a table in which no line is marked.
@@ -110,7 +110,7 @@ void zvSocketTracker_S_FetchInfo(zvSocketTrackerData *anInfo) {
   FetchPort(getpeername, anInfo->ID, &anInfo->remotePort);
 }
 
-// The first place with that socket, or NULL.
+// The first slot with that socket, or NULL.
 zvSocketTrackerData *Find(zvSocket aSocketID) {
   for (zvSocketTrackerData &theInfo : sInfo) {
     if (theInfo.ID == aSocketID) return &theInfo;

@@ -9,9 +9,11 @@
 #include "private/SocketAddress.h"
 #include "private/SocketTwin.h"
 
+#include <net/ethernet.h>
 #include <net/if.h>
 #include <netdb.h>
 #include <unistd.h>
+#include <cerrno>
 #include <cstdio>
 #include <cstring>
 
@@ -24,8 +26,6 @@ using zvos::SavedError;
 using zvos::TextOrNull;
 
 namespace {
-
-constexpr size_t kHardwareAddressLength = 6;
 
 uint32 LoopbackAddress() {
   return htonl(INADDR_LOOPBACK);
@@ -98,12 +98,12 @@ struct ArpEntry {
 
   // False for an entry that is not complete yet.
   bool GetHardwareAddress(uint8 *anAddress) const {
-    unsigned theBytes[kHardwareAddressLength];
+    unsigned theBytes[ETH_ALEN];
     if (sscanf(mHardwareAddress, "%x:%x:%x:%x:%x:%x", &theBytes[0], &theBytes[1], &theBytes[2], &theBytes[3],
-               &theBytes[4], &theBytes[5]) != static_cast<int>(kHardwareAddressLength)) {
+               &theBytes[4], &theBytes[5]) != ETH_ALEN) {
       return false;
     }
-    for (size_t i = 0; i < kHardwareAddressLength; ++i)
+    for (size_t i = 0; i < ETH_ALEN; ++i)
       anAddress[i] = static_cast<uint8>(theBytes[i]);
     return true;
   }
@@ -330,18 +330,19 @@ extern "C" int zvSocket_GetMACAddress(size_t aStartingIndex, uint8 *aMACAddress)
 extern "C" int zvSocket_QueryARP(sockaddr *anAddr, void *aMacAddressBuffer, size_t *aMacAddressBufferLen) {
   memset(aMacAddressBuffer, 0xFF, *aMacAddressBufferLen);
   zvAssert(anAddr->sa_family == AF_INET);
-  if (*aMacAddressBufferLen < kHardwareAddressLength) return -1;
+  if (*aMacAddressBufferLen < ETH_ALEN) return -1;
 
   FILE *const theTable = fopen("/proc/net/arp", "r");
   if (theTable == nullptr) return -1;
   if (FindInArpTable(theTable, AddressIn(anAddr), static_cast<uint8 *>(aMacAddressBuffer)))
-    *aMacAddressBufferLen = kHardwareAddressLength;
+    *aMacAddressBufferLen = ETH_ALEN;
   fclose(theTable);
   return 0;
 }
 
 extern "C" int zvSocket_IsLinkProtected(int32 anIPInterface) {
-  return g_zvSocket_IsLinkProtected != nullptr ? g_zvSocket_IsLinkProtected(anIPInterface) : 0;
+  const auto theFunction = g_zvSocket_IsLinkProtected;
+  return theFunction != nullptr ? theFunction(anIPInterface) : 0;
 }
 
 extern "C" void zvSocket_SetLinkProtectionCheckFunc(int (*aFunction)(int32 anIPInterface)) {

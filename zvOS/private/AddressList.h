@@ -16,7 +16,10 @@ class AddressList {
 
   uint32 **Receive() { return &mAddresses; }
 
+  // aCount is what the function that filled the list answered; without memory there is no list all
+  // the same.
   bool Contains(uint32 anAddress, int aCount) const {
+    if (mAddresses == nullptr) return false;
     for (int i = 0; i < aCount; ++i) {
       if (mAddresses[i] == anAddress) return true;
     }

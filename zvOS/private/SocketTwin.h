@@ -7,7 +7,7 @@
 
 namespace zvos {
 
-// The one test that a twin makes more than its sister while the log is below debug level.
+// Whether anybody may want traces: the one test of a hot twin while the log is below debug level.
 inline bool IsTracing() {
   return ZV_UNLIKELY(ZVLOGLEVEL_DEBUG < _zvLog_Level);
 }

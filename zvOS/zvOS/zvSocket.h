@@ -6,15 +6,16 @@
 // The `_Debug` twin takes one more argument, a label that names the call site, and logs what
 // happened with the label at the end of the message; with the log at debug level it also feeds the
 // socket table (zvSocketTracker.h) and the traffic files (zvSocketLog.h). With the log below debug
-// level a successful `_Debug` twin costs one test more than its sister. A macro under the plain name
-// stands for the `_Debug` twin, and is what callers normally write:
+// level a successful transfer through a `_Debug` twin costs one test more than through its sister, and
+// no operation logs, locks or allocates anything. A macro under the plain name stands for the `_Debug`
+// twin, and is what callers normally write:
 //
 //   zvSocket theSocket = zvSocketOpen(AF_INET, SOCK_STREAM, 0, "Player control");
 //   if (theSocket == kzvSocketInvalid) return zvSocketGetLastError();
 //   if (zvSocketConnect(theSocket, theAddress, sizeof(struct sockaddr_in), "Player control") != 0) ...
 //   zvSocketClose(theSocket, "Player control");
 //
-// The label is not copied by the socket table: it must stay valid while the socket is open.
+// The label is a constant text: the socket table keeps the pointer, not a copy.
 //
 // Unless said otherwise a function returns the system call's own result: 0 or a count on success,
 // -1 (kzvSocketInvalid from a call that makes a socket) on failure with the cause in `errno`, read by
@@ -93,17 +94,18 @@ ZVOS_API int zvSocketConnectUnreachable_NoDebug(zvSocket aSocket, struct sockadd
 #define zvSocketConnectUnreachable(socket, address, length, context) \
   zvSocketConnectUnreachable_NoDebug(socket, address, length)
 
-// Sends up to aLength bytes and returns the count of bytes taken, or -1. MSG_NOSIGNAL is always
-// added to the flags: a peer that is gone gives EPIPE and no signal. The socket table counts aLength,
-// the traffic file gets the bytes taken. Last error after `_Debug`: the error, or as before the call.
+// Sends up to aLength bytes, not a negative count, and returns the count of bytes taken, or -1. MSG_NOSIGNAL
+// is always added to the flags: a peer that is gone gives EPIPE and no signal. The socket table counts
+// aLength, the traffic file gets the bytes taken. Last error after `_Debug`: the error, or as before the
+// call.
 ZVOS_API int zvSocketSend_NoDebug(zvSocket aSocket, const char *aBuffer, int aLength, int aFlags);
 ZVOS_API int zvSocketSend_Debug(zvSocket aSocket, const char *aBuffer, int aLength, int aFlags,
                                 const char *aDebugContext);
 #define zvSocketSend(socket, buffer, length, flags, context) \
   zvSocketSend_Debug(socket, buffer, length, flags, context)
 
-// Receives up to aLength bytes and returns their count, 0 when the peer has closed in order, or -1.
-// The socket table counts aLength, the traffic file gets the bytes received. Last error after
+// Receives up to aLength bytes, not a negative count, and returns their count, 0 when the peer has closed in
+// order, or -1. The socket table counts aLength, the traffic file gets the bytes received. Last error after
 // `_Debug`: as the system call left it.
 ZVOS_API int zvSocketRecv_NoDebug(zvSocket aSocket, char *aBuffer, int aLength, int aFlags);
 ZVOS_API int zvSocketRecv_Debug(zvSocket aSocket, char *aBuffer, int aLength, int aFlags,

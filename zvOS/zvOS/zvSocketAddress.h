@@ -66,8 +66,9 @@ ZVOS_API int zvSocketIsInterfaceMatching(zvSocketPolicy *aSocketPolicy, struct i
                                          int afIncludeLocalhost);
 
 // Lists address, net mask, masked address and name of the interfaces to use, into those arguments
-// that are not NULL. Returns the count. When the system refuses to list its interfaces the count is 0
-// and no list is made: set the list variables to NULL before the call.
+// that are not NULL. Returns the count. When the system refuses to list its interfaces, or there is no
+// memory, the count is 0 and lists may be missing: set the list variables to NULL before the call and
+// release them after it whatever the count. A name for which there is no memory is NULL.
 ZVOS_API int zvSocketGetInterfacesInfos(zvSocketPolicy *aSocketPolicy, uint32 **anIPList, uint32 **aMaskList,
                                         uint32 **aMaskedIPList, char ***anInterfaceNameList,
                                         int afIncludeLocalhost);
@@ -79,7 +80,8 @@ ZVOS_API int zvSocketGetIPAddressListAndMask(zvSocketPolicy *aSocketPolicy, uint
 ZVOS_API int zvSocketGetIPAddressList(zvSocketPolicy *aSocketPolicy, uint32 **anIPList,
                                       int afIncludeLocalhost);
 
-// A list of 127.0.0.1 alone, whatever the policy. Returns 1.
+// A list of 127.0.0.1 alone, whatever the policy. Returns 1, also when there is no memory for the list,
+// which is NULL then.
 ZVOS_API int zvSocketGetLocalHostIPAddressList(zvSocketPolicy *aSocketPolicy, uint32 **anIPList);
 
 // 127.0.0.1 for an address of this machine under the policy, any other address unchanged.
@@ -88,7 +90,8 @@ ZVOS_API uint32 zvSocketMapLocalIPAddressToLoopBack(zvSocketPolicy *aSocketPolic
 // 1 for 127.0.0.1 and for the addresses of this machine's interfaces that are up, else 0.
 ZVOS_API int zvSocketIsLocalIPAddress(uint32 anIPAddress);
 
-// Stores the host name, cut to the room there is, always with its terminator. Returns 0 or -1.
+// Stores the host name with its terminator. Returns 0, or -1 with as much of the name as fits: a name
+// needs two bytes of room more than it has characters.
 ZVOS_API int zvSocket_GetHostName_NoDebug(char *anHostName, size_t aHostNameLength);
 ZVOS_API int zvSocket_GetHostName_Debug(char *anHostName, size_t aHostNameLength, const char *aDebugContext);
 #define zvSocketGetHostName(name, length, context) zvSocket_GetHostName_Debug(name, length, context)

@@ -9,7 +9,9 @@
 // it is complete at any moment; this is slow.
 //
 // A hundred sockets at most; descriptor 0 cannot be logged. Any thread may call any function; nothing
-// is reported to the caller, but `errno` may change.
+// is reported to the caller, but `errno` may change. A lock is held meanwhile, also while messages are
+// logged: a log provider that sends its records over logged sockets must not do so under a lock of its
+// own.
 #ifndef zvOS_zvSocketLog_h
 #define zvOS_zvSocketLog_h
 

@@ -27,7 +27,7 @@ typedef struct zvSocketSelect_t zvSocketSelect;
 enum { kzvSocketSelect_PipeRead = 0, kzvSocketSelect_PipeWrite = 1 };
 
 // Makes an object, which the caller releases with zvSocketSelect_Delete. NULL when there is no memory,
-// when the system refuses, or when the pipe's descriptors do not fit into an fd_set (both logged).
+// when the system refuses, or when the pipe's read end does not fit into an fd_set (both logged).
 ZVOS_API zvSocketSelect *zvSocketSelect_New(void);
 
 // Releases it; NULL is ignored. No thread may be waiting or triggering.
@@ -42,7 +42,7 @@ ZVOS_API void zvSocketSelect_Trigger(zvSocketSelect *aSocketSelect);
 // Each set may be NULL; aTimeOut NULL waits without limit. The sets come back with what is ready.
 // Returns the count of ready descriptors, in which a trigger counts as one, 0 when the time is over,
 // or -1 with the cause in `errno`, all sets cleared, and a pending trigger kept for the next wait.
-// *afTriggered becomes 1 when a trigger ended the wait, else 0.
+// *afTriggered, if wanted, becomes 1 when a trigger ended the wait, else 0.
 ZVOS_API int zvSocketSelect_Select(zvSocketSelect *aSocketSelect, fd_set *aReadSet, fd_set *aWriteSet,
                                    fd_set *anErrorSet, int aMaxFD, struct timeval *aTimeOut,
                                    int *afTriggered);
@@ -56,7 +56,8 @@ ZVOS_API int zvSocketSelect_Prepare(zvSocketSelect *aSocketSelect, fd_set *aRead
 // else 0.
 ZVOS_API int zvSocketSelect_Reset(zvSocketSelect *aSocketSelect, fd_set *aReadSet);
 
-// The bare wait: select() up to aMaxFD; on failure the sets are cleared.
+// The bare wait: select() up to aMaxFD; on failure the sets are cleared. EINVAL when aMaxFD does not
+// fit into a set.
 ZVOS_API int zvSocketSelect_SelectFD(fd_set *aReadSet, fd_set *aWriteSet, fd_set *anErrorSet, int aMaxFD,
                                      struct timeval *aTimeOut);
 
