@@ -4,7 +4,8 @@ namespace zvbench {
 
 std::vector<Row> AllRows() {
   std::vector<Row> theRows;
-  for (const auto &theGroup : {SyncRows(), ThreadRows(), FileRows(), PathRows(), LogRows()}) {
+  for (const auto &theGroup : {SyncRows(), ThreadRows(), FileRows(), PathRows(), LogRows(), SocketRows(),
+                               SelectRows(), InterfaceRows(), ServiceRows()}) {
     theRows.insert(theRows.end(), theGroup.begin(), theGroup.end());
   }
   return theRows;

@@ -12,6 +12,10 @@ std::vector<Row> ThreadRows();
 std::vector<Row> FileRows();
 std::vector<Row> PathRows();
 std::vector<Row> LogRows();
+std::vector<Row> SocketRows();
+std::vector<Row> SelectRows();
+std::vector<Row> InterfaceRows();
+std::vector<Row> ServiceRows();
 
 // All rows, in the order of the report.
 std::vector<Row> AllRows();

@@ -1,15 +1,15 @@
 // Waiting for sockets, with a wake-up: the waiting thread also waits for the read end of a private
 // pipe, into which a trigger writes a byte.
 //
-// The mutex keeps triggers and the preparation and end of a wait apart and is not held during the
-// wait, so a trigger never waits for one. The read end does not block, so that emptying the pipe ends.
+// The mutex keeps the preparation and the end of waits apart from each other and from triggers. It is
+// held neither during the wait nor while the byte is written, so neither side waits for the other. The
+// read end does not block, so that emptying the pipe ends.
 
 #include <zvOS/zvMutex.h>
 #include <zvOS/zvSocketSelect.h>
 
 #include "private/FdSet.h"
 #include "private/MutexHold.h"
-#include "private/SavedError.h"
 
 #include <fcntl.h>
 #include <unistd.h>
@@ -71,7 +71,6 @@ bool OpenPipe(zvSocketSelect *aSocketSelect) {
 
 // Takes every byte out of the pipe; less than was asked for, the end or a failure means that it is empty.
 void Drain(int aDescriptor) {
-  const zvos::SavedError theError;
   char theBytes[256];
   while (read(aDescriptor, theBytes, sizeof(theBytes)) == static_cast<ssize_t>(sizeof(theBytes))) {
   }
@@ -117,9 +116,12 @@ extern "C" void zvSocketSelect_Delete(zvSocketSelect *aSocketSelect) {
 }
 
 extern "C" void zvSocketSelect_Trigger(zvSocketSelect *aSocketSelect) {
-  const MutexHold theHold(aSocketSelect->mMutex);
-  if (aSocketSelect->mTerminateWritePipe == nullptr) return;
-  // A failure is nobody's business: a pipe that takes no byte wakes the wait as it is.
+  {
+    const MutexHold theHold(aSocketSelect->mMutex);
+    if (aSocketSelect->mTerminateWritePipe == nullptr) return;
+  }
+  // After the mutex is free: the thread that the byte wakes takes it next, and would wait for us. A
+  // failure is nobody's business: a pipe that takes no byte wakes the wait as it is.
   if (write(aSocketSelect->mTerminatePipe[kzvSocketSelect_PipeWrite], " ", 1) != 1) return;
 }
 
@@ -155,7 +157,6 @@ extern "C" int zvSocketSelect_Select(zvSocketSelect *aSocketSelect, fd_set *aRea
   }
 
   const int theCount = zvSocketSelect_SelectFD(theReadSet, aWriteSet, anErrorSet, theMaxFD, aTimeOut);
-  const zvos::SavedError theError;
   const MutexHold theHold(aSocketSelect->mMutex);
   const int theReset = zvSocketSelect_S_Reset(aSocketSelect, theReadSet);
   if (afTriggered != nullptr) *afTriggered = theReset;
