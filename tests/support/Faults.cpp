@@ -13,11 +13,15 @@
 #include <elf.h>
 #include <execinfo.h>
 #include <fcntl.h>
+#include <ifaddrs.h>
 #include <link.h>
+#include <netdb.h>
 #include <pthread.h>
 #include <sched.h>
 #include <semaphore.h>
 #include <sys/mman.h>
+#include <sys/select.h>
+#include <sys/socket.h>
 #include <sys/stat.h>
 #include <sys/time.h>
 #include <unistd.h>
@@ -112,6 +116,40 @@ using SignalHandler = void (*)(int);
   row(read, read, kMinusOne, ssize_t(int, void *, size_t))                                                    \
   row(__read_chk, read, kMinusOne, ssize_t(int, void *, size_t, size_t))                                      \
   row(write, write, kMinusOne, ssize_t(int, const void *, size_t))                                            \
+  row(socket, socket, kMinusOne, int(int, int, int))                                                          \
+  row(bind, bind, kMinusOne, int(int, const sockaddr *, socklen_t))                                           \
+  row(listen, listen, kMinusOne, int(int, int))                                                               \
+  row(accept, accept, kMinusOne, int(int, sockaddr *, socklen_t *))                                           \
+  row(connect, connect, kMinusOne, int(int, const sockaddr *, socklen_t))                                     \
+  row(send, send, kMinusOne, ssize_t(int, const void *, size_t, int))                                         \
+  row(sendto, sendto, kMinusOne, ssize_t(int, const void *, size_t, int, const sockaddr *, socklen_t))        \
+  row(recv, recv, kMinusOne, ssize_t(int, void *, size_t, int))                                               \
+  row(recvfrom, recvfrom, kMinusOne, ssize_t(int, void *, size_t, int, sockaddr *, socklen_t *))              \
+  row(shutdown, shutdown, kMinusOne, int(int, int))                                                           \
+  row(setsockopt, setsockopt, kMinusOne, int(int, int, int, const void *, socklen_t))                         \
+  row(getsockopt, getsockopt, kMinusOne, int(int, int, int, void *, socklen_t *))                             \
+  row(getsockname, getsockname, kMinusOne, int(int, sockaddr *, socklen_t *))                                 \
+  row(getpeername, getpeername, kMinusOne, int(int, sockaddr *, socklen_t *))                                 \
+  row(ioctl, ioctl, kMinusOne, int(int, unsigned long, void *))                                               \
+  row(fcntl64, fcntl, kMinusOne, int(int, int, long))                                                         \
+  row(__recv_chk, recv, kMinusOne, ssize_t(int, void *, size_t, size_t, int))                                 \
+  row(pipe, pipe, kMinusOne, int(int *))                                                                      \
+  row(fdopen, fdopen, kZero, FILE *(int, const char *))                                                       \
+  row(zvRand_MinMaxUInt16, zvRand_MinMaxUInt16, kZero, uint16_t(uint16_t, uint16_t))                          \
+  row(select, select, kMinusOne, int(int, fd_set *, fd_set *, fd_set *, timeval *))                           \
+  row(getifaddrs, getifaddrs, kMinusOne, int(ifaddrs **))                                                     \
+  row(freeifaddrs, freeifaddrs, kZero, void(ifaddrs *))                                                       \
+  row(gethostname, gethostname, kMinusOne, int(char *, size_t))                                               \
+  row(__gethostname_chk, gethostname, kMinusOne, int(char *, size_t, size_t))                                 \
+  row(gethostbyname, gethostbyname, kZero, hostent *(const char *))                                           \
+  row(getaddrinfo, getaddrinfo, kErrorNumber,                                                                 \
+      int(const char *, const char *, const addrinfo *, addrinfo **))                                         \
+  row(freeaddrinfo, freeaddrinfo, kZero, void(addrinfo *))                                                    \
+  row(getnameinfo, getnameinfo, kErrorNumber,                                                                 \
+      int(const sockaddr *, socklen_t, char *, socklen_t, char *, socklen_t, int))                            \
+  row(fopen64, fopen, kZero, FILE *(const char *, const char *))                                              \
+  row(fopen, fopen, kZero, FILE *(const char *, const char *))                                                \
+  row(fclose, fclose, kMinusOne, int(FILE *))                                                                 \
   row(lseek64, lseek, kMinusOne, off64_t(int, off64_t, int))                                                  \
   row(ftruncate64, ftruncate, kMinusOne, int(int, off64_t))                                                   \
   row(truncate64, truncate, kMinusOne, int(const char *, off64_t))                                            \
