@@ -1,0 +1,81 @@
+// What the tests of selects, of ready-made sockets and of the services around sockets have in common.
+#pragma once
+
+#include "socket_support.h"
+#include "support/RecordingLog.h"
+#include "support/Support.h"
+
+#include <fcntl.h>
+
+#include <algorithm>
+#include <cstdlib>
+#include <cstring>
+#include <filesystem>
+#include <functional>
+#include <iterator>
+#include <set>
+#include <string>
+#include <vector>
+
+namespace zvtest {
+
+constexpr zvLogModule kModuleOfSelects = 25;
+constexpr zvLogModule kModuleOfQOS = 122;
+constexpr zvLogLevel kDebugLevel = 4;
+
+inline std::set<int> OpenDescriptors() {
+  std::set<int> theResult;
+  for (const auto &theEntry : std::filesystem::directory_iterator("/proc/self/fd"))
+    theResult.insert(std::stoi(theEntry.path().filename()));
+  // One of them was the listing's own.
+  for (auto theNext = theResult.begin(); theNext != theResult.end();)
+    theNext = fcntl(*theNext, F_GETFD) < 0 ? theResult.erase(theNext) : std::next(theNext);
+  return theResult;
+}
+
+inline sockaddr_in OwnAddressOf(int aSocket) {
+  sockaddr_in theAddress = {};
+  socklen_t theLength = sizeof theAddress;
+  EXPECT_EQ(0, getsockname(aSocket, net::Generic(&theAddress), &theLength));
+  return theAddress;
+}
+
+// The messages of one module.
+inline std::vector<Message> MessagesOf(const RecordingLog &aLog, zvLogModule aModule) {
+  std::vector<Message> theResult = aLog.Messages();
+  const auto isForeign = [&](const Message &aMessage) { return aMessage.mModule != aModule; };
+  theResult.erase(std::remove_if(theResult.begin(), theResult.end(), isForeign), theResult.end());
+  return theResult;
+}
+
+inline void ExpectSuccess(const ChildResult &aResult) {
+  EXPECT_FALSE(aResult.mfTimedOut);
+  EXPECT_FALSE(aResult.mfSignaled) << "signal " << aResult.mSignal;
+  EXPECT_EQ(0, aResult.mStatus) << aResult.mOutput << aResult.mError;
+}
+
+// Runs part of a test in a child; its failures become failures of the test.
+inline void InChild(const std::function<void()> &aBody) {
+  ExpectSuccess(RunInChild([&] {
+    aBody();
+    return ::testing::Test::HasFailure() ? 1 : 0;
+  }));
+}
+
+// Runs the body of the current test in a process in which the library under test was not called
+// before: this program, once more, with this test alone.
+inline void InFreshProcess(const std::function<void()> &aBody) {
+  constexpr const char *kMark = "ZVTEST_FRESH_PROCESS";
+  if (getenv(kMark) != nullptr) {
+    aBody();
+    return;
+  }
+  const ::testing::TestInfo *theTest = ::testing::UnitTest::GetInstance()->current_test_info();
+  const std::string theName = std::string(theTest->test_suite_name()) + "." + theTest->name();
+  const ChildResult theResult =
+      RunProgram(BuiltProgram("zvos_tests"), {"--gtest_filter=" + theName}, {std::string(kMark) + "=1"});
+  ExpectSuccess(theResult);
+  EXPECT_NE(std::string::npos, theResult.mOutput.find("[  PASSED  ] 1 test")) << theResult.mOutput;
+}
+
+}  // namespace zvtest
