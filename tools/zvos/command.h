@@ -25,10 +25,14 @@ struct Command {
 };
 
 extern const Command kCommand_Demo;
+extern const Command kCommand_Get;
+extern const Command kCommand_IGMP;
+extern const Command kCommand_Net;
 extern const Command kCommand_Revision;
+extern const Command kCommand_Serve;
 
 // Takes the operands of a command that has no options of its own; "--" ends the options. Complains
-// and returns false when there is an option all the same.
+// and returns false when there is an option all the same. For commands with options: options.h.
 bool TakeOperands(const Command &aCommand, const Arguments &anArguments, Arguments &anOperands);
 
 }  // namespace tool

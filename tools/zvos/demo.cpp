@@ -1,10 +1,12 @@
-// The tour of the library: reads a file with a pool of threads, reads revision stamps, and shows what
-// a crash leaves behind. Each step says what it found and checks it.
+// The tour of the library: reads a file with a pool of threads, reads revision stamps, shows what a
+// crash leaves behind, and sends a file from one process to another. Each step says what it found and
+// checks it.
 
 #include "command.h"
 #include "crash_report.h"
 #include "file_reading.h"
 #include "input.h"
+#include "network_report.h"
 #include "stamp.h"
 #include "terminal.h"
 
@@ -213,6 +215,54 @@ bool CrashAndReport() {
   return afGood;
 }
 
+bool WakeUpWait() {
+  Step theStep("Wake-up");
+  const WakeUp theWakeUp = WakeSelect();
+  if (!theWakeUp.mProblem.empty()) return theStep.Failed("%s", theWakeUp.mProblem.c_str());
+  return theStep.Passed("a wait for sockets ended %" PRId64 " us after another thread triggered it",
+                        theWakeUp.mMicroseconds);
+}
+
+// Empty when the service did what it has to do, otherwise what is wrong.
+std::string WhatIsWrongWith(const NetworkReport &aReport) {
+  if (!aReport.mProblem.empty()) return aReport.mProblem;
+  if (aReport.mAdmitted.mStatus != kStatus_Good) return aReport.mAdmitted.mProblem;
+  if (!aReport.mfSameFile) return "what was fetched is not the file";
+  if (!WIFEXITED(aReport.mServerStatus) || WEXITSTATUS(aReport.mServerStatus) != kStatus_Good) {
+    return "the server did not end as it should";
+  }
+  if (!Contains(aReport.mSocketTable, " Listening ") || !Contains(aReport.mSocketTable, " Closed ")) {
+    return "the log of the server lacks the table of its sockets";
+  }
+  const std::string theTraffic = "data " + std::to_string(aReport.mAdmitted.mBytes) + "\n";
+  if (!Contains(aReport.mTrafficOpening, theTraffic)) return "the traffic file lacks '" + theTraffic + "'";
+  return "";
+}
+
+bool ServeFile(const std::string &aFile) {
+  if (!HasLoopback()) {
+    return Step("File service").NotPossible("the loopback interface is down");
+  }
+  const NetworkReport theReport = ServeAndFetch(aFile);
+  const std::string theFault = WhatIsWrongWith(theReport);
+  if (!theFault.empty()) return Step("File service").Failed("%s", theFault.c_str());
+  const Fetching &theFetching = theReport.mAdmitted;
+  Step("File service")
+      .Passed("%" PRIu64 " bytes, CRC-32 %08" PRIx32 ", in %" PRId64 " ms from process %d at %s",
+              theFetching.mBytes, theFetching.mChecksum, theFetching.mMilliseconds,
+              static_cast<int>(theReport.mServer), EndpointText(theReport.mAddress).c_str());
+  Print("%sthe server's table of sockets, when it had sent the file:\n", kIndent);
+  PrintIndented(theReport.mSocketTable);
+  Print("%sits traffic file %s begins:\n", kIndent, theReport.mTrafficFile.c_str());
+  PrintIndented(theReport.mTrafficOpening);
+
+  Step thePolicyStep("Socket policy");
+  return Contains(theReport.mRefused.mProblem, " refuses: ")
+             ? thePolicyStep.Passed("'local' admitted 127.0.0.1; %s", theReport.mRefused.mProblem.c_str())
+             : thePolicyStep.Failed("'local' did not refuse 127.0.0.2: %s",
+                                    theReport.mRefused.mProblem.c_str());
+}
+
 int RunDemo(const Arguments &anArguments) {
   Arguments theFiles;
   if (!TakeOperands(kCommand_Demo, anArguments, theFiles)) return kStatus_BadInput;
@@ -230,6 +280,9 @@ int RunDemo(const Arguments &anArguments) {
   bool afGood = LookAtFile(thePath, theSize) && ReadTwice(thePath, theSize);
   afGood = ReadStamps() && afGood;
   afGood = CrashAndReport() && afGood;
+  KeepLibraryQuiet();
+  afGood = WakeUpWait() && afGood;
+  afGood = ServeFile(theOwnFile) && afGood;
   Print(afGood ? "All checks held.\n" : "Not every check held.\n");
   return afGood ? kStatus_Good : kStatus_CheckFailed;
 }
@@ -246,7 +299,11 @@ const Command kCommand_Demo = {
     "  give the same checksum;\n"
     "- the revision stamps of the program and of its libraries are read;\n"
     "- a thread of a child process crashes on purpose, and the report that an engineer in the field\n"
-    "  would get is shown: log, back-trace and the back-trace file, which is kept in /tmp.\n"
+    "  would get is shown: log, back-trace and the back-trace file, which is kept in /tmp;\n"
+    "- a thread that waits for sockets is woken up;\n"
+    "- a child process serves the program's own executable to this machine only, and it is fetched;\n"
+    "  the server's table of sockets and the begin of its traffic file are shown, and the socket\n"
+    "  policy has to refuse a connection that comes through another address.\n"
     "\n"
     "Exit status: 0 every check held, 1 a check failed, 2 FILE is missing or unreadable.\n"
     "\n"

@@ -7,33 +7,12 @@
 
 #include <new>
 
-namespace tool {
-
-bool TakeOperands(const Command &aCommand, const Arguments &anArguments, Arguments &anOperands) {
-  bool afOptions = true;
-  for (const std::string &theArgument : anArguments) {
-    if (afOptions && theArgument == "--") {
-      afOptions = false;
-    } else if (afOptions && theArgument.size() > 1 && theArgument[0] == '-') {
-      Complain("%s: unknown option '%s', see 'zvos help %s'", aCommand.mName, theArgument.c_str(),
-               aCommand.mName);
-      return false;
-    } else {
-      anOperands.push_back(theArgument);
-    }
-  }
-  return true;
-}
-
-}  // namespace tool
-
 namespace {
 
 using namespace tool;
 
 const Command *const kCommands[] = {
-    &kCommand_Demo,
-    &kCommand_Revision,
+    &kCommand_Demo, &kCommand_Revision, &kCommand_Net, &kCommand_Serve, &kCommand_Get, &kCommand_IGMP,
 };
 
 const Command *FindCommand(const std::string &aName) {
@@ -60,6 +39,9 @@ int HelpOnProgram() {
       "Examples:\n"
       "  zvos demo                        a tour of the library on its own executable\n"
       "  zvos revision /usr/lib/lib*.so   which builds are these?\n"
+      "  zvos net                         what does the library see of the network?\n"
+      "  zvos serve /var/log              let other machines fetch these files ...\n"
+      "  zvos get device:53211 syslog     ... like this\n"
       "  zvos help demo                   more about one command\n"
       "\n"
       "Exit status: 0 all well, 1 a check failed or the output could not be written,\n"

@@ -131,6 +131,12 @@ bool Step::NotPossible(const char *aFormat, ...) {
   return true;
 }
 
+void Step::Withdraw() {
+  if (!IsTerminal()) return;
+  Print("%s", kBackToLineStart);
+  FlushOutput();
+}
+
 ZV_PRINTF_FORMAT(4, 0)
 void Step::ShowOutcome(const char *aColour, const char *aWord, const char *aFormat, va_list anArguments) {
   const bool afColours = WantsColours();

@@ -43,6 +43,9 @@ class Step {
   bool Failed(const char *aFormat, ...) ZV_PRINTF_FORMAT(2, 3);
   bool NotPossible(const char *aFormat, ...) ZV_PRINTF_FORMAT(2, 3);
 
+  // Takes the announcement back, for a step whose failure is told as a complaint.
+  void Withdraw();
+
  private:
   void ShowOutcome(const char *aColour, const char *aWord, const char *aFormat, va_list anArguments);
 

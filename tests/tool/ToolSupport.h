@@ -1,0 +1,100 @@
+// Running the program zvos beside a test, and talking to it over sockets of the test's own.
+#pragma once
+
+#include <sys/types.h>
+
+#include <cstdint>
+#include <functional>
+#include <string>
+#include <thread>
+#include <vector>
+
+namespace zvtest {
+
+// The program with what it takes to run it here, and its arguments.
+std::vector<std::string> ZvosWords(const std::vector<std::string> &anArguments);
+
+// Replaces the process by the program; returns only on failure.
+int ExecZvos(const std::vector<std::string> &anArguments);
+
+// The names in a folder, sorted.
+std::vector<std::string> NamesIn(const std::string &aFolder);
+
+// A file's worth of bytes, the same every time.
+std::string SomeBytes(size_t aLength);
+
+// The program running in a child process, killed at the end.
+class RunningZvos {
+ public:
+  // aSetup runs in the child, before the program.
+  explicit RunningZvos(const std::vector<std::string> &anArguments, const std::string &aFolder = "/",
+                       const std::function<void()> &aSetup = nullptr);
+  ~RunningZvos();
+  RunningZvos(const RunningZvos &) = delete;
+  RunningZvos &operator=(const RunningZvos &) = delete;
+
+  // Waits until the standard output contains a text; false, and a failure, when it does not come.
+  bool WaitForOutput(const std::string &aText);
+
+  // The port in the first line, "serving DIR on ADDRESS:PORT".
+  uint16_t Port();
+
+  void Kill(int aSignal) const;
+
+  // Waits for the end; the status as waitpid gives it. Output and error are complete then.
+  int Wait();
+
+  // Ends the reading of the standard output.
+  void CloseOutput();
+
+  const std::string &Output() const { return mOutput; }
+  const std::string &Error() const { return mError; }
+
+ private:
+  bool Read(int aMilliseconds);
+
+  pid_t mPid;
+  int mOutputPipe;
+  int mErrorPipe;
+  std::string mOutput;
+  std::string mError;
+};
+
+// A TCP connection to this machine that does what a test wants.
+class RawClient {
+ public:
+  explicit RawClient(uint16_t aPort, const char *anAddress = "127.0.0.1");
+  explicit RawClient(int aDescriptor) : mDescriptor(aDescriptor) {}
+  ~RawClient();
+  RawClient(const RawClient &) = delete;
+  RawClient &operator=(const RawClient &) = delete;
+
+  bool IsConnected() const { return mDescriptor >= 0; }
+  int Descriptor() const { return mDescriptor; }
+  void Send(const std::string &aText) const;
+  std::string Line();                 // with its end; what there was when the connection ends before
+  std::string Bytes(size_t aLength);  // less when the connection ends before
+  std::string Rest();                 // until the connection ends
+  void Break();                       // closes it so that the other side gets a reset
+
+ private:
+  int mDescriptor;
+};
+
+// A server that accepts one connection and does what a test wants.
+class FakeServer {
+ public:
+  explicit FakeServer(const std::function<void(RawClient &)> &aTalk);
+  ~FakeServer();
+  FakeServer(const FakeServer &) = delete;
+  FakeServer &operator=(const FakeServer &) = delete;
+
+  std::string Address() const;
+
+ private:
+  int mListener;
+  uint16_t mPort;
+  std::thread mThread;
+};
+
+}  // namespace zvtest

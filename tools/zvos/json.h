@@ -1,0 +1,18 @@
+// Pieces of JSON.
+#pragma once
+
+#include <string>
+#include <vector>
+
+namespace tool {
+
+// A text in quotes, with escapes. Bytes that are no UTF-8 become U+FFFD, one each.
+std::string JsonText(const std::string &aText);
+
+// A text, or null when it is empty.
+std::string JsonTextOrNull(const std::string &aText);
+
+// "[ ... ]" of values that are JSON already, one a line.
+std::string JsonList(const std::vector<std::string> &someValues);
+
+}  // namespace tool
