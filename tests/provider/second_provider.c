@@ -84,6 +84,27 @@ char *zv_mnprintf(const char *aFormat, ...) {
   return theLength < 0 ? NULL : theText;
 }
 
+int zvConvert_strtoptr(const char *aText, void **aPointer) {
+  return aText != NULL && sscanf(aText, "%p", aPointer) == 1 ? kzvConvertError_None : kzvConvertError_Invalid;
+}
+
+struct zvPtrList {
+  void *mLast;
+};
+
+zvPtrList *zvPtrList_New(void) {
+  return calloc(1, sizeof(zvPtrList));
+}
+
+int zvPtrList_Append(zvPtrList *aList, void *anElement) {
+  aList->mLast = anElement;
+  return 1;
+}
+
+void zvPtrList_SetFreeFunc(zvPtrList *aList, zvPtrListFreeFunc aFreeFunc) {
+  (void)aList, (void)aFreeFunc;
+}
+
 // No configuration, no parser worth the name: every key has its default, every list no token.
 
 const char *zvConfigFile_GetString(const zvConfigFile_t *aConfigFile, const char *aSection, const char *aKey,

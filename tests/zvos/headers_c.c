@@ -3,11 +3,16 @@
 #include <zvOS/zvAssert.h>
 #include <zvOS/zvBinaryRevision.h>
 #include <zvOS/zvCondition.h>
+#include <zvOS/zvConsolePlatform.h>
 #include <zvOS/zvCriticalSection.h>
 #include <zvOS/zvDebug.h>
 #include <zvOS/zvDefaultDefines.h>
 #include <zvOS/zvDefines.h>
+#include <zvOS/zvDir.h>
+#include <zvOS/zvDirTraverser.h>
 #include <zvOS/zvFile.h>
+#include <zvOS/zvGlobal.h>
+#include <zvOS/zvLocale.h>
 #include <zvOS/zvLogDefines.h>
 #include <zvOS/zvLogFunctions.h>
 #include <zvOS/zvMACAddress.h>
@@ -15,7 +20,13 @@
 #include <zvOS/zvMonoliticTime.h>
 #include <zvOS/zvMutex.h>
 #include <zvOS/zvPath.h>
+#include <zvOS/zvPipe.h>
+#include <zvOS/zvPlatform.h>
+#include <zvOS/zvPlugin.h>
+#include <zvOS/zvProcess.h>
+#include <zvOS/zvRandStd.h>
 #include <zvOS/zvSemaphore.h>
+#include <zvOS/zvSingleInstanceChecker.h>
 #include <zvOS/zvSocket.h>
 #include <zvOS/zvSocketIGMP.h>
 #include <zvOS/zvSocketLog.h>
@@ -26,6 +37,8 @@
 #include <zvOS/zvThread.h>
 #include <zvOS/zvTime.h>
 #include <zvOS/zvTypes.h>
+#include <zvOS/zvUI.h>
+#include <zvOS/zvUser.h>
 
 ZVLOG_WITH_MODULE_IF(FILE, 1)
 

@@ -3,6 +3,7 @@
 #include <zvOS/zvFile.h>
 #include <zvOS/zvPath.h>
 
+#include "private/FileTimes.h"
 #include "private/HeapText.h"
 
 #include <fcntl.h>
@@ -154,10 +155,6 @@ ZV_COLD int SeekFailed(zvFileFD aFD) {
 
 bool GetFileStatus(const char *aPath, struct stat *aStatus) {
   return stat(aPath, aStatus) == 0;
-}
-
-void StoreSeconds(time_t aSeconds, zvtimeval *aTime) {
-  if (aTime != nullptr) *aTime = {static_cast<long>(aSeconds), 0};
 }
 
 int zvFile_truncate(const char *aPath, zvFileOffset aNewSize) {
@@ -419,9 +416,7 @@ extern "C" int zvFile_GetTimes(const char *aPath, zvtimeval *aLastAccessTime, zv
     ZV_ERR(F("zvFile: Cannot get times for file: '%s' (error = %d)\n", thePath.get(), theError));
     return PosixErrorToZvFileError(theError);
   }
-  StoreSeconds(theFileStatus.st_atime, aLastAccessTime);
-  StoreSeconds(theFileStatus.st_mtime, aModificationTime);
-  StoreSeconds(theFileStatus.st_ctime, aCreationTime);
+  zvos::StoreTimes(theFileStatus, aLastAccessTime, aModificationTime, aCreationTime);
   return 0;
 }
 

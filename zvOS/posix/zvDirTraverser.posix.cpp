@@ -1,0 +1,197 @@
+// Walks through a directory. What readdir() says of an entry's kind costs no system call; links and
+// entries of unknown kind are looked at.
+
+#include <zvOS/zvDir.h>
+#include <zvOS/zvDirTraverser.h>
+#include <zvOS/zvFile.h>
+#include <zvOS/zvPath.h>
+
+#include "private/HeapText.h"
+#include "private/SavedError.h"
+
+#include <dirent.h>
+#include <cerrno>
+#include <cstdlib>
+#include <cstring>
+
+ZVLOG_WITH_MODULE_IF(DIR, 1)
+
+using zvos::HeapText;
+using zvos::SavedError;
+using zvos::TextOrNull;
+
+struct zvDirTraverser {
+  zvDirEntry mEntry;
+  DIR *mDir;  // NULL while no walk goes on
+  char *mDirPath;
+  char *mEntrySpec;
+  int mFlags;
+  dirent *mDirEnt;
+};
+
+namespace {
+
+constexpr size_t kEntryPathSize = 8192;
+
+bool Has(int aFlags, int aFlag) {
+  return (aFlags & aFlag) != 0;
+}
+
+bool IsDotOrDotDot(const char *aName) {
+  return strcmp(aName, ".") == 0 || strcmp(aName, "..") == 0;
+}
+
+// A second dot makes a name visible, "..x" as well as "..".
+bool IsHidden(const char *aName) {
+  return aName[0] == '.' && aName[1] != '\0' && aName[1] != '.';
+}
+
+// Asks the system what an entry is, through links. False when it is neither a file nor a directory, or
+// when its path is too long (logged).
+bool Resolve(const zvDirTraverser *aDirTraverser, const char *aName, int *afDir) {
+  const HeapText thePath(static_cast<char *>(malloc(kEntryPathSize)));
+  if (!thePath) return false;
+  const int theLength = zv_snprintf(thePath.get(), kEntryPathSize, "%s/%s", aDirTraverser->mDirPath, aName);
+  if (theLength < 0 || static_cast<size_t>(theLength) >= kEntryPathSize) {
+    ZV_ERR(F("zvDirTraverser: Cannot compute entry name '%s/%s' (buffer too small)\n",
+             aDirTraverser->mDirPath, aName));
+    return false;
+  }
+  const bool afFile = zvFile_Exists(thePath.get()) != 0;
+  *afDir = afFile ? 0 : 1;
+  return afFile || zvDir_Exists(thePath.get()) != 0;
+}
+
+// Fills the entry from what was read. False when it cannot be classified.
+bool TakeEntry(zvDirTraverser *aDirTraverser) {
+  const dirent &theRaw = *aDirTraverser->mDirEnt;
+  zvDirEntry &theEntry = aDirTraverser->mEntry;
+  free(theEntry.mName);
+  theEntry.mName = zvStrdup(theRaw.d_name);
+  if (theEntry.mName == nullptr) return false;
+
+  theEntry.mfHidden = IsHidden(theRaw.d_name) ? 1 : 0;
+  switch (theRaw.d_type) {
+    case DT_REG:
+      theEntry.mfDir = 0;
+      return true;
+    case DT_DIR:
+      theEntry.mfDir = 1;
+      return true;
+    default:
+      return Resolve(aDirTraverser, theRaw.d_name, &theEntry.mfDir);
+  }
+}
+
+bool IsWanted(const zvDirTraverser *aDirTraverser) {
+  const zvDirEntry &theEntry = aDirTraverser->mEntry;
+  const int theFlags = aDirTraverser->mFlags;
+  if (!Has(theFlags, theEntry.mfDir != 0 ? zvDIR_DIRS : zvDIR_FILES)) return false;
+  if (theEntry.mfHidden != 0 && !Has(theFlags, zvDIR_HIDDEN)) return false;
+  if (!Has(theFlags, zvDIR_DOTDOT) && IsDotOrDotDot(theEntry.mName)) return false;
+  return zvCStringParser_Match(aDirTraverser->mEntrySpec, theEntry.mName) != 0;
+}
+
+bool IsUsable(const zvDirTraverser *aDirTraverser, const int *anError) {
+  zvAssert(aDirTraverser != NULL);
+  zvAssert(anError != NULL);
+  return aDirTraverser != nullptr && anError != nullptr;
+}
+
+zvDirEntry *NextEntry(zvDirTraverser *aDirTraverser, int *anError) {
+  *anError = kzvDirTraverserStatus_NoError;
+  // errno is not cleared before the read, so that what the caller brought decides what the end means.
+  while ((aDirTraverser->mDirEnt = readdir(aDirTraverser->mDir)) != nullptr) {
+    // What looking at one bad entry leaves behind must not end the walk.
+    const SavedError theError;
+    if (TakeEntry(aDirTraverser) && IsWanted(aDirTraverser)) return &aDirTraverser->mEntry;
+  }
+
+  const int theError = errno;
+  if (theError != 0 && theError != ENOENT && theError != EINVAL) {
+    ZV_ERR(F("Cannot continue enumerating files in directory (error = %d)\n", theError));
+    *anError = kzvDirTraverserStatus_Error;
+  }
+  return nullptr;
+}
+
+}  // namespace
+
+extern "C" zvDirTraverser *zvDirTraverser_New(const char *aDirPath) {
+  zvDirTraverser *const theTraverser = static_cast<zvDirTraverser *>(zvMalloc(sizeof(zvDirTraverser)));
+  if (theTraverser == nullptr) return nullptr;
+
+  *theTraverser = {
+      {nullptr, 0, 0}, nullptr,       zvPath_Normalize(aDirPath, 1, kzvPathNormalizeMode_Native, nullptr),
+      nullptr,         zvDIR_DEFAULT, nullptr};
+  if (theTraverser->mDirPath != nullptr) {
+    // The root becomes the empty path, which has no entries: nobody walks through "/".
+    const size_t theLength = strlen(theTraverser->mDirPath);
+    if (theLength > 0 && theTraverser->mDirPath[theLength - 1] == '/')
+      theTraverser->mDirPath[theLength - 1] = '\0';
+  }
+  return theTraverser;
+}
+
+extern "C" void zvDirTraverser_Delete(zvDirTraverser *aDirTraverser) {
+  if (aDirTraverser == nullptr) return;
+
+  zvDirTraverser_Rewind(aDirTraverser);
+  free(aDirTraverser->mDirPath);
+  free(aDirTraverser->mEntrySpec);
+  free(aDirTraverser);
+}
+
+extern "C" void zvDirTraverser_Rewind(zvDirTraverser *aDirTraverser) {
+  if (aDirTraverser == nullptr) return;
+
+  if (aDirTraverser->mDir != nullptr) closedir(aDirTraverser->mDir);
+  aDirTraverser->mDir = nullptr;
+  aDirTraverser->mDirEnt = nullptr;
+  zvSafeFree(aDirTraverser->mEntry.mName);
+}
+
+extern "C" char *zvDirTraverser_GetDirPath(zvDirTraverser *aDirTraverser) {
+  zvAssert(aDirTraverser != NULL);
+  return aDirTraverser != nullptr ? aDirTraverser->mDirPath : nullptr;
+}
+
+extern "C" zvDirEntry *zvDirTraverser_GetFirst(zvDirTraverser *aDirTraverser, const char *anEntrySpec,
+                                               int aFlags, int *anError) {
+  if (!IsUsable(aDirTraverser, anError)) return nullptr;
+  zvAssert(aDirTraverser->mDir == NULL);
+  if (aDirTraverser->mDir != nullptr) zvDirTraverser_Rewind(aDirTraverser);
+  *anError = kzvDirTraverserStatus_NoError;
+  if (aDirTraverser->mDirPath == nullptr || anEntrySpec == nullptr) {
+    ZV_ERR(F("zvDir: Cannot enumerate files in directory '%s' using specified '%s'\n",
+             TextOrNull(aDirTraverser->mDirPath), TextOrNull(anEntrySpec)));
+    *anError = kzvDirTraverserStatus_Error;
+    return nullptr;
+  }
+
+  const int theErrorOfCaller = errno;
+  const HeapText theOldSpec(aDirTraverser->mEntrySpec);
+  aDirTraverser->mEntrySpec = zvStrdup(anEntrySpec);
+  aDirTraverser->mFlags = aFlags;
+  const bool afMemory = aDirTraverser->mEntrySpec != nullptr;
+  aDirTraverser->mDir = afMemory ? opendir(aDirTraverser->mDirPath) : nullptr;
+  if (aDirTraverser->mDir == nullptr) {
+    const int theError = afMemory ? errno : ENOMEM;
+    if (theError == ENOENT) return nullptr;
+    ZV_ERR(F("Cannot enumerate files in directory '%s' (error = %d)\n", aDirTraverser->mDirPath, theError));
+    *anError = kzvDirTraverserStatus_Error;
+    return nullptr;
+  }
+  errno = theErrorOfCaller;
+  return NextEntry(aDirTraverser, anError);
+}
+
+extern "C" zvDirEntry *zvDirTraverser_GetNext(zvDirTraverser *aDirTraverser, int *anError) {
+  if (!IsUsable(aDirTraverser, anError)) return nullptr;
+  zvAssert(aDirTraverser->mDir != NULL);
+  if (aDirTraverser->mDir == nullptr) {
+    *anError = kzvDirTraverserStatus_Error;
+    return nullptr;
+  }
+  return NextEntry(aDirTraverser, anError);
+}

@@ -1,0 +1,75 @@
+// A shell command with a pipe to or from it. Reads go to the descriptor, past the stream's buffer, so
+// that they never wait.
+
+#include <zvOS/zvProcess.h>
+
+#include <fcntl.h>
+#include <unistd.h>
+#include <cerrno>
+#include <cstdio>
+
+ZVLOG_WITH_MODULE_IF(ZVOS, 1)
+
+struct zvProcessFD_t {
+  FILE *mPipeFD;
+  int mPID;  // not known: 0
+};
+
+namespace {
+
+bool IsOpen(zvProcessFD aFD) {
+  return aFD != nullptr && aFD->mPipeFD != nullptr;
+}
+
+}  // namespace
+
+extern "C" int zvProcess_Open(const char *aProcessPath, zvProcessOpenMode anOpenMode, zvProcessFD *aFD) {
+  if (aProcessPath == nullptr || aFD == nullptr) return -1;
+  FILE *const theStream = popen(aProcessPath, anOpenMode == zvProcessOpenMode_Write ? "w" : "r");
+  if (theStream == nullptr) return -1;
+  zvProcessFD_t *const theProcess = static_cast<zvProcessFD_t *>(zvMalloc(sizeof(zvProcessFD_t)));
+  if (theProcess == nullptr) {
+    pclose(theStream);
+    return -1;
+  }
+
+  *theProcess = {theStream, 0};
+  fcntl(fileno(theStream), F_SETFL, O_NONBLOCK);
+  *aFD = theProcess;
+  return 0;
+}
+
+// The record is not released, which is kept as it stands: later calls find it closed.
+extern "C" int zvProcess_Close(zvProcessFD aFD) {
+  if (!IsOpen(aFD)) return 0;
+  pclose(aFD->mPipeFD);
+  aFD->mPipeFD = nullptr;
+  return 0;
+}
+
+extern "C" int zvProcess_Read(zvProcessFD aFD, void *aBuffer, uint32 aCount) {
+  if (!IsOpen(aFD)) return kzvProcessStatus_InvalidFD;
+
+  const ssize_t theCount = read(fileno(aFD->mPipeFD), aBuffer, aCount);
+  if (theCount > 0) return static_cast<int>(theCount);
+  if (theCount == 0) return kzvProcessStatus_EOS;
+  return errno == EAGAIN ? 0 : kzvProcessStatus_InvalidFD;
+}
+
+extern "C" int zvProcess_Write(zvProcessFD aFD, const void *aBuffer, uint32 aCount) {
+  return IsOpen(aFD) ? static_cast<int>(fwrite(aBuffer, 1, aCount, aFD->mPipeFD)) : -1;
+}
+
+extern "C" int zvProcess_IsAlive(zvProcessFD) {
+  return 0;
+}
+
+extern "C" int zvProcess_IsRunning(const char *) {
+  zvAssertFail("Not yet implemented");
+  return 0;
+}
+
+extern "C" int zvProcess_Kill(const char *) {
+  zvAssertFail("Not yet implemented");
+  return 0;
+}

@@ -1,0 +1,115 @@
+// One instance per name: a record lock on the first byte of a file, which ends with the checker or with
+// its process. The file is never removed, since a process could hold the lock of a file that another one
+// removed.
+
+#include <zvOS/zvDir.h>
+#include <zvOS/zvLogFunctions.h>
+#include <zvOS/zvPath.h>
+#include <zvOS/zvSingleInstanceChecker.h>
+
+#include "private/HeapText.h"
+
+#include <fcntl.h>
+#include <unistd.h>
+#include <cerrno>
+#include <cstdlib>
+#include <cstring>
+
+using zvos::HeapText;
+using zvos::TextOrNull;
+
+struct zvOSSingleInstanceChecker {
+  int mLockFile;
+  int mfExists;
+  int mfError;
+};
+
+namespace {
+
+constexpr mode_t kPermissionsOfLockFile = 0666;
+
+// The answers that the system gives when another process holds the lock.
+bool IsHeldElsewhere(int anError) {
+  return anError == EAGAIN || anError == EACCES;
+}
+
+int TryLock(int aLockFile) {
+  struct flock theLock = {};
+  theLock.l_type = F_WRLCK;
+  theLock.l_whence = SEEK_SET;
+  theLock.l_start = 0;
+  theLock.l_len = 1;
+  return fcntl(aLockFile, F_SETLK, &theLock);
+}
+
+void ReportTaken(zvOSSingleInstanceChecker *aChecker, int anError) {
+  aChecker->mfExists = 1;
+  aChecker->mfError = IsHeldElsewhere(anError) ? 0 : 1;
+}
+
+void TakeName(zvOSSingleInstanceChecker *aChecker, const char *aPath) {
+  aChecker->mLockFile = open(aPath, O_WRONLY | O_CREAT, kPermissionsOfLockFile);
+  if (aChecker->mLockFile == -1) {
+    ReportTaken(aChecker, errno);
+    Log_Info("zvOSSingleInstanceChecker: Unable to open file (%s)\n", aPath);
+  } else if (TryLock(aChecker->mLockFile) == -1) {
+    ReportTaken(aChecker, errno);
+    Log_Info("zvOSSingleInstanceChecker: File locked\n");
+  } else {
+    Log_Info("zvOSSingleInstanceChecker: Successful checked !\n");
+  }
+}
+
+}  // namespace
+
+extern "C" zvOSSingleInstanceChecker *zvSingleInstanceChecker_New(const char *aName) {
+  if (aName == nullptr || aName[0] == '\0') {
+    Log_Error("zvOSSingleInstanceChecker: Cannot create checker: name '%s' may be invalid\n",
+              TextOrNull(aName));
+    return nullptr;
+  }
+  const HeapText theDirectory(zvPath_GetTempDirPath());
+  if (!theDirectory) {
+    Log_Error("zvOSSingleInstanceChecker: Cannot get temporary directory path\n");
+    return nullptr;
+  }
+  if (zvDir_Exists(theDirectory.get()) == 0) {
+    Log_Error("zvOSSingleInstanceChecker: Temporary directory '%s' does not exists\n", theDirectory.get());
+    return nullptr;
+  }
+  const size_t theSize = strlen(theDirectory.get()) + strlen(aName) + 2;
+  const HeapText thePath(static_cast<char *>(malloc(theSize)));
+  if (!thePath) {
+    Log_Error("zvOSSingleInstanceChecker: Cannot allocate temporary file path\n");
+    return nullptr;
+  }
+  zv_snprintf(thePath.get(), theSize, "%s/%s", theDirectory.get(), aName);
+
+  zvOSSingleInstanceChecker *const theChecker =
+      static_cast<zvOSSingleInstanceChecker *>(malloc(sizeof(zvOSSingleInstanceChecker)));
+  if (theChecker == nullptr) {
+    Log_Error("zvOSSingleInstanceChecker: Cannot allocate object\n");
+    return nullptr;
+  }
+  *theChecker = {-1, 0, 0};
+  TakeName(theChecker, thePath.get());
+  return theChecker;
+}
+
+extern "C" int zvSingleInstanceChecker_Exists(zvOSSingleInstanceChecker *aChecker) {
+  return aChecker->mfExists;
+}
+
+extern "C" int zvSingleInstanceChecker_Error(zvOSSingleInstanceChecker *aChecker) {
+  return aChecker->mfError;
+}
+
+extern "C" void zvSingleInstanceChecker_Delete(zvOSSingleInstanceChecker *aChecker) {
+  if (aChecker == nullptr) return;
+
+  if (aChecker->mLockFile != -1 && close(aChecker->mLockFile) != 0) {
+    const int theError = errno;
+    Log_Error("zvOSSingleInstanceChecker: close failed (error = %d)\n", theError);
+  }
+  free(aChecker);
+}

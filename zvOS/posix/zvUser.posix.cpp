@@ -1,0 +1,9 @@
+// The user of the process.
+
+#include <zvOS/zvUser.h>
+
+#include <unistd.h>
+
+extern "C" int64 zvUser_GetID(void) {
+  return static_cast<int64>(getuid());
+}

@@ -1,0 +1,39 @@
+// Plug-ins: shared objects that are loaded while the program runs.
+//
+//   zvOSPluginHandle thePlugin = zvPlugin_Load("./Plugins/libdecoder.so");
+//   zvOSPluginSymbol theEntry = zvPlugin_GetSymbol(thePlugin, "Decoder_Open");
+//   ...
+//   zvPlugin_Unload(thePlugin);
+//
+// Failures are logged in module PLUGIN (29). Thread safety is that of the system's loader.
+#ifndef zvOS_zvPlugin_h
+#define zvOS_zvPlugin_h
+
+#include <zvOS/zvDefines.h>
+
+typedef void *zvOSPluginHandle;
+typedef void *zvOSPluginSymbol;
+
+// What names of plug-ins end in.
+#define PLUGIN_EXTENSION    ".so"
+#define kzvPlugin_Extension PLUGIN_EXTENSION
+
+// Static texts: what the name ends in, and what stands before that to tell builds apart, which is
+// nothing here.
+ZVOS_API const char *zvPlugin_GetExtension(void);
+ZVOS_API const char *zvPlugin_GetDebugReleaseSuffix(void);
+
+// A new text, the folder where plug-ins are looked for, relative to the working directory. NULL when
+// there is no memory.
+ZVOS_API char *zvPlugin_GetDefaultPath(void);
+
+// Loads a plug-in with all that it needs; its names stay its own. NULL on failure. The name goes to the
+// system's loader as it stands. `errno` is not cleared before.
+ZVOS_API zvOSPluginHandle zvPlugin_Load(const char *aPluginName);
+
+ZVOS_API void zvPlugin_Unload(zvOSPluginHandle aPluginHandle);
+
+// The address of a symbol; NULL when there is none, and when it really is NULL.
+ZVOS_API zvOSPluginSymbol zvPlugin_GetSymbol(zvOSPluginHandle aPluginHandle, const char *aSymbolName);
+
+#endif
