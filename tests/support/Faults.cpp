@@ -9,6 +9,9 @@
 
 #include <gtest/gtest.h>
 
+#include <zvLog/zvLog.h>
+
+#include <dirent.h>
 #include <dlfcn.h>
 #include <elf.h>
 #include <execinfo.h>
@@ -24,6 +27,7 @@
 #include <sys/socket.h>
 #include <sys/stat.h>
 #include <sys/time.h>
+#include <termios.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -125,6 +129,9 @@ using SignalHandler = void (*)(int);
   row(sendto, sendto, kMinusOne, ssize_t(int, const void *, size_t, int, const sockaddr *, socklen_t))        \
   row(recv, recv, kMinusOne, ssize_t(int, void *, size_t, int))                                               \
   row(recvfrom, recvfrom, kMinusOne, ssize_t(int, void *, size_t, int, sockaddr *, socklen_t *))              \
+  row(sendmsg, sendmsg, kMinusOne, ssize_t(int, const msghdr *, int))                                         \
+  row(recvmsg, recvmsg, kMinusOne, ssize_t(int, msghdr *, int))                                               \
+  row(socketpair, socketpair, kMinusOne, int(int, int, int, int *))                                           \
   row(shutdown, shutdown, kMinusOne, int(int, int))                                                           \
   row(setsockopt, setsockopt, kMinusOne, int(int, int, int, const void *, socklen_t))                         \
   row(getsockopt, getsockopt, kMinusOne, int(int, int, int, void *, socklen_t *))                             \
@@ -133,6 +140,7 @@ using SignalHandler = void (*)(int);
   row(ioctl, ioctl, kMinusOne, int(int, unsigned long, void *))                                               \
   row(fcntl64, fcntl, kMinusOne, int(int, int, long))                                                         \
   row(__recv_chk, recv, kMinusOne, ssize_t(int, void *, size_t, size_t, int))                                 \
+  row(tcsetattr, tcsetattr, kMinusOne, int(int, int, const termios *))                                        \
   row(pipe, pipe, kMinusOne, int(int *))                                                                      \
   row(fdopen, fdopen, kZero, FILE *(int, const char *))                                                       \
   row(zvRand_MinMaxUInt16, zvRand_MinMaxUInt16, kZero, uint16_t(uint16_t, uint16_t))                          \
@@ -165,8 +173,34 @@ using SignalHandler = void (*)(int);
   row(__readlink_chk, readlink, kMinusOne, ssize_t(const char *, char *, size_t, size_t))                     \
   row(getcwd, getcwd, kZero, char *(char *, size_t))                                                          \
   row(__getcwd_chk, getcwd, kZero, char *(char *, size_t, size_t))                                            \
+  row(opendir, opendir, kZero, DIR *(const char *))                                                           \
+  row(readdir64, readdir, kZero, struct dirent64 *(DIR *))                                                    \
+  row(closedir, closedir, kMinusOne, int(DIR *))                                                              \
+  row(mkdir, mkdir, kMinusOne, int(const char *, mode_t))                                                     \
+  row(rmdir, rmdir, kMinusOne, int(const char *))                                                             \
+  row(realpath, realpath, kZero, char *(const char *, char *))                                                \
+  row(__realpath_chk, realpath, kZero, char *(const char *, char *, size_t))                                  \
+  row(dlopen, dlopen, kZero, void *(const char *, int))                                                       \
+  row(dlsym, dlsym, kZero, void *(void *, const char *))                                                      \
+  row(dlclose, dlclose, kMinusOne, int(void *))                                                               \
+  row(dlerror, dlerror, kZero, char *())                                                                      \
+  row(zvPtrList_New, zvPtrList_New, kZero, zvPtrList *())                                                     \
+  row(zvPtrList_Append, zvPtrList_Append, kZero, int(zvPtrList *, void *))                                    \
+  row(zvPtrList_SetFreeFunc, zvPtrList_SetFreeFunc, kZero, void(zvPtrList *, zvPtrListFreeFunc))              \
+  row(zvCStringParser_Match, zvCStringParser_Match, kZero, int(const char *, const char *))                   \
   row(dladdr, dladdr, kZero, int(const void *, Dl_info *))                                                    \
   row(getenv, getenv, kZero, char *(const char *))                                                            \
+  row(setenv, setenv, kMinusOne, int(const char *, const char *, int))                                        \
+  row(setlocale, setlocale, kZero, char *(int, const char *))                                                 \
+  row(system, system, kMinusOne, int(const char *))                                                           \
+  row(popen, popen, kZero, FILE *(const char *, const char *))                                                \
+  row(pclose, pclose, kMinusOne, int(FILE *))                                                                 \
+  row(fwrite, fwrite, kZero, size_t(const void *, size_t, size_t, FILE *))                                    \
+  row(fflush, fflush, kMinusOne, int(FILE *))                                                                 \
+  row(getuid, getuid, kMinusOne, uid_t())                                                                     \
+  row(rand, rand, kMinusOne, int())                                                                           \
+  row(srand, srand, kZero, void(unsigned))                                                                    \
+  row(zv_mnprintf, zv_mnprintf, kZero, char *(const char *, const char *, const char *))                      \
   row(backtrace, backtrace, kZero, int(void **, int))                                                         \
   row(backtrace_symbols, backtrace_symbols, kZero, char **(void *const *, int))                               \
   row(backtrace_symbols_fd, backtrace_symbols_fd, kZero, void(void *const *, int, int))

@@ -232,6 +232,20 @@ std::string BuiltLibrary(const std::string &aName) {
   return BuildFolder() + "/lib/" + aName;
 }
 
+bool IsEmulated() {
+  return ZVTEST_EMULATOR[0] != '\0';
+}
+
+std::set<int> OpenDescriptors() {
+  std::set<int> theDescriptors;
+  for (const auto &theEntry : std::filesystem::directory_iterator("/proc/self/fd"))
+    theDescriptors.insert(std::stoi(theEntry.path().filename()));
+  // One of them was the listing's own.
+  for (auto theNext = theDescriptors.begin(); theNext != theDescriptors.end();)
+    theNext = fcntl(*theNext, F_GETFD) < 0 ? theDescriptors.erase(theNext) : std::next(theNext);
+  return theDescriptors;
+}
+
 bool WaitUntil(const std::function<bool()> &aTest, double aSeconds) {
   const Clock::time_point theStart = Clock::now();
   while (!aTest()) {

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <functional>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -50,6 +51,12 @@ ChildResult RunProgram(const std::string &aPath, const std::vector<std::string> 
 std::string BuiltProgram(const std::string &aName);
 // Path of a library of the build, for example BuiltLibrary("libzvOS.so").
 std::string BuiltLibrary(const std::string &aName);
+
+// Whether the tests run under an emulator of the processor, whose system calls are not all complete.
+bool IsEmulated();
+
+// The descriptors that this process has open.
+std::set<int> OpenDescriptors();
 
 // Repeats a cheap test until it holds or the time is over; for conditions without an event.
 bool WaitUntil(const std::function<bool()> &aTest, double aSeconds = 10);

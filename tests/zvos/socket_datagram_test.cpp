@@ -3,6 +3,7 @@
 #include <zvOS/zvSocket.h>
 #include <zvOS/zvSocketTracker.h>
 
+#include "support/Support.h"
 #include "socket_support.h"
 
 #include <cstring>
@@ -222,6 +223,7 @@ const uint32 kForeignAddress = htonl(0xC63364FE);
 constexpr const char *kForeignText = "198.51.100.254";
 
 TEST_F(SocketMulticast, TheOutgoingInterfaceIsGivenInNetworkOrder) {
+  if (zvtest::IsEmulated()) GTEST_SKIP() << "the emulator does not know IP_MULTICAST_IF";
   for (const bool afDebug : {false, true}) {
     const Socket theSocket = Datagram();
     EXPECT_EQ(Outcome(0, kStale), Call([&] {
@@ -250,6 +252,7 @@ TEST_F(SocketMulticast, TheOutgoingInterfaceIsAnAddressOfFourBytes) {
 }
 
 TEST_F(SocketMulticast, AnInterfaceThatIsNotThereIsLoggedInThreeRecords) {
+  if (zvtest::IsEmulated()) GTEST_SKIP() << "the emulator does not know IP_MULTICAST_IF";
   const Socket theSocket = Datagram();
   const auto Set = [&] { return zvSocketSetMulticast(theSocket, kForeignAddress, kLabel); };
   EXPECT_EQ(Outcome(-1, kSpoilt), Call(Set));
@@ -263,6 +266,7 @@ TEST_F(SocketMulticast, AnInterfaceThatIsNotThereIsLoggedInThreeRecords) {
 }
 
 TEST_F(SocketMulticast, TheOutgoingInterfaceOfTheInvalidSocketIsNotWarnedOf) {
+  if (zvtest::IsEmulated()) GTEST_SKIP() << "the emulator does not know IP_MULTICAST_IF";
   EXPECT_EQ(-1, zvSocketSetMulticast(kzvSocketInvalid, kLoopbackAddress, kLabel));
   EXPECT_THAT(mLog.Messages(),
               ElementsAre(Error(kTCP, "Error setting multicast for socket -1: IP address = '"),
@@ -346,6 +350,7 @@ TEST_F(SocketMulticast, AnAddressThatIsNoGroupCannotBeJoined) {
 }
 
 TEST_F(SocketMulticast, AGroupIsHeardFromJoiningToLeaving) {
+  if (zvtest::IsEmulated()) GTEST_SKIP() << "the emulator does not know IP_MULTICAST_IF";
   // A group of this process: a member elsewhere on the machine would keep it alive.
   const std::string theGroup = Format("239.255.%d.%d", getpid() >> 8 & 0xFF, getpid() & 0xFF);
   const Socket theReceiver = Datagram();

@@ -23,16 +23,6 @@ constexpr zvLogModule kModuleOfSelects = 25;
 constexpr zvLogModule kModuleOfQOS = 122;
 constexpr zvLogLevel kDebugLevel = 4;
 
-inline std::set<int> OpenDescriptors() {
-  std::set<int> theResult;
-  for (const auto &theEntry : std::filesystem::directory_iterator("/proc/self/fd"))
-    theResult.insert(std::stoi(theEntry.path().filename()));
-  // One of them was the listing's own.
-  for (auto theNext = theResult.begin(); theNext != theResult.end();)
-    theNext = fcntl(*theNext, F_GETFD) < 0 ? theResult.erase(theNext) : std::next(theNext);
-  return theResult;
-}
-
 inline sockaddr_in OwnAddressOf(int aSocket) {
   sockaddr_in theAddress = {};
   socklen_t theLength = sizeof theAddress;

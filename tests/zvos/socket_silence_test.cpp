@@ -3,6 +3,7 @@
 
 #include <zvOS/zvSocket.h>
 
+#include "support/Support.h"
 #include "socket_support.h"
 
 #include <algorithm>
@@ -188,6 +189,7 @@ void UseEveryOperation() {
 }
 
 TEST_F(SocketSilence, SuccessBelowDebugLevelAsksNobodyAndCostsNothing) {
+  if (zvtest::IsEmulated()) GTEST_SKIP() << "the emulator does not know all of the options";
   for (zvLogLevel theLevel = kNothing; theLevel <= kUpToInformation; ++theLevel) {
     SCOPED_TRACE(theLevel);
     mLog.SetLevel(theLevel);
@@ -199,6 +201,7 @@ TEST_F(SocketSilence, SuccessBelowDebugLevelAsksNobodyAndCostsNothing) {
 }
 
 TEST_F(SocketSilence, SuccessAtDebugLevelAllocatesAndLocksNothingEither) {
+  if (zvtest::IsEmulated()) GTEST_SKIP() << "the emulator does not know all of the options";
   // Without the table and the traffic files, which have locks of their own.
   for (const zvLogModule theModule : {kTCP, kTracker, kTraffic})
     mLog.AnswerWillLog(4, theModule, 0);
@@ -226,6 +229,7 @@ TEST_F(SocketSilence, OneSystemCallIsMadeAndNoMore) {
 //
 
 TEST_F(SocketSilence, FailureWithTheLogClosedAsksNobodyAndAnswersLikeThePlainTwin) {
+  if (zvtest::IsEmulated()) GTEST_SKIP() << "the emulator does not know all of the options";
   const zvSocket theClosed = ClosedDescriptor();
   for (const zvLogLevel theLevel : {kNothing, kBelowErrors}) {
     mLog.SetLevel(theLevel);
@@ -289,6 +293,7 @@ TEST_F(SocketSilence, WouldBlockStaysTheLastErrorAtEveryLevel) {
 //
 
 TEST_F(SocketSilence, WhatTheLogLeavesInErrnoReachesOnlyTheCallersThatWereTold) {
+  if (zvtest::IsEmulated()) GTEST_SKIP() << "the emulator does not know all of the options";
   const zvSocket theClosed = ClosedDescriptor();
   for (const int theLogError : {EDOM, EAGAIN, EINPROGRESS, ECONNRESET}) {
     mLog.SpoilErrno(theLogError);
@@ -304,6 +309,7 @@ TEST_F(SocketSilence, WhatTheLogLeavesInErrnoReachesOnlyTheCallersThatWereTold) 
 }
 
 TEST_F(SocketSilence, SuccessIsUntouchedByWhatTheLogLeavesInErrno) {
+  if (zvtest::IsEmulated()) GTEST_SKIP() << "the emulator does not know all of the options";
   for (const int theLogError : {EAGAIN, EINPROGRESS, ECONNRESET}) {
     mLog.SpoilErrno(theLogError);
     UseEveryOperation();
@@ -311,6 +317,7 @@ TEST_F(SocketSilence, SuccessIsUntouchedByWhatTheLogLeavesInErrno) {
 }
 
 TEST_F(SocketSilence, ALogThatRefusesItsRecordsGetsNoText) {
+  if (zvtest::IsEmulated()) GTEST_SKIP() << "the emulator does not know all of the options";
   mLog.RefuseRecords();
   UseEveryOperation();
   for (const Operation &theOperation : kOperations) {
@@ -324,6 +331,7 @@ TEST_F(SocketSilence, ALogThatRefusesItsRecordsGetsNoText) {
 }
 
 TEST_F(SocketSilence, ThePlainTwinsNeverLog) {
+  if (zvtest::IsEmulated()) GTEST_SKIP() << "the emulator does not know all of the options";
   const zvSocket theClosed = ClosedDescriptor();
   for (const Operation &theOperation : kOperations) {
     SCOPED_TRACE(theOperation.mName);

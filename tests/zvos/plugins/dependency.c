@@ -1,0 +1,6 @@
+/* What needy.c is linked with. Its name inside is not the name of its file, so that nobody finds it. */
+
+int zvTestDependency_Answer(void);
+int zvTestDependency_Answer(void) {
+  return 42;
+}

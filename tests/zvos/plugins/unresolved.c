@@ -1,0 +1,8 @@
+/* A plug-in that calls a function which nobody has. */
+
+int zvTestPlugin_DefinedNowhere(void);
+
+int zvTestPlugin_Call(void);
+int zvTestPlugin_Call(void) {
+  return zvTestPlugin_DefinedNowhere();
+}
