@@ -16,6 +16,11 @@ std::vector<Row> SocketRows();
 std::vector<Row> SelectRows();
 std::vector<Row> InterfaceRows();
 std::vector<Row> ServiceRows();
+std::vector<Row> PipeRows();
+std::vector<Row> DirRows();
+std::vector<Row> ProcessRows();
+std::vector<Row> EnvironmentRows();
+std::vector<Row> RevisionRows();
 
 // All rows, in the order of the report.
 std::vector<Row> AllRows();
