@@ -13,7 +13,8 @@ typedef std::vector<std::string> Arguments;
 enum {
   kStatus_Good = 0,
   kStatus_CheckFailed = 1,  // something was tested and did not hold, or the output was not written
-  kStatus_BadInput = 2      // wrong usage, or a file that is missing or unreadable
+  kStatus_BadInput = 2,     // wrong usage, or a file that is missing or unreadable
+  kStatus_NameTaken = 75    // another process holds the name; it may be tried again
 };
 
 struct Command {
@@ -24,11 +25,17 @@ struct Command {
   int (*mRun)(const Arguments &anArguments);  // returns the exit status
 };
 
+extern const Command kCommand_Console;
 extern const Command kCommand_Demo;
 extern const Command kCommand_Get;
 extern const Command kCommand_IGMP;
+extern const Command kCommand_List;
+extern const Command kCommand_Lock;
 extern const Command kCommand_Net;
+extern const Command kCommand_Pipe;
+extern const Command kCommand_Plugin;
 extern const Command kCommand_Revision;
+extern const Command kCommand_Run;
 extern const Command kCommand_Serve;
 
 // Takes the operands of a command that has no options of its own; "--" ends the options. Complains

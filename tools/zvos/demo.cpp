@@ -1,22 +1,27 @@
 // The tour of the library: reads a file with a pool of threads, reads revision stamps, shows what a
-// crash leaves behind, and sends a file from one process to another. Each step says what it found and
-// checks it.
+// crash leaves behind, sends a file from one process to another, hands a connection from process to
+// process, loads a plug-in and walks through a folder. Each step says what it found and checks it.
 
 #include "command.h"
 #include "crash_report.h"
 #include "file_reading.h"
+#include "hand_over.h"
 #include "input.h"
+#include "library_log.h"
 #include "network_report.h"
 #include "stamp.h"
 #include "terminal.h"
 
 #include <zvLog/zvLog.h>
+#include <zvOS/zvDirTraverser.h>
 #include <zvOS/zvPath.h>
+#include <zvOS/zvPlugin.h>
 
 #include <signal.h>
 #include <sys/wait.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <cinttypes>
 #include <cstdlib>
 
@@ -263,6 +268,73 @@ bool ServeFile(const std::string &aFile) {
                                     theReport.mRefused.mProblem.c_str());
 }
 
+bool HandOverToWorker() {
+  Step theStep("Hand-over");
+  if (!HasLoopback()) return theStep.NotPossible("the loopback interface is down");
+  const HandOver theHandOver = HandOverConnection();
+  if (!theHandOver.mProblem.empty()) return theStep.Failed("%s", theHandOver.mProblem.c_str());
+  theStep.Passed("a connection went from process %d to process %d, which served it",
+                 static_cast<int>(theHandOver.mSupervisor), static_cast<int>(theHandOver.mWorker));
+  Print("%sthe supervisor held the name %s, which nobody else could take until it ended,\n", kIndent,
+        theHandOver.mLock.c_str());
+  Print("%stook the connection at %s and passed it through the pipe %s\n", kIndent,
+        EndpointText(theHandOver.mAddress).c_str(), theHandOver.mPipe.c_str());
+  Print("%sthe worker said on it:\n", kIndent);
+  PrintIndented(theHandOver.mAnswer);
+  return true;
+}
+
+// The library itself is a shared object that is there wherever the program runs.
+bool LoadPlugin() {
+  Step theStep("Plug-in");
+  const std::string theFile = LibraryOf(&zvPlugin_Load);
+  const zvOSPluginHandle thePlugin = zvPlugin_Load(theFile.c_str());
+  if (thePlugin == nullptr) return theStep.Failed("%s cannot be loaded", theFile.c_str());
+  const zvOSPluginSymbol theSymbol = zvPlugin_GetSymbol(thePlugin, "zvPlugin_GetExtension");
+  typedef const char *(*Function)();
+  const Function theFunction = reinterpret_cast<Function>(theSymbol);
+  const std::string theAnswer(theFunction != nullptr ? theFunction() : "");
+  const bool afMissing = zvPlugin_GetSymbol(thePlugin, "zvPlugin_IsNotThere") == nullptr;
+  zvPlugin_Unload(thePlugin);
+  if (!afMissing) return theStep.Failed("a symbol was found that is not there");
+  if (theAnswer != zvPlugin_GetExtension())
+    return theStep.Failed("its function answers '%s'", theAnswer.c_str());
+  return theStep.Passed("%s: zvPlugin_GetExtension, found at %p, answers '%s'", theFile.c_str(), theSymbol,
+                        theAnswer.c_str());
+}
+
+// Empty when the walk came to its end, otherwise what is wrong.
+std::string CountEntries(const std::string &aFolder, const std::string &aName, int &aFileCount,
+                         int &aDirCount) {
+  zvDirTraverser *theTraverser = zvDirTraverser_New(aFolder.c_str());
+  if (theTraverser == nullptr) return "there is no memory";
+  int theStatus = kzvDirTraverserStatus_NoError;
+  bool afSeen = false;
+  errno = 0;
+  for (zvDirEntry *theEntry = zvDirTraverser_GetFirst(theTraverser, "*", zvDIR_DEFAULT, &theStatus);
+       theEntry != nullptr; theEntry = zvDirTraverser_GetNext(theTraverser, &theStatus)) {
+    (theEntry->mfDir != 0 ? aDirCount : aFileCount)++;
+    afSeen = afSeen || (theEntry->mfDir == 0 && aName == theEntry->mName);
+    errno = 0;
+  }
+  zvDirTraverser_Delete(theTraverser);
+  if (theStatus != kzvDirTraverserStatus_NoError) return "it cannot be read to its end";
+  return afSeen ? "" : "'" + aName + "' is not in it";
+}
+
+bool WalkFolder(const std::string &aFile) {
+  Step theStep("Directory");
+  const size_t theSlash = aFile.rfind('/');
+  const std::string theFolder = aFile.substr(0, theSlash + 1);
+  const std::string theName = aFile.substr(theSlash + 1);
+  int theFileCount = 0;
+  int theDirCount = 0;
+  const std::string theProblem = CountEntries(theFolder, theName, theFileCount, theDirCount);
+  if (!theProblem.empty()) return theStep.Failed("%s: %s", theFolder.c_str(), theProblem.c_str());
+  return theStep.Passed("%s: %d files, '%s' among them, and %d folders", theFolder.c_str(), theFileCount,
+                        theName.c_str(), theDirCount);
+}
+
 int RunDemo(const Arguments &anArguments) {
   Arguments theFiles;
   if (!TakeOperands(kCommand_Demo, anArguments, theFiles)) return kStatus_BadInput;
@@ -283,6 +355,10 @@ int RunDemo(const Arguments &anArguments) {
   KeepLibraryQuiet();
   afGood = WakeUpWait() && afGood;
   afGood = ServeFile(theOwnFile) && afGood;
+  KeepModulesQuiet({ZVLOG_M_PLUGIN, ZVLOG_M_DIR});
+  afGood = HandOverToWorker() && afGood;
+  afGood = LoadPlugin() && afGood;
+  afGood = WalkFolder(theOwnFile) && afGood;
   Print(afGood ? "All checks held.\n" : "Not every check held.\n");
   return afGood ? kStatus_Good : kStatus_CheckFailed;
 }
@@ -303,7 +379,11 @@ const Command kCommand_Demo = {
     "- a thread that waits for sockets is woken up;\n"
     "- a child process serves the program's own executable to this machine only, and it is fetched;\n"
     "  the server's table of sockets and the begin of its traffic file are shown, and the socket\n"
-    "  policy has to refuse a connection that comes through another address.\n"
+    "  policy has to refuse a connection that comes through another address;\n"
+    "- a supervisor process, of which there can be one only, takes a connection and hands it through\n"
+    "  a named pipe to a worker process, which serves it;\n"
+    "- a plug-in, here the library itself, is loaded and called;\n"
+    "- the folder of the program is walked through.\n"
     "\n"
     "Exit status: 0 every check held, 1 a check failed, 2 FILE is missing or unreadable.\n"
     "\n"

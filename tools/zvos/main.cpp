@@ -12,7 +12,8 @@ namespace {
 using namespace tool;
 
 const Command *const kCommands[] = {
-    &kCommand_Demo, &kCommand_Revision, &kCommand_Net, &kCommand_Serve, &kCommand_Get, &kCommand_IGMP,
+    &kCommand_Demo, &kCommand_Revision, &kCommand_Net, &kCommand_Serve, &kCommand_Get,    &kCommand_IGMP,
+    &kCommand_List, &kCommand_Lock,     &kCommand_Run, &kCommand_Pipe,  &kCommand_Plugin, &kCommand_Console,
 };
 
 const Command *FindCommand(const std::string &aName) {
@@ -42,6 +43,8 @@ int HelpOnProgram() {
       "  zvos net                         what does the library see of the network?\n"
       "  zvos serve /var/log              let other machines fetch these files ...\n"
       "  zvos get device:53211 syslog     ... like this\n"
+      "  zvos lock backup -- rsync ...    run a command that nobody else runs at the same time\n"
+      "  zvos pipe listen radio           talk to another process of this machine\n"
       "  zvos help demo                   more about one command\n"
       "\n"
       "Exit status: 0 all well, 1 a check failed or the output could not be written,\n"

@@ -1,0 +1,292 @@
+// The command console, and run with Ctrl-C, on terminals of the tests' own.
+
+#include "ToolSupport.h"
+#include "support/Support.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <fcntl.h>
+#include <poll.h>
+#include <pty.h>
+#include <sys/prctl.h>
+#include <sys/wait.h>
+#include <termios.h>
+#include <unistd.h>
+#include <utmp.h>
+
+#include <cerrno>
+#include <chrono>
+#include <csignal>
+#include <cstring>
+
+namespace {
+
+using ::testing::AllOf;
+using ::testing::HasSubstr;
+using zvtest::ExecZvos;
+using zvtest::RawClient;
+using zvtest::WaitUntil;
+
+using Clock = std::chrono::steady_clock;
+constexpr int kPatience = 20;  // seconds
+
+constexpr char kCtrlC[] = "\003";
+constexpr char kCtrlD[] = "\004";
+
+bool IsSame(const termios &aTermios, const termios &anOther) {
+  return aTermios.c_iflag == anOther.c_iflag && aTermios.c_oflag == anOther.c_oflag &&
+         aTermios.c_cflag == anOther.c_cflag && aTermios.c_lflag == anOther.c_lflag &&
+         memcmp(aTermios.c_cc, anOther.c_cc, sizeof aTermios.c_cc) == 0;
+}
+
+// The program on a terminal, which it has as its controlling one. The test keeps both ends open.
+class OnTerminal : public ::testing::Test {
+ protected:
+  OnTerminal() : mMaster(-1), mTerminal(-1), mPid(-1), mBefore() {}
+
+  ~OnTerminal() override {
+    if (mPid > 0) {
+      kill(mPid, SIGKILL);
+      waitpid(mPid, nullptr, 0);
+    }
+    if (mMaster >= 0) close(mMaster);
+    if (mTerminal >= 0) close(mTerminal);
+    RemoveTraceFile();
+  }
+
+  void SetUp() override {
+    if (openpty(&mMaster, &mTerminal, nullptr, nullptr, nullptr) != 0) {
+      GTEST_SKIP() << "no pseudo-terminal to be had (errno " << errno << ")";
+    }
+    mBefore = Settings();
+  }
+
+  void Start(const std::vector<std::string> &anArguments) {
+    fflush(nullptr);
+    mPid = fork();
+    if (mPid == 0) {
+      prctl(PR_SET_PDEATHSIG, SIGKILL);
+      close(mMaster);
+      setenv("TERM", "dumb", 1);
+      if (login_tty(mTerminal) != 0) _exit(126);
+      _exit(ExecZvos(anArguments));
+    }
+    ASSERT_GT(mPid, 0);
+  }
+
+  termios Settings() const {
+    termios theSettings = {};
+    EXPECT_EQ(0, tcgetattr(mTerminal, &theSettings));
+    return theSettings;
+  }
+
+  bool IsRaw() const { return (Settings().c_lflag & (ICANON | ECHO)) == 0; }
+
+  void Type(const char *aText) const {
+    EXPECT_EQ(static_cast<ssize_t>(strlen(aText)), write(mMaster, aText, strlen(aText)));
+  }
+
+  // Waits for a text behind what was waited for before.
+  bool WaitFor(const std::string &aText) {
+    const Clock::time_point theEnd = Clock::now() + std::chrono::seconds(kPatience);
+    for (;;) {
+      const size_t thePlace = mOutput.find(aText, mSeen);
+      if (thePlace != std::string::npos) {
+        mSeen = thePlace + aText.size();
+        return true;
+      }
+      if (Clock::now() >= theEnd) {
+        ADD_FAILURE() << "'" << aText << "' did not come: " << mOutput;
+        return false;
+      }
+      Read(100);
+    }
+  }
+
+  // Waits for the end; the status as waitpid gives it.
+  int Wait() {
+    const Clock::time_point theEnd = Clock::now() + std::chrono::seconds(kPatience);
+    int theStatus = -1;
+    while (waitpid(mPid, &theStatus, WNOHANG) == 0) {
+      if (Clock::now() >= theEnd) {
+        ADD_FAILURE() << "the program did not end: " << mOutput;
+        return -1;
+      }
+      Read(5);
+    }
+    mPid = -1;
+    while (Read(0)) {
+    }
+    return theStatus;
+  }
+
+  pid_t Pid() const { return mPid; }
+  const std::string &Output() const { return mOutput; }
+  int Terminal() const { return mTerminal; }
+  const termios &Before() const { return mBefore; }
+
+  void StartConsole() {
+    Start({"console"});
+    ASSERT_TRUE(WaitFor("SOCKETS STATUS: 1 in use"));
+    ASSERT_TRUE(WaitFor("listening on 127.0.0.1:"));
+    EXPECT_TRUE(IsRaw());
+  }
+
+ private:
+  bool Read(int aMilliseconds) {
+    pollfd thePoll = {mMaster, POLLIN, 0};
+    if (poll(&thePoll, 1, aMilliseconds) <= 0) return false;
+    char theBuffer[4096];
+    const ssize_t theCount = read(mMaster, theBuffer, sizeof theBuffer);
+    if (theCount > 0) mOutput.append(theBuffer, static_cast<size_t>(theCount));
+    return theCount > 0;
+  }
+
+  // That of a monitor that crashed on purpose.
+  void RemoveTraceFile() const {
+    const std::string theMark = "the monitor, process ";
+    const size_t thePlace = mOutput.find(theMark);
+    if (thePlace == std::string::npos) return;
+    const int theProcess = atoi(mOutput.c_str() + thePlace + theMark.size());
+    unlink(("/tmp/backtrace_" + std::to_string(theProcess) + ".txt").c_str());
+  }
+
+  int mMaster;
+  int mTerminal;
+  pid_t mPid;
+  termios mBefore;
+  std::string mOutput;
+  size_t mSeen = 0;
+};
+
+TEST_F(OnTerminal, KeysAreObeyedWithoutEnterAndTheTableFollows) {
+  StartConsole();
+  Type("o");
+  ASSERT_TRUE(WaitFor("SOCKETS STATUS: 3 in use"));
+  ASSERT_TRUE(WaitFor("(monitor: opened)"));
+  Type("s");
+  ASSERT_TRUE(WaitFor("S=00000100"));
+  ASSERT_TRUE(WaitFor("R=00000100"));
+  Type("c");
+  ASSERT_TRUE(WaitFor("closed a connection"));
+  ASSERT_TRUE(WaitFor("SOCKETS STATUS: 1 in use"));
+  Type("x");
+  ASSERT_TRUE(WaitFor("nothing is done on 'x'"));
+  Type("q");
+  EXPECT_EQ(0, Wait());
+  EXPECT_TRUE(IsSame(Before(), Settings()));
+}
+
+TEST_F(OnTerminal, KeysThatHaveNothingToDoSaySo) {
+  StartConsole();
+  for (const char *theKey : {"s", "c"}) {
+    Type(theKey);
+    EXPECT_TRUE(WaitFor("there is no connection: press o"));
+  }
+}
+
+TEST_F(OnTerminal, ConnectionsOfOthersAreInTheTable) {
+  StartConsole();
+  ASSERT_TRUE(WaitFor(","));
+  const size_t theEnd = Output().rfind(',');
+  const size_t theColon = Output().rfind("127.0.0.1:", theEnd) + strlen("127.0.0.1:");
+  {
+    const RawClient theClient(static_cast<uint16_t>(atoi(Output().c_str() + theColon)));
+    ASSERT_TRUE(theClient.IsConnected());
+    ASSERT_TRUE(WaitFor("SOCKETS STATUS: 2 in use"));
+    theClient.Send("hello");
+    ASSERT_TRUE(WaitFor("R=00000005"));
+  }
+  EXPECT_TRUE(WaitFor("SOCKETS STATUS: 1 in use"));
+}
+
+TEST_F(OnTerminal, ConsoleRestoresTheTerminalHoweverItIsQuit) {
+  for (const char *theKey : {"q", kCtrlC, kCtrlD}) {
+    StartConsole();
+    Type(theKey);
+    EXPECT_EQ(0, Wait());
+    EXPECT_TRUE(IsSame(Before(), Settings()));
+  }
+  for (const int theSignal : {SIGTERM, SIGHUP, SIGINT}) {
+    StartConsole();
+    kill(Pid(), theSignal);
+    EXPECT_EQ(0, Wait());
+    EXPECT_TRUE(IsSame(Before(), Settings()));
+  }
+}
+
+TEST_F(OnTerminal, UnusualSettingsAreRestoredAsTheyWere) {
+  termios theSettings = Before();
+  theSettings.c_lflag &= ~static_cast<tcflag_t>(ECHO);
+  theSettings.c_cc[VMIN] = 7;
+  theSettings.c_cc[VTIME] = 3;
+  ASSERT_EQ(0, tcsetattr(Terminal(), TCSANOW, &theSettings));
+  StartConsole();
+  Type("q");
+  EXPECT_EQ(0, Wait());
+  EXPECT_TRUE(IsSame(theSettings, Settings()));
+}
+
+TEST_F(OnTerminal, CrashOfTheMonitorIsReportedAndTheTerminalRestored) {
+  StartConsole();
+  Type("!");
+  const int theStatus = Wait();
+  EXPECT_EQ(128 + SIGSEGV, WEXITSTATUS(theStatus));
+  EXPECT_TRUE(IsSame(Before(), Settings()));
+  EXPECT_THAT(Output(),
+              AllOf(HasSubstr("zvOSThread: Received fatal signal: 11"), HasSubstr("zvos_CrashOnPurpose"),
+                    HasSubstr("died by signal 11 (Segmentation fault); the terminal is as it was")));
+}
+
+TEST_F(OnTerminal, TerminalIsRestoredByTheMonitorWhenItsParentIsKilled) {
+  StartConsole();
+  kill(Pid(), SIGKILL);
+  EXPECT_TRUE(WIFSIGNALED(Wait()));
+  EXPECT_TRUE(WaitUntil([this] { return (Settings().c_lflag & (ICANON | ECHO)) == (ICANON | ECHO); }));
+}
+
+TEST_F(OnTerminal, CtrlZDoesNotLeaveTheTerminalRaw) {
+  StartConsole();
+  Type("\032");  // nothing happens
+  Type("r");
+  EXPECT_TRUE(WaitFor("shown again"));
+}
+
+TEST_F(OnTerminal, CtrlCEndsARunningCommandCleanly) {
+  Start({"run", "sleep 30 & trap 'echo last words; kill '$!'; exit' INT; echo up; wait"});
+  ASSERT_TRUE(WaitFor("up\r\n"));
+  Type(kCtrlC);
+  const int theStatus = Wait();
+  EXPECT_TRUE(WIFEXITED(theStatus));
+  EXPECT_EQ(128 + SIGINT, WEXITSTATUS(theStatus));
+  EXPECT_THAT(Output(), HasSubstr("last words\r\n"));
+}
+
+TEST_F(OnTerminal, CtrlCEndsALockedCommandCleanly) {
+  Start({"lock", "zvos-test-" + std::to_string(getpid()), "--", "sh", "-c",
+         "sleep 30 & trap 'echo last words; kill '$!'; exit 9' INT; echo up; wait"});
+  ASSERT_TRUE(WaitFor("up\r\n"));
+  Type(kCtrlC);
+  const int theStatus = Wait();
+  unlink(("/tmp/zvos-test-" + std::to_string(getpid())).c_str());
+  EXPECT_EQ(9, WEXITSTATUS(theStatus));
+  EXPECT_THAT(Output(), HasSubstr("last words\r\n"));
+}
+
+TEST(Console, StandardInputHasToBeATerminal) {
+  const zvtest::ChildResult theResult = zvtest::RunInChild([] {
+    dup2(open("/dev/null", O_RDONLY), STDIN_FILENO);
+    return ExecZvos({"console"});
+  });
+  EXPECT_EQ(2, theResult.mStatus);
+  EXPECT_EQ("zvos: console: standard input is not a terminal\n", theResult.mError);
+}
+
+TEST(Console, TakesNoOperand) {
+  const zvtest::ChildResult theResult = zvtest::RunInChild([] { return ExecZvos({"console", "x"}); });
+  EXPECT_EQ(2, theResult.mStatus);
+  EXPECT_EQ("zvos: console: no operand is taken, see 'zvos help console'\n", theResult.mError);
+}
+
+}  // namespace
