@@ -29,7 +29,7 @@ typedef Owner<zvOSSingleInstanceChecker, zvSingleInstanceChecker_Delete> Checker
 
 std::string TemporaryFolder() {
   char *theFolder = zvPath_GetTempDirPath();
-  const std::string theResult(theFolder != nullptr ? theFolder : "");
+  std::string theResult(theFolder != nullptr ? theFolder : "");
   free(theFolder);
   return theResult;
 }

@@ -48,7 +48,7 @@ bool IsSameFile(const std::string &aPath, const std::string &anOther) {
 
 std::string FileOf(zvOSPluginSymbol aSymbol) {
   char *thePath = zvPath_GetFunctionSharedLibraryPath(reinterpret_cast<zvDefaultFunctionPtr>(aSymbol));
-  const std::string theResult(thePath != nullptr ? thePath : "");
+  std::string theResult(thePath != nullptr ? thePath : "");
   free(thePath);
   return theResult;
 }
