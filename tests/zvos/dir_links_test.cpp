@@ -15,7 +15,7 @@ using zvtest::CallsOf;
 using zvtest::DirError;
 using zvtest::Fault;
 using zvtest::Format;
-using zvtest::InChild;
+using zvtest::InOwnProcess;
 using zvtest::IsAlone;
 using zvtest::RecordingLog;
 using zvtest::Replaced;
@@ -249,7 +249,7 @@ TEST_F(DirRelativeLinks, RelativeLinksAreComparedBehindTheWorkingFolder) {
     thePath.erase(0, thePath.find_first_not_of('/'));  // a path of the tree, taken from the root
     const std::string theLink = In(mTree, theCase.mLink);
     ASSERT_EQ(0, symlink(In(mTree, theCase.mTarget).c_str(), theLink.c_str()));
-    InChild([&] {
+    InOwnProcess([&] {
       EXPECT_EQ(theCase.mAnswer, Exists(theCase.mAnchor, In(mTree, theCase.mWorkingFolder), thePath));
       if (theCase.mfWarns) {
         EXPECT_THAT(mLog.Messages(), ElementsAre(CircularWarning(thePath, In(mTree, theCase.mTarget))));
@@ -263,9 +263,9 @@ TEST_F(DirRelativeLinks, RelativeLinksAreComparedBehindTheWorkingFolder) {
 
 TEST_F(DirRelativeLinks, RelativeDirectoriesThatAreNoLinksExist) {
   if (!IsAlone()) return;
-  InChild([&] { EXPECT_EQ(1, Exists("./", mTree.At("e"), "f")); });
-  InChild([&] { EXPECT_EQ(1, Exists("../", mTree.At("e"), "../../../../../../../../../../..")); });
-  InChild([&] { EXPECT_EQ(0, Exists("./", mTree.At("e"), "x")); });
+  InOwnProcess([&] { EXPECT_EQ(1, Exists("./", mTree.At("e"), "f")); });
+  InOwnProcess([&] { EXPECT_EQ(1, Exists("../", mTree.At("e"), "../../../../../../../../../../..")); });
+  InOwnProcess([&] { EXPECT_EQ(0, Exists("./", mTree.At("e"), "x")); });
 }
 
 TEST_F(DirRelativeLinks, APathThatClimbsToTheRootIsMissing) {
@@ -274,11 +274,11 @@ TEST_F(DirRelativeLinks, APathThatClimbsToTheRootIsMissing) {
   const std::string theFromRoot = mTree.At("l").substr(1);
   const std::string theFromFirst = theFromRoot.substr(theFromRoot.find('/') + 1);
   const size_t theDepth = Depth() + 1;  // of the working folder
-  InChild([&] { EXPECT_EQ(1, Exists("../", mTree.At("e"), Up(theDepth - 2) + theFromFirst)); });
-  InChild([&] { EXPECT_EQ(0, Exists("../", mTree.At("e"), Up(theDepth - 1) + theFromRoot)); });
-  InChild([&] { EXPECT_EQ(0, Exists("../", mTree.At("e"), Up(theDepth) + theFromRoot)); });
-  InChild([&] { EXPECT_EQ(0, Exists("../", mTree.At("e"), Up(theDepth + 40) + theFromRoot)); });
-  InChild([&] {
+  InOwnProcess([&] { EXPECT_EQ(1, Exists("../", mTree.At("e"), Up(theDepth - 2) + theFromFirst)); });
+  InOwnProcess([&] { EXPECT_EQ(0, Exists("../", mTree.At("e"), Up(theDepth - 1) + theFromRoot)); });
+  InOwnProcess([&] { EXPECT_EQ(0, Exists("../", mTree.At("e"), Up(theDepth) + theFromRoot)); });
+  InOwnProcess([&] { EXPECT_EQ(0, Exists("../", mTree.At("e"), Up(theDepth + 40) + theFromRoot)); });
+  InOwnProcess([&] {
     EXPECT_EQ(0, Exists("../", "/", theFromRoot));
     EXPECT_THAT(mLog.Messages(), IsEmpty());
   });
@@ -291,7 +291,7 @@ TEST_F(DirRelativeLinks, APathThatClimbsToTheRootIsStillComparedAndWarnedOf) {
   const std::string thePath = Up(Depth()) + theFromRoot;
   for (const std::string &theTarget : {theFirst, std::string("/")}) {
     mTree.MakeLink("l", theTarget);
-    InChild([&] {
+    InOwnProcess([&] {
       EXPECT_EQ(0, Exists("../", mTree.At("e"), thePath));
       EXPECT_THAT(mLog.Messages(), ElementsAre(CircularWarning(thePath, theTarget)));
     });
@@ -343,19 +343,19 @@ class DirLongLinks : public DirRelativeLinks {
 
 TEST_F(DirLongLinks, TheAbsolutePathOfALinkIsCutAtTheEndOfItsBuffer) {
   if (!IsAlone()) return;
-  InChild([&] { MakeThem(); });
+  InOwnProcess([&] { MakeThem(); });
   const std::string theWhole = mWorkingFolder + "/" + mPath;
   ASSERT_GT(theWhole.size(), kLongest + 1);
   const std::string theCut = theWhole.substr(0, kLongest);
-  InChild([&] {
+  InOwnProcess([&] {
     EXPECT_EQ(0, ExistsWithRealPath(theCut));
     EXPECT_THAT(mLog.Messages(), ElementsAre(CircularWarning(mPath, theCut)));
   });
-  InChild([&] {
+  InOwnProcess([&] {
     EXPECT_EQ(0, ExistsWithRealPath(mWorkingFolder));
     EXPECT_THAT(mLog.Messages(), ElementsAre(CircularWarning(mPath, mWorkingFolder)));
   });
-  InChild([&] {
+  InOwnProcess([&] {
     EXPECT_EQ(1, ExistsWithRealPath(theCut.substr(0, kLongest - 1) + "!"));
     EXPECT_THAT(mLog.Messages(), IsEmpty());
   });
@@ -366,7 +366,7 @@ TEST_F(DirRelativeLinks, WithoutAWorkingFolderNothingIsKnownAboutALoop) {
   if (!IsAlone()) return;
   mTree.MakeLink("l", mTree.Path());
   for (const int theError : {ENOENT, ERANGE, EACCES}) {
-    InChild([&] {
+    InOwnProcess([&] {
       Fault theFault("getcwd", theError);
       theFault.Doing([&](const long long *anArguments) {
         memset(reinterpret_cast<void *>(static_cast<uintptr_t>(anArguments[0])), 'x',
@@ -378,7 +378,7 @@ TEST_F(DirRelativeLinks, WithoutAWorkingFolderNothingIsKnownAboutALoop) {
       EXPECT_EQ(1, theFault.Hits());
       EXPECT_THAT(mLog.Messages(), IsEmpty());
     });
-    InChild([&] {
+    InOwnProcess([&] {
       Fault theFault("getcwd", theError);
       EXPECT_EQ(0, Exists("./", mTree.At("x"), "../l"));
       EXPECT_THAT(mLog.Messages(), IsEmpty());
@@ -389,7 +389,7 @@ TEST_F(DirRelativeLinks, WithoutAWorkingFolderNothingIsKnownAboutALoop) {
 TEST_F(DirRelativeLinks, TheWorkingFolderMayBe4096Long) {
   if (!IsAlone()) return;
   mTree.MakeLink("l", mTree.At("x"));
-  InChild([&] {
+  InOwnProcess([&] {
     Fault theFault("getcwd", 0);
     long long theSize = 0;
     theFault.PassingThrough().Doing([&](const long long *anArguments) { theSize = anArguments[1]; });

@@ -82,7 +82,7 @@ inline std::string Replaced(std::string aText, char anOld, char aNew) {
 
 // Runs aBody in a child process, which may change its working folder, its user and what the library
 // keeps. Expectations that fail there, and memory that leaks there under the leak checker, fail the test.
-inline void InChild(const std::function<void()> &aBody) {
+inline void InOwnProcess(const std::function<void()> &aBody) {
   if (testing::Test::HasFailure()) return;
   const ChildResult theResult = RunInChild([&] {
     aBody();

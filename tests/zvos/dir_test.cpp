@@ -19,7 +19,7 @@ using zvtest::CallsOf;
 using zvtest::DirError;
 using zvtest::Fault;
 using zvtest::Format;
-using zvtest::InChild;
+using zvtest::InOwnProcess;
 using zvtest::IsAlone;
 using zvtest::IsDir;
 using zvtest::RecordingLog;
@@ -69,7 +69,7 @@ TEST_F(Dir, BackslashesOfPathsAreSeparators) {
 
 TEST_F(Dir, RelativePathsCountFromTheFolderOfTheProgramNotFromTheWorkingFolder) {
   mTree.MakeDir("only_here");
-  InChild([&] {
+  InOwnProcess([&] {
     ASSERT_EQ(0, chdir(mTree.Path().c_str()));
     EXPECT_EQ(0, zvDir_Exists("only_here"));
     EXPECT_EQ(1, zvDir_Exists("."));
@@ -106,7 +106,7 @@ TEST_F(Dir, ADirectoryBehindAClosedOneDoesNotExist) {
   mTree.MakeDir("closed/inner");
   std::filesystem::permissions(mTree.Path(), std::filesystem::perms(0755));
   ASSERT_EQ(0, chmod(mTree.At("closed").c_str(), 0));
-  InChild([&] {
+  InOwnProcess([&] {
     zvtest::BecomeAnybody();
     EXPECT_EQ(1, zvDir_Exists(mTree.At("closed").c_str()));
     EXPECT_EQ(0, zvDir_Exists(mTree.At("closed/inner").c_str()));
@@ -442,7 +442,7 @@ TEST_F(DirTimes, EachTimeMayBeLeftOut) {
 
 TEST_F(DirTimes, ThePathIsTakenAsItStands) {
   mTree.MakeDir("back\\slash");
-  InChild([&] {
+  InOwnProcess([&] {
     ASSERT_EQ(0, chdir(mTree.Path().c_str()));
     zvtimeval theTime = {};
     EXPECT_EQ(0, zvDir_GetTimes("dir", nullptr, &theTime, nullptr));

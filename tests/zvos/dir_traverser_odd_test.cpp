@@ -24,7 +24,7 @@ using zvtest::CallsOf;
 using zvtest::DirError;
 using zvtest::Fault;
 using zvtest::Format;
-using zvtest::InChild;
+using zvtest::InOwnProcess;
 using zvtest::RecordingLog;
 using zvtest::TextOf;
 using zvtest::Traverser;
@@ -311,7 +311,7 @@ TEST_F(DirTraverserOdd, AClosedDirectoryCannotBeWalkedThrough) {
   const std::string theDir = mTree.MakeDir("closed");
   std::filesystem::permissions(mTree.Path(), std::filesystem::perms(0755));
   ASSERT_EQ(0, chmod(theDir.c_str(), 0));
-  InChild([&] {
+  InOwnProcess([&] {
     zvtest::BecomeAnybody();
     const Traverser theTraverser(theDir);
     EXPECT_EQ(nullptr, theTraverser.First("*", zvDIR_DEFAULT));
@@ -332,7 +332,7 @@ TEST_F(DirTraverserOdd, InADirectoryThatCanOnlyBeListedLinksAreSkipped) {
   mTree.MakeLink("through_closed", "listed/dir");
   std::filesystem::permissions(mTree.Path(), std::filesystem::perms(0755));
   ASSERT_EQ(0, chmod(theDir.c_str(), 0444));
-  InChild([&] {
+  InOwnProcess([&] {
     zvtest::BecomeAnybody();
     const Traverser theTraverser(theDir);
     EXPECT_THAT(Walk(theTraverser), UnorderedElementsAre("file", "dir"));

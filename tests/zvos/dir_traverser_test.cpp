@@ -19,7 +19,7 @@ using zvtest::CallsOf;
 using zvtest::DirError;
 using zvtest::Fault;
 using zvtest::Format;
-using zvtest::InChild;
+using zvtest::InOwnProcess;
 using zvtest::LeftAtAssertion;
 using zvtest::RecordingLog;
 using zvtest::Replaced;
@@ -72,7 +72,7 @@ TEST_F(DirTraverser, RelativePathsCountFromTheFolderOfTheProgram) {
   free(theFolder);
   EXPECT_EQ(thePath + "a", zvDirTraverser_GetDirPath(Traverser("./a/").Get()));
   EXPECT_EQ(thePath, std::string(zvDirTraverser_GetDirPath(Traverser(".").Get())) + "/");
-  InChild([&] {
+  InOwnProcess([&] {
     ASSERT_EQ(0, chdir(mTree.Path().c_str()));
     EXPECT_THAT(Walk(Traverser("."), "zvos_tests", zvDIR_FILES), ElementsAre("zvos_tests"));
   });

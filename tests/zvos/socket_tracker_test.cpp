@@ -174,7 +174,7 @@ TEST_F(SocketTracker, AReusedPlaceKeepsNothingOfItsFormerSocket) {
 }
 
 TEST_F(SocketTracker, TheLabelIsKeptAsAPointer) {
-  char theLabel[] = "before";
+  static char theLabel[] = "before";
   Add(kFirst, kOut, theLabel);
   memcpy(theLabel, "after!", sizeof theLabel);
   EXPECT_THAT(Dump(), ElementsAre(Heading(1), Row(' ', kFirst, {}, "after!")));
