@@ -9,6 +9,7 @@
 #include <grp.h>
 #include <linux/if_packet.h>
 #include <net/ethernet.h>
+#include <linux/filter.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
@@ -71,6 +72,19 @@ TEST_F(ServeOptions, PolicySaysWhoIsAdmitted) {
   }
 }
 
+// Other traffic of the machine would fill the room that there is for packets.
+bool SeesOnlyPacketsFrom(uint16_t aPort, int aSniffer) {
+  sock_filter theProgram[] = {
+      BPF_STMT(BPF_LDX | BPF_B | BPF_MSH, 0),            // the length of the IP header
+      BPF_STMT(BPF_LD | BPF_H | BPF_IND, 0),             // the source port behind it
+      BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, aPort, 0, 1),  //
+      BPF_STMT(BPF_RET | BPF_K, 2048),                   // the packet
+      BPF_STMT(BPF_RET | BPF_K, 0),                      // nothing of it
+  };
+  const sock_fprog theFilter = {sizeof theProgram / sizeof theProgram[0], theProgram};
+  return setsockopt(aSniffer, SOL_SOCKET, SO_ATTACH_FILTER, &theFilter, sizeof theFilter) == 0;
+}
+
 TEST_F(ServeOptions, TrafficIsMarkedWithTheClass) {
   const int theSniffer = socket(AF_PACKET, SOCK_DGRAM | SOCK_CLOEXEC, htons(ETH_P_IP));
   if (theSniffer < 0) GTEST_SKIP() << "packets cannot be watched here: " << strerror(errno);
@@ -78,6 +92,7 @@ TEST_F(ServeOptions, TrafficIsMarkedWithTheClass) {
   setsockopt(theSniffer, SOL_SOCKET, SO_RCVTIMEO, &thePatience, sizeof thePatience);
   const auto theServer = Start({"--qos", "background"});
   const uint16_t thePort = theServer->Port();
+  ASSERT_TRUE(SeesOnlyPacketsFrom(thePort, theSniffer)) << strerror(errno);
   RawClient theClient(thePort);
   EXPECT_EQ(kReady, theClient.Line());
   // The packet in which the greeting comes.
