@@ -13,16 +13,20 @@ fail() {
 
 # check_exports LIBRARY LIST: exactly the listed names are exported.
 check_exports() {
-  local difference
-  difference=$(diff <(grep -v '^#' "$2" | sort) <("$nm" -D --defined-only "$1" | awk '{print $3}' | sort))
-  [ -z "$difference" ] || fail "$1 does not export exactly the names of $2:" "$difference"
+  local listed exported
+  listed=$(grep -v '^#' "$2" | sort)
+  exported=$("$nm" -D --defined-only "$1" | awk '{print $3}' | sort)
+  [ -n "$listed" ] && [ "$listed" = "$exported" ] ||
+    fail "$1 does not export exactly the names of $2:" "$(diff <(echo "$listed") <(echo "$exported"))"
 }
 
 # check_needs FILE NAME...: the file needs no other library at run time.
 check_needs() {
-  local file=$1 needed
+  local file=$1 names needed
   shift
-  for needed in $("$readelf" -dW "$file" | sed -n 's/.*(NEEDED).*\[\(.*\)\]/\1/p'); do
+  names=$("$readelf" -dW "$file" | sed -n 's/.*(NEEDED).*\[\(.*\)\]/\1/p')
+  [ -n "$names" ] || fail "$file needs nothing, not even the C library"
+  for needed in $names; do
     case " $* libc.so.6 libm.so.6 ld-linux.so.2 ld-linux-armhf.so.3 ld-linux-x86-64.so.2 " in
       *" $needed "*) ;;
       *) fail "$file needs $needed" ;;
@@ -71,7 +75,9 @@ if [ -z "$sanitizers" ]; then
   [ ! -e "$build/bin/zvos" ] || check_needs "$build/bin/zvos" libzvOS.so.1 libzvLog.so.1
 
   # Calls between the library's own functions bind directly: no relocation names one of them.
-  own=$("$readelf" -rW "$os" | grep -wFf <(grep -v '^#' "$source/zvOS/zvOS.exports") || true)
+  relocations=$("$readelf" -rW "$os")
+  grep -qw malloc <<<"$relocations" || fail "$os has no readable relocations"
+  own=$(grep -wFf <(grep -v '^#' "$source/zvOS/zvOS.exports") <<<"$relocations")
   [ -z "$own" ] || fail "$os reaches its own functions through relocations:" "$own"
 
   for library in "$os" "$log"; do

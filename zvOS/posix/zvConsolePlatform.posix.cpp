@@ -1,8 +1,8 @@
 // A raw console. The settings are those of standard input, whatever stream keys are read from.
 
 #include <zvOS/zvConsolePlatform.h>
-#include <zvOS/zvSocketSelect.h>
 
+#include <sys/select.h>
 #include <termios.h>
 #include <unistd.h>
 
@@ -45,7 +45,7 @@ extern "C" int zvConsolePlatform_IsCharAvailable(FILE *anInput) {
   FD_ZERO(&theSet);
   FD_SET(theDescriptor, &theSet);
   timeval theTime = {};
-  const int theCount = zvSocketSelect_SelectFD(&theSet, nullptr, nullptr, theDescriptor, &theTime);
+  const int theCount = select(theDescriptor + 1, &theSet, nullptr, nullptr, &theTime);
   return theCount > 0 && FD_ISSET(theDescriptor, &theSet) ? 1 : 0;
 }
 

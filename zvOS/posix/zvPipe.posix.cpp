@@ -114,8 +114,8 @@ void ShutDownUnused(int aFd, int aFlags) {
 
 // Writes to a closed peer return an error instead of ending the process.
 void IgnoreBrokenPipes() {
-  static int sCallCount = 0;
-  if (__atomic_fetch_add(&sCallCount, 1, __ATOMIC_RELAXED) != 0) return;
+  static int sfDone = 0;
+  if (__atomic_exchange_n(&sfDone, 1, __ATOMIC_RELAXED) != 0) return;
   struct sigaction theAction = {};
   theAction.sa_handler = SIG_IGN;
   sigemptyset(&theAction.sa_mask);
@@ -145,6 +145,7 @@ void RemoveOwnSocketFile(int aPipe) {
     char mEnd;
   } theName = {};
   socklen_t theLength = sizeof(theName.mAddress);
+  // The bytes of an internet address are no path.
   if (getsockname(aPipe, reinterpret_cast<sockaddr *>(&theName.mAddress), &theLength) == 0 &&
       theName.mAddress.sun_family == AF_UNIX) {
     unlink(theName.mAddress.sun_path);

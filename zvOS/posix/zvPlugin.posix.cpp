@@ -17,6 +17,18 @@ const char *LoaderText(const char *anUnknown) {
   return theText != nullptr ? theText : anUnknown;
 }
 
+// What the loader has not been asked for, it does not explain: its words would be of an earlier failure.
+constexpr char kUnknown[] = "Unknown";
+
+void UnloadFailed(const char *aReason) {
+  ZV_ERR(F("zvPlugin_Unload failed: '%s'\n", aReason));
+}
+
+zvOSPluginSymbol NoSymbol(const char *aName, const char *aReason) {
+  ZV_ERR(F("zvPlugin_GetSymbol failed for symbol '%s', error: '%s'\n", zvos::TextOrNull(aName), aReason));
+  return nullptr;
+}
+
 }  // namespace
 
 extern "C" const char *zvPlugin_GetExtension(void) {
@@ -50,18 +62,14 @@ extern "C" zvOSPluginHandle zvPlugin_Load(const char *aPluginName) {
 }
 
 extern "C" void zvPlugin_Unload(zvOSPluginHandle aPluginHandle) {
-  // What was never loaded is reported, while the loader would crash.
-  if (aPluginHandle != nullptr && dlclose(aPluginHandle) == 0) return;
-  ZV_ERR(F("zvPlugin_Unload failed: '%s'\n", LoaderText("Unknown")));
+  // The loader would crash.
+  if (aPluginHandle == nullptr) return UnloadFailed(kUnknown);
+  if (dlclose(aPluginHandle) != 0) UnloadFailed(LoaderText(kUnknown));
 }
 
 extern "C" zvOSPluginSymbol zvPlugin_GetSymbol(zvOSPluginHandle aPluginHandle, const char *aSymbolName) {
-  // Without a handle the loader would search the whole program.
-  void *const theSymbol =
-      aPluginHandle != nullptr && aSymbolName != nullptr ? dlsym(aPluginHandle, aSymbolName) : nullptr;
-  if (theSymbol == nullptr) {
-    ZV_ERR(F("zvPlugin_GetSymbol failed for symbol '%s', error: '%s'\n", zvos::TextOrNull(aSymbolName),
-             LoaderText("Unknown")));
-  }
-  return theSymbol;
+  // Without a handle the loader would search the whole program, without a name it would crash.
+  if (aPluginHandle == nullptr || aSymbolName == nullptr) return NoSymbol(aSymbolName, kUnknown);
+  void *const theSymbol = dlsym(aPluginHandle, aSymbolName);
+  return theSymbol != nullptr ? theSymbol : NoSymbol(aSymbolName, LoaderText(kUnknown));
 }

@@ -8,8 +8,6 @@
 #include <cerrno>
 #include <cstdio>
 
-ZVLOG_WITH_MODULE_IF(ZVOS, 1)
-
 struct zvProcessFD_t {
   FILE *mPipeFD;
   int mPID;  // not known: 0

@@ -4,8 +4,9 @@
 //   if (zvConsolePlatform_IsCharAvailable(stdin)) theKey = zvConsolePlatform_GetChar(stdin);
 //   zvConsolePlatform_Enable(ICANON | ECHO);           // before the program ends
 //
-// The settings belong to the terminal: who changes them puts them back, also when it crashes.
-// Nothing is logged.
+// The settings belong to the terminal: who changes them puts them back, also when it crashes. They are read,
+// changed and written: two threads, or two processes of a terminal, that do so at a time may undo each
+// other's change. Nothing is logged.
 #ifndef zvOS_zvConsolePlatform_h
 #define zvOS_zvConsolePlatform_h
 

@@ -2,14 +2,20 @@
 //
 //   zvDirTraverser *theTraverser = zvDirTraverser_New("/media");
 //   int theError;
-//   for (zvDirEntry *theEntry = zvDirTraverser_GetFirst(theTraverser, "*.mp3", zvDIR_FILES, &theError);
-//        theEntry != NULL; theEntry = zvDirTraverser_GetNext(theTraverser, &theError)) {
+//   errno = 0;  // see zvDirTraverser_GetNext
+//   zvDirEntry *theEntry = zvDirTraverser_GetFirst(theTraverser, "*.mp3", zvDIR_FILES, &theError);
+//   while (theEntry != NULL) {
 //     puts(theEntry->mName);
+//     errno = 0;
+//     theEntry = zvDirTraverser_GetNext(theTraverser, &theError);
 //   }
+//   if (theError != kzvDirTraverserStatus_NoError) puts("not all of it could be read");
 //   zvDirTraverser_Delete(theTraverser);
 //
 // Entries come in the system's order. Links count as what they point to; what is neither a file nor a
-// directory is left out. One thread uses a traverser at a time. Failures are logged in module DIR (43).
+// directory is left out, and so are, with a warning, links that lead nowhere or that zvDir_Exists takes for
+// loops, every link to "/" among them. One thread uses a traverser at a time. Failures are logged in module
+// DIR (43).
 #ifndef zvOS_zvDirTraverser_h
 #define zvOS_zvDirTraverser_h
 
@@ -50,13 +56,14 @@ ZVOS_API void zvDirTraverser_Rewind(zvDirTraverser *aDirTraverser);
 ZVOS_API char *zvDirTraverser_GetDirPath(zvDirTraverser *aDirTraverser);
 
 // Begins a walk: the first entry of the wanted kinds whose name matches the shell pattern, or NULL when
-// there is none. *anError becomes kzvDirTraverserStatus_Error when the directory cannot be read; one
-// that is missing is no error, and neither is "/", which gives no entry. A second call without a Rewind
-// asserts.
+// there is none. *anError becomes kzvDirTraverserStatus_Error when the directory cannot be read, when its
+// path was not valid and when the pattern is NULL; a directory that is missing is no error, and neither is
+// "/", which gives no entry. A second call without a Rewind asserts.
 ZVOS_API zvDirEntry *zvDirTraverser_GetFirst(zvDirTraverser *aDirTraverser, const char *anEntrySpec,
                                              int aFlags, int *anError);
 
-// The next entry, or NULL at the end. `errno` is not cleared before the system is asked: what the caller
+// The next entry, or NULL at the end. Asserts where no walk is open: also when zvDirTraverser_GetFirst found
+// no directory. `errno` is not cleared before the system is asked: what the caller
 // left in it, other than ENOENT and EINVAL, turns the end of the directory into an error.
 ZVOS_API zvDirEntry *zvDirTraverser_GetNext(zvDirTraverser *aDirTraverser, int *anError);
 

@@ -1,14 +1,14 @@
-// The environment, and programs in the background. Messages go to module ZVOS (7).
+// The environment, and programs in the background. The environment is the process's: as with getenv() and
+// setenv(), no thread may read it while another one changes it. Messages go to module ZVOS (7).
 #ifndef zvOS_zvPlatform_h
 #define zvOS_zvPlatform_h
 
 #include <zvOS/zvDefines.h>
 
-// A new text with the value of an environment variable, or NULL when it is not set.
+// A new text with the value of an environment variable, or NULL when it is not set or its name is NULL.
 ZVOS_API char *zvPlatform_getenv(const char *anEnvVarName);
 
-// Sets an environment variable. Returns 0, or -1 (logged). As setenv(), not to be called while another
-// thread uses the environment.
+// Sets an environment variable. Returns 0, or -1 (logged), also for a NULL.
 ZVOS_API int zvPlatform_setenv(const char *anEnvVarName, const char *aValue);
 
 // Has the shell start a program in the background, with a parameter text, which may be NULL. Returns 0

@@ -1,6 +1,7 @@
 // Plug-ins: shared objects that are loaded while the program runs.
 //
 //   zvOSPluginHandle thePlugin = zvPlugin_Load("./Plugins/libdecoder.so");
+//   if (thePlugin == NULL) return;
 //   zvOSPluginSymbol theEntry = zvPlugin_GetSymbol(thePlugin, "Decoder_Open");
 //   ...
 //   zvPlugin_Unload(thePlugin);
@@ -28,12 +29,16 @@ ZVOS_API const char *zvPlugin_GetDebugReleaseSuffix(void);
 ZVOS_API char *zvPlugin_GetDefaultPath(void);
 
 // Loads a plug-in with all that it needs; its names stay its own. NULL on failure. The name goes to the
-// system's loader as it stands. `errno` is not cleared before.
+// system's loader as it stands. `errno` is not cleared before: an ENOENT that the caller left in it makes the
+// log speak of missing dependencies where the file is there, whatever the loader says.
 ZVOS_API zvOSPluginHandle zvPlugin_Load(const char *aPluginName);
 
+// Gives a plug-in up; what it has is gone when nobody else has loaded it. A failure, and NULL, is only
+// logged.
 ZVOS_API void zvPlugin_Unload(zvOSPluginHandle aPluginHandle);
 
-// The address of a symbol; NULL when there is none, and when it really is NULL.
+// The address of a symbol of the plug-in or of what it needs. NULL, which is logged, when there is none,
+// when the symbol really is NULL, and when the plug-in or the name is NULL.
 ZVOS_API zvOSPluginSymbol zvPlugin_GetSymbol(zvOSPluginHandle aPluginHandle, const char *aSymbolName);
 
 #endif

@@ -37,12 +37,16 @@ ZVOS_API int zvProcess_Open(const char *aProcessPath, zvProcessOpenMode anOpenMo
 // which is kept as it stands: later calls find the process closed.
 ZVOS_API int zvProcess_Close(zvProcessFD aFD);
 
-// Reads up to aCount bytes. Returns their count, 0 when there are none yet, kzvProcessStatus_EOS at the
-// end of the output, kzvProcessStatus_InvalidFD on failure.
+// Reads up to aCount bytes, more than none. Returns their count, 0 when there are none yet,
+// kzvProcessStatus_EOS at the end of the output (and for an aCount of 0), kzvProcessStatus_InvalidFD on
+// failure.
 ZVOS_API int zvProcess_Read(zvProcessFD aFD, void *aBuffer, uint32 aCount);
 
-// Hands over aCount bytes, which reach the command when a buffer is full or the process is closed.
-// Returns the count taken, or -1.
+// Hands over aCount bytes, which go into a buffer and reach the command when that is full or the process
+// is closed. Returns the count taken, or -1 without a process. Nothing waits for the command: when it
+// reads more slowly than it is written to, bytes that were taken are lost when the process is closed, and
+// nobody is told; a command that has ended raises SIGPIPE, as any pipe does. Where every byte counts, write
+// no more than a pipe holds (64 KiB).
 ZVOS_API int zvProcess_Write(zvProcessFD aFD, const void *aBuffer, uint32 aCount);
 
 // Always 0: nothing is known about the process.

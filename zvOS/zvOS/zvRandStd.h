@@ -4,6 +4,7 @@
 
 #include <zvOS/zvDefines.h>
 
+// The largest number; the smallest is -32768.
 #define kzvRandMax 32767
 
 // The low 16 bits of the next number, so that negative ones occur.

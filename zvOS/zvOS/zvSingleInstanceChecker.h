@@ -7,7 +7,8 @@
 //   zvSingleInstanceChecker_Delete(theChecker);
 //
 // Locks belong to the process: a second checker of a name in the same process gets it too, and the
-// Delete of either gives the name up. Messages go to module DEFAULT (0).
+// Delete of either gives the name up. Any thread may use a checker, one deletes it. Messages go to module
+// DEFAULT (0).
 #ifndef zvOS_zvSingleInstanceChecker_h
 #define zvOS_zvSingleInstanceChecker_h
 

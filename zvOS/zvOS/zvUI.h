@@ -13,7 +13,7 @@ ZVOS_API int zvUI_DisplayToEndUser(const char *aTitle, const char *aMessage);
 // Shows the question with the default answer, which is returned: nobody is asked.
 ZVOS_API int zvUI_AskToEndUserYesNo(const char *aTitle, const char *aMessage, int aDefaultResponse);
 
-// A new text with the name of the program's file, or NULL.
+// A new text with the name of the program's file, its extension included, or NULL.
 ZVOS_API char *zvUI_GetApplicationDisplayName(void);
 
 // A new text with the revision of the program's stamp, or NULL when it has none.
