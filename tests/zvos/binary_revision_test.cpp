@@ -53,11 +53,6 @@ ElfImage ImageWith(const std::string &aStamp, ElfLayout aLayout = ElfLayout::kHe
   return ElfImage(SectionsWith(aStamp), aLayout);
 }
 
-std::ptrdiff_t OpenDescriptors() {
-  const std::filesystem::directory_iterator theEntries("/proc/self/fd");
-  return std::distance(begin(theEntries), end(theEntries));
-}
-
 zvFileFD HandleOf(int aDescriptor) {
   return reinterpret_cast<zvFileFD>(static_cast<intptr_t>(aDescriptor));
 }
@@ -474,13 +469,13 @@ TEST_F(BinaryRevision, AnyReadOrSeekThatFailsGivesNothingAndClosesTheFile) {
     ASSERT_EQ(kWhole, ReadFile(theFile.Path()));
     const int theCallCount = CallsOf(theCall) - theCallsBefore;
     ASSERT_GT(theCallCount, 0);
-    const auto theDescriptors = OpenDescriptors();
+    const auto theDescriptors = zvtest::OpenDescriptors();
     for (int theSkip = 0; theSkip < theCallCount; ++theSkip) {
       Fault theFault(theCall, EIO, theSkip);
       EXPECT_EQ(kNothing, ReadFile(theFile.Path())) << theCall << " number " << theSkip;
       EXPECT_EQ(1, theFault.Hits());
     }
-    EXPECT_EQ(theDescriptors, OpenDescriptors());
+    EXPECT_EQ(theDescriptors, zvtest::OpenDescriptors());
   }
 }
 
@@ -490,7 +485,7 @@ TEST_F(BinaryRevision, AnyAllocationThatFailsLeavesNoLabelWithoutARevision) {
     const int theCallsBefore = CallsOf(theCall);
     ASSERT_EQ(kWhole, ReadFile(theFile.Path()));
     const int theCallCount = CallsOf(theCall) - theCallsBefore;
-    const auto theDescriptors = OpenDescriptors();
+    const auto theDescriptors = zvtest::OpenDescriptors();
     for (int theSkip = 0; theSkip < theCallCount; ++theSkip) {
       Fault theFault(theCall, 0, theSkip);
       const Result theResult = ReadFile(theFile.Path());
@@ -499,12 +494,12 @@ TEST_F(BinaryRevision, AnyAllocationThatFailsLeavesNoLabelWithoutARevision) {
         EXPECT_EQ(kNothing, theResult) << theCall << " number " << theSkip;
       }
     }
-    EXPECT_EQ(theDescriptors, OpenDescriptors());
+    EXPECT_EQ(theDescriptors, zvtest::OpenDescriptors());
   }
 }
 
 TEST_F(BinaryRevision, NoFileLeavesADescriptorOpen) {
-  const auto theDescriptors = OpenDescriptors();
+  const auto theDescriptors = zvtest::OpenDescriptors();
   ReadBytes(ImageWith(kStamp).Bytes());
   ReadBytes("short");
   ElfImage theImage = ImageWith(kStamp);
@@ -513,7 +508,7 @@ TEST_F(BinaryRevision, NoFileLeavesADescriptorOpen) {
   theImage.Header().e_shstrndx = 77;
   ReadBytes(theImage.Bytes());
   ReadBytes(ElfImage({}, ElfLayout::kHeadersLast).Bytes());
-  EXPECT_EQ(theDescriptors, OpenDescriptors());
+  EXPECT_EQ(theDescriptors, zvtest::OpenDescriptors());
 }
 
 //

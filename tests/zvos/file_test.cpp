@@ -75,11 +75,6 @@ auto FileError(const std::string &aText) {
   return zvtest::Error(kFileModule, aText);
 }
 
-std::ptrdiff_t OpenDescriptors() {
-  const std::filesystem::directory_iterator theEntries("/proc/self/fd");
-  return std::distance(begin(theEntries), end(theEntries));
-}
-
 // The arguments of every call that a fault saw, as many as the function has.
 using CallList = std::vector<std::vector<long long>>;
 
@@ -352,7 +347,7 @@ TEST_F(File, AppendWithReadOpensForBoth) {
 
 TEST_F(File, AppendThatCannotReachTheEndClosesTheDescriptorAndReturnsTheSeeksCode) {
   const std::string thePath = MakeFile();
-  const auto theDescriptors = OpenDescriptors();
+  const auto theDescriptors = zvtest::OpenDescriptors();
   zvFileFD theHandle = kUntouchedHandle;
   CallList theCloses, theSeeks;
   {
@@ -362,7 +357,7 @@ TEST_F(File, AppendThatCannotReachTheEndClosesTheDescriptorAndReturnsTheSeeksCod
     theCloseFault.PassingThrough().Doing(RecordInto(theCloses, 1));
     EXPECT_EQ(kzvFileErrorNoSpace, zvFile_Open(thePath.c_str(), kAppend, 0, &theHandle));
   }
-  EXPECT_EQ(theDescriptors, OpenDescriptors());
+  EXPECT_EQ(theDescriptors, zvtest::OpenDescriptors());
   EXPECT_EQ(kUntouchedHandle, theHandle);
   ASSERT_EQ(1u, theSeeks.size());
   ASSERT_EQ(1u, theCloses.size());

@@ -194,6 +194,24 @@ TEST_F(GlobalTest, ANameThatTheEnvironmentRefusesIsLoggedTwice) {
           NotStored("a=b", theVariable)));
 }
 
+TEST_F(GlobalTest, NothingIsNoName) {
+  zvGlobal_SetPtr(nullptr, Pointer(0x50));
+  EXPECT_THAT(
+      mLog.Messages(),
+      ElementsAre(
+          zvtest::Error(
+              kSystemModule,
+              Format("zvPlatform: Unable to set environment variable '(null)' to '0x50'. Error = %d\n",
+                     EINVAL)),
+          NotStored("(null)", "(null)")));
+  mLog.Clear();
+  EXPECT_EQ(nullptr, zvGlobal_GetPtr(nullptr));
+  EXPECT_THAT(mLog.Messages(), ElementsAre(zvtest::Warning(
+                                   kDefaultModule,
+                                   "zvGlobal_GetVariable: Cannot get global variable '(null)' (cannot get "
+                                   "environment '(null)')\n")));
+}
+
 TEST_F(GlobalTest, AFullEnvironmentKeepsTheFormerPointer) {
   zvGlobal_SetPtr(kName, Pointer(0x60));
   mLog.SpoilErrno(EDOM);

@@ -118,6 +118,16 @@ TEST_F(PlatformTest, ANameThatCannotBeAVariableIsRefused) {
   }
 }
 
+TEST_F(PlatformTest, NothingIsNoNameAndNoValue) {
+  EXPECT_EQ(nullptr, zvPlatform_getenv(nullptr));
+  EXPECT_THAT(mLog.Calls(), IsEmpty());
+  EXPECT_EQ(-1, zvPlatform_setenv(nullptr, "value"));
+  EXPECT_EQ(-1, zvPlatform_setenv(kVariable, nullptr));
+  EXPECT_EQ(nullptr, getenv(kVariable));
+  EXPECT_THAT(mLog.Messages(),
+              ElementsAre(Unset("(null)", "value", EINVAL), Unset(kVariable, "(null)", EINVAL)));
+}
+
 TEST_F(PlatformTest, AVariableThatCannotBeSetIsLoggedAndKeepsItsValue) {
   setenv(kVariable, "former", 1);
   mLog.SpoilErrno(EDOM);
@@ -209,9 +219,21 @@ TEST_F(PlatformTest, SuccessIsLoggedAtDebugLevelOnly) {
 TEST_F(PlatformTest, ALaunchWithoutMemoryForTheCommandRunsNothing) {
   const int theCalls = CallsOf("system");
   Fault theFault("zv_mnprintf", ENOMEM);
-  EXPECT_NE(0, zvPlatform_Launch("/bin/prog", nullptr));
+  EXPECT_EQ(-1, zvPlatform_Launch("/bin/prog", nullptr));
   EXPECT_EQ(1, theFault.Hits());
   EXPECT_EQ(theCalls, CallsOf("system"));
+  EXPECT_THAT(mLog.Messages(),
+              ElementsAre(zvtest::Error(
+                  kModule, Format("Unable to launch '/bin/prog' (Error = -1 / errno = %d)\n", ENOMEM))));
+}
+
+TEST_F(PlatformTest, ALaunchOfNothingRunsNothing) {
+  const int theCalls = CallsOf("system");
+  EXPECT_EQ(-1, zvPlatform_Launch(nullptr, "-x"));
+  EXPECT_EQ(theCalls, CallsOf("system"));
+  EXPECT_THAT(mLog.Messages(),
+              ElementsAre(zvtest::Error(
+                  kModule, Format("Unable to launch '(null)' (Error = -1 / errno = %d)\n", EINVAL))));
 }
 
 // A folder with a program of the given name, a shell script.

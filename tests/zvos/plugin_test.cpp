@@ -292,31 +292,41 @@ TEST_F(Plugin, APluginWhoseLibraryIsMissingIsReportedAsSuchWhenErrnoSaysSo) {
   EXPECT_FALSE(IsLoaded(thePath));
 }
 
-// The header of a library for another processor, of this processor's word size.
-std::string ForeignLibrary() {
-  ElfW(Ehdr) theHeader = {};
-  memcpy(theHeader.e_ident, ELFMAG, SELFMAG);
-  theHeader.e_ident[EI_CLASS] = sizeof(void *) == 8 ? ELFCLASS64 : ELFCLASS32;
-  theHeader.e_ident[EI_DATA] = ELFDATA2LSB;
-  theHeader.e_ident[EI_VERSION] = EV_CURRENT;
-  theHeader.e_type = ET_DYN;
+// A copy of a good plug-in, with something written over a place in its header.
+std::string CopyOfGoodPlugin(const TempFolder &aFolder, size_t aPlace, const std::string &aPatch) {
+  std::string theContents = zvtest::ReadWholeFile(zvtest::BuiltLibrary("plugins/zvtest_good.so"));
+  theContents.replace(aPlace, aPatch.size(), aPatch);
+  zvtest::WriteWholeFile(aFolder.File("copy.so"), theContents);
+  return aFolder.File("copy.so");
+}
+
+std::string ForeignMachine() {
 #if defined(__arm__) || defined(__aarch64__)
-  theHeader.e_machine = sizeof(void *) == 8 ? EM_X86_64 : EM_386;
+  constexpr ElfW(Half) kMachine = sizeof(void *) == 8 ? EM_X86_64 : EM_386;
 #else
-  theHeader.e_machine = sizeof(void *) == 8 ? EM_AARCH64 : EM_ARM;
+  constexpr ElfW(Half) kMachine = sizeof(void *) == 8 ? EM_AARCH64 : EM_ARM;
 #endif
-  theHeader.e_version = EV_CURRENT;
-  theHeader.e_ehsize = sizeof theHeader;
-  theHeader.e_phentsize = sizeof(ElfW(Phdr));
-  std::string theText(reinterpret_cast<const char *>(&theHeader), sizeof theHeader);
-  theText.resize(4096);
-  return theText;
+  return std::string(reinterpret_cast<const char *>(&kMachine), sizeof kMachine);
 }
 
 TEST_F(Plugin, APluginForAnotherProcessorIsReportedAsSuchWhenErrnoSaysSo) {
   TempFolder theFolder;
-  const std::string thePath = theFolder.File("foreign.so");
-  zvtest::WriteWholeFile(thePath, ForeignLibrary());
+  zvOSPluginHandle thePlugin = Load(CopyOfGoodPlugin(theFolder, 0, ""));
+  ASSERT_NE(nullptr, thePlugin);  // nothing but the processor is wrong with the next one
+  zvPlugin_Unload(thePlugin);
+  const std::string thePath = CopyOfGoodPlugin(theFolder, offsetof(ElfW(Ehdr), e_machine), ForeignMachine());
+  EXPECT_EQ(nullptr, Load(thePath, ENOENT));
+  EXPECT_THAT(mLog.Messages(), ElementsAre(MissingError(thePath)));
+  mLog.Clear();
+  const auto theMessage = MessageOfFailedLoad(thePath);
+  EXPECT_EQ(nullptr, Load(thePath));
+  EXPECT_THAT(mLog.Messages(), ElementsAre(theMessage));
+}
+
+TEST_F(Plugin, APluginThatWasBuiltForAnotherMachineIsReportedAsSuchWhenErrnoSaysSo) {
+  const std::string thePath = Built("foreign");
+  EXPECT_THAT(LoaderTextOfLoad(thePath),
+              testing::AnyOf(HasSubstr("wrong ELF class"), HasSubstr("cannot open shared object file")));
   EXPECT_EQ(nullptr, Load(thePath, ENOENT));
   EXPECT_THAT(mLog.Messages(), ElementsAre(MissingError(thePath)));
   mLog.Clear();
@@ -458,7 +468,10 @@ TEST_F(Plugin, EveryResultButZeroIsAFailureToUnload) {
   EXPECT_THAT(mLog.Messages(), IsEmpty());
 }
 
+// The loader is not asked, and what it has said of an earlier failure is not repeated.
 TEST_F(Plugin, NoHandleIsNothingToUnloadAndHasNoSymbols) {
+  EXPECT_EQ(nullptr, Load(Built("needy"), ENOENT));
+  mLog.Clear();
   zvPlugin_Unload(nullptr);
   EXPECT_EQ(nullptr, zvPlugin_GetSymbol(nullptr, "puts"));
   int thePlugin;

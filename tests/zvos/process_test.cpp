@@ -15,6 +15,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <fstream>
+#include <thread>
 
 namespace {
 
@@ -338,6 +339,25 @@ TEST_F(ProcessTest, AFullPipeTakesPartOfALargeWriteWithoutWaiting) {
   EXPECT_TRUE(theText.compare(0, theWritten.size(), theWritten) == 0);
 }
 
+// The stream takes more than the full pipe does, and nobody waits until there is room.
+TEST_F(ProcessTest, WhatTheStreamTookBehindAFullPipeIsLostAtTheClose) {
+  const Gate theGate;
+  Process theProcess(theGate.Wait() + "; cat > " + theGate.File("written"), zvProcessOpenMode_Write);
+  const int theDescriptor = DescriptorOf(theProcess.Handle());
+  const std::string thePipeful(static_cast<size_t>(fcntl(theDescriptor, F_GETPIPE_SZ)), 'p');
+  ASSERT_EQ(static_cast<ssize_t>(thePipeful.size()),
+            write(theDescriptor, thePipeful.data(), thePipeful.size()));
+  EXPECT_EQ(100, theProcess.Write(std::string(100, 'x')));
+  // The command waits until the close has emptied the stream, or tried to.
+  std::thread theOpener([&] {
+    EXPECT_TRUE(zvtest::WaitUntil([&] { return fcntl(theDescriptor, F_GETFD) == -1; }));
+    theGate.Open();
+  });
+  theProcess.Close();
+  theOpener.join();
+  EXPECT_TRUE(thePipeful == zvtest::ReadWholeFile(theGate.File("written")));
+}
+
 TEST_F(ProcessTest, WhatIsReadFromCannotBeWrittenTo) {
   const Process theProcess("cat < /dev/null", zvProcessOpenMode_Read);
   EXPECT_EQ(0, theProcess.Write("text"));
@@ -416,7 +436,38 @@ TEST_F(ProcessTest, CloseKeepsTheRecord) {
   EXPECT_EQ(0, zvProcess_Close(theProcess));
   EXPECT_EQ(0, theWatch.ReleasesOf(theProcess));
   EXPECT_EQ(0, RecordOf(theProcess).mPID);
+  EXPECT_EQ(nullptr, RecordOf(theProcess).mPipeFD);
   free(theProcess);
+}
+
+// The record is still there, its stream is not.
+TEST_F(ProcessTest, AClosedProcessIsClosedForLaterCalls) {
+  zvProcessFD theProcess = nullptr;
+  ASSERT_EQ(0, zvProcess_Open("echo text", zvProcessOpenMode_Read, &theProcess));
+  EXPECT_EQ(0, zvProcess_Close(theProcess));
+  const int theCalls = zvtest::CallsOf("pclose");
+  char theByte = 'x';
+  EXPECT_EQ(kzvProcessStatus_InvalidFD, zvProcess_Read(theProcess, &theByte, 1));
+  EXPECT_EQ(-1, zvProcess_Write(theProcess, &theByte, 1));
+  EXPECT_EQ(0, zvProcess_Close(theProcess));
+  EXPECT_EQ(theCalls, zvtest::CallsOf("pclose"));
+  free(theProcess);
+}
+
+TEST_F(ProcessTest, NothingIsOpenedWithoutACommandOrAPlaceForIt) {
+  const int theCalls = zvtest::CallsOf("popen");
+  zvProcessFD theProcess = nullptr;
+  EXPECT_EQ(-1, zvProcess_Open(nullptr, zvProcessOpenMode_Read, &theProcess));
+  EXPECT_EQ(nullptr, theProcess);
+  EXPECT_EQ(-1, zvProcess_Open("exit 0", zvProcessOpenMode_Read, nullptr));
+  EXPECT_EQ(theCalls, zvtest::CallsOf("popen"));
+}
+
+TEST_F(ProcessTest, ReadingNothingCountsAsTheEnd) {
+  const Process theProcess("cat; cat", zvProcessOpenMode_Read);
+  char theByte = 'x';
+  EXPECT_EQ(kzvProcessStatus_EOS, zvProcess_Read(theProcess.Handle(), &theByte, 0));
+  EXPECT_EQ('x', theByte);
 }
 
 TEST_F(ProcessTest, WithoutARecordOrAStreamThereIsNoProcess) {

@@ -180,6 +180,18 @@ TEST_F(SingleInstanceFailureTest, TheFileOfARelativeFolderCountsFromTheCurrentOn
   EXPECT_TRUE(LockFileExists());
 }
 
+TEST_F(SingleInstanceFailureTest, ARelativeFolderMustExistBesideTheProgram) {
+  mkdir(mFolder.File("folder").c_str(), 0700);
+  const auto theResult = zvtest::RunInChild([this] {
+    if (chdir(mFolder.Path().c_str()) != 0) return 1;
+    SetFolder("folder");  // here only
+    if (Checker().IsThere()) return 2;
+    SetFolder("../lib");  // there only
+    return Checker().State() == "taken, error" ? 0 : 3;
+  });
+  EXPECT_EQ(0, theResult.mStatus);
+}
+
 //
 // Delete
 //

@@ -173,6 +173,15 @@ TEST_F(SingleInstanceTest, TwoCheckersOfOneProcessBothHaveTheName) {
   EXPECT_EQ("taken", OtherProcess().State());
 }
 
+// The lock is the process's, and goes with the first descriptor of the file that is closed.
+TEST_F(SingleInstanceTest, OfTwoCheckersOfOneProcessTheFirstDeleteGivesTheNameUp) {
+  Checker theFirst;
+  const Checker theSecond;
+  theFirst.Delete();
+  EXPECT_EQ("free", OtherProcess().State());
+  EXPECT_EQ("free", theSecond.State());
+}
+
 TEST_F(SingleInstanceTest, DifferentNamesDoNotMeet) {
   const OtherProcess theHolder;
   EXPECT_EQ("free", Checker("another").State());

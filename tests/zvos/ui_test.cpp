@@ -88,6 +88,17 @@ TEST_F(UITest, AMessageIsLoggedAndAnsweredWithZero) {
   }
 }
 
+TEST_F(UITest, NothingIsShownAsNull) {
+  EXPECT_EQ("(null): (null)\n", PrintedBy([] { zvUI_DisplayToEndUser(nullptr, nullptr); }));
+  EXPECT_EQ("(null): (null) (returning Yes)\n",
+            PrintedBy([] { zvUI_AskToEndUserYesNo(nullptr, nullptr, kzvUIAskToEndUser_Yes); }));
+  const Quiet theQuiet;
+  zvUI_DisplayToEndUser(nullptr, nullptr);
+  zvUI_AskToEndUserYesNo(nullptr, nullptr, kzvUIAskToEndUser_Yes);
+  EXPECT_THAT(mLog.Messages(), ElementsAre(zvtest::Info(kModule, "(null): (null)\n"),
+                                           zvtest::Info(kModule, "(null): (null) (returning Yes)\n")));
+}
+
 TEST_F(UITest, AVeryLongMessageIsNotCut) {
   const std::string theMessage(100000, 'm');
   EXPECT_EQ("Title: " + theMessage + "\n",
@@ -196,10 +207,10 @@ TEST_F(UIProgramTest, TheDisplayNameIsTheNameOfTheFile) {
   EXPECT_THAT(mLog.Messages(), IsEmpty());
 }
 
-TEST_F(UIProgramTest, TheDisplayNameIsWhatThePathModuleSays) {
+TEST_F(UIProgramTest, TheDisplayNameKeepsItsExtension) {
   if (!IsAlone()) return;
   Pretend("/opt/zv/media player.bin");
-  EXPECT_EQ(Take(zvPath_GetApplicationName(1)), Take(zvUI_GetApplicationDisplayName()));
+  EXPECT_EQ("media player.bin", Take(zvUI_GetApplicationDisplayName()));
 }
 
 TEST_F(UIProgramTest, WithoutAPathThereIsNoDisplayName) {
