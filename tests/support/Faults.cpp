@@ -59,6 +59,7 @@ using SignalHandler = void (*)(int);
   row(calloc, calloc, kZero, void *(size_t, size_t))                                                          \
   row(realloc, realloc, kZero, void *(void *, size_t))                                                        \
   row(free, free, kZero, void(void *))                                                                        \
+  row(strdup, strdup, kZero, char *(const char *))                                                            \
   row(zvMalloc, zvMalloc, kZero, void *(size_t))                                                              \
   row(zvMallocZeroed, zvMallocZeroed, kZero, void *(size_t))                                                  \
   row(zvFree, zvFree, kZero, void(void *))                                                                    \

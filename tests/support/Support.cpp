@@ -22,6 +22,8 @@
 
 // Present in coverage builds: a child that leaves through _exit() would lose its counts.
 extern "C" void __gcov_dump(void) __attribute__((weak));
+// Present in builds with the leak checker; such a child must call it itself.
+extern "C" int __lsan_do_recoverable_leak_check(void) __attribute__((weak));
 
 namespace zvtest {
 namespace {
@@ -135,6 +137,19 @@ ChildResult RunForked(const std::function<int()> &aBody, double aSeconds) {
   return Collect(theChild, aSeconds, theStart, theOutput, theError);
 }
 
+bool HasLeaks() {
+  return __lsan_do_recoverable_leak_check != nullptr && __lsan_do_recoverable_leak_check() != 0;
+}
+
+// Expectations that failed in the current test so far.
+int Failures() {
+  const ::testing::TestInfo *theTest = ::testing::UnitTest::GetInstance()->current_test_info();
+  int theCount = 0;
+  for (int i = 0; theTest != nullptr && i < theTest->result()->total_part_count(); ++i)
+    theCount += theTest->result()->GetTestPartResult(i).failed() ? 1 : 0;
+  return theCount;
+}
+
 std::vector<char *> Pointers(const std::vector<std::string> &someTexts) {
   std::vector<char *> thePointers;
   for (const std::string &theText : someTexts)
@@ -203,6 +218,28 @@ void WriteWholeFile(const std::string &aPath, const std::string &aText) {
 
 ChildResult RunInChild(const std::function<int()> &aBody, double aSeconds) {
   return RunForked(aBody, aSeconds);
+}
+
+ChildResult RunPartInChild(const std::function<void()> &aBody, double aSeconds) {
+  return RunInChild(
+      [&] {
+        // What had failed before the child began is not its own.
+        const int theOldFailures = Failures();
+        aBody();
+        return Failures() > theOldFailures || HasLeaks() ? 1 : 0;
+      },
+      aSeconds);
+}
+
+void ExpectPassed(const ChildResult &aResult) {
+  SCOPED_TRACE("in the process of the test:\n" + aResult.mOutput + aResult.mError);
+  EXPECT_FALSE(aResult.mfTimedOut) << "killed after " << aResult.mSeconds << " s";
+  EXPECT_FALSE(aResult.mfSignaled) << "signal " << aResult.mSignal;
+  EXPECT_EQ(0, aResult.mStatus);
+}
+
+void InOwnProcess(const std::function<void()> &aBody, double aSeconds) {
+  ExpectPassed(RunPartInChild(aBody, aSeconds));
 }
 
 ChildResult RunProgram(const std::string &aPath, const std::vector<std::string> &anArguments,

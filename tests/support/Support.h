@@ -42,6 +42,16 @@ struct ChildResult {
 // aSeconds. Standard output and error are collected.
 ChildResult RunInChild(const std::function<int()> &aBody, double aSeconds = 30);
 
+// Runs a part of the current test in a child process, which may change its folder, its user and what the
+// library keeps. Expectations that fail there, memory that leaks there under the leak checker, and more
+// than aSeconds, fail the test.
+void InOwnProcess(const std::function<void()> &aBody, double aSeconds = 30);
+
+// The two steps of it, for those that look at the result themselves. The child's status is 0, or 1 when
+// something failed or leaked there.
+ChildResult RunPartInChild(const std::function<void()> &aBody, double aSeconds);
+void ExpectPassed(const ChildResult &aResult);
+
 // Runs a program of the build (through the emulator when the tests themselves run in one) with
 // arguments and additional environment "NAME=value" and waits at most aSeconds.
 ChildResult RunProgram(const std::string &aPath, const std::vector<std::string> &anArguments,

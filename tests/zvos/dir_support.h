@@ -19,12 +19,8 @@
 #include <cstdlib>
 #include <cstring>
 #include <filesystem>
-#include <functional>
 #include <iterator>
 #include <string>
-
-// Present in builds with the leak checker; a child that leaves through _exit() must call it itself.
-extern "C" int __lsan_do_recoverable_leak_check(void) __attribute__((weak));
 
 namespace zvtest {
 
@@ -78,21 +74,6 @@ inline std::string Replaced(std::string aText, char anOld, char aNew) {
   for (char &theChar : aText)
     if (theChar == anOld) theChar = aNew;
   return aText;
-}
-
-// Runs aBody in a child process, which may change its working folder, its user and what the library
-// keeps. Expectations that fail there, and memory that leaks there under the leak checker, fail the test.
-inline void InOwnProcess(const std::function<void()> &aBody) {
-  if (testing::Test::HasFailure()) return;
-  const ChildResult theResult = RunInChild([&] {
-    aBody();
-    const bool afLeaks =
-        __lsan_do_recoverable_leak_check != nullptr && __lsan_do_recoverable_leak_check() != 0;
-    return testing::Test::HasFailure() || afLeaks ? 1 : 0;
-  });
-  EXPECT_FALSE(theResult.mfSignaled) << theResult.mSignal;
-  EXPECT_EQ(0, theResult.mStatus);
-  if (testing::Test::HasFailure()) ADD_FAILURE() << theResult.mOutput << theResult.mError;
 }
 
 // In a child: the superuser, whom no permission stops, becomes somebody else.

@@ -1,4 +1,5 @@
-// Directories: testing, making, removing, times, the list of roots. Links: dir_links_test.cpp.
+// Directories: testing, making, removing, times, the list of roots. Links: dir_links_test.cpp;
+// folders of somebody else: dir_permissions_test.cpp.
 
 #include <zvOS/zvDir.h>
 #include <zvOS/zvPath.h>

@@ -1,5 +1,5 @@
 // The directory traverser: its life, flags, patterns, links, errors. Odd entries:
-// dir_traverser_odd_test.cpp.
+// dir_traverser_odd_test.cpp. Missing arguments and errno: dir_traverser_errors_test.cpp.
 
 #include <zvOS/zvDirTraverser.h>
 #include <zvOS/zvPath.h>
@@ -187,10 +187,13 @@ TEST_F(DirTraverser, WithoutMemoryNothingIsWalkedAndNothingLeaks) {
   EXPECT_THAT(Walk(theTraverser), ElementsAre("file"));
   theTraverser.Rewind();
   {
-    Fault theFault("zvStrdup", ENOMEM, 0, 1);
+    // The copy of the pattern; the log library need not say why there is none.
+    Fault theFault("zvStrdup", 0, 0, 1);
     EXPECT_EQ(nullptr, theTraverser.First("*", zvDIR_DEFAULT));
     EXPECT_EQ(kError, theTraverser.Status());
     EXPECT_EQ(1, theFault.Hits());
+    EXPECT_THAT(mLog.Messages(), ElementsAre(DirError("Cannot enumerate files in directory '" + mTree.Path() +
+                                                      "' (error = 12)\n")));
   }
   EXPECT_EQ(theDescriptors, zvtest::OpenDescriptors());
   EXPECT_THAT(Walk(theTraverser), ElementsAre("file"));
@@ -388,12 +391,14 @@ TEST_F(DirTraverser, ASecondFirstIsAProgrammingErrorThatLeaksNothing) {
 TEST_F(DirTraverser, NextOfAClosedTraverserIsAProgrammingError) {
   Traverser theTraverser(mTree.Path());
   EXPECT_EQ(nullptr, theTraverser.Next());
+  EXPECT_EQ(kError, theTraverser.Status());
   EXPECT_THAT(mLog.Assertions(), ElementsAre(Asserted("aDirTraverser->mDir != NULL")));
   mLog.Clear();
   theTraverser.First("*", zvDIR_DEFAULT);
   theTraverser.Rewind();
   EXPECT_THAT(mLog.Assertions(), IsEmpty());
   EXPECT_EQ(nullptr, theTraverser.Next());
+  EXPECT_EQ(kError, theTraverser.Status());
   EXPECT_THAT(mLog.Assertions(), ElementsAre(Asserted("aDirTraverser->mDir != NULL")));
 }
 

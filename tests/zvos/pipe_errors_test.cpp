@@ -6,8 +6,11 @@ using namespace zvtest::pipes;
 
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
+using zvtest::CallsOf;
+using zvtest::Error;
 using zvtest::Fault;
 using zvtest::Format;
+using zvtest::Info;
 using zvtest::Logged;
 using zvtest::OpenDescriptors;
 using zvtest::RecordingLog;
@@ -88,6 +91,50 @@ TEST(PipeErrorTest, EveryFailureIsReturnedAndLoggedUnderTheNameOfItsCallAndLeave
   });
 }
 
+TEST(PipeErrorTest, AFailureIsReturnedAlsoWhenTheCloseAfterItFails) {
+  InNewProcess([] {
+    SettleOn(Names::kAbstract);
+    int theCount = 0;
+    for (const FailingCall &theCall : FailingCalls(-1)) {
+      const std::string theFaulted = theCall.mFaulted;
+      if (theFaulted != "bind" && theFaulted != "listen" && theFaulted != "connect") continue;
+      SCOPED_TRACE(theFaulted);
+      const auto theOpenOnes = OpenDescriptors();
+      RecordingLog theLog;
+      theLog.SpoilErrno(EDOM);
+      Fault theFault(theCall.mFaulted, EACCES);
+      Fault theClose("close", EIO);
+      theClose.Doing([](const long long *someArguments) { close(static_cast<int>(someArguments[0])); });
+      EXPECT_EQ(-EACCES, theCall.mCall());
+      EXPECT_EQ(1, theFault.Hits());
+      EXPECT_EQ(1, theClose.Hits());
+      if (theCall.mLogged == nullptr) {
+        EXPECT_THAT(theLog.Calls(), IsEmpty());
+      } else {
+        EXPECT_THAT(theLog.Messages(), ElementsAre(Failed(theCall.mOperation, theCall.mLogged, EACCES)));
+      }
+      EXPECT_EQ(theOpenOnes, OpenDescriptors());
+      ++theCount;
+    }
+    EXPECT_EQ(3, theCount);
+  });
+}
+
+TEST(PipeErrorTest, NoNameIsAnInvalidArgumentAndTheLineNamesNoCall) {
+  for (const Names theForm : {Names::kAbstract, Names::kFiles}) {
+    WithNames(theForm, [] {
+      const int theSockets = CallsOf("socket");
+      RecordingLog theLog;
+      theLog.SpoilErrno(EDOM);
+      EXPECT_EQ(-EINVAL, zvPipe_Listener(nullptr, ZVPIPE_DEFAULT));
+      EXPECT_EQ(-EINVAL, zvPipe_Connect(nullptr, ZVPIPE_DEFAULT));
+      EXPECT_THAT(theLog.Messages(), ElementsAre(Error(kModule, "zvPipe_Listener: () errno=22\n"),
+                                                 Error(kModule, "zvPipe_Connect: () errno=22\n")));
+      EXPECT_EQ(theSockets, CallsOf("socket"));
+    });
+  }
+}
+
 TEST(PipeErrorTest, WhatIsNoPipeIsRefusedByTheSystemAndLogged) {
   InNewProcess([] {
     SettleOn(Names::kAbstract);
@@ -101,6 +148,23 @@ TEST(PipeErrorTest, WhatIsNoPipeIsRefusedByTheSystemAndLogged) {
         theLog.Messages(),
         ElementsAre(Failed("zvPipe_Write", "send", ENOTSOCK), Failed("zvPipe_Read", "send", ENOTSOCK),
                     Failed("zvPipe_Accept", "accept", ENOTSOCK), Failed("zvPipe_Close", "close", EBADF)));
+  });
+}
+
+// The address of such a socket is no path.
+TEST(PipeErrorTest, TheCloseOfASocketOfAnotherFamilyRemovesNoFile) {
+  WithNames(Names::kFiles, [] {
+    const int theSocket = net::Bound(net::Stream()).Release();
+    Fault theAddress("getsockname", 0);
+    theAddress.PassingThrough();
+    Fault theUnlink("unlink", EPERM, 0, -1);
+    RecordingLog theLog;
+    EXPECT_EQ(0, zvPipe_Close(theSocket, 1));
+    EXPECT_EQ(1, theAddress.Hits());
+    EXPECT_EQ(0, theUnlink.Hits());
+    EXPECT_FALSE(IsOpen(theSocket));
+    EXPECT_THAT(theLog.Messages(),
+                ElementsAre(Info(kModule, Format("zvPipe_Close: Closed (%d)\n", theSocket))));
   });
 }
 

@@ -32,11 +32,6 @@ bool IsSocketFile(const std::string &aPath) {
   return lstat(aPath.c_str(), &theStatus) == 0 && S_ISSOCK(theStatus.st_mode);
 }
 
-bool Exists(const std::string &aPath) {
-  struct stat theStatus;
-  return lstat(aPath.c_str(), &theStatus) == 0;
-}
-
 std::string NameOfLength(const TempFolder &aFolder, size_t aLength) {
   std::string theName = aFolder.Path() + "/";
   EXPECT_LT(theName.size(), kLongestName) << "the temporary folder has too long a name";
@@ -97,7 +92,7 @@ TEST_P(PipeNameTest, ANameIsCutTo107Bytes) {
       Fault theBind("bind", 0);
       theBind.PassingThrough().Doing(
           [&](const long long *someArguments) { theBound = AddressFrom(someArguments); });
-      const net::Socket theListener(Listener(theName));
+      const int theListener = Listener(theName);
       EXPECT_GE(theListener, 0);
       if (afFiles) {
         EXPECT_EQ(110u, theBound.mLength);
@@ -121,7 +116,35 @@ TEST_P(PipeNameTest, ANameIsCutTo107Bytes) {
       EXPECT_THAT(theLog.Messages(),
                   ElementsAre(Info(kModule, Format("zvPipe_Connect: Connected to '%s' (%d)\n",
                                                    theName.c_str(), static_cast<int>(theClient)))));
+
+      EXPECT_EQ(0, zvPipe_Close(theListener, 1));
+      EXPECT_FALSE(Exists(theCutName));
     }
+  });
+}
+
+// The system takes both for names without a file: addresses whose path begins with NUL.
+TEST_P(PipeNameTest, TheEmptyNameIsANameToo) {
+  WithNames(GetParam(), [] {
+    const TempFolder theFolder;
+    EXPECT_EQ(0, chdir(theFolder.Path().c_str()));
+    NativeAddress theBound = {};
+    Fault theBind("bind", 0, 0, -1);
+    theBind.PassingThrough().Doing(
+        [&](const long long *someArguments) { theBound = AddressFrom(someArguments); });
+    int theListener = -1;
+    // A test of another build may hold it for a moment.
+    EXPECT_TRUE(zvtest::WaitUntil([&] { return (theListener = Listener("")) != -EADDRINUSE; }));
+    const size_t theLength = GetParam() == Names::kFiles ? 108 : 1;
+    EXPECT_EQ(2 + theLength, theBound.mLength);
+    EXPECT_EQ(std::string(theLength, '\0'), theBound.mPath);
+
+    const net::Socket theClient(Connect(""));
+    const net::Socket theServer(zvPipe_Accept(theListener, ZVPIPE_DEFAULT));
+    EXPECT_EQ(5, Write(theClient, "hello"));
+    EXPECT_EQ("hello", Read(theServer, 5));
+    EXPECT_TRUE(std::filesystem::is_empty(theFolder.Path()));
+    EXPECT_EQ(0, zvPipe_Close(theListener, 1));
   });
 }
 

@@ -2,8 +2,6 @@
 
 #include <zvOS/zvThread.h>
 
-#include <sys/stat.h>
-
 #include <memory>
 #include <thread>
 
@@ -22,11 +20,6 @@ using zvtest::TempFolder;
 namespace net = zvtest::net;
 
 constexpr char kProbeName[] = "/tmp/zvPipeAbstractTest";
-
-bool Exists(const std::string &aPath) {
-  struct stat theStatus;
-  return lstat(aPath.c_str(), &theStatus) == 0;
-}
 
 // Where the library makes names live, seen from outside. Its first use of one in a new process probes.
 Names FormInUse() {
@@ -203,6 +196,51 @@ TEST_P(UniqueNameTest, ANameThatIsTakenIsTriedAgainWithTheNextTimeOnTheSameSocke
       EXPECT_THAT(theLog.Calls(), IsEmpty());
     });
   }
+}
+
+// How often a name is tried where there is no bound: enough to meet any that somebody might think of.
+constexpr int kFailures = 100000;
+
+// Expects a name of the time after so many failures.
+void ExpectNameAfterFailures(int anError) {
+  std::vector<timeval> theEveryMicrosecond;
+  for (int i = 0; i < kFailures + 10; ++i)
+    theEveryMicrosecond.push_back({1, i});
+  const Times theTimes(std::move(theEveryMicrosecond));
+  Fault theSuccess("bind", 0);
+  theSuccess.Returning(0);
+  Fault theFailure("bind", anError, 0, kFailures);
+  RecordingLog theLog;
+  EXPECT_EQ(Format("name1%x", kFailures) + Ending(), UniqueName("name"));
+  EXPECT_EQ(kFailures + 1, theTimes.Asked());
+  EXPECT_EQ(kFailures, theFailure.Hits());
+  EXPECT_EQ(1, theSuccess.Hits());
+  EXPECT_THAT(theLog.Calls(), IsEmpty());
+}
+
+TEST_P(UniqueNameTest, IsTriedWithoutABound) {
+  WithNames(GetParam(), [] { ExpectNameAfterFailures(EACCES); });
+}
+
+TEST_P(UniqueNameTest, IsTriedWithoutABoundAlsoWhereThereIsNoSocket) {
+  WithNames(GetParam(), [] {
+    Fault theSocket("socket", EMFILE, 0, -1);
+    ExpectNameAfterFailures(EBADF);
+    EXPECT_EQ(1, theSocket.Hits());
+  });
+}
+
+TEST_P(UniqueNameTest, WithoutMemoryThereIsNone) {
+  WithNames(GetParam(), [] {
+    const TempFolder theFolder;
+    const auto theOpenOnes = OpenDescriptors();
+    RecordingLog theLog;
+    Fault theCopy("strdup", ENOMEM);
+    EXPECT_EQ(nullptr, zvPipe_GenerateUniqueName(theFolder.File("name").c_str()));
+    EXPECT_EQ(1, theCopy.Hits());
+    EXPECT_EQ(theOpenOnes, OpenDescriptors());
+    EXPECT_THAT(theLog.Calls(), IsEmpty());
+  });
 }
 
 TEST_P(UniqueNameTest, ANameThatAListenerHoldsIsNotGivenAgain) {

@@ -9,6 +9,7 @@
 
 #include <fcntl.h>
 #include <sys/prctl.h>
+#include <sys/stat.h>
 #include <sys/un.h>
 #include <sys/wait.h>
 
@@ -18,26 +19,14 @@
 #include <filesystem>
 #include <set>
 
-// Present in builds with the leak checker; a child that leaves through _exit() must call it itself.
-extern "C" int __lsan_do_recoverable_leak_check(void) __attribute__((weak));
-
 namespace zvtest {
 namespace pipes {
 
 constexpr zvLogModule kModule = 7;
 
-// Runs aBody in a process in which the library has made no pipe yet. Expectations that fail there, and
-// memory that leaks there under the leak checker, fail the test.
+// Runs aBody in a process in which the library has made no pipe yet: see InOwnProcess.
 inline void InNewProcess(const std::function<void()> &aBody) {
-  const ChildResult theResult = RunInChild([&] {
-    aBody();
-    const bool afLeaks =
-        __lsan_do_recoverable_leak_check != nullptr && __lsan_do_recoverable_leak_check() != 0;
-    return ::testing::Test::HasFailure() || afLeaks ? 1 : 0;
-  });
-  EXPECT_FALSE(theResult.mfTimedOut);
-  EXPECT_FALSE(theResult.mfSignaled) << "signal " << theResult.mSignal;
-  EXPECT_EQ(0, theResult.mStatus) << "in the process of the test:\n" << theResult.mOutput << theResult.mError;
+  InOwnProcess(aBody);
 }
 
 enum class Names { kAbstract, kFiles };
@@ -145,6 +134,11 @@ inline std::string Read(int aPipe, size_t aLength) {
   const int theCount = zvPipe_Read(aPipe, &theText[0], aLength);
   if (theCount < 0) return "error " + std::to_string(-theCount);
   return theText.substr(0, static_cast<size_t>(theCount));
+}
+
+inline bool Exists(const std::string &aPath) {
+  struct stat theStatus;
+  return lstat(aPath.c_str(), &theStatus) == 0;
 }
 
 // The messages of a failed call.

@@ -227,6 +227,21 @@ TEST_P(PipeKindTest, ANonBlockingEndAnswersWouldBlockWhichIsLoggedAsInformation)
   });
 }
 
+TEST_P(PipeKindTest, AReadOfNothingLooksLikeTheEndOfTheStream) {
+  InNewProcess([] {
+    const Pair thePair(GetParam());
+    EXPECT_EQ(3, Write(thePair[0], "one"));
+    EXPECT_EQ(3, Write(thePair[0], "two"));
+    char theByte = 'x';
+    RecordingLog theLog;
+    EXPECT_EQ(0, zvPipe_Read(thePair[1], &theByte, 0));
+    EXPECT_THAT(theLog.Messages(), ElementsAre(EndOfStream()));
+    EXPECT_EQ('x', theByte);
+    // A stream is still as it was; of a message that is all.
+    EXPECT_EQ(GetParam() == ZVPIPE_MSG ? "two" : "one", Read(thePair[1], 3));
+  });
+}
+
 // Fills a pipe whose reader does not read, until writing fails; returns the result.
 int WriteUntilFailure(int aPipe) {
   const std::string theBlock(100, 'x');
