@@ -20,10 +20,6 @@ inline constexpr char kBusy[] = "zvos-files 1 busy too many clients\n";
 // More than fits into the buffers of both sides.
 inline constexpr size_t kBigSize = 16 * 1024 * 1024;
 
-inline ChildResult Zvos(const std::vector<std::string> &anArguments) {
-  return RunProgram(BuiltProgram("zvos"), anArguments);
-}
-
 inline std::vector<std::string> Joined(std::vector<std::string> someWords,
                                        const std::vector<std::string> &someMore) {
   someWords.insert(someWords.end(), someMore.begin(), someMore.end());

@@ -59,24 +59,62 @@ void CloseIfOpen(int &aDescriptor) {
 
 }  // namespace
 
-std::vector<std::string> ZvosWords(const std::vector<std::string> &anArguments) {
+std::vector<std::string> WordsToRun(const std::string &aProgram) {
   std::vector<std::string> theWords;
   std::istringstream theEmulator(ZVTEST_EMULATOR);
   for (std::string theWord; std::getline(theEmulator, theWord, '|');)
     theWords.push_back(theWord);
-  theWords.push_back(BuiltProgram("zvos"));
+  theWords.push_back(aProgram);
+  return theWords;
+}
+
+std::vector<std::string> ZvosWords(const std::vector<std::string> &anArguments) {
+  std::vector<std::string> theWords = WordsToRun(BuiltProgram("zvos"));
   theWords.insert(theWords.end(), anArguments.begin(), anArguments.end());
   return theWords;
 }
 
-int ExecZvos(const std::vector<std::string> &anArguments) {
-  std::vector<std::string> theWords = ZvosWords(anArguments);
-  std::vector<char *> thePointers;
-  for (std::string &theWord : theWords)
-    thePointers.push_back(&theWord[0]);
-  thePointers.push_back(nullptr);
-  execvp(thePointers[0], thePointers.data());
+ZvosImage::ZvosImage(const std::vector<std::string> &anArguments) : mWords(ZvosWords(anArguments)) {
+  for (std::string &theWord : mWords)
+    mPointers.push_back(&theWord[0]);
+  mPointers.push_back(nullptr);
+}
+
+int ZvosImage::Exec() const {
+  execvp(mPointers[0], mPointers.data());
   return 127;
+}
+
+int ExecZvos(const std::vector<std::string> &anArguments) {
+  return ZvosImage(anArguments).Exec();
+}
+
+ChildResult Zvos(const std::vector<std::string> &anArguments, const std::vector<std::string> &anEnvironment) {
+  const ChildResult theResult = RunProgram(BuiltProgram("zvos"), anArguments, anEnvironment);
+  RemoveTraceFile(theResult.mOutput);
+  return theResult;
+}
+
+void RemoveTraceFile(const std::string &anOutput) {
+  const size_t thePlace = anOutput.find("/tmp/backtrace_");
+  if (thePlace == std::string::npos) return;
+  unlink(anOutput.substr(thePlace, anOutput.find_first_of(" \n", thePlace) - thePlace).c_str());
+}
+
+void ExpectOutcome(const ChildResult &aResult, int aStatus, const std::string &anOutput,
+                   const std::string &anError) {
+  EXPECT_FALSE(aResult.mfSignaled);
+  EXPECT_EQ(aStatus, aResult.mStatus);
+  EXPECT_EQ(anOutput, aResult.mOutput);
+  EXPECT_EQ(anError, aResult.mError);
+}
+
+void ExpectRefusal(const ChildResult &aResult, const std::string &aLine) {
+  ExpectOutcome(aResult, 2, "", aLine);
+}
+
+bool IsAlive(pid_t aProcess) {
+  return !ReadWholeFile("/proc/" + std::to_string(aProcess) + "/cmdline").empty();
 }
 
 std::vector<std::string> NamesIn(const std::string &aFolder) {
@@ -106,6 +144,7 @@ RunningZvos::RunningZvos(const std::vector<std::string> &anArguments, const std:
     ADD_FAILURE() << "pipe2: " << strerror(errno);
     return;
   }
+  const ZvosImage theProgram(anArguments);
   fflush(nullptr);
   mPid = fork();
   if (mPid == 0) {
@@ -114,7 +153,7 @@ RunningZvos::RunningZvos(const std::vector<std::string> &anArguments, const std:
     dup2(theError[1], STDERR_FILENO);
     if (chdir(aFolder.c_str()) != 0) _exit(126);
     if (aSetup) aSetup();
-    _exit(ExecZvos(anArguments));
+    _exit(theProgram.Exec());
   }
   mOutputPipe = theOutput[0];
   mErrorPipe = theError[0];

@@ -1,6 +1,8 @@
 // Running the program zvos beside a test, and talking to it over sockets of the test's own.
 #pragma once
 
+#include "support/Support.h"
+
 #include <sys/types.h>
 
 #include <cstdint>
@@ -11,11 +13,43 @@
 
 namespace zvtest {
 
-// The program with what it takes to run it here, and its arguments.
+// A program with what it takes to run it here.
+std::vector<std::string> WordsToRun(const std::string &aProgram);
+
+// The program zvos with what it takes to run it here, and its arguments.
 std::vector<std::string> ZvosWords(const std::vector<std::string> &anArguments);
+
+// The program ready to replace a process. Nothing is allocated then, which in a child of a process with
+// more threads might never end.
+class ZvosImage {
+ public:
+  explicit ZvosImage(const std::vector<std::string> &anArguments);
+  int Exec() const;  // returns only on failure
+
+ private:
+  std::vector<std::string> mWords;
+  std::vector<char *> mPointers;
+};
 
 // Replaces the process by the program; returns only on failure.
 int ExecZvos(const std::vector<std::string> &anArguments);
+
+// The program run to its end. The trace file of a crash on purpose is removed.
+ChildResult Zvos(const std::vector<std::string> &anArguments,
+                 const std::vector<std::string> &anEnvironment = {});
+
+// Removes the trace file that an output names, if it does.
+void RemoveTraceFile(const std::string &anOutput);
+
+// How the program ended by itself, and what it said.
+void ExpectOutcome(const ChildResult &aResult, int aStatus, const std::string &anOutput,
+                   const std::string &anError);
+
+// One line on the standard error, nothing on the standard output, and the status of wrong usage.
+void ExpectRefusal(const ChildResult &aResult, const std::string &aLine);
+
+// A process that has died has no command line any more, even while it has not been waited for.
+bool IsAlive(pid_t aProcess);
 
 // The names in a folder, sorted.
 std::vector<std::string> NamesIn(const std::string &aFolder);
@@ -39,6 +73,7 @@ class RunningZvos {
   // The port in the first line, "serving DIR on ADDRESS:PORT".
   uint16_t Port();
 
+  pid_t Pid() const { return mPid; }
   void Kill(int aSignal) const;
 
   // Waits for the end; the status as waitpid gives it. Output and error are complete then.

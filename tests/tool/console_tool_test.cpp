@@ -18,14 +18,19 @@
 #include <cerrno>
 #include <chrono>
 #include <csignal>
+#include <cstdlib>
 #include <cstring>
+#include <filesystem>
+#include <fstream>
 
 namespace {
 
 using ::testing::AllOf;
+using ::testing::EndsWith;
 using ::testing::HasSubstr;
 using zvtest::ExecZvos;
 using zvtest::RawClient;
+using zvtest::RunningZvos;
 using zvtest::WaitUntil;
 
 using Clock = std::chrono::steady_clock;
@@ -40,17 +45,30 @@ bool IsSame(const termios &aTermios, const termios &anOther) {
          memcmp(aTermios.c_cc, anOther.c_cc, sizeof aTermios.c_cc) == 0;
 }
 
-// The program on a terminal, which it has as its controlling one. The test keeps both ends open.
+// Whether a child of a process has died and was not waited for.
+bool HasDeadChild(pid_t aProcess) {
+  std::error_code theError;
+  for (const auto &theEntry : std::filesystem::directory_iterator("/proc", theError)) {
+    // "4711 (name) Z 4242 ..."; empty for what is no process, or none any more.
+    std::string theStatus;
+    std::ifstream theFile(theEntry.path().string() + "/stat");
+    std::getline(theFile, theStatus);
+    const size_t thePlace = theStatus.rfind(") Z ");
+    if (thePlace != std::string::npos && atoi(theStatus.c_str() + thePlace + 4) == aProcess) return true;
+  }
+  return false;
+}
+
+// The program on a terminal as a shell starts it: a child of the session's leader, which lives on, and
+// alone in the foreground. Were it the leader itself, the system would keep ^Z from it, and would tell
+// its children of its end. The test keeps both ends of the terminal open.
 class OnTerminal : public ::testing::Test {
  protected:
-  OnTerminal() : mMaster(-1), mTerminal(-1), mPid(-1), mBefore() {}
+  OnTerminal() : mMaster(-1), mTerminal(-1), mLeader(-1), mReports(-1), mPid(-1), mBefore() {}
 
   ~OnTerminal() override {
-    if (mPid > 0) {
-      kill(mPid, SIGKILL);
-      waitpid(mPid, nullptr, 0);
-    }
-    if (mMaster >= 0) close(mMaster);
+    End();
+    CloseMaster();
     if (mTerminal >= 0) close(mTerminal);
     RemoveTraceFile();
   }
@@ -63,16 +81,32 @@ class OnTerminal : public ::testing::Test {
   }
 
   void Start(const std::vector<std::string> &anArguments) {
+    End();
+    int theReports[2];
+    ASSERT_EQ(0, pipe2(theReports, O_CLOEXEC));
     fflush(nullptr);
-    mPid = fork();
-    if (mPid == 0) {
+    mLeader = fork();
+    if (mLeader == 0) {
       prctl(PR_SET_PDEATHSIG, SIGKILL);
       close(mMaster);
-      setenv("TERM", "dumb", 1);
-      if (login_tty(mTerminal) != 0) _exit(126);
-      _exit(ExecZvos(anArguments));
+      Lead(anArguments, theReports[1]);
     }
-    ASSERT_GT(mPid, 0);
+    close(theReports[1]);
+    mReports = theReports[0];
+    ASSERT_GT(mLeader, 0);
+    ASSERT_TRUE(TakeReport(mPid));
+  }
+
+  // The terminal is gone with it.
+  void CloseMaster() {
+    if (mMaster >= 0) close(mMaster);
+    mMaster = -1;
+  }
+
+  // For a child that has the terminal as its input and nothing more.
+  void ConnectInput() const {
+    close(mMaster);
+    dup2(mTerminal, STDIN_FILENO);
   }
 
   termios Settings() const {
@@ -83,8 +117,8 @@ class OnTerminal : public ::testing::Test {
 
   bool IsRaw() const { return (Settings().c_lflag & (ICANON | ECHO)) == 0; }
 
-  void Type(const char *aText) const {
-    EXPECT_EQ(static_cast<ssize_t>(strlen(aText)), write(mMaster, aText, strlen(aText)));
+  void Type(const std::string &aText) const {
+    EXPECT_EQ(static_cast<ssize_t>(aText.size()), write(mMaster, aText.data(), aText.size()));
   }
 
   // Waits for a text behind what was waited for before.
@@ -104,20 +138,19 @@ class OnTerminal : public ::testing::Test {
     }
   }
 
-  // Waits for the end; the status as waitpid gives it.
+  // Waits for the end, or until the program is stopped; the status as waitpid gives it.
   int Wait() {
     const Clock::time_point theEnd = Clock::now() + std::chrono::seconds(kPatience);
-    int theStatus = -1;
-    while (waitpid(mPid, &theStatus, WNOHANG) == 0) {
+    pollfd theReport = {mReports, POLLIN, 0};
+    while (poll(&theReport, 1, 0) == 0) {
       if (Clock::now() >= theEnd) {
         ADD_FAILURE() << "the program did not end: " << mOutput;
         return -1;
       }
       Read(5);
     }
-    mPid = -1;
-    while (Read(0)) {
-    }
+    int theStatus = -1;
+    EXPECT_TRUE(TakeReport(theStatus));
     return theStatus;
   }
 
@@ -134,6 +167,43 @@ class OnTerminal : public ::testing::Test {
   }
 
  private:
+  // The leader: starts the program, reports its process, then its stops and its end, and lives on.
+  [[noreturn]] void Lead(const std::vector<std::string> &anArguments, int aReports) const {
+    setenv("TERM", "dumb", 1);
+    if (login_tty(mTerminal) != 0) _exit(126);
+    const pid_t theProgram = fork();
+    if (theProgram == 0) {
+      setpgid(0, 0);
+      signal(SIGTTOU, SIG_IGN);  // it puts itself into the foreground from the background
+      tcsetpgrp(STDIN_FILENO, getpid());
+      signal(SIGTTOU, SIG_DFL);
+      _exit(ExecZvos(anArguments));
+    }
+    int theStatus = -1;
+    if (write(aReports, &theProgram, sizeof theProgram) != sizeof theProgram) _exit(126);
+    while (waitpid(theProgram, &theStatus, WUNTRACED) == theProgram) {
+      if (write(aReports, &theStatus, sizeof theStatus) != sizeof theStatus) _exit(126);
+    }
+    for (;;)
+      pause();
+  }
+
+  // Waits for it; false when the leader has died.
+  bool TakeReport(int &aReport) const {
+    return read(mReports, &aReport, sizeof aReport) == static_cast<ssize_t>(sizeof aReport);
+  }
+
+  // The leader, and what is left of the program.
+  void End() {
+    if (mPid > 0) kill(-mPid, SIGKILL);
+    if (mLeader > 0) {
+      kill(mLeader, SIGKILL);
+      waitpid(mLeader, nullptr, 0);
+    }
+    if (mReports >= 0) close(mReports);
+    mPid = mLeader = mReports = -1;
+  }
+
   bool Read(int aMilliseconds) {
     pollfd thePoll = {mMaster, POLLIN, 0};
     if (poll(&thePoll, 1, aMilliseconds) <= 0) return false;
@@ -154,6 +224,8 @@ class OnTerminal : public ::testing::Test {
 
   int mMaster;
   int mTerminal;
+  pid_t mLeader;
+  int mReports;
   pid_t mPid;
   termios mBefore;
   std::string mOutput;
@@ -176,6 +248,30 @@ TEST_F(OnTerminal, KeysAreObeyedWithoutEnterAndTheTableFollows) {
   Type("q");
   EXPECT_EQ(0, Wait());
   EXPECT_TRUE(IsSame(Before(), Settings()));
+}
+
+TEST_F(OnTerminal, KeysAreExplainedOnTheScreen) {
+  StartConsole();
+  EXPECT_THAT(Output(), HasSubstr("zvos console: keys without Enter, and the live table of sockets\r\n"
+                                  "  o  open a connection          s  send 100 bytes on the newest one\r\n"
+                                  "  c  close the newest one       r  show again      q  quit\r\n"));
+}
+
+TEST_F(OnTerminal, KeyOfTheByteZeroIsAKeyLikeOthers) {
+  StartConsole();
+  Type(std::string(1, '\0'));  // Ctrl-@
+  ASSERT_TRUE(WaitFor("nothing is done on '?'"));
+  Type("r");
+  EXPECT_TRUE(WaitFor("shown again"));
+}
+
+TEST_F(OnTerminal, ConsoleEndsWhenItsTerminalIsGone) {
+  // Not its controlling terminal: no signal tells.
+  RunningZvos theZvos({"console"}, "/", [this] { ConnectInput(); });
+  ASSERT_TRUE(theZvos.WaitForOutput("listening on 127.0.0.1:"));
+  CloseMaster();
+  EXPECT_EQ(0, theZvos.Wait());
+  EXPECT_THAT(theZvos.Output(), EndsWith("\nbye\n"));
 }
 
 TEST_F(OnTerminal, KeysThatHaveNothingToDoSaySo) {
@@ -216,6 +312,18 @@ TEST_F(OnTerminal, ConsoleRestoresTheTerminalHoweverItIsQuit) {
   }
 }
 
+// The monitor gets Ctrl-C as well, and may have ended before the program looks.
+TEST_F(OnTerminal, CtrlCEndsTheConsoleWellThoughTheMonitorIsFaster) {
+  StartConsole();
+  kill(Pid(), SIGSTOP);
+  ASSERT_TRUE(WIFSTOPPED(Wait()));
+  Type(kCtrlC);
+  ASSERT_TRUE(zvtest::WaitUntil([this] { return HasDeadChild(Pid()); }));
+  kill(Pid(), SIGCONT);
+  EXPECT_EQ(0, Wait());
+  EXPECT_TRUE(IsSame(Before(), Settings()));
+}
+
 TEST_F(OnTerminal, UnusualSettingsAreRestoredAsTheyWere) {
   termios theSettings = Before();
   theSettings.c_lflag &= ~static_cast<tcflag_t>(ECHO);
@@ -234,9 +342,9 @@ TEST_F(OnTerminal, CrashOfTheMonitorIsReportedAndTheTerminalRestored) {
   const int theStatus = Wait();
   EXPECT_EQ(128 + SIGSEGV, WEXITSTATUS(theStatus));
   EXPECT_TRUE(IsSame(Before(), Settings()));
+  EXPECT_TRUE(WaitFor("died by signal 11 (Segmentation fault); the terminal is as it was\r\n"));
   EXPECT_THAT(Output(),
-              AllOf(HasSubstr("zvOSThread: Received fatal signal: 11"), HasSubstr("zvos_CrashOnPurpose"),
-                    HasSubstr("died by signal 11 (Segmentation fault); the terminal is as it was")));
+              AllOf(HasSubstr("zvOSThread: Received fatal signal: 11"), HasSubstr("zvos_CrashOnPurpose")));
 }
 
 TEST_F(OnTerminal, TerminalIsRestoredByTheMonitorWhenItsParentIsKilled) {
@@ -246,11 +354,14 @@ TEST_F(OnTerminal, TerminalIsRestoredByTheMonitorWhenItsParentIsKilled) {
   EXPECT_TRUE(WaitUntil([this] { return (Settings().c_lflag & (ICANON | ECHO)) == (ICANON | ECHO); }));
 }
 
-TEST_F(OnTerminal, CtrlZDoesNotLeaveTheTerminalRaw) {
+// A stopped one would leave the terminal raw to the shell.
+TEST_F(OnTerminal, CtrlZDoesNotStopTheConsole) {
   StartConsole();
-  Type("\032");  // nothing happens
+  Type("\032");
   Type("r");
   EXPECT_TRUE(WaitFor("shown again"));
+  Type("q");
+  EXPECT_EQ(0, Wait());
 }
 
 TEST_F(OnTerminal, CtrlCEndsARunningCommandCleanly) {
@@ -260,7 +371,7 @@ TEST_F(OnTerminal, CtrlCEndsARunningCommandCleanly) {
   const int theStatus = Wait();
   EXPECT_TRUE(WIFEXITED(theStatus));
   EXPECT_EQ(128 + SIGINT, WEXITSTATUS(theStatus));
-  EXPECT_THAT(Output(), HasSubstr("last words\r\n"));
+  EXPECT_TRUE(WaitFor("last words\r\n"));
 }
 
 TEST_F(OnTerminal, CtrlCEndsALockedCommandCleanly) {
@@ -271,7 +382,7 @@ TEST_F(OnTerminal, CtrlCEndsALockedCommandCleanly) {
   const int theStatus = Wait();
   unlink(("/tmp/zvos-test-" + std::to_string(getpid())).c_str());
   EXPECT_EQ(9, WEXITSTATUS(theStatus));
-  EXPECT_THAT(Output(), HasSubstr("last words\r\n"));
+  EXPECT_TRUE(WaitFor("last words\r\n"));
 }
 
 TEST(Console, StandardInputHasToBeATerminal) {

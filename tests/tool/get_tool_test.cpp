@@ -302,11 +302,10 @@ TEST(Get, FileThatDoesNotFitLeavesNothing) {
 std::string OnTerminal(const std::vector<std::string> &anArguments, int *aStatus,
                        const std::function<void(const std::string &)> &aWatch) {
   int theTerminal = -1;
+  const zvtest::ZvosImage theProgram(anArguments);
+  setenv("TERM", "xterm", 1);
   const pid_t theChild = forkpty(&theTerminal, nullptr, nullptr, nullptr);
-  if (theChild == 0) {
-    setenv("TERM", "xterm", 1);
-    _exit(zvtest::ExecZvos(anArguments));
-  }
+  if (theChild == 0) _exit(theProgram.Exec());
   std::string theOutput;
   char theBuffer[4096];
   ssize_t theCount = 0;

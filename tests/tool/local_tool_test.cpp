@@ -1,4 +1,4 @@
-// The commands for the device itself: ls, lock, plugin and run, and the last act of the demonstration.
+// The commands ls, lock and plugin, and the last act of the demonstration.
 
 #include "ToolSupport.h"
 #include "support/Support.h"
@@ -14,6 +14,8 @@
 
 #include <csignal>
 #include <cstdlib>
+#include <filesystem>
+#include <memory>
 
 namespace {
 
@@ -22,63 +24,71 @@ using ::testing::ContainsRegex;
 using ::testing::EndsWith;
 using ::testing::HasSubstr;
 using ::testing::MatchesRegex;
+using ::testing::Not;
 using ::testing::StartsWith;
 using zvtest::BuiltLibrary;
-using zvtest::BuiltProgram;
 using zvtest::ChildResult;
 using zvtest::ExecZvos;
+using zvtest::ExpectOutcome;
+using zvtest::ExpectRefusal;
+using zvtest::IsAlive;
 using zvtest::NamesIn;
 using zvtest::ReadWholeFile;
 using zvtest::RunInChild;
 using zvtest::RunningZvos;
-using zvtest::RunProgram;
 using zvtest::TempFolder;
 using zvtest::WriteWholeFile;
+using zvtest::Zvos;
 
 constexpr bool kSixtyFourBits = sizeof(void *) == 8;
 constexpr uid_t kNobody = 65534;
 
-ChildResult Zvos(const std::vector<std::string> &anArguments,
-                 const std::vector<std::string> &anEnvironment = {}) {
-  return RunProgram(BuiltProgram("zvos"), anArguments, anEnvironment);
-}
-
-void ExpectOutcome(const ChildResult &aResult, int aStatus, const std::string &anOutput,
-                   const std::string &anError) {
-  EXPECT_FALSE(aResult.mfSignaled);
-  EXPECT_EQ(aStatus, aResult.mStatus);
-  EXPECT_EQ(anOutput, aResult.mOutput);
-  EXPECT_EQ(anError, aResult.mError);
-}
-
-void ExpectRefusal(const std::vector<std::string> &anArguments, const std::string &aLine) {
-  ExpectOutcome(Zvos(anArguments), 2, "", aLine);
-}
-
 TEST(Local, WrongUsageIsOneLine) {
-  ExpectRefusal({"ls"}, "zvos: ls: one DIR and one PATTERN at most, see 'zvos help ls'\n");
-  ExpectRefusal({"ls", "a", "b", "c"}, "zvos: ls: one DIR and one PATTERN at most, see 'zvos help ls'\n");
-  ExpectRefusal({"ls", "-l", "/"}, "zvos: ls: unknown option '-l', see 'zvos help ls'\n");
+  ExpectRefusal(Zvos({"ls"}), "zvos: ls: one DIR and one PATTERN at most, see 'zvos help ls'\n");
+  ExpectRefusal(Zvos({"ls", "a", "b", "c"}),
+                "zvos: ls: one DIR and one PATTERN at most, see 'zvos help ls'\n");
+  ExpectRefusal(Zvos({"ls", "-l", "/"}), "zvos: ls: unknown option '-l', see 'zvos help ls'\n");
   for (const std::vector<std::string> &theArguments : {std::vector<std::string>{"lock"},
                                                        {"lock", "x"},
                                                        {"lock", "x", "--"},
                                                        {"lock", "x", "true"},
                                                        {"lock", "", "--", "true"},
                                                        {"lock", "--", "true"}}) {
-    ExpectRefusal(theArguments, "zvos: lock: one NAME, '--' and a COMMAND, see 'zvos help lock'\n");
+    ExpectRefusal(Zvos(theArguments), "zvos: lock: one NAME, '--' and a COMMAND, see 'zvos help lock'\n");
   }
-  ExpectRefusal({"plugin"}, "zvos: plugin: no FILE given, see 'zvos help plugin'\n");
-  ExpectRefusal({"run"}, "zvos: run: one COMMAND, in quotes, see 'zvos help run'\n");
-  ExpectRefusal({"run", "ls", "/"}, "zvos: run: one COMMAND, in quotes, see 'zvos help run'\n");
+  ExpectRefusal(Zvos({"plugin"}), "zvos: plugin: no FILE given, see 'zvos help plugin'\n");
+  ExpectRefusal(Zvos({"run"}), "zvos: run: one COMMAND, in quotes, see 'zvos help run'\n");
+  ExpectRefusal(Zvos({"run", "ls", "/"}), "zvos: run: one COMMAND, in quotes, see 'zvos help run'\n");
 }
 
 TEST(Local, EveryCommandHasHelpWithStatusAndExamples) {
-  for (const char *theCommand : {"ls", "lock", "plugin", "run", "pipe", "console"}) {
-    const ChildResult theResult = Zvos({"help", theCommand});
+  const struct {
+    std::string mName;
+    std::string mOperands;
+  } kCommands[] = {
+      {"ls", " [--files] [--dirs] [--no-hidden] [--dots] DIR [PATTERN]"},
+      {"lock", " NAME -- COMMAND [ARGUMENT...]"},
+      {"plugin", " FILE [SYMBOL...]"},
+      {"run", " COMMAND"},
+      {"pipe", " [--pass FILE] listen|connect NAME"},
+      {"console", ""},
+  };
+  for (const auto &theCommand : kCommands) {
+    const ChildResult theResult = Zvos({"help", theCommand.mName});
     EXPECT_EQ(0, theResult.mStatus);
-    EXPECT_THAT(theResult.mOutput, AllOf(StartsWith(std::string("usage: zvos ") + theCommand + " "),
-                                         HasSubstr("\nExit status: "), HasSubstr("\nExample")));
-    EXPECT_THAT(Zvos({"--help"}).mOutput, HasSubstr(std::string("\n  ") + theCommand + " "));
+    EXPECT_THAT(theResult.mOutput,
+                AllOf(StartsWith("usage: zvos " + theCommand.mName + theCommand.mOperands + "\n\n"),
+                      HasSubstr("\nExit status: "), HasSubstr("\nExample"), Not(HasSubstr(" \n"))));
+    EXPECT_THAT(Zvos({"--help"}).mOutput, HasSubstr("\n  " + theCommand.mName + " "));
+  }
+}
+
+TEST(Local, HelpOnTheProgramLeavesFurtherStatusesToThatOnTheCommands) {
+  EXPECT_THAT(Zvos({"--help"}).mOutput,
+              HasSubstr("Some commands have further\nones, which the help on them names.\n"));
+  EXPECT_THAT(Zvos({"help", "lock"}).mOutput, ContainsRegex("128 .*; 75 .*; 126 .*, 127 "));
+  for (const char *theCommand : {"run", "console"}) {
+    EXPECT_THAT(Zvos({"help", theCommand}).mOutput, ContainsRegex("128 and the\\s+number of (a|the) signal"));
   }
 }
 
@@ -168,11 +178,12 @@ TEST(ListAnywhere, WhatCannotBeListedIsOneLine) {
   const TempFolder theFolder;
   WriteWholeFile(theFolder.File("file"), "x");
   ASSERT_EQ(0, mkdir(theFolder.File("a\\b").c_str(), 0755));
-  ExpectRefusal({"ls", "/nonexistent"}, "zvos: cannot list '/nonexistent': No such file or directory\n");
-  ExpectRefusal({"ls", ""}, "zvos: cannot list '': No such file or directory\n");
-  ExpectRefusal({"ls", theFolder.File("file")},
+  ExpectRefusal(Zvos({"ls", "/nonexistent"}),
+                "zvos: cannot list '/nonexistent': No such file or directory\n");
+  ExpectRefusal(Zvos({"ls", ""}), "zvos: cannot list '': No such file or directory\n");
+  ExpectRefusal(Zvos({"ls", theFolder.File("file")}),
                 "zvos: cannot list '" + theFolder.File("file") + "': Not a directory\n");
-  ExpectRefusal({"ls", theFolder.File("a\\b")},
+  ExpectRefusal(Zvos({"ls", theFolder.File("a\\b")}),
                 "zvos: cannot list '" + theFolder.File("a\\b") +
                     "': its path has a backslash, which the library takes for '/'\n");
 }
@@ -227,6 +238,9 @@ class Lock : public ::testing::Test {
   const TempFolder mFolder;
 };
 
+// A shell command that shows which descriptors it has, and of what.
+constexpr char kShowDescriptors[] = "for f in /proc/$$/fd/*; do echo ${f##*/} $(readlink $f); done";
+
 TEST_F(Lock, StatusIsThatOfTheCommand) {
   ExpectOutcome(RunLocked({"sh", "-c", "echo out; echo err >&2; exit 7"}), 7, "out\n", "err\n");
   ExpectOutcome(RunLocked({"true"}), 0, "", "");
@@ -276,6 +290,40 @@ TEST_F(Lock, CommandDoesNotOutliveAKilledHolder) {
   const int theStatus = theHolder->Wait();
   EXPECT_TRUE(WIFSIGNALED(theStatus));
   EXPECT_EQ(0, RunLocked({"true"}).mStatus);
+}
+
+TEST_F(Lock, WhatTheCommandStartedOutlivesAKilledHolderAndTheNameIsFree) {
+  const auto theHolder = Hold("sleep 30 >/dev/null 2>&1 & echo $!; wait");
+  ASSERT_TRUE(theHolder->WaitForOutput("\n"));
+  const pid_t theStarted = static_cast<pid_t>(atoi(theHolder->Output().c_str()));
+  theHolder->Kill(SIGKILL);
+  // Its streams are closed when the command's own process is gone, too.
+  EXPECT_TRUE(WIFSIGNALED(theHolder->Wait()));
+  EXPECT_TRUE(IsAlive(theStarted));
+  EXPECT_EQ(0, RunLocked({"true"}).mStatus);
+  EXPECT_EQ(0, kill(theStarted, SIGKILL));
+  EXPECT_THAT(
+      Zvos({"help", "lock"}).mOutput,
+      AllOf(HasSubstr("Should this program be killed, NAME is free. The process of COMMAND is killed"),
+            HasSubstr("what it has started lives on.\n")));
+}
+
+TEST_F(Lock, CommandDoesNotHaveTheLockFileOpen) {
+  const ChildResult theResult = RunLocked({"sh", "-c", kShowDescriptors});
+  EXPECT_THAT(theResult.mOutput, AllOf(HasSubstr("\n1 pipe:"), Not(HasSubstr(mFolder.File("name")))));
+}
+
+TEST_F(Lock, CommandHasTheLockFileThatItsCallerHadOpen) {
+  const ChildResult theResult = RunInChild([this] {
+    setenv("TMPDIR", mFolder.Path().c_str(), 1);
+    if (open(mFolder.File("name").c_str(), O_RDWR | O_CREAT, 0666) == -1) return 126;
+    return ExecZvos({"lock", "name", "--", "sh", "-c", kShowDescriptors});
+  });
+  EXPECT_EQ(0, theResult.mStatus);
+  const size_t thePlace = theResult.mOutput.find(" " + mFolder.File("name") + "\n");
+  EXPECT_NE(std::string::npos, thePlace) << theResult.mOutput;
+  // And not once more.
+  EXPECT_EQ(thePlace, theResult.mOutput.rfind(" " + mFolder.File("name") + "\n"));
 }
 
 TEST_F(Lock, NameThatCannotBeTakenIsOneLineAndNotTaken) {
@@ -329,64 +377,8 @@ TEST(Plugin, WhatCannotBeLoadedIsOneLineWithTheReason) {
   WriteWholeFile(theFolder.File("text.so"), std::string(5000, 'x'));
   ExpectOutcome(Zvos({"plugin", theFolder.File("text.so")}), 1, "",
                 "zvos: plugin: cannot load '" + theFolder.File("text.so") + "': invalid ELF header\n");
-  ExpectRefusal({"plugin", "/nonexistent.so"},
+  ExpectRefusal(Zvos({"plugin", "/nonexistent.so"}),
                 "zvos: cannot read '/nonexistent.so': No such file or directory\n");
-}
-
-// run
-
-TEST(Run, OutputIsShownByteByByteAndErrorsAreLeftAlone) {
-  ExpectOutcome(Zvos({"run", "printf 'a\\0b\\377\\n'; echo wrong >&2; exit 3"}), 0,
-                std::string("a\0b\377\n", 5), "wrong\n");
-}
-
-TEST(Run, MuchOutputIsShownWhole) {
-  const TempFolder theFolder;
-  WriteWholeFile(theFolder.File("file"), zvtest::SomeBytes(3000000));
-  const ChildResult theResult = Zvos({"run", "cat '" + theFolder.File("file") + "'"});
-  EXPECT_EQ(0, theResult.mStatus);
-  EXPECT_TRUE(theResult.mOutput == zvtest::SomeBytes(3000000));
-}
-
-TEST(Run, OutputComesWhileTheCommandRuns) {
-  const TempFolder theFolder;
-  const std::string theFifo = theFolder.File("fifo");
-  ASSERT_EQ(0, mkfifo(theFifo.c_str(), 0600));
-  RunningZvos theZvos({"run", "echo first; read x <'" + theFifo + "'; echo then $x"});
-  ASSERT_TRUE(theZvos.WaitForOutput("first\n"));
-  WriteWholeFile(theFifo, "second\n");
-  EXPECT_EQ(0, theZvos.Wait());
-  EXPECT_EQ("first\nthen second\n", theZvos.Output());
-}
-
-TEST(Run, SignalEndsTheCommandWhoseLastWordsAreShown) {
-  for (const int theSignal : {SIGTERM, SIGINT, SIGHUP}) {
-    RunningZvos theZvos({"run", "sleep 30 & trap 'echo bye; kill '$!'; exit' TERM INT HUP; echo up; wait"});
-    ASSERT_TRUE(theZvos.WaitForOutput("up\n"));
-    theZvos.Kill(theSignal);
-    const int theStatus = theZvos.Wait();
-    EXPECT_TRUE(WIFEXITED(theStatus));
-    EXPECT_EQ(128 + theSignal, WEXITSTATUS(theStatus));
-    EXPECT_EQ("up\nbye\n", theZvos.Output());
-  }
-}
-
-TEST(Run, CommandThatDoesNotEndIsKilledWithAllThatItStarted) {
-  RunningZvos theZvos({"run", "trap '' TERM; (sleep 30 & ); echo up; sleep 30"});
-  ASSERT_TRUE(theZvos.WaitForOutput("up\n"));
-  theZvos.Kill(SIGTERM);
-  // The streams are closed when the last of them is gone.
-  const int theStatus = theZvos.Wait();
-  EXPECT_EQ(128 + SIGTERM, WEXITSTATUS(theStatus));
-}
-
-TEST(Run, OutputThatCannotBeWrittenIsReportedAndEndsTheCommand) {
-  if (access("/dev/full", W_OK) != 0) GTEST_SKIP() << "/dev/full is not there";
-  const ChildResult theResult = RunInChild([] {
-    dup2(open("/dev/full", O_WRONLY), STDOUT_FILENO);
-    return ExecZvos({"run", "echo x; exec sleep 30"});
-  });
-  ExpectOutcome(theResult, 1, "", "zvos: cannot write standard output: No space left on device\n");
 }
 
 // Demonstration
@@ -394,10 +386,6 @@ TEST(Run, OutputThatCannotBeWrittenIsReportedAndEndsTheCommand) {
 TEST(LastAct, ConnectionIsHandedOverPluginLoadedAndFolderWalked) {
   const TempFolder theFolder;
   const ChildResult theResult = Zvos({"demo"}, {"TMPDIR=" + theFolder.Path()});
-  const size_t thePlace = theResult.mOutput.find("/tmp/backtrace_");
-  if (thePlace != std::string::npos) {
-    unlink(theResult.mOutput.substr(thePlace, theResult.mOutput.find('\n', thePlace) - thePlace).c_str());
-  }
   EXPECT_EQ(0, theResult.mStatus);
   EXPECT_EQ("", theResult.mError);
   EXPECT_THAT(theResult.mOutput, EndsWith("All checks held.\n"));

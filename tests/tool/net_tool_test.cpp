@@ -34,22 +34,13 @@ using ::testing::Not;
 using zvtest::BuiltProgram;
 using zvtest::ChildResult;
 using zvtest::ExecZvos;
+using zvtest::RemoveTraceFile;
 using zvtest::RunInChild;
 using zvtest::RunProgram;
+using zvtest::Zvos;
 
 constexpr int kNotPossible = 99;
 constexpr uid_t kNobody = 65534;
-
-ChildResult Zvos(const std::vector<std::string> &anArguments) {
-  return RunProgram(BuiltProgram("zvos"), anArguments);
-}
-
-void RemoveTraceFile(const std::string &anOutput) {
-  const size_t thePlace = anOutput.find("/tmp/backtrace_");
-  if (thePlace != std::string::npos) {
-    unlink(anOutput.substr(thePlace, anOutput.find_first_of(" \n", thePlace) - thePlace).c_str());
-  }
-}
 
 // Changes an interface of the child's own network; the name may be any.
 bool Configure(unsigned long aRequest, ifreq &anInterface) {

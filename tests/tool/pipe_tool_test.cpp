@@ -8,6 +8,7 @@
 
 #include <fcntl.h>
 #include <sys/socket.h>
+#include <sys/stat.h>
 #include <sys/un.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -18,32 +19,30 @@
 
 namespace {
 
-using zvtest::BuiltProgram;
 using zvtest::ChildResult;
+using zvtest::ExpectRefusal;
 using zvtest::RawClient;
 using zvtest::RunningZvos;
-using zvtest::RunProgram;
 using zvtest::SomeBytes;
 using zvtest::TempFolder;
 using zvtest::WriteWholeFile;
-
-void ExpectRefusal(const std::vector<std::string> &anArguments, const std::string &aLine) {
-  const ChildResult theResult = RunProgram(BuiltProgram("zvos"), anArguments);
-  EXPECT_EQ(2, theResult.mStatus);
-  EXPECT_EQ(aLine, theResult.mError);
-  EXPECT_EQ("", theResult.mOutput);
-}
+using zvtest::Zvos;
 
 class Pipe : public ::testing::Test {
  protected:
   Pipe() : mName("zvos-test" + mFolder.Path()) {}
 
-  // The program with a file as its standard input.
-  std::unique_ptr<RunningZvos> Start(const std::vector<std::string> &anArguments,
+  // The program with a file as its standard input, and the name behind its arguments.
+  std::unique_ptr<RunningZvos> Start(std::vector<std::string> someArguments,
                                      const std::string &anInput = "/dev/null") const {
+    someArguments.push_back(mName);
+    return StartWith(someArguments, anInput);
+  }
+
+  std::unique_ptr<RunningZvos> StartWith(const std::vector<std::string> &anArguments,
+                                         const std::string &anInput = "/dev/null") const {
     std::vector<std::string> theArguments = {"pipe"};
     theArguments.insert(theArguments.end(), anArguments.begin(), anArguments.end());
-    theArguments.push_back(mName);
     return std::make_unique<RunningZvos>(theArguments, "/", [anInput] {
       const int theInput = open(anInput.c_str(), O_RDWR);
       dup2(theInput, STDIN_FILENO);
@@ -179,6 +178,38 @@ TEST_F(Pipe, DescriptorIsPassedAndItsContentsAreShownAtTheOtherEnd) {
   }
 }
 
+TEST_F(Pipe, OptionMayFollowTheName) {
+  const std::string theFile = FileWith("passed", "contents\n");
+  for (const bool afListenerPasses : {true, false}) {
+    std::vector<std::string> theListen = {"listen", mName};
+    std::vector<std::string> theConnect = {"connect", mName};
+    std::vector<std::string> &thePasser = afListenerPasses ? theListen : theConnect;
+    thePasser.insert(thePasser.end(), {"--pass", theFile});
+    const auto theListener = StartWith(theListen);
+    WaitForListener();
+    const auto theClient = StartWith(theConnect);
+    EXPECT_EQ(0, theListener->Wait());
+    EXPECT_EQ(0, theClient->Wait());
+    const std::string thePassed = "passed a descriptor of " + theFile + "\n";
+    EXPECT_EQ(afListenerPasses ? thePassed : "contents\n", theListener->Output());
+    EXPECT_EQ(afListenerPasses ? "contents\n" : thePassed, theClient->Output());
+  }
+}
+
+TEST_F(Pipe, NamedPipeIsNotWaitedFor) {
+  const std::string theFifo = mFolder.File("fifo");
+  ASSERT_EQ(0, mkfifo(theFifo.c_str(), 0600));
+  for (const char *theEnd : {"listen", "connect"}) {
+    ExpectRefusal(Zvos({"pipe", theEnd, mName, "--pass", theFifo}),
+                  "zvos: cannot read '" + theFifo + "': it is a named pipe\n");
+  }
+}
+
+TEST_F(Pipe, DeviceIsNotPassed) {
+  ExpectRefusal(Zvos({"pipe", "connect", mName, "--pass", "/dev/zero"}),
+                "zvos: cannot read '/dev/zero': it is not a regular file\n");
+}
+
 TEST_F(Pipe, FileThatIsGoneByThenIsPassedAllTheSame) {
   const std::string theFile = FileWith("passed", "kept open\n");
   const auto theListener = Start({"--pass", theFile, "listen"});
@@ -191,26 +222,26 @@ TEST_F(Pipe, FileThatIsGoneByThenIsPassedAllTheSame) {
 }
 
 TEST_F(Pipe, MissingListenerIsOneLine) {
-  ExpectRefusal({"pipe", "connect", mName}, "zvos: pipe: nobody listens under '" + mName + "'\n");
+  ExpectRefusal(Zvos({"pipe", "connect", mName}), "zvos: pipe: nobody listens under '" + mName + "'\n");
 }
 
 TEST_F(Pipe, NameInUseIsOneLine) {
   const int theListener = Listen();
-  ExpectRefusal({"pipe", "listen", mName},
+  ExpectRefusal(Zvos({"pipe", "listen", mName}),
                 "zvos: pipe: cannot listen under '" + mName + "': another process does\n");
   close(theListener);
 }
 
 TEST_F(Pipe, WrongUsageIsOneLine) {
   const std::string theUsage = "zvos: pipe: listen or connect, and one NAME, see 'zvos help pipe'\n";
-  ExpectRefusal({"pipe"}, theUsage);
-  ExpectRefusal({"pipe", "listen"}, theUsage);
-  ExpectRefusal({"pipe", "talk", "name"}, theUsage);
-  ExpectRefusal({"pipe", "listen", ""}, "zvos: pipe: a NAME has 1 to 107 bytes\n");
-  ExpectRefusal({"pipe", "connect", std::string(108, 'x')}, "zvos: pipe: a NAME has 1 to 107 bytes\n");
-  ExpectRefusal({"pipe", "listen", "--pass", "/nonexistent", mName},
+  ExpectRefusal(Zvos({"pipe"}), theUsage);
+  ExpectRefusal(Zvos({"pipe", "listen"}), theUsage);
+  ExpectRefusal(Zvos({"pipe", "talk", "name"}), theUsage);
+  ExpectRefusal(Zvos({"pipe", "listen", ""}), "zvos: pipe: a NAME has 1 to 107 bytes\n");
+  ExpectRefusal(Zvos({"pipe", "connect", std::string(108, 'x')}), "zvos: pipe: a NAME has 1 to 107 bytes\n");
+  ExpectRefusal(Zvos({"pipe", "listen", "--pass", "/nonexistent", mName}),
                 "zvos: cannot read '/nonexistent': No such file or directory\n");
-  ExpectRefusal({"pipe", "connect", "--pass", "/tmp", mName},
+  ExpectRefusal(Zvos({"pipe", "connect", "--pass", "/tmp", mName}),
                 "zvos: cannot read '/tmp': it is a directory\n");
 }
 

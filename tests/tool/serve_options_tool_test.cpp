@@ -72,8 +72,9 @@ TEST_F(ServeOptions, PolicySaysWhoIsAdmitted) {
   }
 }
 
-// Other traffic of the machine would fill the room that there is for packets.
-bool SeesOnlyPacketsFrom(uint16_t aPort, int aSniffer) {
+// Starts to watch. Other traffic of the machine would fill the room that there is for packets, hence the
+// filter is there before the first of them.
+bool WatchPacketsFrom(uint16_t aPort, int aSniffer) {
   sock_filter theProgram[] = {
       BPF_STMT(BPF_LDX | BPF_B | BPF_MSH, 0),            // the length of the IP header
       BPF_STMT(BPF_LD | BPF_H | BPF_IND, 0),             // the source port behind it
@@ -82,17 +83,21 @@ bool SeesOnlyPacketsFrom(uint16_t aPort, int aSniffer) {
       BPF_STMT(BPF_RET | BPF_K, 0),                      // nothing of it
   };
   const sock_fprog theFilter = {sizeof theProgram / sizeof theProgram[0], theProgram};
-  return setsockopt(aSniffer, SOL_SOCKET, SO_ATTACH_FILTER, &theFilter, sizeof theFilter) == 0;
+  sockaddr_ll theAddress = {};
+  theAddress.sll_family = AF_PACKET;
+  theAddress.sll_protocol = htons(ETH_P_IP);
+  return setsockopt(aSniffer, SOL_SOCKET, SO_ATTACH_FILTER, &theFilter, sizeof theFilter) == 0 &&
+         bind(aSniffer, reinterpret_cast<sockaddr *>(&theAddress), sizeof theAddress) == 0;
 }
 
 TEST_F(ServeOptions, TrafficIsMarkedWithTheClass) {
-  const int theSniffer = socket(AF_PACKET, SOCK_DGRAM | SOCK_CLOEXEC, htons(ETH_P_IP));
+  const int theSniffer = socket(AF_PACKET, SOCK_DGRAM | SOCK_CLOEXEC, 0);  // watches nothing yet
   if (theSniffer < 0) GTEST_SKIP() << "packets cannot be watched here: " << strerror(errno);
   const timeval thePatience = {10, 0};
   setsockopt(theSniffer, SOL_SOCKET, SO_RCVTIMEO, &thePatience, sizeof thePatience);
   const auto theServer = Start({"--qos", "background"});
   const uint16_t thePort = theServer->Port();
-  ASSERT_TRUE(SeesOnlyPacketsFrom(thePort, theSniffer)) << strerror(errno);
+  ASSERT_TRUE(WatchPacketsFrom(thePort, theSniffer)) << strerror(errno);
   RawClient theClient(thePort);
   EXPECT_EQ(kReady, theClient.Line());
   // The packet in which the greeting comes.

@@ -1,5 +1,6 @@
 // The program zvos as its users see it: what it prints, where to, and with which exit status.
 
+#include "ToolSupport.h"
 #include "support/Support.h"
 
 #include <gmock/gmock.h>
@@ -22,7 +23,6 @@
 #include <cstdio>
 #include <cstring>
 #include <filesystem>
-#include <sstream>
 
 namespace {
 
@@ -35,10 +35,15 @@ using ::testing::StartsWith;
 using zvtest::BuiltLibrary;
 using zvtest::BuiltProgram;
 using zvtest::ChildResult;
+using zvtest::ExpectRefusal;
+using zvtest::RemoveTraceFile;
 using zvtest::RunInChild;
 using zvtest::RunProgram;
+using zvtest::SomeBytes;
 using zvtest::TempFolder;
+using zvtest::WordsToRun;
 using zvtest::WriteWholeFile;
+using zvtest::Zvos;
 
 constexpr bool kSixtyFourBits = sizeof(void *) == 8;
 constexpr uid_t kNobody = 65534;
@@ -62,33 +67,10 @@ std::vector<std::string> Search(const std::string &aText, const std::string &aPa
   return theGroups;
 }
 
-// A demonstration crashes a child on purpose, which takes some seconds and leaves a file.
-void RemoveTraceFile(const std::string &anOutput) {
-  const std::vector<std::string> theMatch = Search(anOutput, "/tmp/backtrace_[0-9]+\\.txt");
-  if (!theMatch.empty()) unlink(theMatch[0].c_str());
-}
-
-ChildResult Zvos(const std::vector<std::string> &anArguments,
-                 const std::vector<std::string> &anEnvironment = {}) {
-  const ChildResult theResult = RunProgram(BuiltProgram("zvos"), anArguments, anEnvironment);
-  RemoveTraceFile(theResult.mOutput);
-  return theResult;
-}
-
-// The program, or another path to it, with what it takes to run it here.
-std::vector<std::string> ZvosWords(const std::string &aProgram = BuiltProgram("zvos")) {
-  std::vector<std::string> theWords;
-  std::istringstream theEmulator(ZVTEST_EMULATOR);
-  for (std::string theWord; std::getline(theEmulator, theWord, '|');)
-    theWords.push_back(theWord);
-  theWords.push_back(aProgram);
-  return theWords;
-}
-
-// The same for a shell.
+// The program, or another path to it, with what it takes to run it here, for a shell.
 std::string ZvosCommand(const std::string &aProgram = BuiltProgram("zvos")) {
   std::string theCommand;
-  for (const std::string &theWord : ZvosWords(aProgram))
+  for (const std::string &theWord : WordsToRun(aProgram))
     theCommand += "'" + theWord + "' ";
   return theCommand;
 }
@@ -156,14 +138,6 @@ class OwnPath {
   TempFolder mFolder;
 };
 
-// One complaint on standard error, nothing on standard output, status 2.
-void ExpectRefusal(const ChildResult &aResult, const std::string &aLine) {
-  EXPECT_FALSE(aResult.mfSignaled);
-  EXPECT_EQ(2, aResult.mStatus);
-  EXPECT_EQ(aLine, aResult.mError);
-  EXPECT_EQ("", aResult.mOutput);
-}
-
 // The checksum by definition, bit after bit; a table spares the inner loop.
 uint32_t ChecksumOf(const std::string &aText) {
   std::array<uint32_t, 256> theTable = {};
@@ -183,16 +157,6 @@ uint32_t ChecksumOf(const std::string &aText) {
 std::string Hexadecimal(uint32_t aNumber) {
   char theText[9];
   snprintf(theText, sizeof theText, "%08x", static_cast<unsigned>(aNumber));
-  return theText;
-}
-
-std::string Noise(size_t aLength) {
-  std::string theText(aLength, '\0');
-  uint32_t theState = 12345;
-  for (char &theCharacter : theText) {
-    theState = theState * 1664525 + 1013904223;
-    theCharacter = static_cast<char>(theState >> 24);
-  }
   return theText;
 }
 
@@ -334,7 +298,7 @@ TEST(Revision, OwnLibrariesAndProgramAreStamped) {
 
 TEST(Revision, FileWithoutStampIsNamedAndStatusIs1) {
   const TempFolder theFolder;
-  WriteWholeFile(theFolder.File("text"), Noise(5000));
+  WriteWholeFile(theFolder.File("text"), SomeBytes(5000));
   WriteWholeFile(theFolder.File("empty"), "");
   WriteWholeFile(theFolder.File("stamped"), StampedFile("5\nx\n"));
   WriteWholeFile(theFolder.File("cut"), StampedFile("5\nx\n").substr(0, 100));
@@ -451,7 +415,7 @@ TEST(Demo, SizeAndChecksumAreThoseOfTheFile) {
   const TempFolder theFolder;
   // Around the size of a chunk, and more chunks than the queue holds.
   for (const size_t theSize : {size_t(1), size_t(1048576), size_t(1048577), size_t(20000003)}) {
-    const std::string theContents = Noise(theSize);
+    const std::string theContents = SomeBytes(theSize);
     WriteWholeFile(theFolder.File("file"), theContents);
     ExpectFacts(Zvos({"demo", theFolder.File("file")}), theFolder.File("file"), theContents);
   }
@@ -540,7 +504,7 @@ TEST(Demo, CrashIsReportedWhateverTheLogIsSetTo) {
 
 TEST(Demo, CrashIsReportedWhenTheCallerBlocksSignalsAndIgnoresChildren) {
   // Not through the shell, which puts signals right.
-  std::vector<std::string> theWords = ZvosWords();
+  std::vector<std::string> theWords = zvtest::ZvosWords({});
   theWords.push_back("demo");
   std::vector<char *> theArguments;
   for (std::string &theWord : theWords)

@@ -32,6 +32,11 @@ HeldSignals::HeldSignals() {
 }
 
 HeldSignals::~HeldSignals() {
+  // What came too late to be waited for must not end this program: there is nobody left to tell, and its
+  // status is known by now.
+  bool afFromTerminal = false;
+  while (Wait(0, afFromTerminal) != 0) {
+  }
   pthread_sigmask(SIG_SETMASK, &mMaskBefore, nullptr);
 }
 

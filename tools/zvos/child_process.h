@@ -10,8 +10,10 @@
 
 namespace tool {
 
-// Holds back the signals that end a program, from its begin to its end, so that they can be waited
-// for; those that the caller of the program ignores stay ignored. For programs with one thread.
+// Holds back SIGINT, SIGQUIT, SIGTERM and SIGHUP, from its begin to its end, so that they can be waited
+// for; those that the caller of the program ignores stay ignored. No other thread may be running when it
+// begins; those started later hold the signals back as well. What has come, and was not waited for, is
+// forgotten at the end.
 class HeldSignals {
  public:
   HeldSignals();
@@ -33,9 +35,10 @@ class HeldSignals {
   sigset_t mMaskBefore;
 };
 
-// Runs a function in a child process. A signal that reaches only this process is passed on to the
-// child. Should this process die, the child gets the signal aSignalAtDeath. Signals are held back
-// until the object ends. No other thread may be running.
+// Runs a function in a child process. A signal of those held back that reaches only this process is
+// passed on to the child. Should this process die, the child gets the signal aSignalAtDeath; what the
+// child itself has started does not. Signals are held back until the object ends. No other thread may be
+// running.
 class ChildProcess {
  public:
   ChildProcess(const std::function<int()> &aBody, int aSignalAtDeath);

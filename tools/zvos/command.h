@@ -9,7 +9,7 @@ namespace tool {
 
 typedef std::vector<std::string> Arguments;
 
-// Exit statuses of the program.
+// Exit statuses of the program. Some commands have more of their own.
 enum {
   kStatus_Good = 0,
   kStatus_CheckFailed = 1,  // something was tested and did not hold, or the output was not written
@@ -19,7 +19,7 @@ enum {
 
 struct Command {
   const char *mName;
-  const char *mOperands;                      // as in the usage line
+  const char *mOperands;                      // as in the usage line; empty when there are none
   const char *mSummary;                       // one line
   const char *mHelp;                          // what it does, and examples; lines end in a newline
   int (*mRun)(const Arguments &anArguments);  // returns the exit status

@@ -9,6 +9,7 @@
 #include <zvOS/zvConsolePlatform.h>
 #include <zvOS/zvSocketTracker.h>
 
+#include <sys/ioctl.h>
 #include <sys/resource.h>
 #include <termios.h>
 #include <unistd.h>
@@ -40,22 +41,20 @@ class RawTerminal {
   RawTerminal &operator=(const RawTerminal &) = delete;
 };
 
-// The last table in a log, without what the log puts before its lines.
+// The last table in a log.
 std::string LastTable(const std::string &aLog) {
-  const std::string theMark = " debug SOCKETTRACKER ";
-  std::string theTable;
-  for (size_t theStart = 0; theStart < aLog.size();) {
-    const size_t theEnd = std::min(aLog.find('\n', theStart), aLog.size());
-    const std::string theLine = aLog.substr(theStart, theEnd - theStart);
-    theStart = theEnd + 1;
-    const size_t thePlace = theLine.find(theMark);
-    const size_t theColon = thePlace == std::string::npos ? thePlace : theLine.find(": ", thePlace);
-    if (theColon == std::string::npos) continue;
-    const std::string theText = theLine.substr(theColon + 2);
-    if (theText.compare(0, 14, "SOCKETS STATUS") == 0) theTable.clear();
-    theTable += theText + "\n";
-  }
-  return theTable;
+  const std::vector<std::string> theTables = SocketTablesIn(aLog);
+  return theTables.empty() ? "" : theTables.back();
+}
+
+// A key, or false when the terminal is gone. The library answers 0 for the end as well as for the key
+// Ctrl-@; before an end there is nothing to be read, and a failure has an error.
+bool ReadKey(uint8 &aKey) {
+  int theCount = 0;
+  if (ioctl(STDIN_FILENO, FIONREAD, &theCount) != 0 || theCount <= 0) return false;
+  errno = 0;
+  aKey = zvConsolePlatform_GetChar(stdin);
+  return aKey != 0 || errno == 0;
 }
 
 bool CanClearScreen() {
@@ -177,7 +176,11 @@ int Monitor::FillSet(fd_set &aSet) const {
 }
 
 void Monitor::TakeKey() {
-  const uint8 theKey = zvConsolePlatform_GetChar(stdin);
+  uint8 theKey = 0;
+  if (!ReadKey(theKey)) {
+    mfEnded = true;
+    return;
+  }
   switch (theKey) {
     case 'o':
       return OpenConnection();
@@ -192,7 +195,6 @@ void Monitor::TakeKey() {
       return CrashOnPurpose();
     case 'q':
     case kEndOfTransmission:
-    case '\0':  // the terminal is gone
       mfEnded = true;
       return;
     default:

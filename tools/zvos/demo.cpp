@@ -9,6 +9,7 @@
 #include "input.h"
 #include "library_log.h"
 #include "network_report.h"
+#include "owners.h"
 #include "stamp.h"
 #include "terminal.h"
 
@@ -23,7 +24,6 @@
 #include <algorithm>
 #include <cerrno>
 #include <cinttypes>
-#include <cstdlib>
 
 namespace tool {
 
@@ -110,10 +110,8 @@ bool ReadTwice(const std::string &aPath, uint64 aSize) {
 // the current folder, when the loader's search path does.
 template <typename Function>
 std::string LibraryOf(Function *aFunction) {
-  char *thePath = zvPath_GetFunctionSharedLibraryPath(reinterpret_cast<zvDefaultFunctionPtr>(aFunction));
-  const std::string theResult(thePath != nullptr ? thePath : "");
-  free(thePath);
-  return AbsolutePath(theResult);
+  const auto theFunction = reinterpret_cast<zvDefaultFunctionPtr>(aFunction);
+  return AbsolutePath(TakeText(zvPath_GetFunctionSharedLibraryPath(theFunction)));
 }
 
 bool ReadStamps() {
@@ -352,7 +350,7 @@ int RunDemo(const Arguments &anArguments) {
   bool afGood = LookAtFile(thePath, theSize) && ReadTwice(thePath, theSize);
   afGood = ReadStamps() && afGood;
   afGood = CrashAndReport() && afGood;
-  KeepLibraryQuiet();
+  KeepNetworkQuiet();
   afGood = WakeUpWait() && afGood;
   afGood = ServeFile(theOwnFile) && afGood;
   KeepModulesQuiet({ZVLOG_M_PLUGIN, ZVLOG_M_DIR});

@@ -2,6 +2,7 @@
 
 #include "command.h"
 #include "file_client.h"
+#include "library_log.h"
 #include "options.h"
 #include "output_file.h"
 #include "stop_signals.h"
@@ -97,7 +98,7 @@ void DieBy(int aSignal) {
 }
 
 int RunGet(const Arguments &anArguments) {
-  KeepLibraryQuiet();
+  KeepNetworkQuiet();
   FetchSettings theSettings = {};
   if (!ReadSettings(anArguments, theSettings)) return kStatus_BadInput;
   if (theSettings.mfTrace && !StartTrace()) return kStatus_CheckFailed;

@@ -3,7 +3,9 @@
 #include "child_process.h"
 #include "command.h"
 #include "conversation.h"
+#include "input.h"
 #include "library_log.h"
+#include "owners.h"
 
 #include <zvOS/zvPath.h>
 #include <zvOS/zvPipe.h>
@@ -138,9 +140,8 @@ std::string TalkToWorker(HandOver &aHandOver, int aReport) {
 bool IsFree(const std::string &aLock) {
   const CheckerOwner theChecker(zvSingleInstanceChecker_New(aLock.c_str()));
   const bool afFree = theChecker && zvSingleInstanceChecker_Exists(theChecker.get()) == 0;
-  char *theFolder = zvPath_GetTempDirPath();
-  if (theFolder != nullptr) unlink((std::string(theFolder) + "/" + aLock).c_str());
-  free(theFolder);
+  const std::string theFolder = TemporaryFolder();
+  if (!theFolder.empty()) unlink((theFolder + "/" + aLock).c_str());
   return afFree;
 }
 
@@ -150,9 +151,7 @@ HandOver HandOverConnection() {
   HandOver theResult = {};
   KeepModulesQuiet({ZVLOG_M_DEFAULT, ZVLOG_M_ZVOS, ZVLOG_M_DIR});
   theResult.mLock = "zvos-demo-" + std::to_string(getpid());
-  char *theName = zvPipe_GenerateUniqueName("zvos-demo-");
-  theResult.mPipe = theName != nullptr ? theName : "";
-  free(theName);
+  theResult.mPipe = TakeText(zvPipe_GenerateUniqueName("zvos-demo-"));
   int theEnds[2];
   if (zvPipe_Pair(theEnds, ZVPIPE_RD) != 0) {
     theResult.mProblem = "no pipe could be made";

@@ -1,6 +1,7 @@
 // `zvos igmp`: announces the membership in a multicast group to the switches of the network.
 
 #include "command.h"
+#include "library_log.h"
 #include "network.h"
 #include "options.h"
 #include "terminal.h"
@@ -43,7 +44,7 @@ std::string WhyNoRawSocket() {
 }
 
 int RunIGMP(const Arguments &anArguments) {
-  KeepLibraryQuiet();
+  KeepNetworkQuiet();
   Arguments theOperands;
   if (!TakeOperands(kCommand_IGMP, anArguments, theOperands)) return kStatus_BadInput;
   if (theOperands.size() != 2 || (theOperands[0] != "join" && theOperands[0] != "leave")) {

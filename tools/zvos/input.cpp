@@ -1,5 +1,6 @@
 #include "input.h"
 
+#include "owners.h"
 #include "terminal.h"
 
 #include <zvOS/zvPath.h>
@@ -10,26 +11,11 @@
 #include <unistd.h>
 
 #include <cerrno>
-#include <cstdlib>
 #include <cstring>
 
 namespace tool {
 
 namespace {
-
-std::string CurrentFolder() {
-  char *theFolder = getcwd(nullptr, 0);
-  if (theFolder == nullptr) return "";
-  std::string theResult(theFolder);
-  free(theFolder);
-  return theResult;
-}
-
-const char *NameOfKind(mode_t aMode) {
-  if (S_ISDIR(aMode)) return "it is a directory";
-  if (S_ISFIFO(aMode)) return "it is a named pipe";
-  return "it is not a regular file";
-}
 
 // The file is opened for what the library does not tell: the reason why it could not be read.
 std::string WhyNotReadable(const std::string &aPath, bool afHasSize) {
@@ -47,17 +33,25 @@ std::string WhyNotReadable(const std::string &aPath, bool afHasSize) {
 
 }  // namespace
 
+const char *WhyNotRegular(mode_t aMode) {
+  if (S_ISDIR(aMode)) return "it is a directory";
+  if (S_ISFIFO(aMode)) return "it is a named pipe";
+  return "it is not a regular file";
+}
+
 std::string AbsolutePath(const std::string &aPath) {
   if (aPath.empty() || aPath[0] == '/') return aPath;
-  const std::string theFolder = CurrentFolder();
+  const std::string theFolder = TakeText(getcwd(nullptr, 0));
   if (theFolder.empty() || theFolder[0] != '/') return aPath;
   return theFolder.back() == '/' ? theFolder + aPath : theFolder + "/" + aPath;
 }
 
+std::string TemporaryFolder() {
+  return TakeText(zvPath_GetTempDirPath());
+}
+
 std::string OwnExecutable() {
-  char *thePath = zvPath_GetApplicationFullPath();
-  std::string theResult(thePath != nullptr ? thePath : "");
-  free(thePath);
+  std::string theResult = TakeText(zvPath_GetApplicationFullPath());
   // A program below a folder with "java" in its name passes for a virtual machine there, and gets
   // the current folder and "/java" instead of its own path.
   const size_t theEnd = theResult.size() < 5 ? 0 : theResult.size() - 5;
@@ -70,7 +64,7 @@ std::string OwnExecutable() {
 std::string WhyUnreadable(const std::string &aPath) {
   struct stat theStatus = {};
   if (stat(aPath.c_str(), &theStatus) == -1) return strerror(errno);
-  if (!S_ISREG(theStatus.st_mode)) return NameOfKind(theStatus.st_mode);
+  if (!S_ISREG(theStatus.st_mode)) return WhyNotRegular(theStatus.st_mode);
   if (aPath[0] != '/') return "the current folder is not known";
   // The library would open another file than the one named.
   if (aPath.find('\\') != std::string::npos)

@@ -3,6 +3,8 @@
 
 #include <zvOS/zvFile.h>
 
+#include <sys/types.h>
+
 #include <string>
 
 namespace tool {
@@ -12,8 +14,14 @@ namespace tool {
 // any path when the current folder is gone.
 std::string AbsolutePath(const std::string &aPath);
 
+// Where temporary files go; empty when the library knows no such folder.
+std::string TemporaryFolder();
+
 // The file of this program.
 std::string OwnExecutable();
+
+// What is said of a file that is no regular one.
+const char *WhyNotRegular(mode_t aMode);
 
 // Empty when the path is a regular file that can be read and has a size; otherwise why not. Asked
 // before the library is, which would log failures in its own words.

@@ -1,11 +1,13 @@
 #include "library_log.h"
 
+#include "input.h"
+
 #include <zvLog/zvLogSettings.h>
-#include <zvOS/zvPath.h>
 
 #include <fcntl.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
@@ -19,10 +21,30 @@ void KeepModulesQuiet(std::initializer_list<zvLogModule> someModules) {
     zvLog_SetModuleLevel(theModule, kzvLogLevel_None);
 }
 
+void KeepNetworkQuiet() {
+  KeepModulesQuiet({ZVLOG_M_TCP, ZVLOG_M_TCPRW, ZVLOG_M_SELECT, ZVLOG_M_TCP_QOS});
+}
+
+std::vector<std::string> SocketTablesIn(const std::string &aLog) {
+  const std::string theMark = " debug SOCKETTRACKER ";
+  std::vector<std::string> theTables;
+  for (size_t theStart = 0; theStart < aLog.size();) {
+    const size_t theEnd = std::min(aLog.find('\n', theStart), aLog.size());
+    const std::string theLine = aLog.substr(theStart, theEnd - theStart);
+    theStart = theEnd + 1;
+    const size_t thePlace = theLine.find(theMark);
+    const size_t theColon = thePlace == std::string::npos ? thePlace : theLine.find(": ", thePlace);
+    if (theColon == std::string::npos) continue;
+    const std::string theText = theLine.substr(theColon + 2);
+    if (theTables.empty() || theText.compare(0, 14, "SOCKETS STATUS") == 0) theTables.emplace_back();
+    theTables.back() += theText + "\n";
+  }
+  return theTables;
+}
+
 LogCollection::LogCollection() : mFile(-1) {
-  char *theFolder = zvPath_GetTempDirPath();
-  if (theFolder != nullptr) mPath = std::string(theFolder) + "/zvos-log-XXXXXX";
-  free(theFolder);
+  const std::string theFolder = TemporaryFolder();
+  if (!theFolder.empty()) mPath = theFolder + "/zvos-log-XXXXXX";
 }
 
 LogCollection::~LogCollection() {

@@ -5,11 +5,18 @@
 
 #include <initializer_list>
 #include <string>
+#include <vector>
 
 namespace tool {
 
 // The modules log nothing, unless the environment variable ZVLOG asks for messages.
 void KeepModulesQuiet(std::initializer_list<zvLogModule> someModules);
+
+// KeepModulesQuiet for the modules that take part in the network commands.
+void KeepNetworkQuiet();
+
+// The socket tables in a log, the oldest first, without what the log puts before their lines.
+std::vector<std::string> SocketTablesIn(const std::string &aLog);
 
 // The log of the library in a file without a name: what one process logs, another can read.
 class LogCollection {

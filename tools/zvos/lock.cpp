@@ -3,6 +3,7 @@
 #include "child_process.h"
 #include "command.h"
 #include "descriptor.h"
+#include "input.h"
 #include "library_log.h"
 #include "owners.h"
 #include "terminal.h"
@@ -10,13 +11,16 @@
 #include <zvOS/zvPath.h>
 #include <zvOS/zvSingleInstanceChecker.h>
 
+#include <dirent.h>
 #include <fcntl.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
+#include <set>
 
 namespace tool {
 
@@ -26,13 +30,6 @@ constexpr int kStatus_CannotRun = 126;
 constexpr int kStatus_NotFound = 127;
 
 typedef Owner<zvOSSingleInstanceChecker, zvSingleInstanceChecker_Delete> CheckerOwner;
-
-std::string TemporaryFolder() {
-  char *theFolder = zvPath_GetTempDirPath();
-  std::string theResult(theFolder != nullptr ? theFolder : "");
-  free(theFolder);
-  return theResult;
-}
 
 // Says why the name could not be had. The file is opened for what the library does not tell.
 int Refuse(const std::string &aName) {
@@ -53,6 +50,33 @@ int Refuse(const std::string &aName) {
     Complain("lock: '%s' is held by another process", aName.c_str());
   }
   return kStatus_NameTaken;
+}
+
+std::set<int> OpenDescriptors() {
+  std::set<int> theDescriptors;
+  DIR *theFolder = opendir("/proc/self/fd");
+  if (theFolder == nullptr) return theDescriptors;
+  while (const struct dirent *theEntry = readdir(theFolder)) {
+    if (theEntry->d_name[0] != '.') theDescriptors.insert(atoi(theEntry->d_name));
+  }
+  theDescriptors.erase(dirfd(theFolder));
+  closedir(theFolder);
+  return theDescriptors;
+}
+
+// The library lets programs that are executed inherit the lock file. The lock itself they do not have,
+// so the file is no business of theirs; what the caller had open before is. The descriptor must not be
+// closed here: with any descriptor of the file goes the lock.
+void KeepFromCommand(const std::string &aLockFile, const std::set<int> &someOpenBefore) {
+  struct stat theLockFile = {};
+  if (stat(aLockFile.c_str(), &theLockFile) != 0) return;
+  for (const int theDescriptor : OpenDescriptors()) {
+    struct stat theFile = {};
+    if (someOpenBefore.count(theDescriptor) == 0 && fstat(theDescriptor, &theFile) == 0 &&
+        theFile.st_dev == theLockFile.st_dev && theFile.st_ino == theLockFile.st_ino) {
+      fcntl(theDescriptor, F_SETFD, FD_CLOEXEC);
+    }
+  }
 }
 
 int Execute(Arguments aCommand) {
@@ -79,6 +103,7 @@ int RunLock(const Arguments &anArguments) {
   }
   const std::string &theName = theOperands[0];
   KeepModulesQuiet({ZVLOG_M_DEFAULT, ZVLOG_M_DIR});
+  const std::set<int> theOpenBefore = OpenDescriptors();
   CheckerOwner theChecker(zvSingleInstanceChecker_New(theName.c_str()));
   if (!theChecker) {
     Complain("lock: there is no folder '%s' for temporary files", TemporaryFolder().c_str());
@@ -88,7 +113,9 @@ int RunLock(const Arguments &anArguments) {
     theChecker.reset();
     return Refuse(theName);
   }
-  // The lock is this process's own: the command runs beside it, and must not outlive it.
+  KeepFromCommand(TemporaryFolder() + "/" + theName, theOpenBefore);
+  // The lock is this process's own: the command runs beside it, and its process does not outlive it.
+  // What that one has started does, without anybody holding the name for it.
   ChildProcess theChild([&theCommand] { return Execute(theCommand); }, SIGKILL);
   if (theChild.Pid() == -1) {
     Complain("lock: no process for the command: %s", strerror(errno));
@@ -107,7 +134,10 @@ const Command kCommand_Lock = {
     "process has the name. Names are those of the library's single-instance check: a program of the\n"
     "device that checks for NAME finds it taken, and the other way round. The name is a lock file in\n"
     "the folder for temporary files (TMPDIR, else /tmp), which stays; its holder cannot leave it\n"
-    "locked, however it ends. Should this program be killed, the command is killed with it.\n"
+    "locked, however it ends.\n"
+    "\n"
+    "Should this program be killed, NAME is free. The process of COMMAND is killed then, unless it runs\n"
+    "with rights that its caller does not have (as sudo does); what it has started lives on.\n"
     "\n"
     "Exit status: that of COMMAND, or 128 and the number of the signal that ended it; 75 another\n"
     "process has NAME; 126 COMMAND cannot be run, 127 it is not there; 2 wrong usage, or the lock file\n"

@@ -107,7 +107,7 @@ int RunList(const Arguments &anArguments) {
 
 const Command kCommand_List = {
     "ls",
-    "[OPTION...] DIR [PATTERN]",
+    "[--files] [--dirs] [--no-hidden] [--dots] DIR [PATTERN]",
     "list a folder as the library sees it",
     "Lists the entries of DIR whose names match the shell pattern PATTERN, all without one: a line\n"
     "per entry with its kind (file or dir), whether it is hidden, and its name, sorted by the bytes\n"

@@ -48,7 +48,8 @@ int HelpOnProgram() {
       "  zvos help demo                   more about one command\n"
       "\n"
       "Exit status: 0 all well, 1 a check failed or the output could not be written,\n"
-      "2 wrong usage or a file that is missing or unreadable.\n"
+      "2 wrong usage or a file that is missing or unreadable. Some commands have further\n"
+      "ones, which the help on them names.\n"
       "\n"
       "Environment:\n"
       "  ZVLOG      what the library logs, and where to: a level (none, error, warning, info,\n"
@@ -60,7 +61,8 @@ int HelpOnProgram() {
 }
 
 int HelpOn(const Command &aCommand) {
-  Print("usage: zvos %s %s\n\n%s", aCommand.mName, aCommand.mOperands, aCommand.mHelp);
+  const char *theBlank = aCommand.mOperands[0] != '\0' ? " " : "";
+  Print("usage: zvos %s%s%s\n\n%s", aCommand.mName, theBlank, aCommand.mOperands, aCommand.mHelp);
   return kStatus_Good;
 }
 

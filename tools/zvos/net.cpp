@@ -2,6 +2,7 @@
 
 #include "command.h"
 #include "json.h"
+#include "library_log.h"
 #include "network.h"
 #include "options.h"
 #include "terminal.h"
@@ -220,7 +221,7 @@ int RunNet(const Arguments &anArguments) {
     Complain("net: no operand is taken, see 'zvos help net'");
     return kStatus_BadInput;
   }
-  KeepLibraryQuiet();
+  KeepNetworkQuiet();
   const Network theNetwork = ReadNetwork();
   afJson ? PrintForScripts(theNetwork) : PrintForPeople(theNetwork);
   return kStatus_Good;

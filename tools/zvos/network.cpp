@@ -17,7 +17,6 @@ namespace {
 
 constexpr char kTrafficFolder[] = "socket";
 
-const zvLogModule kNetworkModules[] = {ZVLOG_M_TCP, ZVLOG_M_TCPRW, ZVLOG_M_SELECT, ZVLOG_M_TCP_QOS};
 const zvLogModule kTraceModules[] = {ZVLOG_M_TCP, ZVLOG_M_SOCKETTRACKER, ZVLOG_M_SOCKETTRAFFIC};
 
 }  // namespace
@@ -85,13 +84,6 @@ std::string Printable(const std::string &aText) {
 void SocketOwner::Reset(zvSocket aSocket) {
   if (IsOpen()) zvSocketClose(mSocket, mLabel);
   mSocket = aSocket;
-}
-
-void KeepLibraryQuiet() {
-  const char *theSettings = getenv("ZVLOG");
-  if (theSettings != nullptr && *theSettings != '\0') return;
-  for (const zvLogModule theModule : kNetworkModules)
-    zvLog_SetModuleLevel(theModule, kzvLogLevel_None);
 }
 
 void SwitchTraceOn() {

@@ -59,10 +59,6 @@ class SocketOwner {
 
 // ---- What the library logs ----
 
-// The commands say in their own words what fails on the network; the library says it as well only
-// when the environment variable ZVLOG asks for messages.
-void KeepLibraryQuiet();
-
 // Switches the library's live table of sockets and its traffic files on.
 void SwitchTraceOn();
 

@@ -3,6 +3,7 @@
 #include "checksum.h"
 #include "command.h"
 #include "input.h"
+#include "library_log.h"
 
 #include <zvLog/zvLogSettings.h>
 #include <zvOS/zvMonoliticTime.h>
@@ -57,19 +58,19 @@ void WaitForTrigger(void *aWaiter) {
 
 // ---- Files ----
 
-class TemporaryFolder {
+class WorkingFolder {
  public:
-  TemporaryFolder() {
+  WorkingFolder() {
     const char *theParent = getenv("TMPDIR");
     mPath =
         std::string(theParent != nullptr && *theParent != '\0' ? theParent : "/tmp") + "/zvos-demo-XXXXXX";
     if (mkdtemp(&mPath[0]) == nullptr) mPath.clear();
   }
-  ~TemporaryFolder() {
+  ~WorkingFolder() {
     if (!mPath.empty()) nftw(mPath.c_str(), Remove, 4, FTW_DEPTH | FTW_PHYS);
   }
-  TemporaryFolder(const TemporaryFolder &) = delete;
-  TemporaryFolder &operator=(const TemporaryFolder &) = delete;
+  WorkingFolder(const WorkingFolder &) = delete;
+  WorkingFolder &operator=(const WorkingFolder &) = delete;
 
   bool IsThere() const { return !mPath.empty(); }
   std::string File(const std::string &aName) const { return AbsolutePath(mPath + "/" + aName); }
@@ -104,7 +105,7 @@ bool IsSameFile(const std::string &aPath, const Fetching &aFetching) {
 // Its output comes through a pipe, until it ends.
 class ServerProcess {
  public:
-  ServerProcess(const std::string &aFolder, const TemporaryFolder &aWorkingFolder);
+  ServerProcess(const std::string &aFolder, const WorkingFolder &aWorkingFolder);
   ~ServerProcess();
   ServerProcess(const ServerProcess &) = delete;
   ServerProcess &operator=(const ServerProcess &) = delete;
@@ -119,8 +120,7 @@ class ServerProcess {
   int End();
 
  private:
-  [[noreturn]] static void Run(const std::string &aFolder, const TemporaryFolder &aWorkingFolder,
-                               int anOutput);
+  [[noreturn]] static void Run(const std::string &aFolder, const WorkingFolder &aWorkingFolder, int anOutput);
   bool ReadOutput(int64 anEnd);
 
   pid_t mPid;  // 0 when it has ended, -1 when there was none
@@ -128,7 +128,7 @@ class ServerProcess {
   std::string mOutput;
 };
 
-ServerProcess::ServerProcess(const std::string &aFolder, const TemporaryFolder &aWorkingFolder)
+ServerProcess::ServerProcess(const std::string &aFolder, const WorkingFolder &aWorkingFolder)
     : mPid(-1), mPipe(-1) {
   int theEnds[2];
   if (pipe2(theEnds, O_CLOEXEC) == -1) return;
@@ -144,7 +144,7 @@ ServerProcess::~ServerProcess() {
   if (mPipe != -1) close(mPipe);
 }
 
-void ServerProcess::Run(const std::string &aFolder, const TemporaryFolder &aWorkingFolder, int anOutput) {
+void ServerProcess::Run(const std::string &aFolder, const WorkingFolder &aWorkingFolder, int anOutput) {
   prctl(PR_SET_PDEATHSIG, SIGKILL);
   // A signal that the caller ignores would stay ignored, and this one is to end the server.
   signal(SIGTERM, SIG_DFL);
@@ -198,27 +198,14 @@ int ServerProcess::End() {
 
 // ---- What the server leaves behind ----
 
-// The lines of the socket table in a log, without what the log puts before them. The table wanted is
-// the one in which an accepted socket is shown closed.
+// The table in which an accepted socket is shown closed; the last one when there is none.
 std::string TableOfClosedClient(const std::string &aLog) {
-  const std::string theMark = " debug SOCKETTRACKER ";
-  std::string theTable;
-  for (size_t theStart = 0; theStart < aLog.size();) {
-    const size_t theEnd = std::min(aLog.find('\n', theStart), aLog.size());
-    const std::string theLine = aLog.substr(theStart, theEnd - theStart);
-    theStart = theEnd + 1;
-    const size_t thePlace = theLine.find(theMark);
-    const size_t theColon = thePlace == std::string::npos ? thePlace : theLine.find(": ", thePlace);
-    if (theColon == std::string::npos) continue;
-    const std::string theText = theLine.substr(theColon + 2);
-    if (theText.compare(0, 14, "SOCKETS STATUS") == 0) {
-      if (theTable.find("   IN  ") != std::string::npos && theTable.find(" Closed ") != std::string::npos)
-        break;
-      theTable.clear();
-    }
-    theTable += theText + "\n";
+  const std::vector<std::string> theTables = SocketTablesIn(aLog);
+  for (const std::string &theTable : theTables) {
+    if (theTable.find("   IN  ") != std::string::npos && theTable.find(" Closed ") != std::string::npos)
+      return theTable;
   }
-  return theTable;
+  return theTables.empty() ? "" : theTables.back();
 }
 
 // The port from which a file was fetched, as the server's output tells: "127.0.0.1:41810  zvos  sent".
@@ -289,7 +276,7 @@ WakeUp WakeSelect() {
 
 NetworkReport ServeAndFetch(const std::string &aFile) {
   NetworkReport theReport = {};
-  const TemporaryFolder theFolder;
+  const WorkingFolder theFolder;
   const SelectOwner theSelect(zvSocketSelect_New());
   if (!theFolder.IsThere() || !theSelect) {
     theReport.mProblem = "no temporary folder or no select object could be made";

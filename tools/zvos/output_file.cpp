@@ -1,5 +1,7 @@
 #include "output_file.h"
 
+#include "owners.h"
+
 #include <zvLog/zvLog.h>
 
 #include <fcntl.h>
@@ -7,7 +9,6 @@
 #include <unistd.h>
 
 #include <cerrno>
-#include <cstdlib>
 #include <cstring>
 
 namespace tool {
@@ -23,10 +24,7 @@ std::string::size_type StartOfName(const std::string &aPath) {
 }
 
 std::string TargetOf(const std::string &aPath) {
-  char *theTarget = realpath(aPath.c_str(), nullptr);
-  std::string theResult(theTarget != nullptr ? theTarget : aPath);
-  free(theTarget);
-  return theResult;
+  return TakeText(realpath(aPath.c_str(), nullptr), aPath);
 }
 
 }  // namespace

@@ -6,7 +6,9 @@
 #include <zvOS/zvSemaphore.h>
 #include <zvOS/zvThread.h>
 
+#include <cstdlib>
 #include <memory>
+#include <string>
 
 namespace tool {
 
@@ -21,6 +23,13 @@ using Owner = std::unique_ptr<Handle, Deleter<Handle, aDelete>>;
 typedef Owner<zvOSMutex, zvMutex_Delete> MutexOwner;
 typedef Owner<zvOSCondition, zvCondition_Delete> ConditionOwner;
 typedef Owner<zvOSSemaphore, zvSemaphore_Delete> SemaphoreOwner;
+
+// A copy of a text that was given away to be freed; the other text for none.
+inline std::string TakeText(char *aText, const std::string &anOther = "") {
+  std::string theResult(aText != nullptr ? aText : anOther);
+  free(aText);
+  return theResult;
+}
 
 // Threads that are started at once and waited for at the end.
 inline void WaitAndDelete(zvOSThread *aThread) {

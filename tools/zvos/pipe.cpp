@@ -48,14 +48,23 @@ int ConnectToPeer(const std::string &aName) {
   return thePipe;
 }
 
+// Empty, or why there is no regular file to be had.
+std::string OpenRegular(const std::string &aPath, Descriptor &aFile) {
+  // A named pipe would be waited for, until somebody writes to it.
+  aFile.Reset(open(aPath.c_str(), O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
+  if (!aFile.IsOpen()) return strerror(errno);
+  struct stat theStatus = {};
+  if (fstat(aFile.Get(), &theStatus) != 0) return strerror(errno);
+  if (!S_ISREG(theStatus.st_mode)) return WhyNotRegular(theStatus.st_mode);
+  fcntl(aFile.Get(), F_SETFL, 0);
+  return "";
+}
+
 // Opened before there is a peer, so that nobody waits for a file that is not there.
 bool OpenFile(const std::string &aPath, Descriptor &aFile) {
-  struct stat theStatus = {};
-  aFile.Reset(open(aPath.c_str(), O_RDONLY | O_CLOEXEC));
-  const int theError = errno;
-  if (aFile.IsOpen() && (fstat(aFile.Get(), &theStatus) != 0 || !S_ISDIR(theStatus.st_mode))) return true;
-  Complain("cannot read '%s': %s", aPath.c_str(), aFile.IsOpen() ? "it is a directory" : strerror(theError));
-  return false;
+  const std::string theReason = OpenRegular(aPath, aFile);
+  if (!theReason.empty()) Complain("cannot read '%s': %s", aPath.c_str(), theReason.c_str());
+  return theReason.empty();
 }
 
 int PassDescriptor(int aPipe, Descriptor &aFile, const std::string &aPath) {
@@ -105,9 +114,9 @@ const Command kCommand_Pipe = {
     "ends by itself; the command ends with the second, or when the peer is gone. Any program of the\n"
     "device that uses the library's pipes can be the other end.\n"
     "\n"
-    "  --pass FILE        instead of text, pass an open descriptor of FILE and end; the other end\n"
-    "                     notices, and prints what it reads from it: the peer need not be able to\n"
-    "                     open FILE itself\n"
+    "  --pass FILE        instead of text, pass an open descriptor of FILE, a regular file, and end;\n"
+    "                     the other end notices, and prints what it reads from it: the peer need not\n"
+    "                     be able to open FILE itself\n"
     "\n"
     "Exit status: 0 ended as it should; 1 the pipe failed, or the peer did not take everything; 2\n"
     "wrong usage, NAME is taken or nobody listens under it, or FILE cannot be read.\n"

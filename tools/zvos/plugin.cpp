@@ -13,7 +13,6 @@
 #include <dlfcn.h>
 #include <sys/stat.h>
 
-#include <cstdlib>
 #include <cstring>
 
 namespace tool {
@@ -47,10 +46,8 @@ bool IsSameFile(const std::string &aPath, const std::string &anOther) {
 }
 
 std::string FileOf(zvOSPluginSymbol aSymbol) {
-  char *thePath = zvPath_GetFunctionSharedLibraryPath(reinterpret_cast<zvDefaultFunctionPtr>(aSymbol));
-  std::string theResult(thePath != nullptr ? thePath : "");
-  free(thePath);
-  return theResult;
+  const auto theFunction = reinterpret_cast<zvDefaultFunctionPtr>(aSymbol);
+  return TakeText(zvPath_GetFunctionSharedLibraryPath(theFunction));
 }
 
 bool ShowSymbol(const PluginOwner &aPlugin, const std::string &aPath, const std::string &aName) {

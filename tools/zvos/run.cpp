@@ -13,6 +13,7 @@
 #include <fcntl.h>
 #include <sys/prctl.h>
 
+#include <atomic>
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
@@ -69,57 +70,97 @@ void SignalCommand(int aSignal) {
     kill(theProcess, aSignal);
 }
 
-// Shows the output until it ends. A signal lets the command end, and what it still says is shown.
+// Shows the output until it ends, and waits for the command, which may go on without any. A signal lets
+// the command end, and what it still says is shown.
 class Stream {
  public:
-  explicit Stream(zvProcessFD aProcess) : mProcess(aProcess), mBuffer(kPieceSize), mSignal(0), mDeadline(0) {}
+  explicit Stream(zvProcessFD aProcess)
+      : mProcess(aProcess),
+        mBuffer(kPieceSize),
+        mStatus(kStatus_Good),
+        mSignal(0),
+        mDeadline(0),
+        mfClosed(false) {}
 
   // Returns the exit status.
   int Show();
 
  private:
+  static void WaitForCommand(void *aStream);
+
+  bool ShowPiece(int &aCount);
   void Stop(int aSignal, bool afTell);
+  bool Heed(int64 aPause);
+  void Close();
 
   const zvProcessFD mProcess;
   const HeldSignals mSignals;
   std::vector<char> mBuffer;
+  int mStatus;
   int mSignal;      // the first that came, or 0
   int64 mDeadline;  // 0 as long as the command may run
+  std::atomic<bool> mfClosed;
 };
+
+// False when there is no more to show.
+bool Stream::ShowPiece(int &aCount) {
+  aCount = zvProcess_Read(mProcess, mBuffer.data(), kPieceSize);
+  if (aCount == kzvProcessStatus_EOS) return false;
+  if (aCount < 0) {
+    Complain("run: the output of the command cannot be read");
+    SignalCommand(SIGKILL);
+    mStatus = kStatus_CheckFailed;
+    return false;
+  }
+  if (aCount > 0 && mStatus == kStatus_Good && !WriteOutput(mBuffer.data(), static_cast<size_t>(aCount))) {
+    mStatus = kStatus_CheckFailed;
+    Stop(SIGTERM, true);
+  }
+  return true;
+}
 
 void Stream::Stop(int aSignal, bool afTell) {
   if (afTell) SignalCommand(aSignal);
   if (mDeadline == 0) mDeadline = Milliseconds() + kTimeToEnd;
 }
 
-int Stream::Show() {
-  int theStatus = kStatus_Good;
-  for (;;) {
-    const int theCount = zvProcess_Read(mProcess, mBuffer.data(), kPieceSize);
-    if (theCount == kzvProcessStatus_EOS) break;
-    if (theCount < 0) {
-      Complain("run: the output of the command cannot be read");
-      SignalCommand(SIGKILL);
-      theStatus = kStatus_CheckFailed;
-      break;
-    }
-    if (theCount > 0 && theStatus == kStatus_Good &&
-        !WriteOutput(mBuffer.data(), static_cast<size_t>(theCount))) {
-      theStatus = kStatus_CheckFailed;
-      Stop(SIGTERM, true);
-    }
-    bool afFromTerminal = false;
-    const int theSignal = mSignals.Wait(theCount == 0 ? kPause : 0, afFromTerminal);
-    if (theSignal != 0) {
-      if (mSignal == 0) mSignal = theSignal;
-      Stop(theSignal, !afFromTerminal);
-    }
-    if (mDeadline != 0 && Milliseconds() >= mDeadline) {
-      SignalCommand(SIGKILL);
-      break;
-    }
+// Takes the signal that comes within a pause. False when the time to end is over, and all are killed.
+bool Stream::Heed(int64 aPause) {
+  bool afFromTerminal = false;
+  const int theSignal = mSignals.Wait(aPause, afFromTerminal);
+  if (theSignal != 0) {
+    if (mSignal == 0) mSignal = theSignal;
+    Stop(theSignal, !afFromTerminal);
   }
-  return mSignal != 0 ? 128 + mSignal : theStatus;
+  if (mDeadline == 0 || Milliseconds() < mDeadline) return true;
+  SignalCommand(SIGKILL);
+  return false;
+}
+
+void Stream::WaitForCommand(void *aStream) {
+  Stream &theSelf = *static_cast<Stream *>(aStream);
+  zvProcess_Close(theSelf.mProcess);
+  theSelf.mfClosed.store(true);
+}
+
+// The end of the output need not be that of the command. Its end is waited for by the library as it
+// closes the process: in a thread, so that signals still reach the command meanwhile.
+void Stream::Close() {
+  const ThreadOwner theThread = StartThread(WaitForCommand, this);
+  if (!theThread) WaitForCommand(this);
+  for (bool afClosed = false; !afClosed;) {
+    // Once more after the end: the signal that brought it about may be the one to be told.
+    afClosed = mfClosed.load();
+    Heed(afClosed ? 0 : kPause);
+  }
+}
+
+int Stream::Show() {
+  int theCount = 0;
+  while (ShowPiece(theCount) && Heed(theCount == 0 ? kPause : 0)) {
+  }
+  Close();
+  return mSignal != 0 ? 128 + mSignal : mStatus;
 }
 
 int RunRun(const Arguments &anArguments) {
@@ -140,9 +181,7 @@ int RunRun(const Arguments &anArguments) {
     Complain("run: the command cannot be started: %s", strerror(errno));
     return kStatus_CheckFailed;
   }
-  const int theStatus = Stream(sProcess).Show();
-  zvProcess_Close(sProcess);
-  return theStatus;
+  return Stream(sProcess).Show();
 }
 
 }  // namespace
@@ -152,8 +191,9 @@ const Command kCommand_Run = {
     "COMMAND",
     "show what a shell command prints, as it prints it",
     "Has the shell run COMMAND, a text in quotes, and shows what it prints, whatever bytes these are,\n"
-    "until its output ends. Ctrl-C ends the command; what it still says is shown, and after two\n"
-    "seconds it is killed. Other signals that end a program are passed on to it.\n"
+    "until it ends. Ctrl-C ends the command; what it still says is shown, and after two seconds it is\n"
+    "killed. SIGINT, SIGQUIT, SIGTERM and SIGHUP do the same: they are passed on to the command and to\n"
+    "all that it has started. Other signals are not.\n"
     "\n"
     "Exit status: 0 shown to the end, 1 it could not be started or shown, 2 wrong usage, 128 and the\n"
     "number of a signal that ended it. The library does not tell the command's own status.\n"

@@ -2,6 +2,7 @@
 
 #include "command.h"
 #include "file_server.h"
+#include "library_log.h"
 #include "options.h"
 #include "terminal.h"
 
@@ -99,7 +100,7 @@ bool StartTrace() {
 }
 
 int RunServe(const Arguments &anArguments) {
-  KeepLibraryQuiet();
+  KeepNetworkQuiet();
   ServerSettings theSettings = {};
   if (!ReadSettings(anArguments, theSettings)) return kStatus_BadInput;
   if (theSettings.mfTrace && !StartTrace()) return kStatus_CheckFailed;
