@@ -91,6 +91,19 @@ class Plugin : public testing::Test {
     return zvPlugin_Load(aPath.c_str());
   }
 
+  // The loader says why it failed in words; what it leaves in errno differs between loaders. Many leave it
+  // alone, so that what the caller left there decides.
+  void ExpectMissingWhenErrnoSaysSo(const std::string &aPath) {
+    EXPECT_EQ(nullptr, Load(aPath, ENOENT));
+    EXPECT_THAT(mLog.Messages(), ElementsAre(MissingError(aPath)));
+    mLog.Clear();
+    int theErrno = 0;
+    const std::string theText = LoaderTextOfLoad(aPath, &theErrno);
+    EXPECT_EQ(nullptr, Load(aPath));
+    EXPECT_THAT(mLog.Messages(),
+                ElementsAre(theErrno == ENOENT ? MissingError(aPath) : LoadError(aPath, theText)));
+  }
+
   RecordingLog mLog;
 };
 
@@ -259,14 +272,6 @@ TEST_F(Plugin, APluginWithAnUnknownNameIsRefusedAtOnce) {
   EXPECT_FALSE(IsLoaded(thePath));
 }
 
-// The loader says why it failed in words; what it leaves in errno differs between loaders. Many leave it
-// alone, so that what the caller left there decides.
-auto MessageOfFailedLoad(const std::string &aPath) {
-  int theErrno = 0;
-  const std::string theText = LoaderTextOfLoad(aPath, &theErrno);
-  return theErrno == ENOENT ? MissingError(aPath) : LoadError(aPath, theText);
-}
-
 TEST_F(Plugin, WhatTheCallerLeftInErrnoDecidesTheMessageUnlessTheLoaderDoes) {
   const std::string thePath = Built("unresolved");
   for (const int theErrno : {ENOENT, EACCES, 0}) {
@@ -283,12 +288,7 @@ TEST_F(Plugin, WhatTheCallerLeftInErrnoDecidesTheMessageUnlessTheLoaderDoes) {
 TEST_F(Plugin, APluginWhoseLibraryIsMissingIsReportedAsSuchWhenErrnoSaysSo) {
   const std::string thePath = Built("needy");
   EXPECT_THAT(LoaderTextOfLoad(thePath), HasSubstr("libzvtest_nowhere.so"));
-  EXPECT_EQ(nullptr, Load(thePath, ENOENT));
-  EXPECT_THAT(mLog.Messages(), ElementsAre(MissingError(thePath)));
-  mLog.Clear();
-  const auto theMessage = MessageOfFailedLoad(thePath);
-  EXPECT_EQ(nullptr, Load(thePath));
-  EXPECT_THAT(mLog.Messages(), ElementsAre(theMessage));
+  ExpectMissingWhenErrnoSaysSo(thePath);
   EXPECT_FALSE(IsLoaded(thePath));
 }
 
@@ -315,24 +315,14 @@ TEST_F(Plugin, APluginForAnotherProcessorIsReportedAsSuchWhenErrnoSaysSo) {
   ASSERT_NE(nullptr, thePlugin);  // nothing but the processor is wrong with the next one
   zvPlugin_Unload(thePlugin);
   const std::string thePath = CopyOfGoodPlugin(theFolder, offsetof(ElfW(Ehdr), e_machine), ForeignMachine());
-  EXPECT_EQ(nullptr, Load(thePath, ENOENT));
-  EXPECT_THAT(mLog.Messages(), ElementsAre(MissingError(thePath)));
-  mLog.Clear();
-  const auto theMessage = MessageOfFailedLoad(thePath);
-  EXPECT_EQ(nullptr, Load(thePath));
-  EXPECT_THAT(mLog.Messages(), ElementsAre(theMessage));
+  ExpectMissingWhenErrnoSaysSo(thePath);
 }
 
 TEST_F(Plugin, APluginThatWasBuiltForAnotherMachineIsReportedAsSuchWhenErrnoSaysSo) {
   const std::string thePath = Built("foreign");
   EXPECT_THAT(LoaderTextOfLoad(thePath),
               testing::AnyOf(HasSubstr("wrong ELF class"), HasSubstr("cannot open shared object file")));
-  EXPECT_EQ(nullptr, Load(thePath, ENOENT));
-  EXPECT_THAT(mLog.Messages(), ElementsAre(MissingError(thePath)));
-  mLog.Clear();
-  const auto theMessage = MessageOfFailedLoad(thePath);
-  EXPECT_EQ(nullptr, Load(thePath));
-  EXPECT_THAT(mLog.Messages(), ElementsAre(theMessage));
+  ExpectMissingWhenErrnoSaysSo(thePath);
 }
 
 struct FailureCase {

@@ -32,8 +32,8 @@ enum {
 ZVOS_API int zvPipe_Pair(int aPipes[2], int aFlags);
 
 // Listens under a name; the caller closes it. Two clients are queued until they are accepted, more of them
-// wait in their connect. A socket file of that name is replaced, even one that somebody listens to; another file is
-// not. The direction flags are applied to the listener too: ZVPIPE_WR makes it refuse every client.
+// wait in their connect. A socket file of that name is replaced, even one that somebody listens to; another
+// file is not. The direction flags are applied to the listener too: ZVPIPE_WR makes it refuse every client.
 ZVOS_API int zvPipe_Listener(const char *anId, int aFlags);
 
 // Waits for a client and returns the pipe to it, which the caller closes.
