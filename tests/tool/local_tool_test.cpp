@@ -164,6 +164,7 @@ TEST_F(List, RelativeDirCountsFromTheCurrentFolder) {
 }
 
 TEST(ListAnywhere, RootHasEntries) {
+  if (zvtest::IsEmulated()) GTEST_SKIP() << "the emulator shows the folder of its own libraries as the root";
   const ChildResult theResult = Zvos({"ls", "--dirs", "/", "tmp"});
   ExpectOutcome(theResult, 0, "dir   -       tmp\n", "");
 }
