@@ -22,12 +22,10 @@
 
 namespace {
 
-using ::testing::AllOf;
 using ::testing::ContainsRegex;
 using ::testing::ElementsAre;
 using ::testing::HasSubstr;
 using ::testing::MatchesRegex;
-using ::testing::Not;
 using zvtest::BuiltProgram;
 using zvtest::ChildResult;
 using zvtest::FakeServer;

@@ -33,7 +33,6 @@ using zvtest::ExpectOutcome;
 using zvtest::ExpectRefusal;
 using zvtest::IsAlive;
 using zvtest::NamesIn;
-using zvtest::ReadWholeFile;
 using zvtest::RunInChild;
 using zvtest::RunningZvos;
 using zvtest::TempFolder;

@@ -29,8 +29,6 @@ using ::testing::AllOf;
 using ::testing::ContainsRegex;
 using ::testing::EndsWith;
 using ::testing::HasSubstr;
-using ::testing::MatchesRegex;
-using ::testing::Not;
 using zvtest::BuiltProgram;
 using zvtest::ChildResult;
 using zvtest::ExecZvos;

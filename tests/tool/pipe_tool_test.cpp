@@ -19,7 +19,6 @@
 
 namespace {
 
-using zvtest::ChildResult;
 using zvtest::ExpectRefusal;
 using zvtest::RawClient;
 using zvtest::RunningZvos;

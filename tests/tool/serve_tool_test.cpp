@@ -36,7 +36,6 @@ using zvtest::RawClient;
 using zvtest::ReadWholeFile;
 using zvtest::RunningZvos;
 using zvtest::SomeBytes;
-using zvtest::TempFolder;
 using zvtest::WriteWholeFile;
 using zvtest::Zvos;
 

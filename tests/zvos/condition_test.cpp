@@ -15,7 +15,6 @@ namespace {
 using ::testing::Each;
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
-using ::testing::SizeIs;
 using zvtest::Disguise;
 using zvtest::Error;
 using zvtest::Fault;

@@ -27,7 +27,6 @@ using zvtest::Asserted;
 using zvtest::CallsOf;
 using zvtest::Fault;
 using zvtest::Format;
-using zvtest::Message;
 using zvtest::ReadWholeFile;
 using zvtest::RecordingLog;
 using zvtest::TempFolder;

@@ -12,12 +12,10 @@ namespace {
 
 using testing::ElementsAre;
 using testing::IsEmpty;
-using zvtest::CallsOf;
 using zvtest::Debug;
 using zvtest::Error;
 using zvtest::Fault;
 using zvtest::Format;
-using zvtest::Message;
 using zvtest::RecordingLog;
 using namespace zvtest::net;
 

@@ -15,7 +15,6 @@ namespace {
 using testing::AnyOf;
 using testing::Each;
 using testing::ElementsAre;
-using testing::ElementsAreArray;
 using testing::IsEmpty;
 using testing::Not;
 using testing::StartsWith;
@@ -23,7 +22,6 @@ using zvtest::CallsOf;
 using zvtest::Error;
 using zvtest::Fault;
 using zvtest::Format;
-using zvtest::Message;
 using zvtest::RecordingLog;
 using namespace zvtest::net;
 

@@ -19,7 +19,6 @@ using testing::ElementsAreArray;
 using testing::HasSubstr;
 using testing::IsEmpty;
 using testing::SizeIs;
-using zvtest::CallsOf;
 using zvtest::Debug;
 using zvtest::Error;
 using zvtest::Fault;

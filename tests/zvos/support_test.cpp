@@ -23,7 +23,6 @@
 namespace {
 
 using ::testing::ElementsAre;
-using ::testing::IsEmpty;
 using zvtest::CallsOf;
 using zvtest::ChildResult;
 using zvtest::Fault;
