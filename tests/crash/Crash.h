@@ -2,7 +2,10 @@
 // the library under test brings the unwinder into the process.
 #pragma once
 
+#include <zvOS/zvThread.h>
+
 #include <pthread.h>
+#include <stddef.h>
 
 // Functions that shall be recognised in a trace.
 #define CRASH_VISIBLE extern "C" __attribute__((visibility("default"), noinline))
@@ -25,7 +28,16 @@ enum class Allocator {
 };
 
 // What the program's log provider does from now on.
-enum class Log { kSilent, kHangInBegin, kHangInAppend, kHangInEnd, kFaultInBegin, kFaultInAppend };
+enum class Log {
+  kSilent,
+  kHangInBegin,
+  kHangInAppend,
+  kHangInEnd,
+  kFaultInBegin,
+  kFaultInAppend,
+  kAbortInAppend,
+  kScripted,
+};
 
 enum ExitStatus {
   kExitSurvived = 42,  // the crash did not end the program
@@ -39,11 +51,40 @@ enum ExitStatus {
 
 void SetAllocator(Allocator anAllocator);
 void SetLog(Log aLog);
+// The log calls this with the text of each record, in the thread that logs, and then prints the text.
+void SetLogScript(void (*anOnRecord)(const char *aText));
 
 bool UnwinderIsLoaded();
 
 // Of two threads that crash together.
 extern pthread_barrier_t sBarrier;
+
+// A way to crash, as the program's first argument names it.
+struct Mode {
+  const char *mName;
+  void (*mCrash)();
+};
+struct Modes {
+  const Mode *mFirst;
+  size_t mCount;
+};
+Modes SignalModes();
+Modes TraceModes();
+
+// The program's second argument.
+extern const char *sArgument;
+
+[[noreturn]] void Exit(ExitStatus aStatus);
+
+// Threads of the library.
+zvOSThread *NewWorker(zvThread_Func aFunction, void *anArgument);
+zvOSThread *StartWorker(zvThread_Func aFunction);
+void RunInWorker(zvThread_Func aFunction, void *anArgument = nullptr);
+// Handlers are there once a thread has been.
+void InstallHandlers();
+
+// Prints on standard error.
+void Tell(const char *aText);
 
 }  // namespace crash
 
@@ -55,7 +96,6 @@ CRASH_VISIBLE void CrashByFpe(void *);
 CRASH_VISIBLE void CrashByIll(void *);
 CRASH_VISIBLE void CrashByBus(void *);
 CRASH_VISIBLE void CrashByAbrt(void *);
-CRASH_VISIBLE void CrashByOneSignal(void *);
 CRASH_VISIBLE void CrashInMalloc(void *);
 CRASH_VISIBLE void CrashInFree(void *);
 CRASH_VISIBLE void CrashInMallocAgainAndAgain(void *);
@@ -63,10 +103,10 @@ CRASH_VISIBLE void AbortInMallocThenFault(void *);
 CRASH_VISIBLE void CorruptTheHeap(void *);
 CRASH_VISIBLE void FreeTwice(void *);
 CRASH_VISIBLE void CrashInLog(void *);
-CRASH_VISIBLE void CrashOnHalfTheStack(void *);
-CRASH_VISIBLE void OverflowTheStack(void *);
 CRASH_VISIBLE void CrashInMallocWithUnwinderLoaded(void *);
 CRASH_VISIBLE void SegvAtTheBarrier(void *);
 CRASH_VISIBLE void OtherSegvAtTheBarrier(void *);
 CRASH_VISIBLE void FpeAtTheBarrier(void *);
 CRASH_VISIBLE void SegvDuringTheReport(void *);
+CRASH_VISIBLE void OtherSegv(void *);
+CRASH_VISIBLE void OtherFpe(void *);

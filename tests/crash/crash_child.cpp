@@ -20,39 +20,53 @@
 #include <time.h>
 #include <unistd.h>
 
-namespace {
+const char *crash::sArgument;
 
-using crash::Allocator;
-using crash::ExitStatus;
-using crash::Log;
-
-const char *sArgument;
-
-[[noreturn]] void Exit(ExitStatus aStatus) {
+[[noreturn]] void crash::Exit(ExitStatus aStatus) {
   _exit(aStatus);
 }
 
-// --- where to crash -----------------------------------------------------------------------------
-
-zvOSThread *NewWorker(zvThread_Func aFunction, void *anArgument) {
+zvOSThread *crash::NewWorker(zvThread_Func aFunction, void *anArgument) {
   const zvOSThread_Data theData = {
       aFunction, nullptr, anArgument, 0, zvThread_Kind_Joinable, zvThread_Scheduling_Default};
   zvOSThread *theThread = zvThread_New(&theData);
-  if (theThread == nullptr) Exit(crash::kExitCannotStart);
+  if (theThread == nullptr) Exit(kExitCannotStart);
   return theThread;
 }
 
-void RunInWorker(zvThread_Func aFunction, void *anArgument = nullptr) {
+zvOSThread *crash::StartWorker(zvThread_Func aFunction) {
+  zvOSThread *theThread = NewWorker(aFunction, nullptr);
+  if (zvThread_Run(theThread) != zvThread_Status_NoError) Exit(kExitCannotStart);
+  return theThread;
+}
+
+void crash::RunInWorker(zvThread_Func aFunction, void *anArgument) {
   zvOSThread *theThread = NewWorker(aFunction, anArgument);
-  if (zvThread_Run(theThread) != zvThread_Status_NoError) Exit(crash::kExitCannotStart);
+  if (zvThread_Run(theThread) != zvThread_Status_NoError) Exit(kExitCannotStart);
   zvThread_Wait(theThread);
   zvThread_Delete(theThread);
 }
 
-// Handlers are there once a thread has been.
-void InstallHandlers() {
+void crash::InstallHandlers() {
   RunInWorker([](void *) {});
 }
+
+void crash::Tell(const char *aText) {
+  if (write(STDERR_FILENO, aText, strlen(aText)) < 0) Exit(kExitUsage);
+}
+
+namespace {
+
+using crash::Allocator;
+using crash::Exit;
+using crash::InstallHandlers;
+using crash::Log;
+using crash::Mode;
+using crash::NewWorker;
+using crash::RunInWorker;
+using crash::sArgument;
+
+// --- where to crash -----------------------------------------------------------------------------
 
 void CrashInMainThread() {
   InstallHandlers();
@@ -68,6 +82,15 @@ void CrashTogether(zvThread_Func aFirst, zvThread_Func aSecond) {
   zvThread_Run(theSecond);
   zvThread_Wait(theFirst);
   zvThread_Wait(theSecond);
+}
+
+// The handlers are there before: the start of the last thread comes close to the crash of the first.
+void EightCrashTogether() {
+  constexpr unsigned kCount = 8;
+  pthread_barrier_init(&crash::sBarrier, nullptr, kCount);
+  for (unsigned i = 1; i < kCount; ++i)
+    crash::StartWorker(SegvAtTheBarrier);
+  RunInWorker(SegvAtTheBarrier);
 }
 
 void CrashTogetherBySegv() {
@@ -251,11 +274,6 @@ void CrashWithHangingLogAndWithoutTimer() {
   CrashWithHostileLog<Log::kHangInBegin, CrashBySegv>();
 }
 
-struct Mode {
-  const char *mName;
-  void (*mCrash)();
-};
-
 constexpr Mode kModes[] = {
     {"segv", InWorker<CrashBySegv>},
     {"fpe", InWorker<CrashByFpe>},
@@ -263,7 +281,6 @@ constexpr Mode kModes[] = {
     {"bus", InWorker<CrashByBus>},
     {"abrt", InWorker<CrashByAbrt>},
     {"main-thread", CrashInMainThread},
-    {"one-signal", InWorker<CrashByOneSignal>},
     {"malloc", InWorker<CrashInMalloc>},
     {"free", InWorker<CrashInFree>},
     {"malloc-again", InWorker<CrashInMallocAgainAndAgain>},
@@ -272,9 +289,8 @@ constexpr Mode kModes[] = {
     {"heap", InWorker<CorruptTheHeap>},
     {"double-free", InWorker<FreeTwice>},
     {"log", InWorker<CrashInLog>},
-    {"half-stack", InWorker<CrashOnHalfTheStack>},
-    {"stack-overflow", InWorker<OverflowTheStack>},
     {"together-same", CrashTogetherBySegv},
+    {"together-eight", EightCrashTogether},
     {"during-report", CrashDuringTheReport},
     {"together-different", CrashTogetherBySegvAndFpe},
     {"full-output", CrashWithFullOutput},
@@ -296,7 +312,20 @@ constexpr Mode kModes[] = {
     {"log-faults-in-begin", CrashWithHostileLog<Log::kFaultInBegin, CrashBySegv>},
     {"log-faults-in-append", CrashWithHostileLog<Log::kFaultInAppend, CrashBySegv>},
     {"log-faults-in-abrt", CrashWithHostileLog<Log::kFaultInAppend, CrashByAbrt>},
+    {"log-aborts", CrashWithHostileLog<Log::kAbortInAppend, CrashBySegv>},
+    {"log-aborts-in-abrt", CrashWithHostileLog<Log::kAbortInAppend, CrashByAbrt>},
 };
+
+const Mode *FindMode(const char *aName) {
+  const crash::Modes kAll[] = {
+      {kModes, sizeof kModes / sizeof kModes[0]}, crash::SignalModes(), crash::TraceModes()};
+  for (const crash::Modes &theModes : kAll) {
+    for (size_t i = 0; i < theModes.mCount; ++i) {
+      if (strcmp(theModes.mFirst[i].mName, aName) == 0) return &theModes.mFirst[i];
+    }
+  }
+  return nullptr;
+}
 
 }  // namespace
 
@@ -307,10 +336,8 @@ int main(int anArgumentCount, char **anArguments) {
   const rlimit theNoCore = {0, 0};
   setrlimit(RLIMIT_CORE, &theNoCore);
 
-  for (const Mode &theMode : kModes) {
-    if (strcmp(theMode.mName, anArguments[1]) != 0) continue;
-    theMode.mCrash();
-    return crash::kExitSurvived;
-  }
-  return crash::kExitUsage;
+  const Mode *const theMode = FindMode(anArguments[1]);
+  if (theMode == nullptr) return crash::kExitUsage;
+  theMode->mCrash();
+  return crash::kExitSurvived;
 }

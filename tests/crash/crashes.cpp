@@ -82,13 +82,6 @@ CRASH_VISIBLE void CrashByAbrt(void *) {
   sSink = 0;
 }
 
-// The signal comes from elsewhere and does not come again.
-CRASH_VISIBLE void CrashByOneSignal(void *) {
-  raise(SIGSEGV);
-  for (;;)
-    pause();
-}
-
 CRASH_VISIBLE void CrashInMalloc(void *) {
   crash::SetAllocator(crash::Allocator::kFaultOnceLocked);
   free(malloc(100));
@@ -139,28 +132,6 @@ CRASH_VISIBLE void CrashInLog(void *) {
   ZV_ERR(F("The text is %s\n", sNoText));
 }
 
-// Half of the default stack is used when the crash comes.
-CRASH_VISIBLE void CrashOnHalfTheStack(void *) {
-  char theLocals[62 * 1024];
-  memset(theLocals, 1, sizeof theLocals);
-  sSink = theLocals[sizeof theLocals / 2];
-  FaultByWriting();
-  sSink = theLocals[0];
-}
-
-static __attribute__((noinline)) int Recurse(volatile char *aCaller) {
-  volatile char theLocals[512];
-  theLocals[0] = aCaller[0];
-  if (theLocals[0] != 0) return 0;  // never
-  const int theResult = Recurse(theLocals);
-  return theResult + theLocals[0];
-}
-
-CRASH_VISIBLE void OverflowTheStack(void *) {
-  volatile char theStart[16] = {};
-  sSink = Recurse(theStart);
-}
-
 // The crash is the first trace of the process: what it needs must have been loaded before.
 bool crash::UnwinderIsLoaded() {
   FILE *theMaps = fopen("/proc/self/maps", "r");
@@ -204,6 +175,12 @@ static void CrashFarDownBy(void (*aCrash)(void *)) {
   sSink = 0;
 }
 
+CRASH_VISIBLE void OtherSegv(void *) {
+  CrashFarDownBy(CrashBySegv);
+}
+CRASH_VISIBLE void OtherFpe(void *) {
+  CrashFarDownBy(CrashByFpe);
+}
 CRASH_VISIBLE void OtherSegvAtTheBarrier(void *) {
   pthread_barrier_wait(&crash::sBarrier);
   CrashFarDownBy(CrashBySegv);

@@ -1,19 +1,36 @@
-// A log provider that is the last thing a crashing process needs: it hangs or faults.
+// A log provider that is the last thing a crashing process needs: it hangs, faults or aborts, or does what a
+// script says at each record and then prints it on standard error.
 
 #include "Crash.h"
 
 #include <zvLog/zvLog.h>
 
+#include <stdio.h>
+#include <stdlib.h>
+#include <string.h>
 #include <unistd.h>
 
 namespace {
 
 volatile crash::Log sLog;
-zvLogData sData;
+thread_local zvLogData sData;
+void (*volatile sOnRecord)(const char *);
 
 [[noreturn]] void Hang() {
   for (;;)
     pause();
+}
+
+void Append(const char *aFormat, va_list anArguments) {
+  if (sLog == crash::Log::kHangInAppend) Hang();
+  if (sLog == crash::Log::kFaultInAppend) FaultByReading();
+  if (sLog == crash::Log::kAbortInAppend) abort();
+  if (sLog != crash::Log::kScripted) return;
+
+  char theText[2000];
+  vsnprintf(theText, sizeof theText, aFormat, anArguments);
+  sOnRecord(theText);
+  if (write(STDERR_FILENO, theText, strlen(theText)) < 0) Hang();
 }
 
 }  // namespace
@@ -26,14 +43,15 @@ zvLogData *zvLog_Begin(zvLogLevel, zvLogModule) {
   return &sData;
 }
 
-void zvLog_Append_F(const char *, ...) {
-  if (sLog == crash::Log::kHangInAppend) Hang();
-  if (sLog == crash::Log::kFaultInAppend) FaultByReading();
+void zvLog_Append_F(const char *aFormat, ...) {
+  va_list theArguments;
+  va_start(theArguments, aFormat);
+  Append(aFormat, theArguments);
+  va_end(theArguments);
 }
 
-void zvLog_Append_VF(const char *, va_list) {
-  if (sLog == crash::Log::kHangInAppend) Hang();
-  if (sLog == crash::Log::kFaultInAppend) FaultByReading();
+void zvLog_Append_VF(const char *aFormat, va_list anArguments) {
+  Append(aFormat, anArguments);
 }
 
 void zvLog_End(zvLogData *) {
@@ -48,4 +66,9 @@ void _zvAssert(const char *, const char *, uint32) {}
 
 void crash::SetLog(Log aLog) {
   sLog = aLog;
+}
+
+void crash::SetLogScript(void (*anOnRecord)(const char *)) {
+  sOnRecord = anOnRecord;
+  sLog = Log::kScripted;
 }

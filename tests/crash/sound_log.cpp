@@ -7,3 +7,7 @@
 void crash::SetLog(Log) {
   _exit(kExitUsage);
 }
+
+void crash::SetLogScript(void (*)(const char *)) {
+  _exit(kExitUsage);
+}

@@ -151,6 +151,17 @@ char **NewSymbols(const std::vector<std::string> &aTexts) {
   return theSymbols;
 }
 
+}  // namespace
+
+// Is on the stack meanwhile, and has a name that traces show.
+extern "C" __attribute__((visibility("default"), noinline)) void CallBackTraceCurrent();
+extern "C" void CallBackTraceCurrent() {
+  zvDebug_BackTraceCurrent(0);
+  asm volatile("");  // the call is not the function's last
+}
+
+namespace {
+
 // --- zvDebug_BackTraceCurrent -----------------------------------------------------------------
 
 TEST(BackTraceCurrent, TellsTheStackToLogOutputAndFile) {
@@ -232,6 +243,27 @@ TEST_P(ShortStack, IsFollowedByWordsOfIt) {
 }
 
 INSTANTIATE_TEST_SUITE_P(Depths, ShortStack, ::testing::Values(0u, 1u, 5u));
+
+TEST(BackTraceCurrent, BeginsWithItselfAndItsCaller) {
+  const Trace theTrace = TraceInChild([] { CallBackTraceCurrent(); });
+  const std::vector<std::string> theLines = Lines(theTrace.mFile);
+  ASSERT_GT(theLines.size(), 3u);
+  EXPECT_THAT(theLines[1], HasSubstr("(zvDebug_BackTraceCurrent+"));
+  EXPECT_THAT(theLines[2], HasSubstr("(CallBackTraceCurrent+"));
+}
+
+TEST(BackTraceCurrent, DumpsTheStackOfItsCallers) {
+  const std::vector<void *> theAddresses = SomeAddresses(3);
+  const Trace theTrace = TraceInChild([&] {
+    const CapturedAddresses theCapture(theAddresses);
+    CallBackTraceCurrent();
+  });
+  const std::vector<std::string> theLines = Lines(theTrace.mFile);
+  ASSERT_GT(theLines.size(), 4u + kStackDumpWords);
+  // Its own frame holds little more than the depth and where it returns to.
+  const std::string theStart = Joined({theLines.begin() + 4, theLines.begin() + 4 + 64});
+  EXPECT_THAT(theStart, HasSubstr("(CallBackTraceCurrent+"));
+}
 
 TEST(BackTraceCurrent, DumpsTheStackFromItsDepthCounterOn) {
   // The first word of the dump is the depth counter itself: an odd depth shows as an address.

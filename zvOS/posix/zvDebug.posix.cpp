@@ -7,7 +7,9 @@
 #include <zvOS/zvLogFunctions.h>
 
 #include "private/CrashReport.h"
+#include "private/SignalFrame.h"
 
+#include <dlfcn.h>
 #include <execinfo.h>
 #include <fcntl.h>
 #include <poll.h>
@@ -16,6 +18,7 @@
 #include <cstdio>
 #include <cstring>
 
+using zvos::CrashReport;
 using zvos::RunGuarded;
 
 namespace {
@@ -38,23 +41,30 @@ __attribute__((constructor)) void LoadUnwinder() {
   backtrace(&theAddress, 1);
 }
 
-void WriteWhole(int aDescriptor, const char *aText, size_t aLength) {
+// False when a reader has not kept up.
+bool WriteWhole(int aDescriptor, const char *aText, size_t aLength) {
   while (aLength > 0) {
     const ssize_t theCount = write(aDescriptor, aText, aLength);
     if (theCount < 0 && errno == EINTR) continue;
     if (theCount < 0 && errno == EAGAIN) {
       pollfd theRoom = {aDescriptor, POLLOUT, 0};
       if (poll(&theRoom, 1, kPatience) > 0) continue;
-      return;
+      return false;
     }
-    if (theCount <= 0) return;
+    if (theCount <= 0) return true;
     aText += theCount;
     aLength -= static_cast<size_t>(theCount);
   }
+  return true;
 }
 
 void WriteText(int aDescriptor, const char *aText) {
   WriteWhole(aDescriptor, aText, strlen(aText));
+}
+
+void Print(const char *aText) {
+  if (WriteWhole(STDOUT_FILENO, aText, strlen(aText))) return;
+  if (CrashReport *const theReport = CrashReport::Writing()) theReport->GiveUp(zvos::kCrashOutlet_Output);
 }
 
 // Prints what the program has printed so far, so that the trace comes behind it. Another thread may
@@ -70,7 +80,7 @@ void FlushOutput() {
 // The same line to the log and to standard output.
 void LogAndPrint(const char *aLine) {
   RunGuarded(zvos::kCrashOutlet_Log, [=] { Log_Error("%s", aLine); });
-  RunGuarded(zvos::kCrashOutlet_Output, [=] { WriteText(STDOUT_FILENO, aLine); });
+  RunGuarded(zvos::kCrashOutlet_Output, [=] { Print(aLine); });
 }
 
 // The file of a trace: what is written is in it at once, whatever becomes of the process.
@@ -164,9 +174,9 @@ void TraceSymbol(TraceFile &aFile, int aNumber, const char *aSymbol) {
   RunGuarded(zvos::kCrashOutlet_Output, [=] {
     char theNumber[16];
     snprintf(theNumber, sizeof(theNumber), "%02d: ", aNumber);
-    WriteText(STDOUT_FILENO, theNumber);
-    WriteText(STDOUT_FILENO, aSymbol);
-    WriteText(STDOUT_FILENO, "\n");
+    Print(theNumber);
+    Print(aSymbol);
+    Print("\n");
   });
 }
 
@@ -183,20 +193,111 @@ void TraceAddresses(TraceFile &aFile, void *const *anAddresses, int aCount, Symb
   }
 }
 
-// Reads the stack beyond the variable at aStart on purpose, towards the callers.
-__attribute__((noinline, no_sanitize("address", "undefined"))) void CopyStackWords(
-    const volatile uint32 *aStart, void **aWords) {
-  for (int i = 0; i < kStackWordCount; ++i)
-    aWords[i] = reinterpret_cast<void *>(static_cast<uintptr_t>(aStart[i]));
+// --- calls that lead nowhere --------------------------------------------------------------------
+
+bool IsInModule(uintptr_t anAddress) {
+  bool afInModule = false;
+  RunGuarded(zvos::kCrashOutlet_Loader, [=, &afInModule] {
+    Dl_info theInfo;
+    afInModule = dladdr(reinterpret_cast<void *>(anAddress), &theInfo) != 0;
+  });
+  return afInModule;
 }
 
-}  // namespace
+// How many addresses the unwinder had found when it was given up.
+int CountFound() {
+  int theCount = kTraceDepth;
+  while (theCount > 0 && sBackTraceBuf[theCount - 1] == nullptr)
+    --theCount;
+  return theCount;
+}
 
-extern "C" __attribute__((no_sanitize("address"))) void zvDebug_BackTraceCurrent(int afMemoryIsCorrupted) {
-  volatile int theDepth = 0;
-  RunGuarded(zvos::kCrashOutlet_Unwinder, [&theDepth] { theDepth = backtrace(sBackTraceBuf, kTraceDepth); });
-  const int theFrameCount = theDepth;
+int FindFrame(uintptr_t anAddress, int aDepth) {
+  int theFrame = 0;
+  while (theFrame < aDepth && reinterpret_cast<uintptr_t>(sBackTraceBuf[theFrame]) != anAddress)
+    ++theFrame;
+  return theFrame;
+}
 
+// A call to an address that is nobody's code, which no unwinder gets beyond. The registers that the signal
+// has saved are changed, as if the call had returned, and put back.
+struct StrayCall {
+  uintptr_t mAddress;
+  uintptr_t mStackPointer;
+  uintptr_t mCallSite;
+};
+StrayCall sStrayCall;
+
+ucontext_t *Interrupted() {
+  const CrashReport *const theReport = CrashReport::Writing();
+  return theReport != nullptr ? theReport->Interrupted() : nullptr;
+}
+
+// Whether the signal has interrupted such a call; a new trace then begins at the call site.
+bool LeaveStrayCall() {
+  ucontext_t *const theContext = Interrupted();
+  if (theContext == nullptr) return false;
+  sStrayCall = {zvos::ProgramCounter(*theContext), zvos::StackPointer(*theContext), 0};
+  if (IsInModule(sStrayCall.mAddress)) return false;
+  RunGuarded(zvos::kCrashOutlet_Stack, [=] { sStrayCall.mCallSite = zvos::ReturnAddress(*theContext); });
+  if (!IsInModule(sStrayCall.mCallSite)) return false;
+  zvos::SetPlace(theContext, sStrayCall.mCallSite, sStrayCall.mStackPointer + zvos::kReturnSize);
+  memset(sBackTraceBuf, 0, sizeof(sBackTraceBuf));
+  return true;
+}
+
+// The stray address is shown in front of its call site; gives the depth with it.
+int ReturnToStrayCall() {
+  zvos::SetPlace(Interrupted(), sStrayCall.mAddress, sStrayCall.mStackPointer);
+  const int theDepth = CountFound();
+  const int theFrame = FindFrame(sStrayCall.mCallSite, theDepth);
+  if (theFrame == kTraceDepth) return theDepth;
+  memmove(sBackTraceBuf + theFrame + 1, sBackTraceBuf + theFrame,
+          sizeof(sBackTraceBuf[0]) * static_cast<size_t>(kTraceDepth - theFrame - 1));
+  sBackTraceBuf[theFrame] = reinterpret_cast<void *>(sStrayCall.mAddress);
+  return theDepth < kTraceDepth ? theDepth + 1 : kTraceDepth;
+}
+
+// --- the stack dump -----------------------------------------------------------------------------
+
+// Reads the stack beyond the variable at aStart on purpose, towards the callers. Behind the registers that
+// a signal has saved it goes on where the interrupted code had its stack.
+__attribute__((noinline, no_sanitize("address", "undefined"))) void CopyStackWords(
+    const volatile uint32 *aStart, const ucontext_t *anInterrupted, void **aWords) {
+  for (int i = 0; i < kStackWordCount; ++i, ++aStart) {
+    if (anInterrupted != nullptr &&
+        static_cast<const volatile void *>(aStart) == &anInterrupted->uc_sigmask) {
+      aStart = reinterpret_cast<const volatile uint32 *>(zvos::StackPointer(*anInterrupted));
+    }
+    aWords[i] = reinterpret_cast<void *>(static_cast<uintptr_t>(*aStart));
+  }
+}
+
+__attribute__((noinline)) void DumpStack(TraceFile &aFile, const volatile int *aStart) {
+  LogAndPrint("Here is a stack dump, try to find something on your own:\n");
+  const ucontext_t *const theInterrupted = Interrupted();
+  void *theWords[kStackWordCount] = {};
+  RunGuarded(zvos::kCrashOutlet_Stack, [=, &theWords] {
+    CopyStackWords(reinterpret_cast<const volatile uint32 *>(aStart), theInterrupted, theWords);
+  });
+  Symbols theSymbols(theWords, kStackWordCount);
+  TraceAddresses(aFile, theWords, kStackWordCount, theSymbols);
+  RunGuarded(zvos::kCrashOutlet_Log, [] { Log_Error("[End of stack dump (4*%d bytes)\n", kStackWordCount); });
+}
+
+// --- the trace ----------------------------------------------------------------------------------
+
+void TellFrames(TraceFile &aFile, int aDepth) {
+  Symbols theSymbols(sBackTraceBuf, aDepth);
+  char theLine[kLineSize];
+  snprintf(theLine, sizeof(theLine), "Backtracing this thread (pid=%d, depth=%d):\n",
+           static_cast<int>(getpid()), aDepth);
+  LogAndPrint(theLine);
+  TraceAddresses(aFile, sBackTraceBuf, aDepth, theSymbols);
+}
+
+// Everything behind the capture: aDepth is in the frame of the function that the trace begins with.
+__attribute__((noinline)) void TellTrace(const volatile int *aDepth, int afMemoryIsCorrupted) {
   TraceFile theFile;
   if (theFile.IsOpen()) {
     const char *const theName = theFile.Name();
@@ -207,28 +308,8 @@ extern "C" __attribute__((no_sanitize("address"))) void zvDebug_BackTraceCurrent
 
   if (afMemoryIsCorrupted == 0) {
     FlushOutput();
-    {
-      Symbols theSymbols(sBackTraceBuf, theFrameCount);
-      char theLine[kLineSize];
-      snprintf(theLine, sizeof(theLine), "Backtracing this thread (pid=%d, depth=%d):\n",
-               static_cast<int>(getpid()), theFrameCount);
-      LogAndPrint(theLine);
-      TraceAddresses(theFile, sBackTraceBuf, theFrameCount, theSymbols);
-    }
-
-    if (theFrameCount < kShortestSoundTrace) {
-      LogAndPrint("Here is a stack dump, try to find something on your own:\n");
-      void *theWords[kStackWordCount] = {};
-      RunGuarded(zvos::kCrashOutlet_Stack, [&theWords, &theDepth] {
-        CopyStackWords(reinterpret_cast<const volatile uint32 *>(&theDepth), theWords);
-      });
-      {
-        Symbols theSymbols(theWords, kStackWordCount);
-        TraceAddresses(theFile, theWords, kStackWordCount, theSymbols);
-      }
-      RunGuarded(zvos::kCrashOutlet_Log,
-                 [] { Log_Error("[End of stack dump (4*%d bytes)\n", kStackWordCount); });
-    }
+    TellFrames(theFile, *aDepth);
+    if (*aDepth < kShortestSoundTrace) DumpStack(theFile, aDepth);
   }
 
   if (theFile.IsOpen()) {
@@ -236,6 +317,22 @@ extern "C" __attribute__((no_sanitize("address"))) void zvDebug_BackTraceCurrent
     RunGuarded(zvos::kCrashOutlet_Log, [=] { Log_Info("The file %s is closed\n", theName); });
     theFile.Write("\nlog end\n");
   }
+}
+
+}  // namespace
+
+// The unwinder and the words of a stack dump begin in the frame of this function, which therefore holds
+// nothing but the depth and calls the unwinder itself.
+extern "C" __attribute__((no_sanitize("address"))) void zvDebug_BackTraceCurrent(int afMemoryIsCorrupted) {
+  volatile int theDepth = 0;
+  memset(sBackTraceBuf, 0, sizeof(sBackTraceBuf));
+  ZVOS_RUN_GUARDED_HERE(zvos::kCrashOutlet_Unwinder, theDepth = backtrace(sBackTraceBuf, kTraceDepth));
+  if (theDepth == 0) theDepth = CountFound();
+  if (LeaveStrayCall()) {
+    ZVOS_RUN_GUARDED_HERE(zvos::kCrashOutlet_CallSite, backtrace(sBackTraceBuf, kTraceDepth));
+    theDepth = ReturnToStrayCall();
+  }
+  TellTrace(&theDepth, afMemoryIsCorrupted);
 }
 
 extern "C" int zvDebug_GetBackTrace(char *anOutputBuffer, unsigned int anOutputBufferLen) {

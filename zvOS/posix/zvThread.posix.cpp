@@ -10,6 +10,9 @@
 
 #include "private/CrashReport.h"
 #include "private/Record.h"
+#include "private/SavedError.h"
+#include "private/SignalFrame.h"
+#include "private/SignalStack.h"
 
 #include <pthread.h>
 #include <sched.h>
@@ -40,9 +43,20 @@ constexpr uint32 kTimeForLogToDrain = 2000;
 
 std::atomic<unsigned> sDoNotCatchSignal;
 
+// Lets the handler run on the signal stack of a thread that has one, and learn what was interrupted.
+void RefineAction(int aSignal) {
+  struct sigaction theAction;
+  if (sigaction(aSignal, nullptr, &theAction) != 0) return;
+  if (theAction.sa_handler != sThread_S_SignalHandler) return;
+  theAction.sa_flags |= SA_ONSTACK | SA_SIGINFO;
+  sigaction(aSignal, &theAction, nullptr);
+}
+
 void CatchFatalSignals() {
-  for (const int theSignal : zvos::kFatalSignals)
+  for (const int theSignal : zvos::kFatalSignals) {
     signal(theSignal, sThread_S_SignalHandler);
+    RefineAction(theSignal);
+  }
 }
 
 bool IsFatalSignal(int aSignal) {
@@ -54,7 +68,10 @@ bool IsFatalSignal(int aSignal) {
 
 void *RunThread(void *aThreadRecord) {
   zvOSThread *const theThread = static_cast<zvOSThread *>(aThreadRecord);
-  if (sDoNotCatchSignal == 0) CatchFatalSignals();
+  if (sDoNotCatchSignal == 0) {
+    zvos::ProvideSignalStack();
+    CatchFatalSignals();
+  }
 
   zvSemaphore_Wait(theThread->mSemaphore);
   if (theThread->mThreadState != kzvThreadState_Finished) theThread->mThreadFunc(theThread->mThreadArgs);
@@ -242,21 +259,30 @@ extern "C" uint32 zvThread_GetID(zvOSThread *aThread) {
   return static_cast<uint32>(aThread->mThread);
 }
 
-extern "C" void sThread_S_SignalHandler(int aSignal) {
-  if (!IsFatalSignal(aSignal)) return;
-  if (zvos::CrashReport *const theReport = zvos::CrashReport::Current()) theReport->Interrupt();
+// sThread_S_SignalHandler, with the arguments that the system adds to a signal. Who calls it by hand passes
+// the first one only.
+extern "C" ZVOS_API void HandleSignal(int aSignal, siginfo_t *anInfo,
+                                      void *aContext) __asm__("sThread_S_SignalHandler");
 
-  zvos::CrashReport theReport(aSignal);
-  zvos::RunGuarded(zvos::kCrashOutlet_Log,
-                   [=] { Log_Error("zvOSThread: Received fatal signal: %d\n", aSignal); });
-  signal(aSignal, SIG_DFL);
-  // The default action waits for the end of the report: until then a fault of another thread must
-  // not end the process.
-  theReport.Hold(sThread_S_SignalHandler);
-  theReport.AwaitTurn();
-  zvDebug_BackTraceCurrent(0);
-  theReport.EndTurn();
+extern "C" void HandleSignal(int aSignal, siginfo_t *anInfo, void *aContext) {
+  if (!IsFatalSignal(aSignal)) return;
+  const bool afFromSystem = zvos::IsFrameOfSystem(__builtin_dwarf_cfa(), aSignal, anInfo, aContext);
+  const zvos::SignalArrival theArrival = {aSignal, afFromSystem ? anInfo : nullptr,
+                                          afFromSystem ? static_cast<ucontext_t *>(aContext) : nullptr};
+  // The thread may go on: a signal that was sent does not come again.
+  const zvos::SavedError theError;
+  if (!zvos::CrashReport::IsToBeReported(theArrival, sThread_S_SignalHandler)) return;
+
+  zvos::CrashReport theReport(theArrival);
+  {
+    const zvos::CrashReport::Stretch theStretch(theReport);
+    zvos::RunGuarded(zvos::kCrashOutlet_Log,
+                     [=] { Log_Error("zvOSThread: Received fatal signal: %d\n", aSignal); });
+    theReport.RestoreDefaultAction();
+    zvDebug_BackTraceCurrent(0);
+  }
   zvThread_Sleep(kTimeForLogToDrain);
+  const zvos::CrashReport::Stretch theStretch(theReport);
   zvos::RunGuarded(zvos::kCrashOutlet_Log,
                    [] { ZV_ERR(F("zvOSThread: Defaulting to default signal handler\n")); });
 }

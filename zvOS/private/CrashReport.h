@@ -1,18 +1,24 @@
 // What lets the report of a fatal signal get through when the process is in pieces.
 //
 // The crash may have happened while the thread held the allocator's lock, inside the log, or on a
-// ruined stack, so every step of the report may fault or hang in its turn. The thread that reports
-// owns a CrashReport; while it does,
+// ruined stack, so every step of the report may fault or hang in its turn. The report writes in short
+// stretches, one thread of the process at a time. While a thread writes,
 //
-// - a step run by RunGuarded is given up when a signal ends it: a fault of its own or the report's
-//   timer, which delivers the fatal signal once more. What the step needed is not used again;
-// - a fault outside such a step, or the end of the whole time, ends the process by the signal that
-//   came first;
-// - faults of other threads do not end the process: they wait for their turn to be reported;
+// - a step run by RunGuarded is given up when it faults or takes too long. What the step needed is not
+//   used again in this report;
+// - a fault outside such a step, or the end of the patience with all that hangs, ends the process by
+//   the signal that is reported;
+// - a fatal signal that somebody sent to this thread is kept and sent again when the stretch is over;
+// - a fatal signal of another thread waits: for its turn when the handler was installed for it,
+//   otherwise for the end of the stretch, and then takes its course;
 // - no other signal reaches the thread, neither a handler of the application nor the one that a
 //   broken pipe raises.
 //
-// Nothing here allocates, and nothing but the turn waits for another thread.
+// Between the stretches nothing of this is in force: actions, masks and timers are those of the
+// application, and the signal has its default action.
+//
+// Nothing here allocates, and nothing but the turn waits for another thread. A guarded step is left
+// without its destructors when it is given up, so it may own nothing that has one.
 #pragma once
 
 #include <zvOS/zvTypes.h>
@@ -20,6 +26,8 @@
 #include <csetjmp>
 #include <csignal>
 #include <ctime>
+
+#include <ucontext.h>
 
 namespace zvos {
 
@@ -36,81 +44,93 @@ enum CrashOutlet : unsigned {
   kCrashOutlet_OutputBuffer = 0x10,
   kCrashOutlet_Stack = 0x20,
   kCrashOutlet_Loader = 0x40,
-  kCrashOutlet_File = 0x80
+  kCrashOutlet_File = 0x80,
+  kCrashOutlet_CallSite = 0x100
+};
+
+// How a signal came to its handler: NULLs when the handler was called by hand.
+struct SignalArrival {
+  int mSignal;
+  const siginfo_t *mInfo;
+  ucontext_t *mContext;
 };
 
 class CrashReport {
  public:
-  // Starts the report of aSignal in the calling thread.
-  explicit CrashReport(int aSignal);
-  // Leaves aSignal at its default action, which runs on the return from the handler also when the
-  // fault does not repeat, and everything else as it was.
+  explicit CrashReport(const SignalArrival &anArrival);
   ~CrashReport();
   CrashReport(const CrashReport &) = delete;
   CrashReport &operator=(const CrashReport &) = delete;
 
-  // The report that the calling thread is making, or NULL.
-  static CrashReport *Current() { return sCurrent; }
+  // Whether a fatal signal that has just arrived in aHandler is to be reported. Where it belongs to a
+  // stretch, of this thread or another, it has been dealt with, and the handler returns at once. The
+  // result may also be that the step which the signal ended is given up: then this does not return.
+  static bool IsToBeReported(const SignalArrival &anArrival, void (*aHandler)(int));
 
-  // From now on a fatal signal of any thread comes to aHandler, whatever its action is.
-  void Hold(void (*aHandler)(int));
+  // The report that the calling thread is writing, or NULL.
+  static CrashReport *Writing() { return sWriting; }
 
-  // Waits, for a bounded time, until no other thread is writing its trace; without the turn the
-  // trace file is left to the other thread.
-  void AwaitTurn();
-  void EndTurn();
+  // The report writes while one of these lives.
+  class Stretch {
+   public:
+    explicit Stretch(CrashReport &aReport);
+    ~Stretch();
+    Stretch(const Stretch &) = delete;
+    Stretch &operator=(const Stretch &) = delete;
+  };
 
-  // A fatal signal came while this thread was making the report. Does not return.
-  [[noreturn]] void Interrupt();
+  // Puts the default action in the place of the reported signal's. It takes force with the end of the
+  // stretch: a fault of another thread must not end the process before that.
+  void RestoreDefaultAction();
 
-  template <typename Step>
-  bool Guard(CrashOutlet anOutlet, Step &aStep);
+  // What the signal interrupted, or NULL when that is not known.
+  ucontext_t *Interrupted() const { return mInterrupted; }
+
+  // A guarded step, when its outlet is not known to be broken: sigsetjmp(Escape(), 1), then, when that
+  // gave 0, Begin and the step itself; End in any case, with whether the step was done.
+  bool IsBroken(CrashOutlet anOutlet) const { return (mBrokenOutlets & anOutlet) != 0; }
+  static sigjmp_buf &Escape();
+  void Begin();
+  void End(CrashOutlet anOutlet, bool afDone);
+
+  // The step itself has found that its outlet is of no use.
+  void GiveUp(CrashOutlet anOutlet) { mBrokenOutlets |= anOutlet; }
 
  private:
-  void SetTimer(const timespec &aTime, int aFlags);
+  void Interrupt(const SignalArrival &anArrival);
 
-  inline static thread_local CrashReport *sCurrent = nullptr;
+  inline static thread_local CrashReport *sWriting = nullptr;
 
-  int mSignal;
-  timer_t mTimer;
-  bool mfTimer;
-  bool mfHolding = false;
-  bool mfMyTurn = false;
+  const int mSignal;
+  ucontext_t *const mInterrupted;
   unsigned mBrokenOutlets = 0;
-  timespec mDeadline;
-  sigjmp_buf *mEscape = nullptr;
-  sigset_t mSignalMask;
-  struct sigaction mHeldActions[kFatalSignalCount];
+  int64 mStepStart = 0;  // ms of the monotonic clock, as the next one
+  int64 mDeadline;
 };
 
-// Runs the step. In a thread that reports a crash the step may be given up or, when what it
-// depends on is known to be broken, not run at all; the result is false then.
+// A step that must not add a frame of its own to the stack: a statement, guarded like those below.
+#define ZVOS_RUN_GUARDED_HERE(outlet, statement)                           \
+  do {                                                                     \
+    zvos::CrashReport *const theReport_ = zvos::CrashReport::Writing();    \
+    if (theReport_ == nullptr) {                                           \
+      statement;                                                           \
+    } else if (!theReport_->IsBroken(outlet)) {                            \
+      const bool afDone_ = sigsetjmp(zvos::CrashReport::Escape(), 1) == 0; \
+      if (afDone_) {                                                       \
+        theReport_->Begin();                                               \
+        statement;                                                         \
+      }                                                                    \
+      theReport_->End(outlet, afDone_);                                    \
+    }                                                                      \
+  } while (0)
+
+// Runs the step. In a thread that writes a report the step may be given up or, when what it depends on
+// is known to be broken, not run at all; the result is false then.
 template <typename Step>
 bool RunGuarded(CrashOutlet anOutlet, Step aStep) {
-  CrashReport *const theReport = CrashReport::Current();
-  if (theReport != nullptr) return theReport->Guard(anOutlet, aStep);
-  aStep();
-  return true;
-}
-
-template <typename Step>
-bool CrashReport::Guard(CrashOutlet anOutlet, Step &aStep) {
-  constexpr timespec kStepTime = {1, 0};
-
-  if ((mBrokenOutlets & anOutlet) != 0) return false;
-
-  sigjmp_buf theEscape;
-  sigjmp_buf *const theOuterEscape = mEscape;
-  if (sigsetjmp(theEscape, 1) == 0) {
-    mEscape = &theEscape;
-    SetTimer(kStepTime, 0);
-    aStep();
-  } else {
-    mBrokenOutlets |= anOutlet;
-  }
-  SetTimer(mDeadline, TIMER_ABSTIME);
-  mEscape = theOuterEscape;
-  return (mBrokenOutlets & anOutlet) == 0;
+  ZVOS_RUN_GUARDED_HERE(anOutlet, aStep());
+  const CrashReport *const theReport = CrashReport::Writing();
+  return theReport == nullptr || !theReport->IsBroken(anOutlet);
 }
 
 }  // namespace zvos
