@@ -28,6 +28,7 @@
 #include <zvOS/zvSemaphore.h>
 #include <zvOS/zvSingleInstanceChecker.h>
 #include <zvOS/zvSocket.h>
+#include <zvOS/zvSocketAddress.h>
 #include <zvOS/zvSocketIGMP.h>
 #include <zvOS/zvSocketLog.h>
 #include <zvOS/zvSocketPolicy.h>
@@ -39,6 +40,9 @@
 #include <zvOS/zvTypes.h>
 #include <zvOS/zvUI.h>
 #include <zvOS/zvUser.h>
+
+#include <stdio.h>
+#include <string.h>
 
 ZVLOG_WITH_MODULE_IF(FILE, 1)
 
@@ -83,4 +87,32 @@ void ZvTestAssertFromC(void) {
   zvAssert(theText == NULL);
   zvAssert(theText != NULL);
   zvAssertFail("Not yet implemented");
+}
+
+struct PackedAddress {
+  char mByte;
+  uint32 mAddress;
+} __attribute__((packed));
+
+int ZvTestPrintAddressesFromC(char *aText, size_t aSize);
+
+/* Prints the same address from wherever one can lie; returns how often. */
+int ZvTestPrintAddressesFromC(char *aText, size_t aSize) {
+  static const uint8 kBytes[4] = {1, 2, 253, 254};
+  uint32 theVariable;
+  memcpy(&theVariable, kBytes, sizeof theVariable);
+  {
+    const uint32 theConstant = theVariable;
+    const uint32 theArray[2] = {0, theVariable};
+    const uint32 *thePointer = theArray + 1;
+    struct sockaddr_in theAddress;
+    struct PackedAddress thePacked = {1, 0};
+    theAddress.sin_addr.s_addr = theVariable;
+    thePacked.mAddress = theVariable;
+    snprintf(aText, aSize, "%u.%u.%u.%u %u.%u.%u.%u %u.%u.%u.%u %u.%u.%u.%u %u.%u.%u.%u %u.%u.%u.%u ",
+             zvSocket_IPPrintf(theVariable), zvSocket_IPPrintf(theConstant), zvSocket_IPPrintf(theArray[1]),
+             zvSocket_IPPrintf(*thePointer), zvSocket_IPPrintf(zvSocket_GetIPAddress(theAddress)),
+             zvSocket_IPPrintf(thePacked.mAddress));
+  }
+  return 6;
 }

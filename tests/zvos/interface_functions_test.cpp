@@ -225,6 +225,7 @@ FUNCTION(zvSocket_Init, int)
 FUNCTION(zvSocket_UnInit, void)
 FUNCTION(zvSocket_IsLinkProtected, int, int32)
 FUNCTION(zvSocket_SetLinkProtectionCheckFunc, void, int (*)(int32))
+static_assert(std::is_same<decltype(g_zvSocket_IsLinkProtected), int (*)(int32)>::value, "variable");
 FUNCTION(zvSocket_InitSockAddr, void, sockaddr *, socklen_t, int)
 FUNCTION(zvSocket_htonl, uint32, uint32)
 FUNCTION(zvSocket_ntohl, uint32, uint32)

@@ -395,4 +395,36 @@ TEST_F(SocketAddress, MacrosTakeAnAddressAndItsBytesApart) {
   EXPECT_EQ("1.2.253.254", Format("%u.%u.%u.%u", zvSocket_IPPrintf(theNumber)));
 }
 
+extern "C" int ZvTestPrintAddressesFromC(char *aText, size_t aSize);
+
+TEST_F(SocketAddress, AnyAddressThatLiesInMemoryCanBePrinted) {
+  const std::string theText = "1.2.253.254";
+  const auto theExpected = [&](const std::string &aText) { EXPECT_EQ(theText, aText); };
+  uint32 theVariable = Address(theText.c_str());
+  const uint32 theConstant = theVariable;
+  const uint32 theArray[] = {0, theVariable};
+  struct {
+    uint32 mAddress;
+  } theRecord = {theVariable};
+  struct [[gnu::packed]] {
+    char mByte;
+    uint32 mAddress;
+  } thePackedRecord = {1, theVariable};
+  const std::vector<uint32> theList = {theVariable};
+  uint32 &theReference = theVariable;
+  const uint32 *const thePointer = &theConstant;
+  theExpected(Format("%u.%u.%u.%u", zvSocket_IPPrintf(theVariable)));
+  theExpected(Format("%u.%u.%u.%u", zvSocket_IPPrintf(theConstant)));
+  theExpected(Format("%u.%u.%u.%u", zvSocket_IPPrintf(theArray[1])));
+  theExpected(Format("%u.%u.%u.%u", zvSocket_IPPrintf(theRecord.mAddress)));
+  theExpected(Format("%u.%u.%u.%u", zvSocket_IPPrintf(thePackedRecord.mAddress)));
+  theExpected(Format("%u.%u.%u.%u", zvSocket_IPPrintf(theList.front())));
+  theExpected(Format("%u.%u.%u.%u", zvSocket_IPPrintf(theReference)));
+  theExpected(Format("%u.%u.%u.%u", zvSocket_IPPrintf(*thePointer)));
+
+  char theTextOfC[200];
+  EXPECT_EQ(6, ZvTestPrintAddressesFromC(theTextOfC, sizeof theTextOfC));
+  EXPECT_STREQ("1.2.253.254 1.2.253.254 1.2.253.254 1.2.253.254 1.2.253.254 1.2.253.254 ", theTextOfC);
+}
+
 }  // namespace

@@ -292,6 +292,31 @@ TEST_F(SocketInterfaces, ASystemThatRefusesToListLeavesTheListsAlone) {
   EXPECT_THAT(mLog.Calls(), IsEmpty());
 }
 
+// Each allocation fails once: the four lists, and the three names.
+TEST_F(SocketInterfaces, WithoutMemoryForAListOrANameNoListIsMadeAndNothingLeaks) {
+  const FakeSystem theSystem({kEth0, kLo, kEth1});
+  const std::pair<const char *, int> kAllocations[] = {{"zvMalloc", 4}, {"zvStrdup", 3}};
+  for (const auto &[theFunction, theCount] : kAllocations) {
+    for (int theSkip = 0; theSkip < theCount; ++theSkip) {
+      SCOPED_TRACE(zvtest::Format("%s %d", theFunction, theSkip));
+      uint32 theMark = 0;
+      char *theNameMark = nullptr;
+      uint32 *theAddresses = &theMark;
+      uint32 *theMasks = &theMark;
+      uint32 *theNetworks = &theMark;
+      char **theNames = &theNameMark;
+      Fault theFault(theFunction, ENOMEM, theSkip);
+      EXPECT_EQ(0, zvSocketGetInterfacesInfos(nullptr, &theAddresses, &theMasks, &theNetworks, &theNames, 1));
+      EXPECT_EQ(1, theFault.Hits());
+      EXPECT_EQ(&theMark, theAddresses);
+      EXPECT_EQ(&theMark, theMasks);
+      EXPECT_EQ(&theMark, theNetworks);
+      EXPECT_EQ(&theNameMark, theNames);
+    }
+  }
+  EXPECT_EQ(3U, Infos(nullptr, 1).size());
+}
+
 TEST_F(SocketInterfaces, TheListOfTheLocalHostIsLoopbackWhateverThePolicy) {
   const Policy thePolicy("lo");
   const int theQuestions = CallsOf("getifaddrs");

@@ -15,7 +15,9 @@
 #include <unistd.h>
 #include <cerrno>
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
+#include <utility>
 
 ZVLOG_WITH_MODULE_IF(TCP, 1)
 
@@ -57,21 +59,44 @@ class Interfaces {
   bool mfListed = true;
 };
 
-// A list for the caller, if one is wanted. False, and NULL in the caller's variable, when there is no
-// memory for it.
+void ReleaseElement(uint32) {}
+
+void ReleaseElement(char *aName) {
+  free(aName);
+}
+
+// A list that the caller may want: made whole, or released with all that is in it.
 template <typename Element>
-bool MakeList(Element **aList, size_t aCount) {
-  if (aList == nullptr) return true;
-  *aList = static_cast<Element *>(zvMalloc(aCount * sizeof(Element)));
-  return *aList != nullptr;
-}
+class WantedList {
+ public:
+  WantedList(Element **aList, size_t aRoom)
+      : mTarget(aList),
+        mElements(aList != nullptr ? static_cast<Element *>(zvMalloc(aRoom * sizeof(Element))) : nullptr) {}
+  ~WantedList() {
+    for (size_t i = 0; mElements != nullptr && i < mCount; ++i)
+      ReleaseElement(mElements[i]);
+    free(mElements);
+  }
+  WantedList(const WantedList &) = delete;
+  WantedList &operator=(const WantedList &) = delete;
 
-int CheckLinkOfPlatform(int32 anIPInterface) {
-  return _zvSocket_IsLinkProtected(static_cast<uint32>(anIPInterface));
-}
+  bool IsWanted() const { return mTarget != nullptr; }
+  // False only when there is no memory for a list that is wanted.
+  bool IsUsable() const { return mTarget == nullptr || mElements != nullptr; }
 
-// Set at start-up, hence read without a lock.
-int (*g_zvSocket_IsLinkProtected)(int32 anIPInterface) = CheckLinkOfPlatform;
+  void Append(Element anElement) {
+    if (mElements != nullptr) mElements[mCount++] = anElement;
+  }
+
+  void HandOver() {
+    if (mTarget != nullptr) *mTarget = std::exchange(mElements, nullptr);
+  }
+
+ private:
+  Element **const mTarget;
+  Element *mElements;
+  size_t mCount = 0;
+};
 
 bool HasOnlyDigitsAndDots(const char *aText) {
   return aText[strspn(aText, ".0123456789")] == '\0';
@@ -131,6 +156,11 @@ bool FindInArpTable(FILE *aTable, uint32 anAddress, uint8 *aHardwareAddress) {
 }
 
 }  // namespace
+
+// Set at start-up, hence read without a lock. It is the platform's check itself, so that callers can compare
+// and put it back; that one takes the same 32 bits as an unsigned number.
+int (*g_zvSocket_IsLinkProtected)(int32 anIPInterface) =
+    reinterpret_cast<int (*)(int32)>(_zvSocket_IsLinkProtected);
 
 // ---- Start and stop ----
 
@@ -253,22 +283,35 @@ extern "C" int zvSocketGetInterfacesInfos(zvSocketPolicy *aSocketPolicy, uint32 
 
   size_t theCount = 0;
   theInterfaces.ForEachMatching(aSocketPolicy, afIncludeLocalhost, [&](const ifaddrs &) { ++theCount; });
-  if (!MakeList(anIPList, theCount) || !MakeList(aMaskList, theCount) || !MakeList(aMaskedIPList, theCount) ||
-      !MakeList(anInterfaceNameList, theCount)) {
-    return 0;
-  }
+  WantedList<uint32> theAddresses(anIPList, theCount);
+  WantedList<uint32> theMasks(aMaskList, theCount);
+  WantedList<uint32> theMaskedAddresses(aMaskedIPList, theCount);
+  WantedList<char *> theNames(anInterfaceNameList, theCount);
+  bool afComplete =
+      theAddresses.IsUsable() && theMasks.IsUsable() && theMaskedAddresses.IsUsable() && theNames.IsUsable();
 
   size_t i = 0;
   theInterfaces.ForEachMatching(aSocketPolicy, afIncludeLocalhost, [&](const ifaddrs &anEntry) {
-    if (i == theCount) return;
+    if (!afComplete || i == theCount) return;
     const uint32 theAddress = AddressIn(anEntry.ifa_addr);
     const uint32 theMask = anEntry.ifa_netmask != nullptr ? AddressIn(anEntry.ifa_netmask) : 0;
-    if (anIPList != nullptr) (*anIPList)[i] = theAddress;
-    if (aMaskList != nullptr) (*aMaskList)[i] = theMask;
-    if (aMaskedIPList != nullptr) (*aMaskedIPList)[i] = theMask & theAddress;
-    if (anInterfaceNameList != nullptr) (*anInterfaceNameList)[i] = zvStrdup(anEntry.ifa_name);
+    char *const theName = theNames.IsWanted() ? zvStrdup(anEntry.ifa_name) : nullptr;
+    if (theNames.IsWanted() && theName == nullptr) {
+      afComplete = false;
+      return;
+    }
+    theAddresses.Append(theAddress);
+    theMasks.Append(theMask);
+    theMaskedAddresses.Append(theMask & theAddress);
+    theNames.Append(theName);
     ++i;
   });
+  if (!afComplete) return 0;
+
+  theAddresses.HandOver();
+  theMasks.HandOver();
+  theMaskedAddresses.HandOver();
+  theNames.HandOver();
   return static_cast<int>(i);
 }
 
@@ -285,7 +328,9 @@ extern "C" int zvSocketGetIPAddressList(zvSocketPolicy *aSocketPolicy, uint32 **
 }
 
 extern "C" int zvSocketGetLocalHostIPAddressList(zvSocketPolicy *, uint32 **anIPList) {
-  if (anIPList != nullptr && MakeList(anIPList, 1)) (*anIPList)[0] = LoopbackAddress();
+  WantedList<uint32> theAddresses(anIPList, 1);
+  theAddresses.Append(LoopbackAddress());
+  theAddresses.HandOver();
   return 1;
 }
 

@@ -17,7 +17,9 @@
 // The address of a struct sockaddr_in.
 #define zvSocket_GetIPAddress(X) ((X).sin_addr.s_addr)
 
-// The four bytes of an address variable as they lie in memory, for "%u.%u.%u.%u".
+// The four bytes of an address as they lie in memory, for "%u.%u.%u.%u". x is any uint32 that has an address:
+// a variable, constant or not, an element of an array, a field of a record, also of a packed one, what a
+// pointer points to. It is evaluated four times.
 #define zvSocket_IPPrintf(x)                                                                            \
   ((const unsigned char *)&(x))[0], ((const unsigned char *)&(x))[1], ((const unsigned char *)&(x))[2], \
       ((const unsigned char *)&(x))[3]
@@ -67,8 +69,8 @@ ZVOS_API int zvSocketIsInterfaceMatching(zvSocketPolicy *aSocketPolicy, struct i
 
 // Lists address, net mask, masked address and name of the interfaces to use, into those arguments
 // that are not NULL. Returns the count. When the system refuses to list its interfaces, or there is no
-// memory, the count is 0 and lists may be missing: set the list variables to NULL before the call and
-// release them after it whatever the count. A name for which there is no memory is NULL.
+// memory for all lists and names, the count is 0, no list is made and the list variables are left as they
+// are: set them to NULL before the call and release them after it whatever the count.
 ZVOS_API int zvSocketGetInterfacesInfos(zvSocketPolicy *aSocketPolicy, uint32 **anIPList, uint32 **aMaskList,
                                         uint32 **aMaskedIPList, char ***anInterfaceNameList,
                                         int afIncludeLocalhost);
@@ -107,11 +109,15 @@ ZVOS_API int zvSocket_GetMACAddress(size_t aStartingIndex, uint8 *aMACAddress);
 ZVOS_API int zvSocket_QueryARP(struct sockaddr *anAddr, void *aMacAddressBuffer,
                                size_t *aMacAddressBufferLen);
 
+// The registered check of links: _zvSocket_IsLinkProtected at the start, NULL for none. It is read and
+// written without a lock.
+ZVOS_API int (*g_zvSocket_IsLinkProtected)(int32 anIPInterface);
+
 // Whether the link behind an address of this machine (network byte order) is protected, by the
 // registered check; 0 when there is none.
 ZVOS_API int zvSocket_IsLinkProtected(int32 anIPInterface);
 
-// Replaces the check, which is _zvSocket_IsLinkProtected at the start; NULL removes it.
+// Replaces the check, as storing into g_zvSocket_IsLinkProtected does; NULL removes it.
 ZVOS_API void zvSocket_SetLinkProtectionCheckFunc(int (*aFunction)(int32 anIPInterface));
 
 // Asks the Wi-Fi supplicant of the interface with that address. 0 only when it says that the link is
