@@ -219,6 +219,26 @@ TEST_F(SingleInstanceFailureTest, DeleteOfACheckerWithoutAFileClosesNothing) {
   EXPECT_THAT(mLog.Calls(), IsEmpty());
 }
 
+TEST_F(SingleInstanceFailureTest, DeleteLeavesNoDescriptorInTheRecordItReleases) {
+  for (const char *theName : {kName, "x/y"}) {
+    for (const int theError : {0, EIO}) {
+      zvOSSingleInstanceChecker *const theChecker = zvSingleInstanceChecker_New(theName);
+      const int theDescriptor = zvtest::single_instance::RecordOf(theChecker).mLockFile;
+      int theLast = 77;
+      Fault theClose("close", theError);
+      if (theError == 0) theClose.PassingThrough();
+      Fault theRelease("free", 0, 0, -1);
+      theRelease.PassingThrough().Doing([&](const long long *anArguments) {
+        const auto *theRecord = zvtest::ArgumentAs<const zvOSSingleInstanceChecker>(anArguments[0]);
+        if (theRecord == theChecker) theLast = zvtest::single_instance::RecordOf(theRecord).mLockFile;
+      });
+      zvSingleInstanceChecker_Delete(theChecker);
+      EXPECT_EQ(-1, theLast) << theName << theError;
+      if (theError != 0) close(theDescriptor);
+    }
+  }
+}
+
 TEST_F(SingleInstanceFailureTest, AFailingCloseIsLoggedAndTheRecordReleased) {
   zvOSSingleInstanceChecker *const theChecker = zvSingleInstanceChecker_New(kName);
   mLog.Clear();

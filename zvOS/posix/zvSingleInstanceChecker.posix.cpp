@@ -8,6 +8,7 @@
 #include <zvOS/zvSingleInstanceChecker.h>
 
 #include "private/HeapText.h"
+#include "private/Record.h"
 
 #include <fcntl.h>
 #include <unistd.h>
@@ -111,5 +112,6 @@ extern "C" void zvSingleInstanceChecker_Delete(zvOSSingleInstanceChecker *aCheck
     const int theError = errno;
     Log_Error("zvOSSingleInstanceChecker: close failed (error = %d)\n", theError);
   }
+  zvos::StoreBeforeRelease(&aChecker->mLockFile, -1);
   free(aChecker);
 }

@@ -17,11 +17,17 @@ Record *NewRecord(const Record &anInitialRecord) {
   return theMemory == nullptr ? nullptr : new (theMemory) Record(anInitialRecord);
 }
 
-// Makes a handle stale. The store is volatile because the compiler drops a plain one that is
-// followed by free(), and a later use of the handle is to be noticed.
+// Stores what a later use of a released record is to find. The store is volatile because the compiler
+// drops a plain one that is followed by free().
+template <typename Field>
+void StoreBeforeRelease(Field *aField, Field aValue) {
+  *const_cast<volatile Field *>(aField) = aValue;
+}
+
+// Makes a handle stale, so that a later use is noticed.
 template <typename Record>
 void ClearMagic(Record *aRecord) {
-  *const_cast<volatile uint32 *>(&aRecord->_mMagicNumber) = 0;
+  StoreBeforeRelease<uint32>(&aRecord->_mMagicNumber, 0);
 }
 
 }  // namespace zvos
