@@ -458,18 +458,25 @@ TEST_F(Plugin, EveryResultButZeroIsAFailureToUnload) {
   EXPECT_THAT(mLog.Messages(), IsEmpty());
 }
 
-// The loader is not asked, and what it has said of an earlier failure is not repeated.
-TEST_F(Plugin, NoHandleIsNothingToUnloadAndHasNoSymbols) {
+// The loader, which would crash, is not asked, and what it has said of an earlier failure is not repeated.
+TEST_F(Plugin, NoHandleIsNothingToUnloadAndNoNameIsNoSymbol) {
   EXPECT_EQ(nullptr, Load(Built("needy"), ENOENT));
   mLog.Clear();
   zvPlugin_Unload(nullptr);
-  EXPECT_EQ(nullptr, zvPlugin_GetSymbol(nullptr, "puts"));
   int thePlugin;
   EXPECT_EQ(nullptr, zvPlugin_GetSymbol(&thePlugin, nullptr));
   EXPECT_THAT(mLog.Messages(),
               ElementsAre(PluginError("zvPlugin_Unload failed: 'Unknown'\n"),
-                          PluginError("zvPlugin_GetSymbol failed for symbol 'puts', error: 'Unknown'\n"),
                           PluginError("zvPlugin_GetSymbol failed for symbol '(null)', error: 'Unknown'\n")));
+}
+
+TEST_F(Plugin, WithoutAHandleTheLoaderSearchesTheProcess) {
+  EXPECT_EQ(dlsym(RTLD_DEFAULT, "puts"), zvPlugin_GetSymbol(nullptr, "puts"));
+  EXPECT_NE(nullptr, zvPlugin_GetSymbol(nullptr, "zvPlugin_GetSymbol"));
+  EXPECT_THAT(mLog.Messages(), IsEmpty());
+  EXPECT_EQ(nullptr, zvPlugin_GetSymbol(nullptr, "zvTestPlugin_Missing"));
+  EXPECT_THAT(mLog.Messages(), ElementsAre(SymbolError("zvTestPlugin_Missing",
+                                                       LoaderTextOfSymbol(nullptr, "zvTestPlugin_Missing"))));
 }
 
 }  // namespace

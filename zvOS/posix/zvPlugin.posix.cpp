@@ -68,8 +68,8 @@ extern "C" void zvPlugin_Unload(zvOSPluginHandle aPluginHandle) {
 }
 
 extern "C" zvOSPluginSymbol zvPlugin_GetSymbol(zvOSPluginHandle aPluginHandle, const char *aSymbolName) {
-  // Without a handle the loader would search the whole program, without a name it would crash.
-  if (aPluginHandle == nullptr || aSymbolName == nullptr) return NoSymbol(aSymbolName, kUnknown);
+  // The loader would crash. Without a handle it searches the whole program.
+  if (aSymbolName == nullptr) return NoSymbol(aSymbolName, kUnknown);
   void *const theSymbol = dlsym(aPluginHandle, aSymbolName);
   return theSymbol != nullptr ? theSymbol : NoSymbol(aSymbolName, LoaderText(kUnknown));
 }

@@ -37,8 +37,9 @@ ZVOS_API zvOSPluginHandle zvPlugin_Load(const char *aPluginName);
 // logged.
 ZVOS_API void zvPlugin_Unload(zvOSPluginHandle aPluginHandle);
 
-// The address of a symbol of the plug-in or of what it needs. NULL, which is logged, when there is none,
-// when the symbol really is NULL, and when the plug-in or the name is NULL.
+// The address of a symbol of the plug-in or of what it needs; the handle goes to the system's loader as it
+// stands, which searches the whole program for a NULL one. NULL, which is logged, when there is none, when
+// the symbol really is NULL, and when the name is NULL.
 ZVOS_API zvOSPluginSymbol zvPlugin_GetSymbol(zvOSPluginHandle aPluginHandle, const char *aSymbolName);
 
 #endif
