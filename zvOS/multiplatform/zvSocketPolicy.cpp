@@ -54,8 +54,11 @@ constexpr zvSocketPolicy_t kDefaultPolicy = {kzvSocketPolicy_IP_Other,
                                              nullptr,
                                              nullptr};
 
-const zvSocketPolicy_t &DecisionsOf(const zvSocketPolicy *aSocketPolicy) {
-  return aSocketPolicy != nullptr ? *aSocketPolicy : kDefaultPolicy;
+// What a policy decides by: its own function, or the default without a policy or a function.
+template <typename Function>
+Function Decision(const zvSocketPolicy *aSocketPolicy, Function zvSocketPolicy_t::*aFunction) {
+  const Function theOwn = aSocketPolicy != nullptr ? aSocketPolicy->*aFunction : nullptr;
+  return theOwn != nullptr ? theOwn : kDefaultPolicy.*aFunction;
 }
 
 void LogExcluded(const zvSocketPolicy *aSocketPolicy) {
@@ -125,22 +128,16 @@ extern "C" void zvSocketPolicy_SetFunc(
   zvAssert(aSocketPolicy != NULL);
   if (aSocketPolicy == nullptr) return;
 
-  const auto theChoice = [](auto aFunction, auto aDefault) {
-    return aFunction != nullptr ? aFunction : aDefault;
-  };
-  aSocketPolicy->mAcceptConnectionFunc =
-      theChoice(anAcceptConnectionFunc, kDefaultPolicy.mAcceptConnectionFunc);
-  aSocketPolicy->mGetIPAddressListFunc =
-      theChoice(aGetIPAddressListFunc, kDefaultPolicy.mGetIPAddressListFunc);
-  aSocketPolicy->mMapLocalIPAddressToLoopBackFunc =
-      theChoice(aMapLocalIPAddressToLoopBackFunc, kDefaultPolicy.mMapLocalIPAddressToLoopBackFunc);
+  aSocketPolicy->mAcceptConnectionFunc = anAcceptConnectionFunc;
+  aSocketPolicy->mGetIPAddressListFunc = aGetIPAddressListFunc;
+  aSocketPolicy->mMapLocalIPAddressToLoopBackFunc = aMapLocalIPAddressToLoopBackFunc;
 }
 
 extern "C" int zvSocketPolicy_AcceptConnection(zvSocketPolicy *aSocketPolicy, uint32 aSourceIPAddress,
                                                uint32 aReceivedIPAddress) {
   if (aSocketPolicy == nullptr) return 1;
-  const int theAnswer =
-      aSocketPolicy->mAcceptConnectionFunc(aSocketPolicy, aSourceIPAddress, aReceivedIPAddress);
+  const int theAnswer = Decision(aSocketPolicy, &zvSocketPolicy_t::mAcceptConnectionFunc)(
+      aSocketPolicy, aSourceIPAddress, aReceivedIPAddress);
   if (theAnswer != 0 || !IsPolicy(aSocketPolicy, kzvSocketPolicy_IP_LocalHostOnly)) return theAnswer;
 
   // The machine that talks to itself through one of its own addresses is the local host, too.
@@ -152,16 +149,18 @@ extern "C" int zvSocketPolicy_AcceptConnection(zvSocketPolicy *aSocketPolicy, ui
 
 extern "C" int zvSocketPolicy_GetIPAddressList(zvSocketPolicy *aSocketPolicy, uint32 **anIPAddressList,
                                                int afIncludeLocalhost) {
-  return DecisionsOf(aSocketPolicy).mGetIPAddressListFunc(aSocketPolicy, anIPAddressList, afIncludeLocalhost);
+  return Decision(aSocketPolicy, &zvSocketPolicy_t::mGetIPAddressListFunc)(aSocketPolicy, anIPAddressList,
+                                                                           afIncludeLocalhost);
 }
 
 extern "C" uint32 zvSocketPolicy_MapLocalIPAddressToLoopBack(zvSocketPolicy *aSocketPolicy,
                                                              uint32 anIPAddress) {
-  return DecisionsOf(aSocketPolicy).mMapLocalIPAddressToLoopBackFunc(aSocketPolicy, anIPAddress);
+  return Decision(aSocketPolicy, &zvSocketPolicy_t::mMapLocalIPAddressToLoopBackFunc)(aSocketPolicy,
+                                                                                      anIPAddress);
 }
 
 extern "C" int zvSocketPolicy_IsValidIF(zvSocketPolicy *aSocketPolicy, const char *anIFName) {
-  return DecisionsOf(aSocketPolicy).mIsValidIFFunc(aSocketPolicy, anIFName);
+  return Decision(aSocketPolicy, &zvSocketPolicy_t::mIsValidIFFunc)(aSocketPolicy, anIFName);
 }
 
 extern "C" void *zvSocketPolicy_GetUserData(zvSocketPolicy *aSocketPolicy) {

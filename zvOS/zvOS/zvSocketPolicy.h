@@ -49,7 +49,8 @@ ZVOS_API void zvSocketPolicy_Configure(zvSocketPolicy *aSocketPolicy, zvConfigFi
 // Replaces the two low bits of the policy's number.
 ZVOS_API void zvSocketPolicy_ChangePolicy_IP(zvSocketPolicy *aSocketPolicy, int aNewIPPolicy);
 
-// Replaces decisions; NULL restores the default one. The interface filter cannot be replaced.
+// Replaces decisions. The functions are stored as they are given; where one is NULL, the policy decides by
+// the default. The interface filter cannot be replaced.
 ZVOS_API void zvSocketPolicy_SetFunc(
     zvSocketPolicy *aSocketPolicy, zvSocketAcceptConnectionFunc anAcceptConnectionFunc,
     zvSocketGetIPAddressListFunc aGetIPAddressListFunc,
