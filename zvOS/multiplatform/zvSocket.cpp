@@ -169,24 +169,26 @@ extern "C" int zvSocketConnect_NoDebug(zvSocket aSocket, sockaddr *aSockAddr, so
 
 extern "C" int zvSocketConnect_Debug(zvSocket aSocket, sockaddr *aSockAddr, socklen_t anAddrLen,
                                      const char *aDebugContext) {
-  const bool afTracing = IsTracing();
-  if (afTracing) {
+  {
+    const SavedError theErrorOfCaller;
     ZV_DEBUG(F("Trying to connect to '"));
     ZV_DEBUG(sockaddr(aSockAddr));
     ZV_DEBUG(F("' [%s]\n", aDebugContext));
   }
 
   const int theResult = zvSocketConnect_NoDebug(aSocket, aSockAddr, anAddrLen);
-  const SavedError theError(theResult != 0 ? errno : 0);
-  if (theResult != 0 && theError.Value() != EAGAIN) {
+  // A connect that succeeds leaves errno alone: an EAGAIN from before the call still counts as would-block,
+  // of which nothing is said and which stays the last error.
+  const bool afWouldBlock = zvSocketLastErrorIsWouldBlock() != 0;
+  const SavedError theError(afWouldBlock || theResult != 0 ? errno : 0);
+  // The level may have changed while the connect waited: each record goes by what it is by then.
+  if (!afWouldBlock && theResult != 0) {
     ZV_ERR(F("   Cannot connect socket %d: error = %d [%s]\n", aSocket, theError.Value(), aDebugContext));
   }
-  if (afTracing) {
-    // Said of a connection in progress, too.
-    if (theResult == 0) ZV_DEBUG(F("   Connected\n"));
-    // The table shows the attempt, also one that failed.
-    SOCKETTRACKER_CONNECT(aSocket);
-  }
+  // Said of a connection in progress, too.
+  if (!afWouldBlock && theResult == 0) ZV_DEBUG(F("   Connected\n"));
+  // The table shows the attempt, also one that failed.
+  SOCKETTRACKER_CONNECT(aSocket);
   return theResult;
 }
 
