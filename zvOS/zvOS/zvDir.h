@@ -1,4 +1,4 @@
-// Directories: testing, making, removing; walking: zvDirTraverser.h.
+// Directories: testing, making, removing, and, by zvDirTraverser.h, which this includes, walking.
 //
 // Every path goes through zvPath_Normalize (see zvPath.h), so a relative one counts from the folder of
 // the program; zvDir_GetTimes alone looks at its path as it stands. Failures are logged in module DIR
@@ -8,6 +8,7 @@
 #define zvOS_zvDir_h
 
 #include <zvOS/zvDefines.h>
+#include <zvOS/zvDirTraverser.h>
 #include <zvOS/zvTime.h>
 
 // 1 when a directory is there (links are followed), else 0. A link that points to itself or to one of

@@ -64,7 +64,10 @@ ZVOS_API char *zvPath_GetDefaultConfigPath(void);
 // The revision stamp of a 32-bit program or library: the number, and, when aBranch is not NULL and
 // the stamp has one, the label in *aBranch as new text. Returns 0, with *aBranch untouched, for a
 // file that is missing, damaged or without a stamp. A named pipe is waited for.
-// Details in zvBinaryRevision.h.
+// Details in zvBinaryRevision.h, which this header includes.
 ZVOS_API int zvPath_GetBinaryRevision(const char *aFilePath, char **aBranch);
+
+// The functions below the revision stamp; last, since that header includes this one.
+#include <zvOS/zvBinaryRevision.h>
 
 #endif
