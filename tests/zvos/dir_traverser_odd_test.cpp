@@ -189,12 +189,13 @@ TEST_F(DirTraverserOdd, EntriesOfUnknownKindAreLookedAt) {
 // Memory
 //
 
-// Each allocation fails once: an entry may be missing, but the walk goes on to its end.
-TEST_F(DirTraverserOdd, AnEntryWithoutMemoryIsSkipped) {
+// Each allocation of a walk fails once. Either nothing is missing or the walk ends with its error status.
+TEST_F(DirTraverserOdd, WithoutMemoryForAnEntryTheWalkEndsWithTheErrorStatus) {
   for (const char *theName : {"a", "b", "c"})
     mTree.MakeFile(theName);
   mTree.MakeLink("link", "/usr");
   const Traverser theTraverser(mTree.Path());
+  int theErrors = 0;
   for (const char *theFunction : {"zvStrdup", "zvMalloc", "malloc"}) {
     // The first copy of text is the pattern's.
     const int theFirst = strcmp(theFunction, "zvStrdup") == 0 ? 1 : 0;
@@ -203,10 +204,35 @@ TEST_F(DirTraverserOdd, AnEntryWithoutMemoryIsSkipped) {
       int theStatus = -1;
       const auto theNames = WalkWithErrno(theTraverser, 0, &theStatus);
       theHits = theFault.Hits();
-      EXPECT_LE(theHits == 0 ? 4U : 3U, theNames.size()) << theFunction << theSkip;
-      EXPECT_EQ(kNoError, theStatus) << theFunction << theSkip;
+      EXPECT_EQ(theNames.size() == 4 ? kNoError : kError, theStatus) << theFunction << theSkip;
+      if (theStatus == kError) ++theErrors;
     }
   }
+  // The names of four entries and the two dots, the path of the link.
+  EXPECT_GE(theErrors, 7);
+}
+
+TEST_F(DirTraverserOdd, ANameThatCannotBeCopiedEndsTheWalkOnce) {
+  for (const char *theName : {"a", "b", "c"})
+    mTree.MakeFile(theName);
+  const Traverser theTraverser(mTree.Path());
+  ASSERT_NE(nullptr, theTraverser.First("*", zvDIR_DEFAULT));
+  {
+    // The log library need not say why there is no copy.
+    Fault theFault("zvStrdup", 0, 0, 1);
+    EXPECT_EQ(nullptr, theTraverser.Next());
+    EXPECT_EQ(1, theFault.Hits());
+  }
+  EXPECT_EQ(kError, theTraverser.Status());
+  EXPECT_THAT(
+      mLog.Messages(),
+      ElementsAre(DirError(Format("Cannot continue enumerating files in directory (error = %d)\n", ENOMEM))));
+  // The stream is still open, as after any other error.
+  mLog.Clear();
+  while (theTraverser.Next() != nullptr) {
+  }
+  EXPECT_EQ(kNoError, theTraverser.Status());
+  EXPECT_THAT(mLog.Calls(), IsEmpty());
 }
 
 //

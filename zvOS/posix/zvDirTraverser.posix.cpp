@@ -10,6 +10,7 @@
 #include "private/SavedError.h"
 
 #include <dirent.h>
+#include <sys/stat.h>
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
@@ -46,38 +47,57 @@ bool IsHidden(const char *aName) {
   return aName[0] == '.' && aName[1] != '\0' && aName[1] != '.';
 }
 
-// Asks the system what an entry is, through links. False when it is neither a file nor a directory, or
+// What became of an entry that was read.
+enum class Taken {
+  kWhole,
+  kNot,       // it is left out
+  kNoMemory,  // it would be left out although it should not
+};
+
+bool IsFileOrDirectory(const char *aPath) {
+  struct stat theStatus;
+  return stat(aPath, &theStatus) == 0 && (S_ISREG(theStatus.st_mode) || S_ISDIR(theStatus.st_mode));
+}
+
+// Asks the system what an entry is, through links. kNot when it is neither a file nor a directory, or
 // when its path is too long (logged).
-bool Resolve(const zvDirTraverser *aDirTraverser, const char *aName, int *afDir) {
+Taken Resolve(const zvDirTraverser *aDirTraverser, const char *aName, int *afDir) {
   const HeapText thePath(static_cast<char *>(malloc(kEntryPathSize)));
-  if (!thePath) return false;
+  if (!thePath) return Taken::kNoMemory;
   const int theLength = zv_snprintf(thePath.get(), kEntryPathSize, "%s/%s", aDirTraverser->mDirPath, aName);
   if (theLength < 0 || static_cast<size_t>(theLength) >= kEntryPathSize) {
     ZV_ERR(F("zvDirTraverser: Cannot compute entry name '%s/%s' (buffer too small)\n",
              aDirTraverser->mDirPath, aName));
-    return false;
+    return Taken::kNot;
   }
-  const bool afFile = zvFile_Exists(thePath.get()) != 0;
-  *afDir = afFile ? 0 : 1;
-  return afFile || zvDir_Exists(thePath.get()) != 0;
+  errno = 0;
+  *afDir = 0;
+  if (zvFile_Exists(thePath.get()) != 0) return Taken::kWhole;
+  bool afMemory = errno != ENOMEM;
+  errno = 0;
+  *afDir = 1;
+  if (zvDir_Exists(thePath.get()) != 0) return Taken::kWhole;
+  afMemory = afMemory && errno != ENOMEM;
+  // Both answer no as well when they have no memory for a path.
+  return afMemory || !IsFileOrDirectory(thePath.get()) ? Taken::kNot : Taken::kNoMemory;
 }
 
-// Fills the entry from what was read. False when it cannot be classified.
-bool TakeEntry(zvDirTraverser *aDirTraverser) {
+// Fills the entry from what was read; kNot when it cannot be classified.
+Taken TakeEntry(zvDirTraverser *aDirTraverser) {
   const dirent &theRaw = *aDirTraverser->mDirEnt;
   zvDirEntry &theEntry = aDirTraverser->mEntry;
   free(theEntry.mName);
   theEntry.mName = zvStrdup(theRaw.d_name);
-  if (theEntry.mName == nullptr) return false;
+  if (theEntry.mName == nullptr) return Taken::kNoMemory;
 
   theEntry.mfHidden = IsHidden(theRaw.d_name) ? 1 : 0;
   switch (theRaw.d_type) {
     case DT_REG:
       theEntry.mfDir = 0;
-      return true;
+      return Taken::kWhole;
     case DT_DIR:
       theEntry.mfDir = 1;
-      return true;
+      return Taken::kWhole;
     default:
       return Resolve(aDirTraverser, theRaw.d_name, &theEntry.mfDir);
   }
@@ -98,21 +118,27 @@ bool IsUsable(const zvDirTraverser *aDirTraverser, const int *anError) {
   return aDirTraverser != nullptr && anError != nullptr;
 }
 
+zvDirEntry *EndWithError(int anErrorNumber, int *anError) {
+  ZV_ERR(F("Cannot continue enumerating files in directory (error = %d)\n", anErrorNumber));
+  *anError = kzvDirTraverserStatus_Error;
+  return nullptr;
+}
+
 zvDirEntry *NextEntry(zvDirTraverser *aDirTraverser, int *anError) {
   *anError = kzvDirTraverserStatus_NoError;
   // errno is not cleared before the read, so that what the caller brought decides what the end means.
   while ((aDirTraverser->mDirEnt = readdir(aDirTraverser->mDir)) != nullptr) {
     // What looking at one bad entry leaves behind must not end the walk.
     const SavedError theError;
-    if (TakeEntry(aDirTraverser) && IsWanted(aDirTraverser)) return &aDirTraverser->mEntry;
+    const Taken theTaken = TakeEntry(aDirTraverser);
+    // An entry that is silently missing would be worse than a walk that ends.
+    if (theTaken == Taken::kNoMemory) return EndWithError(ENOMEM, anError);
+    if (theTaken == Taken::kWhole && IsWanted(aDirTraverser)) return &aDirTraverser->mEntry;
   }
 
   const int theError = errno;
-  if (theError != 0 && theError != ENOENT && theError != EINVAL) {
-    ZV_ERR(F("Cannot continue enumerating files in directory (error = %d)\n", theError));
-    *anError = kzvDirTraverserStatus_Error;
-  }
-  return nullptr;
+  if (theError == 0 || theError == ENOENT || theError == EINVAL) return nullptr;
+  return EndWithError(theError, anError);
 }
 
 }  // namespace

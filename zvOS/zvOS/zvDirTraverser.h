@@ -62,9 +62,10 @@ ZVOS_API char *zvDirTraverser_GetDirPath(zvDirTraverser *aDirTraverser);
 ZVOS_API zvDirEntry *zvDirTraverser_GetFirst(zvDirTraverser *aDirTraverser, const char *anEntrySpec,
                                              int aFlags, int *anError);
 
-// The next entry, or NULL at the end. Asserts where no walk is open: also when zvDirTraverser_GetFirst found
-// no directory. `errno` is not cleared before the system is asked: what the caller
-// left in it, other than ENOENT and EINVAL, turns the end of the directory into an error.
+// The next entry, or NULL at the end. Without memory for an entry the walk ends with
+// kzvDirTraverserStatus_Error, never with an entry left out. Asserts where no walk is open: also when
+// zvDirTraverser_GetFirst found no directory. `errno` is not cleared before the system is asked: what the
+// caller left in it, other than ENOENT and EINVAL, turns the end of the directory into an error.
 ZVOS_API zvDirEntry *zvDirTraverser_GetNext(zvDirTraverser *aDirTraverser, int *anError);
 
 #endif
