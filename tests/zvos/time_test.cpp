@@ -243,6 +243,23 @@ TEST(ConvertMacroDate, SurvivesWhatIsNoDate) {
   EXPECT_EQ(0, zvTime_ConvertMacroDate((std::string(100000, 'J') + " 1 2000").c_str()));
 }
 
+TEST(ConvertMacroDate, TakesNumbersOfAnySize) {
+  const Zone theZone("UTC0");
+  const char *const kNumbers[] = {"-2147483648",          "-2147483647", "-2147481749",
+                                  "-2147481748",          "2147483647",  "99999999999999999999",
+                                  "-99999999999999999999"};
+  for (const char *theNumber : kNumbers) {
+    // What comes of them is the system's affair; the ends of what it counts are no time that it can express.
+    const zvtime_t theYear = zvTime_ConvertMacroDate(Format("Nov 16 %s", theNumber).c_str());
+    zvTime_ConvertMacroDate(Format("Nov %s 2015", theNumber).c_str());
+    zvTime_ConvertMacroDate(Format("Nov %s %s", theNumber, theNumber).c_str());
+    if (sizeof(time_t) == 4) {
+      EXPECT_EQ(-1, theYear) << theNumber;
+    }
+  }
+  EXPECT_EQ(Midnight(1999, 11, 16), zvTime_ConvertMacroDate("Nov 16 0000000001999"));
+}
+
 TEST(TickCount, IsMillisecondsOfTheMonotonicClock) {
   EXPECT_EQ(0u, TickCountAt(0, 999999));
   EXPECT_EQ(1u, TickCountAt(0, 1000000));

@@ -3,6 +3,8 @@
 #include <zvOS/zvTime.h>
 
 #include <sys/time.h>
+#include <algorithm>
+#include <climits>
 #include <cstdio>
 #include <cstring>
 #include <ctime>
@@ -50,7 +52,8 @@ extern "C" zvtime_t zvTime_ConvertMacroDate(const char *aDate) {
 
   theTime.tm_mon = static_cast<int>(theMatch - kMonthNames) / kMonthNameLength;
   theTime.tm_mday = theDay;
-  theTime.tm_year = theYear - kFirstYearOfTm;
+  // Years that no number of years after 1900 reaches are as far away as one does; the system refuses them.
+  theTime.tm_year = std::max(theYear, INT_MIN + kFirstYearOfTm) - kFirstYearOfTm;
   theTime.tm_isdst = -1;
   return static_cast<zvtime_t>(mktime(&theTime));
 }

@@ -27,8 +27,8 @@ ZVOS_API void zvTime_GetTimeOfDay(zvtimeval *aTime);
 // callers depend on the sign. `tz_dsttime` is 60 while daylight saving is in force, else 0.
 ZVOS_API int zvTime_GetTimeZone(zvtimezone *aTimeZone);
 
-// Local midnight of a date in the form of the compiler's __DATE__ ("Nov 16 2015"), or 0 when the
-// month is not recognised.
+// Local midnight of a date in the form of the compiler's __DATE__ ("Nov 16 2015"), 0 when the
+// month is not recognised, or -1 when the time cannot be expressed.
 // Deliberately odd: the month is searched in the joined names of all months, so a word such as
 // "anF" counts as the month in whose name it begins.
 ZVOS_API zvtime_t zvTime_ConvertMacroDate(const char *aDate);
