@@ -7,7 +7,6 @@
 
 #include <atomic>
 #include <chrono>
-#include <climits>
 #include <csignal>
 #include <fstream>
 #include <thread>
@@ -273,28 +272,6 @@ TEST_F(SocketSelect, NobodyNeedsToKnowOfTheTrigger) {
   zvSocketSelect_Trigger(mSelect);
   EXPECT_EQ(1, WaitFor(60000, nullptr));
   EXPECT_EQ(0, Triggered());
-}
-
-TEST_F(SocketSelect, ADescriptorThatDoesNotFitIntoASetFailsTheWait) {
-  const Receiver theReceiver(true);
-  for (const int theHighest : {FD_SETSIZE, FD_SETSIZE + 1, INT_MAX}) {
-    SCOPED_TRACE(theHighest);
-    const int theWaits = zvtest::CallsOf("select");
-    Set theReadSet({theReceiver});
-    Set theWriteSet({theReceiver});
-    EXPECT_EQ(-1, zvSocketSelect_Select(mSelect, &theReadSet, &theWriteSet, nullptr, theHighest, nullptr,
-                                        &mfTriggered));
-    EXPECT_EQ(EINVAL, errno);
-    EXPECT_EQ(0, mfTriggered);
-    EXPECT_THAT(MarkedIn(theReadSet), IsEmpty());
-    EXPECT_THAT(MarkedIn(theWriteSet), IsEmpty());
-
-    Set theErrorSet({theReceiver});
-    EXPECT_EQ(-1, zvSocketSelect_SelectFD(&theReadSet, nullptr, &theErrorSet, theHighest, nullptr));
-    EXPECT_EQ(EINVAL, errno);
-    EXPECT_THAT(MarkedIn(theErrorSet), IsEmpty());
-    EXPECT_EQ(theWaits, zvtest::CallsOf("select"));
-  }
 }
 
 TEST_F(SocketSelect, TheHighestDescriptorOfASetIsWaitedFor) {

@@ -22,7 +22,9 @@
 ZVLOG_WITH_MODULE_IF(SELECT, 1)
 
 using zvos::Clear;
+using zvos::ClearFailed;
 using zvos::MutexHold;
+using zvos::OwnSet;
 
 struct zvSocketSelect_t {
   zvOSMutex *mMutex;
@@ -138,9 +140,14 @@ extern "C" int zvSocketSelect_Reset(zvSocketSelect *aSocketSelect, fd_set *aRead
 
 extern "C" int zvSocketSelect_Select(zvSocketSelect *aSocketSelect, fd_set *aReadSet, fd_set *aWriteSet,
                                      fd_set *anErrorSet, int aMaxFD, timeval *aTimeOut, int *afTriggered) {
-  fd_set theOwnReadSet;
-  fd_set *const theReadSet = aReadSet != nullptr ? aReadSet : &theOwnReadSet;
-  if (aReadSet == nullptr) FD_ZERO(&theOwnReadSet);
+  // As large as the caller's others: the system looks at all of them alike.
+  const OwnSet theOwnReadSet(aReadSet == nullptr ? aMaxFD : 0);
+  fd_set *const theReadSet = aReadSet != nullptr ? aReadSet : theOwnReadSet.get();
+  if (theReadSet == nullptr) {
+    ClearFailed(aMaxFD, nullptr, aWriteSet, anErrorSet);
+    if (afTriggered != nullptr) *afTriggered = 0;
+    return -1;
+  }
 
   int theMaxFD = aMaxFD;
   {

@@ -18,15 +18,24 @@
 // Reports aText, for a place that must not be reached.
 #define zvAssertFail(text) _zvAssert((text), __FILE__, (uint32)(__LINE__))
 
-// A check at build time, at file or block scope.
+// A check at build time, at file or block scope; the compiler says the text of the test.
+#define zvCompileTimeAssert(test) zvCompileTimeAssertSaying(test, #test)
+
+// The same with a text of one's own, for what the user of a header can do about it. A compiler that knows no
+// way to say it shows the line.
 #if defined(__cplusplus)
-#define zvCompileTimeAssert(test) static_assert(test, #test)
+#define zvCompileTimeAssertSaying(test, text) static_assert(test, text)
 #elif defined(__STDC_VERSION__) && __STDC_VERSION__ >= 201112L
-#define zvCompileTimeAssert(test) _Static_assert(test, #test)
+#define zvCompileTimeAssertSaying(test, text) _Static_assert(test, text)
+#elif defined(__GNUC__)
+// Older C knows it as an extension. The C library puts a macro of that name, which says nothing, before it;
+// the nothing between name and parenthesis keeps that out.
+#define ZV_NOTHING
+#define zvCompileTimeAssertSaying(test, text) __extension__ _Static_assert ZV_NOTHING(test, text)
 #else
 #define ZV_CONCATENATE_(left, right) left##right
 #define ZV_CONCATENATE(left, right)  ZV_CONCATENATE_(left, right)
-#define zvCompileTimeAssert(test) \
+#define zvCompileTimeAssertSaying(test, text) \
   extern int ZV_CONCATENATE(zvCompileTimeAssert_, __LINE__)[(test) ? 1 : -1] ZV_UNUSED
 #endif
 

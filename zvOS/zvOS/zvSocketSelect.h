@@ -11,8 +11,9 @@
 //   if (afTriggered) return;                       // another thread called zvSocketSelect_Trigger
 //   if (FD_ISSET(theListener, &theReadSet)) ...
 //
-// Sets are the system's fd_set: descriptors from FD_SETSIZE (1024) on do not fit. Messages go to
-// module SELECT (25).
+// Sets are the system's fd_set, which holds descriptors below FD_SETSIZE (1024). Callers with higher ones
+// bring larger memory as sets; every set given has room for descriptors up to aMaxFD, in whole longs.
+// Messages go to module SELECT (25).
 #ifndef zvOS_zvSocketSelect_h
 #define zvOS_zvSocketSelect_h
 
@@ -22,6 +23,11 @@
 #include <zvOS/zvSocketTypes.h>
 
 typedef struct zvSocketSelect_t zvSocketSelect;
+
+// A time is two longs to the library. Of the longer one that a 32-bit caller compiled with 64-bit time hands
+// over, it would see the seconds and a zero: waits for less than a second would return at once.
+zvCompileTimeAssertSaying(sizeof(struct timeval) == 2 * sizeof(long),
+                          "zvSocketSelect waits with times of two longs: compile without -D_TIME_BITS=64");
 
 // Ends of the pipe.
 enum { kzvSocketSelect_PipeRead = 0, kzvSocketSelect_PipeWrite = 1 };
@@ -41,7 +47,8 @@ ZVOS_API void zvSocketSelect_Trigger(zvSocketSelect *aSocketSelect);
 // highest descriptor in the sets; below 1 the wait is for the trigger alone and all sets are cleared.
 // Each set may be NULL; aTimeOut NULL waits without limit. The sets come back with what is ready.
 // Returns the count of ready descriptors, in which a trigger counts as one, 0 when the time is over,
-// or -1 with the cause in `errno`, all sets cleared, and a pending trigger kept for the next wait.
+// or -1 with the cause in `errno`, all sets cleared (as by zvSocketSelect_SelectFD), and a pending trigger
+// kept for the next wait; ENOMEM is also a read set beyond FD_SETSIZE that the caller left to us.
 // *afTriggered, if wanted, becomes 1 when a trigger ended the wait, else 0.
 ZVOS_API int zvSocketSelect_Select(zvSocketSelect *aSocketSelect, fd_set *aReadSet, fd_set *aWriteSet,
                                    fd_set *anErrorSet, int aMaxFD, struct timeval *aTimeOut,
@@ -56,8 +63,9 @@ ZVOS_API int zvSocketSelect_Prepare(zvSocketSelect *aSocketSelect, fd_set *aRead
 // else 0.
 ZVOS_API int zvSocketSelect_Reset(zvSocketSelect *aSocketSelect, fd_set *aReadSet);
 
-// The bare wait: select() up to aMaxFD; on failure the sets are cleared. EINVAL when aMaxFD does not
-// fit into a set.
+// The bare wait: select(aMaxFD + 1, ...) with what it is given, and its result. When that is -1, the sets
+// are cleared: an fd_set whole, a larger set up to aMaxFD, no further than the process's limit of
+// descriptors.
 ZVOS_API int zvSocketSelect_SelectFD(fd_set *aReadSet, fd_set *aWriteSet, fd_set *anErrorSet, int aMaxFD,
                                      struct timeval *aTimeOut);
 
