@@ -57,6 +57,13 @@ TEST_F(ServeOptions, PolicySaysWhoIsAdmitted) {
       {{"--exclude-if", "lo"}, "127.0.0.1", false},
       {{"--exclude-if", "eth7, \"l*\""}, "127.0.0.1", false},
       {{"--exclude-if", "eth7 wlan*"}, "127.0.0.1", true},
+      // Names that say in many ways what they match are known to be excluded.
+      {{"--exclude-if", "[a-z]o"}, "127.0.0.1", false},
+      {{"--exclude-if", "[[:alpha:]][!a]"}, "127.0.0.1", false},
+      {{"--exclude-if", "l\\o"}, "127.0.0.1", false},
+      {{"--exclude-if", "*"}, "127.0.0.1", false},
+      {{"--exclude-if", "wl[an0 eth[[:digit:]]? \"a name\" \\[x] \"\" ]"}, "127.0.0.1", true},
+      {{"--exclude-if", " , "}, "127.0.0.1", true},
   };
   for (const PolicyCase &theCase : kCases) {
     SCOPED_TRACE(theCase.mOptions[1] + " " + theCase.mAddress);
@@ -69,6 +76,17 @@ TEST_F(ServeOptions, PolicySaysWhoIsAdmitted) {
                                  : "zvos: get: " + theAddress +
                                        " refuses: the policy of the server does not admit this connection\n",
               theResult.mError);
+  }
+}
+
+// A backslash with nothing behind it matches no name at all.
+TEST_F(ServeOptions, ServesNobodyWhenThePolicyDoesNotExcludeAName) {
+  for (const std::string theNames : {"lo\\", "eth7, \"wlan*\" lo\\"}) {
+    const ChildResult theResult =
+        Zvos({"serve", "--bind", "127.0.0.1", "--exclude-if", theNames, ServedFolder()});
+    EXPECT_EQ(2, theResult.mStatus) << theNames;
+    EXPECT_EQ("zvos: serve: the policy does not exclude 'lo\\'\n", theResult.mError);
+    EXPECT_EQ("", theResult.mOutput);
   }
 }
 

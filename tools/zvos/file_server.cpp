@@ -1,5 +1,6 @@
 #include "file_server.h"
 
+#include "exclusion.h"
 #include "terminal.h"
 
 #include <zvLog/zvConfigFile.h>
@@ -101,7 +102,10 @@ std::string FileServer::OpenPolicy() {
   mPolicy.reset(zvSocketPolicy_New(static_cast<uint32>(mSettings.mPolicy), nullptr));
   if (mPolicy) zvSocketPolicy_Configure(mPolicy.get(), theConfigFile, kSection);
   zvConfigFile_Close(theConfigFile);
-  return mPolicy ? "" : "no policy could be made";
+  if (!mPolicy) return "no policy could be made";
+  // The policy tells nobody when it has no memory for the names, or cannot make sense of one: then everybody
+  // would be served.
+  return ExclusionProblem(mPolicy.get(), mSettings.mExcludedInterfaces);
 }
 
 std::string FileServer::OpenListener() {
