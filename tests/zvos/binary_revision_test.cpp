@@ -353,6 +353,15 @@ TEST_F(BinaryRevision, HostileSizesAndOffsetsOfTheStampGiveNothing) {
   }
 }
 
+TEST_F(BinaryRevision, AStampOfMoreThanSixteenMebibytesIsDamage) {
+  constexpr size_t kLargest = 16 * 1024 * 1024;
+  std::string theStamp = kStamp;
+  theStamp.resize(kLargest, ' ');
+  EXPECT_EQ(kWhole, ReadBytes(ImageWith(theStamp).Bytes()));
+  theStamp += ' ';
+  EXPECT_EQ(kNothing, ReadBytes(ImageWith(theStamp).Bytes()));
+}
+
 TEST_F(BinaryRevision, HostileSizesAndOffsetsOfTheNameTableGiveNothing) {
   for (const Elf32_Word theValue : kHostileWords) {
     ElfImage theImage = ImageWith(kStamp);

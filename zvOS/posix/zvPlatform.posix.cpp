@@ -49,6 +49,7 @@ extern "C" int zvPlatform_Launch(const char *anApplicationFullPath, const char *
       zv_mnprintf("\"%s\" %s &", anApplicationFullPath, aParameter != nullptr ? aParameter : ""));
   if (!theCommand) return LaunchFailed(anApplicationFullPath, -1, ENOMEM);
 
+  // A result other than -1 is the shell's status: the errno of the message is then whatever was there before.
   const int theResult = system(theCommand.get());
   if (theResult != 0) return LaunchFailed(theCommand.get(), theResult, errno);
   ZV_DEBUG(F("Command executed successfully: '%s'\n", theCommand.get()));

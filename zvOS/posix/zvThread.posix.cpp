@@ -87,6 +87,7 @@ void *RunThread(void *aThreadRecord) {
 bool CreateThread(zvOSThread *aThread, pthread_attr_t *anAttributes, size_t aStackSize) {
   if (aStackSize != kStackSize_LeaveToSystem) {
     const size_t theStackSize = aStackSize == kStackSize_Default ? kzvThread_StackSize : aStackSize;
+    // Its error is what it returns; the message shows errno all the same, as field logs are read.
     if (pthread_attr_setstacksize(anAttributes, theStackSize) != 0) {
       const int theError = errno;
       ZV_WARN(F("zvOSThread: Could not set stack size to %zu bytes (errno = %d)\n", theStackSize, theError));
@@ -98,6 +99,7 @@ bool CreateThread(zvOSThread *aThread, pthread_attr_t *anAttributes, size_t aSta
                                  : PTHREAD_CREATE_JOINABLE;
   if (pthread_attr_setdetachstate(anAttributes, theDetachState) != 0) return false;
 
+  // As above: the message shows errno, not the error returned.
   if (pthread_create(&aThread->mThread, anAttributes, RunThread, aThread) != 0) {
     const int theError = errno;
     ZV_ERR(F("zvOSThread: Cannot create thread (errno = %d)\n", theError));
