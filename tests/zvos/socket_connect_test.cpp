@@ -55,7 +55,7 @@ TEST_F(SocketConnect, ASuccessLeavesZeroWhateverWasInErrno) {
 }
 
 // Nothing clears errno before the connect, and the connect that succeeds does not either.
-TEST_F(SocketConnect, AStaleWouldBlockCountsAsWouldBlockAtEveryLevel) {
+TEST_F(SocketConnect, AStaleWouldBlockStaysTheLastErrorOfASuccessAtEveryLevel) {
   for (const zvLogLevel theLevel : {kNothing, kUpToInformation, kUpToDebug}) {
     SCOPED_TRACE(theLevel);
     mLog.Clear();
@@ -67,7 +67,8 @@ TEST_F(SocketConnect, AStaleWouldBlockCountsAsWouldBlockAtEveryLevel) {
     }
     EXPECT_THAT(mLog.Messages(), ElementsAre(Debug(kTCP, "Trying to connect to '"),
                                              Debug(kTCP, Format("127.0.0.1:%d", ntohs(mAddress.sin_port))),
-                                             Debug(kTCP, Format("' [%s]\n", kLabel))));
+                                             Debug(kTCP, Format("' [%s]\n", kLabel)),
+                                             Debug(kTCP, "   Connected\n")));
   }
 }
 

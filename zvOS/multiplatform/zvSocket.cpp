@@ -178,7 +178,7 @@ extern "C" int zvSocketConnect_Debug(zvSocket aSocket, sockaddr *aSockAddr, sock
 
   const int theResult = zvSocketConnect_NoDebug(aSocket, aSockAddr, anAddrLen);
   // A connect that succeeds leaves errno alone: an EAGAIN from before the call still counts as would-block,
-  // of which nothing is said and which stays the last error.
+  // and stays the last error.
   const bool afWouldBlock = zvSocketLastErrorIsWouldBlock() != 0;
   const SavedError theError(afWouldBlock || theResult != 0 ? errno : 0);
   // The level may have changed while the connect waited: each record goes by what it is by then.
@@ -186,7 +186,7 @@ extern "C" int zvSocketConnect_Debug(zvSocket aSocket, sockaddr *aSockAddr, sock
     ZV_ERR(F("   Cannot connect socket %d: error = %d [%s]\n", aSocket, theError.Value(), aDebugContext));
   }
   // Said of a connection in progress, too.
-  if (!afWouldBlock && theResult == 0) ZV_DEBUG(F("   Connected\n"));
+  if (theResult == 0) ZV_DEBUG(F("   Connected\n"));
   // The table shows the attempt, also one that failed.
   SOCKETTRACKER_CONNECT(aSocket);
   return theResult;

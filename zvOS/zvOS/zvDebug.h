@@ -5,10 +5,13 @@
 #include <zvOS/zvDefines.h>
 
 // Writes the call stack of the calling thread to the log, to standard output and to the file
-// "/tmp/backtrace_<pid>.txt", which is emptied first. With afMemoryIsCorrupted non-zero nothing
-// that allocates memory is called, and only the file's first and last lines are written. A stack
-// of fewer than 6 frames is taken for damaged and followed by 256 words of it. Meant for the
-// moment a process dies: threads that call it at the same time disturb each other's result.
+// "/tmp/backtrace_<pid>.txt", which is emptied first. Frame 00 is this function, and at most 64 are
+// told. With afMemoryIsCorrupted non-zero nothing that allocates memory is called, and only the file's
+// first and last lines are written. A stack of fewer than 6 frames is taken for damaged and followed by
+// 256 words of it, from this function's own frame towards the callers; in the handler of a fatal signal
+// they go on on the stack of the interrupted code. A file that cannot be made or written is done
+// without. Meant for the moment a process dies: threads that call it at the same time disturb each
+// other's result.
 ZVOS_API void zvDebug_BackTraceCurrent(int afMemoryIsCorrupted);
 
 // Formats the call stack of the calling thread, a line per frame, into the buffer, terminated

@@ -35,7 +35,7 @@ enum {
   kzvThreadDetachedState_DetachedDelete = 2  // its function has returned; it is deleting itself
 };
 
-// Default size of a thread's stack in bytes.
+// Default size of a thread's stack in bytes; all of it is the thread's (see sThread_S_SignalHandler).
 #define kzvThread_StackSize (128 * 1024)
 
 typedef struct zvOSThread_Data {
@@ -84,9 +84,16 @@ ZVOS_API uint32 zvThread_GetCurrentThreadID(void);
 ZVOS_API uint32 zvThread_GetID(zvOSThread *aThread);
 
 // The handler that threads install for SIGSEGV, SIGILL, SIGBUS, SIGABRT and SIGFPE: logs the
-// signal and a back-trace, waits 2 s for the log to drain and leaves the process to the signal's
-// default action. Within 10 s the process is dead by the signal that came first, whatever breaks
-// or hangs while the report is made. Returns at once for any other signal.
+// signal and a back-trace, puts the default action in its place, waits 2 s for the log to drain and
+// returns. A fault then repeats and ends the process; a signal that was sent does so the next time.
+// Returns at once for any other signal, and may be called by hand.
+//
+// Whatever breaks or hangs while the report is made, the process ends by the signal that came first,
+// within 10 s, not counting what a slow log takes for records that it delivers. Signals of the
+// application are held back only while something is written. Threads of the library that catch signals have
+// a stack of 64 KiB for this handler, unless they bring one of their own (sigaltstack); it is also used
+// by the application's handlers that ask for it (SA_ONSTACK). Who installs a handler of his own for one
+// of these signals does so after the last thread has been started, or switches the catching off.
 ZVOS_API void sThread_S_SignalHandler(int aSignal);
 
 #endif
