@@ -9,7 +9,7 @@ namespace zvbench {
 namespace {
 
 Sides SilentMessage() {
-  if (ZVLOGLEVEL_DEBUG < _zvLog_Level) Fail("the log level lets debug messages through");
+  if (ZVLOGLEVEL_DEBUG < _zvLog_LevelNow()) Fail("the log level lets debug messages through");
   return {LoopWithoutMessages, LoopWithSilentMessages, {}};
 }
 

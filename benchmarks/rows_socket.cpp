@@ -164,7 +164,7 @@ enum class Tracing { kNone, kTable, kTraffic };
 class Trace {
  public:
   explicit Trace(Tracing aTracing) : mTracing(aTracing) {
-    if (ZVLOGLEVEL_DEBUG < _zvLog_Level) Fail("the log level lets debug messages through");
+    if (ZVLOGLEVEL_DEBUG < _zvLog_LevelNow()) Fail("the log level lets debug messages through");
     if (mTracing == Tracing::kNone) return;
     if (zvLog_SetSinkFile((mFolder / "log").c_str()) == 0) Fail("cannot log into a file");
     zvLog_SetModuleLevel(ZVLOG_M_SOCKETTRACKER, kzvLogLevel_Debug);

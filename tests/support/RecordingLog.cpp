@@ -140,7 +140,12 @@ void RecordAssertion(const char *anExpression, const char *aFile, uint32 aLine) 
 
 // The header declares all of these with C linkage and default visibility.
 
+// Written as the library reads it: other threads may be logging.
 zvLogLevel _zvLog_Level = 0;
+
+static void WriteLevel(zvLogLevel aLevel) {
+  __atomic_store_n(&_zvLog_Level, aLevel, __ATOMIC_RELAXED);
+}
 
 zvLogData *zvLog_Begin(zvLogLevel aLevel, zvLogModule aModule) {
   const ErrnoKeeper theErrno;
@@ -200,13 +205,13 @@ RecordingLog::RecordingLog() {
   const std::lock_guard<std::mutex> theGuard(Lock());
   if (Current() != nullptr) ADD_FAILURE() << "two RecordingLogs at a time";
   Current().reset(new Recording);
-  _zvLog_Level = kEveryLevel;
+  WriteLevel(kEveryLevel);
 }
 
 RecordingLog::~RecordingLog() {
   const std::lock_guard<std::mutex> theGuard(Lock());
   Current().reset();
-  _zvLog_Level = 0;
+  WriteLevel(0);
 }
 
 std::vector<Message> RecordingLog::Messages() const {
@@ -232,7 +237,7 @@ void RecordingLog::Clear() {
 }
 
 void RecordingLog::SetLevel(zvLogLevel aLevel) {
-  _zvLog_Level = aLevel;
+  WriteLevel(aLevel);
 }
 
 void RecordingLog::RefuseRecords(bool afRefuse) {

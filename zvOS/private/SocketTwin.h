@@ -9,7 +9,7 @@ namespace zvos {
 
 // Whether anybody may want traces: the one test of a hot twin while the log is below debug level.
 inline bool IsTracing() {
-  return ZV_UNLIKELY(ZVLOGLEVEL_DEBUG < _zvLog_Level);
+  return ZV_UNLIKELY(ZVLOGLEVEL_DEBUG < _zvLog_LevelNow());
 }
 
 // The twin of a call that matters only when it fails: aReport(error) logs the failure, and the

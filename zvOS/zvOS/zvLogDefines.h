@@ -47,9 +47,19 @@
 #define ZVLOG_COMPILE_TIME_LEVEL_LESS_THEN ZVLOGLEVEL_ALL
 #endif
 
+// The level, which any thread may be changing: read in one piece and in no order with anything else,
+// which costs no more than reading any variable.
+#ifndef _zvLog_LevelNow
+#if defined(__GNUC__)
+#define _zvLog_LevelNow() __atomic_load_n(&_zvLog_Level, __ATOMIC_RELAXED)
+#else
+#define _zvLog_LevelNow() _zvLog_Level
+#endif
+#endif
+
 // Non-zero when the levels admit the message; the log library may still refuse it.
 #define _zvLog_LogMe(level, module) \
-  ((uint32)(level) < ZVLOG_COMPILE_TIME_LEVEL_LESS_THEN && ZV_UNLIKELY((level) < _zvLog_Level))
+  ((uint32)(level) < ZVLOG_COMPILE_TIME_LEVEL_LESS_THEN && ZV_UNLIKELY((level) < _zvLog_LevelNow()))
 
 // Emits the message without testing the level. `append` is the suffix of an append call of the
 // log library: F("%d\n", theNumber) appends with zvLog_Append_F.
@@ -92,6 +102,6 @@
 
 // Whether a message would be emitted; test it before an expensive trace.
 #define ZVLOG_WILL_LOG(level, module) \
-  (ZV_UNLIKELY((level) < _zvLog_Level) ? zvLog_WillLog((zvLogLevel)(level), (zvLogModule)(module)) : 0)
+  (ZV_UNLIKELY((level) < _zvLog_LevelNow()) ? zvLog_WillLog((zvLogLevel)(level), (zvLogModule)(module)) : 0)
 
 #endif
