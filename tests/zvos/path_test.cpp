@@ -3,6 +3,7 @@
 #include <zvOS/zvFile.h>
 #include <zvOS/zvPath.h>
 
+#include "alone.h"
 #include "support/Faults.h"
 #include "support/RecordingLog.h"
 #include "support/Support.h"
@@ -23,7 +24,9 @@ using testing::IsEmpty;
 using zvtest::CallsOf;
 using zvtest::Fault;
 using zvtest::Format;
+using zvtest::IsAlone;
 using zvtest::RecordingLog;
+using zvtest::RunAlone;
 using zvtest::TempFolder;
 
 namespace {
@@ -371,33 +374,9 @@ TEST_F(Path, EveryCallGivesTextOfItsOwn) {
   EXPECT_EQ(ProgramFile(), Take(theSecond));
 }
 
-// The library looks for its program once in the life of a process, so tests of that first look
-// run the test program again, each for itself.
-constexpr char kAloneVariable[] = "ZVTEST_FIRST_LOOK";
-
-std::string OwnTestName() {
-  const auto *theTest = testing::UnitTest::GetInstance()->current_test_info();
-  return std::string(theTest->test_suite_name()) + "." + theTest->name();
-}
-
+// The library looks for its program once in the life of a process.
 class PathFirstLook : public Path {
  protected:
-  // Whether this is the process of its own; otherwise starts it and checks that the test passes there.
-  bool IsAlone() {
-    if (getenv(kAloneVariable) != nullptr) return true;
-    RunAlone(ProgramFile());
-    return false;
-  }
-
-  void RunAlone(const std::string &aProgram) {
-    const auto theResult = zvtest::RunProgram(aProgram, {"--gtest_filter=" + OwnTestName()},
-                                              {std::string(kAloneVariable) + "=1"});
-    const std::string theReport = theResult.mOutput + theResult.mError;
-    EXPECT_FALSE(theResult.mfSignaled || theResult.mfTimedOut) << theReport;
-    EXPECT_EQ(0, theResult.mStatus) << theReport;
-    EXPECT_THAT(theResult.mOutput, HasSubstr("[  PASSED  ] 1 test.")) << theReport;
-  }
-
   // The faulted readlink() answers this target, as the system would into a buffer that is large
   // enough to be told the whole length.
   static void Answer(Fault &aFault, const std::string &aTarget) {
@@ -490,6 +469,13 @@ TEST_F(PathFirstLook, AnUnreadableLinkLeavesTheEmptyTextForGood) {
   EXPECT_THAT(mLog.Messages(), IsEmpty());
 }
 
+TEST_F(PathFirstLook, AFailureThatLeavesNoErrorIsOneAllTheSame) {
+  if (!IsAlone()) return;
+  Fault theFault("readlink", 0);
+  EXPECT_EQ("", Take(zvPath_GetApplicationFullPath()));
+  EXPECT_THAT(mLog.Messages(), ElementsAre(PathError("Cannot get application file name (error = 0)\n")));
+}
+
 TEST_F(PathFirstLook, WithoutAProgramRelativePathsHaveNoAnchor) {
   if (!IsAlone()) return;
   Fault theFault("readlink", ENOENT);
@@ -558,7 +544,7 @@ TEST_F(PathFirstLook, APathFarTooLongIsEmpty) {
 //
 
 TEST_F(PathFirstLook, InAJavaHostTheApplicationLivesInTheCurrentFolder) {
-  if (getenv(kAloneVariable) == nullptr) {
+  if (getenv(zvtest::kAloneVariable) == nullptr) {
     // The program finds its libraries in "lib" beside its own folder.
     TempFolder theFolder;
     const std::string thePrograms = theFolder.File("java-8") + "/bin";

@@ -1,10 +1,12 @@
 // Paths made absolute, and where the program lives.
 //
 // A relative path counts from the folder of the program, not from the current one, so the path of
-// the program is read once and kept; a forked child keeps its parent's.
+// the program is read once and kept, by whichever thread needs it first; a forked child keeps its
+// parent's.
 
 #include <zvOS/zvPath.h>
 
+#include "private/ForkAwareLock.h"
 #include "private/HeapText.h"
 
 #include <dlfcn.h>
@@ -15,6 +17,8 @@
 
 ZVLOG_WITH_MODULE_IF(PATH, 1)
 
+using zvos::ForkAwareHold;
+using zvos::ForkAwareLock;
 using zvos::HeapText;
 using zvos::TextOrNull;
 
@@ -24,9 +28,11 @@ constexpr size_t kPathBufferSize = 8194;
 constexpr size_t kLinkReadSize = 8192;
 constexpr char kJavaHost[] = "java";
 
-// 0 until the path is read.
+// Written once, with the lock held; read without it when sfApplicationPathIsRead is set.
 uint32 sApplicationProcessID;
 char sApplicationPath[kPathBufferSize];
+int sfApplicationPathIsRead = 0;
+ForkAwareLock sApplicationPathLock;
 
 bool IsSeparator(char aCharacter) {
   return aCharacter == '/' || aCharacter == '\\';
@@ -56,39 +62,63 @@ HeapText Join(const char *anAnchor, const char *aRest) {
   return theResult;
 }
 
+// How a link was read; any other value is the error because of which it was not.
+constexpr int kLinkIsRead = -1;
+constexpr int kLinkIsTooLong = -2;
+
 // Reads a link of the process's folder under /proc into a buffer of kPathBufferSize, as a native
-// path. On failure (logged) the buffer holds the empty text.
-bool ReadProcessLink(const char *aLinkName, char *aBuffer) {
+// path. On failure the buffer holds the empty text.
+int ReadProcessLink(const char *aLinkName, char *aBuffer) {
   char theLink[sizeof("/proc/4294967295/exe")];
   zv_snprintf(theLink, sizeof(theLink), "/proc/%u/%s", sApplicationProcessID, aLinkName);
   const ssize_t theLength = readlink(theLink, aBuffer, kLinkReadSize);
-  if (theLength < 0) {
-    const int theError = errno;
-    ZV_ERR(F("Cannot get application file name (error = %d)\n", theError));
-    aBuffer[0] = '\0';
-    return false;
-  }
-  if (static_cast<size_t>(theLength) >= kPathBufferSize) {
-    ZV_ERR(F("Cannot get application file name (buffer too small)\n"));
-    aBuffer[0] = '\0';
-    return false;
-  }
-  aBuffer[theLength] = '\0';
+  const int theOutcome = theLength < 0                                       ? errno
+                         : static_cast<size_t>(theLength) >= kPathBufferSize ? kLinkIsTooLong
+                                                                             : kLinkIsRead;
+  aBuffer[theOutcome == kLinkIsRead ? theLength : 0] = '\0';
   TurnBackslashes(aBuffer);
-  return true;
+  return theOutcome;
 }
 
 // A Java virtual machine is not the application: the application lives in the current folder.
-void UseWorkingDirectoryOfJavaHost() {
+int UseWorkingDirectoryOfJavaHost() {
   char theDirectory[kPathBufferSize];
-  if (!ReadProcessLink("cwd", theDirectory)) return;
-  zv_snprintf(sApplicationPath, sizeof(sApplicationPath), "%s/%s", theDirectory, kJavaHost);
+  const int theOutcome = ReadProcessLink("cwd", theDirectory);
+  if (theOutcome == kLinkIsRead)
+    zv_snprintf(sApplicationPath, sizeof(sApplicationPath), "%s/%s", theDirectory, kJavaHost);
+  return theOutcome;
 }
 
-void ReadApplicationPath() {
+// The second link is read only when the first could be, so there is at most one failure to tell of.
+int ReadApplicationPath() {
   sApplicationProcessID = static_cast<uint32>(getpid());
-  if (!ReadProcessLink("exe", sApplicationPath)) return;
-  if (strstr(sApplicationPath, kJavaHost) != nullptr) UseWorkingDirectoryOfJavaHost();
+  const int theOutcome = ReadProcessLink("exe", sApplicationPath);
+  const bool afJavaHost = theOutcome == kLinkIsRead && strstr(sApplicationPath, kJavaHost) != nullptr;
+  return afJavaHost ? UseWorkingDirectoryOfJavaHost() : theOutcome;
+}
+
+// True for the caller that has read the path, whatever came of it. Threads that need it meanwhile wait;
+// a child that was forked meanwhile reads it for itself.
+bool ReadsApplicationPathFirst(int *anOutcome) {
+  if (__atomic_load_n(&sfApplicationPathIsRead, __ATOMIC_ACQUIRE) != 0) return false;
+  const ForkAwareHold theHold(sApplicationPathLock);
+  if (__atomic_load_n(&sfApplicationPathIsRead, __ATOMIC_RELAXED) != 0) return false;
+  *anOutcome = ReadApplicationPath();
+  __atomic_store_n(&sfApplicationPathIsRead, 1, __ATOMIC_RELEASE);
+  return true;
+}
+
+// The message comes when the lock is free: the log may want to know where the program lives.
+const char *ApplicationPath() {
+  int theOutcome;
+  if (ReadsApplicationPathFirst(&theOutcome)) {
+    if (theOutcome == kLinkIsTooLong) {
+      ZV_ERR(F("Cannot get application file name (buffer too small)\n"));
+    } else if (theOutcome != kLinkIsRead) {
+      ZV_ERR(F("Cannot get application file name (error = %d)\n", theOutcome));
+    }
+  }
+  return sApplicationPath;
 }
 
 }  // namespace
@@ -132,8 +162,7 @@ extern "C" char *zvPath_GetCacheDirPath(void) {
 }
 
 extern "C" char *zvPath_GetApplicationFullPath(void) {
-  if (sApplicationProcessID == 0) ReadApplicationPath();
-  return zvStrdup(sApplicationPath);
+  return zvStrdup(ApplicationPath());
 }
 
 extern "C" char *zvPath_GetApplicationPath(int) {

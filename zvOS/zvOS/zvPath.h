@@ -2,8 +2,9 @@
 //
 // Texts returned are new memory that the caller releases with free().
 //
-// The path of the running program is looked up once; make that first call (any relative path
-// leads to it) before several threads may race for it. Everything else is free of shared state.
+// Any thread may call any function. The path of the running program is looked up once, when it is
+// first needed (any relative path leads to it): what was found then stays, also that nothing was found,
+// and also in forked children. Everything else is free of shared state.
 #ifndef zvOS_zvPath_h
 #define zvOS_zvPath_h
 

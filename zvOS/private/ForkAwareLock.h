@@ -1,0 +1,61 @@
+// A lock that a child process does not wait for in vain. What another thread holds at the moment of a
+// fork stays locked in the child, where that thread does not exist; so this lock names the process of
+// its holder, and a process that finds another one's name takes it over.
+#pragma once
+
+#include <linux/futex.h>
+#include <sys/syscall.h>
+#include <unistd.h>
+
+namespace zvos {
+
+// Statically initialised, so that any thread may be the first to need it. Not recursive.
+class ForkAwareLock {
+ public:
+  constexpr ForkAwareLock() = default;
+  ForkAwareLock(const ForkAwareLock &) = delete;
+  ForkAwareLock &operator=(const ForkAwareLock &) = delete;
+
+  // False: it is held now too, but its former holder stayed behind at a fork, and what that was doing
+  // was never finished here.
+  bool Acquire() {
+    const int theProcess = getpid();
+    int theHolder = kNobody;
+    while (!__atomic_compare_exchange_n(&mHolder, &theHolder, theProcess, false, __ATOMIC_ACQUIRE,
+                                        __ATOMIC_RELAXED)) {
+      // What was found is what is to be replaced, or waited for.
+      if (theHolder == theProcess) {
+        syscall(SYS_futex, &mHolder, FUTEX_WAIT_PRIVATE, theHolder, nullptr);
+        theHolder = kNobody;
+      }
+    }
+    return theHolder == kNobody;
+  }
+
+  void Release() {
+    __atomic_store_n(&mHolder, kNobody, __ATOMIC_RELEASE);
+    syscall(SYS_futex, &mHolder, FUTEX_WAKE_PRIVATE, 1);
+  }
+
+ private:
+  static constexpr int kNobody = 0;
+
+  int mHolder = kNobody;  // the id of its process
+};
+
+class ForkAwareHold {
+ public:
+  explicit ForkAwareHold(ForkAwareLock &aLock) : mLock(aLock), mfUndisturbed(aLock.Acquire()) {}
+  ~ForkAwareHold() { mLock.Release(); }
+  ForkAwareHold(const ForkAwareHold &) = delete;
+  ForkAwareHold &operator=(const ForkAwareHold &) = delete;
+
+  // See ForkAwareLock::Acquire.
+  bool IsUndisturbed() const { return mfUndisturbed; }
+
+ private:
+  ForkAwareLock &mLock;
+  const bool mfUndisturbed;
+};
+
+}  // namespace zvos
