@@ -5,6 +5,7 @@
 #include <zvOS/zvSocketPolicy.h>
 
 #include "private/AddressList.h"
+#include "private/ForkAwareLock.h"
 #include "private/HeapText.h"
 #include "private/SocketAddress.h"
 #include "private/SocketTwin.h"
@@ -23,6 +24,8 @@ ZVLOG_WITH_MODULE_IF(TCP, 1)
 
 using zvos::AddressIn;
 using zvos::AddressList;
+using zvos::ForkAwareHold;
+using zvos::ForkAwareLock;
 using zvos::ReportingFailure;
 using zvos::SavedError;
 using zvos::TextOrNull;
@@ -97,6 +100,32 @@ class WantedList {
   Element *mElements;
   size_t mCount = 0;
 };
+
+// gethostbyname() has one result for the whole process, which the next call overwrites: a thread copies
+// it before it lets another one ask.
+ForkAwareLock sResolverLock;
+
+// The C library holds a lock of its own during the call. Where that was held at a fork, by a thread that
+// stayed behind, every such call would wait for ever.
+int sfResolverIsBlocked = 0;
+
+uint32 FirstAddressOf(const hostent *aHost) {
+  if (aHost == nullptr || aHost->h_addrtype != AF_INET || aHost->h_addr_list[0] == nullptr) return 0;
+  in_addr theFirst;
+  memcpy(&theFirst, aHost->h_addr_list[0], sizeof(theFirst));
+  return theFirst.s_addr;
+}
+
+// False when the resolver cannot be asked in this process.
+bool AskResolver(const char *aHost, uint32 *anAddress) {
+  if (__atomic_load_n(&sfResolverIsBlocked, __ATOMIC_RELAXED) != 0) return false;
+  const ForkAwareHold theHold(sResolverLock);
+  if (!theHold.IsUndisturbed()) __atomic_store_n(&sfResolverIsBlocked, 1, __ATOMIC_RELAXED);
+  // Also for those who waited for the lock while another thread found out.
+  if (__atomic_load_n(&sfResolverIsBlocked, __ATOMIC_RELAXED) != 0) return false;
+  *anAddress = FirstAddressOf(gethostbyname(aHost));
+  return true;
+}
 
 bool HasOnlyDigitsAndDots(const char *aText) {
   return aText[strspn(aText, ".0123456789")] == '\0';
@@ -206,14 +235,10 @@ extern "C" uint32 zvSocketGetAddressFromDotForm(const char *anIP) {
 
 extern "C" uint32 zvSocketGetAddressByName(const char *anHost) {
   if (anHost == nullptr) return 0;
-  const uint32 theAddress = zvSocketGetAddressFromDotForm(anHost);
-  if (theAddress != 0) return theAddress;
-
-  const hostent *const theHost = gethostbyname(anHost);
-  if (theHost == nullptr || theHost->h_addrtype != AF_INET || theHost->h_addr_list[0] == nullptr) return 0;
-  in_addr theFirst;
-  memcpy(&theFirst, theHost->h_addr_list[0], sizeof(theFirst));
-  return theFirst.s_addr;
+  uint32 theAddress = zvSocketGetAddressFromDotForm(anHost);
+  if (theAddress == 0 && !AskResolver(anHost, &theAddress))
+    zvSocketGetAddressInfo_NoDebug(anHost, &theAddress);  // has no lock and no result in common
+  return theAddress;
 }
 
 extern "C" int zvSocketGetAddressInfo_NoDebug(const char *aFQDNAddress, uint32 *anIPAddress) {

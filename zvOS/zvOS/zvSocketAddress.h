@@ -4,9 +4,8 @@
 // address of an interface in the order of the system; the caller releases a list, and each name of a
 // list of names, with free().
 //
-// All functions may be called from any thread, except that zvSocketGetAddressByName relies on a call
-// of the C library that is not made for several threads, and that the link-protection check is
-// meant to be set at start-up.
+// All functions may be called from any thread, except that the link-protection check is meant to be set
+// at start-up; see also zvSocketGetAddressByName.
 #ifndef zvOS_zvSocketAddress_h
 #define zvOS_zvSocketAddress_h
 
@@ -44,7 +43,12 @@ ZVOS_API void zvLog_Append_sockaddr(struct sockaddr *anAddr);
 // The address of a dotted form, or 0; 255.255.255.255 gives 0 as well.
 ZVOS_API uint32 zvSocketGetAddressFromDotForm(const char *anIP);
 
-// The address of a dotted form or of a host name, or 0. May wait for name servers.
+// The address of a dotted form or of a host name, or 0. May wait for name servers, and for other threads
+// that do: names are looked up one after the other, with gethostbyname(), whose result belongs to the
+// whole process. So no thread gets another's address; but a program that calls gethostbyname() itself, while
+// another of its threads is in here, overwrites that result. Such a program uses zvSocketGetAddressInfo,
+// which has nothing in common between threads. So does, of itself, a child that was forked while another
+// thread was looking a name up: in there gethostbyname() would never return.
 ZVOS_API uint32 zvSocketGetAddressByName(const char *anHost);
 
 // Stores the first IPv4 address of a host name, 0 when it has none. Returns 0, or the resolver's code
