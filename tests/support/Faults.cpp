@@ -124,7 +124,7 @@ using SignalHandler = void (*)(int);
   row(socket, socket, kMinusOne, int(int, int, int))                                                          \
   row(bind, bind, kMinusOne, int(int, const sockaddr *, socklen_t))                                           \
   row(listen, listen, kMinusOne, int(int, int))                                                               \
-  row(accept, accept, kMinusOne, int(int, sockaddr *, socklen_t *))                                           \
+  row(accept4, accept4, kMinusOne, int(int, sockaddr *, socklen_t *, int))                                    \
   row(connect, connect, kMinusOne, int(int, const sockaddr *, socklen_t))                                     \
   row(send, send, kMinusOne, ssize_t(int, const void *, size_t, int))                                         \
   row(sendto, sendto, kMinusOne, ssize_t(int, const void *, size_t, int, const sockaddr *, socklen_t))        \
@@ -142,7 +142,6 @@ using SignalHandler = void (*)(int);
   row(fcntl64, fcntl, kMinusOne, int(int, int, long))                                                         \
   row(__recv_chk, recv, kMinusOne, ssize_t(int, void *, size_t, size_t, int))                                 \
   row(tcsetattr, tcsetattr, kMinusOne, int(int, int, const termios *))                                        \
-  row(pipe, pipe, kMinusOne, int(int *))                                                                      \
   row(fdopen, fdopen, kZero, FILE *(int, const char *))                                                       \
   row(zvRand_MinMaxUInt16, zvRand_MinMaxUInt16, kZero, uint16_t(uint16_t, uint16_t))                          \
   row(select, select, kMinusOne, int(int, fd_set *, fd_set *, fd_set *, timeval *))                           \

@@ -175,7 +175,7 @@ const char *ReasonToRefuse(int aMode) {
 }
 
 int FlagsFor(int aMode) {
-  int theFlags = O_LARGEFILE;
+  int theFlags = O_LARGEFILE | O_CLOEXEC;
   if ((aMode & (kWrite | kAppend)) != 0) theFlags |= (aMode & kRead) != 0 ? O_RDWR : O_WRONLY;
   if ((aMode & kTruncate) != 0) theFlags |= O_TRUNC;
   if ((aMode & kCreate) != 0) theFlags |= O_CREAT;

@@ -94,7 +94,7 @@ TEST_P(PipeDescriptorTest, AFileIsGivenAwayAndStaysTheSameOpenFile) {
     char theText[3] = "";
     EXPECT_EQ(2, read(theReceived, theText, 2));
     EXPECT_STREQ("45", theText);
-    EXPECT_EQ(0, fcntl(theReceived, F_GETFD));
+    EXPECT_EQ(FD_CLOEXEC, fcntl(theReceived, F_GETFD)) << "another program would inherit it";
   });
 }
 

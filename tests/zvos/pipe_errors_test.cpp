@@ -39,7 +39,7 @@ std::vector<FailingCall> FailingCalls(int aPipe) {
       {"zvPipe_Listener", "socket", "socket", theListener},
       {"zvPipe_Listener", "bind", "", theListener},
       {"zvPipe_Listener", "listen", "", theListener},
-      {"zvPipe_Accept", "accept", "accept", [=] { return zvPipe_Accept(aPipe, ZVPIPE_DEFAULT); }},
+      {"zvPipe_Accept", "accept4", "accept", [=] { return zvPipe_Accept(aPipe, ZVPIPE_DEFAULT); }},
       {"zvPipe_Connect", "socket", "socket", theConnection},
       {"zvPipe_Connect", "connect", nullptr, theConnection},
       {"zvPipe_SendFD", "sendmsg", "sendmsg", [=] { return zvPipe_SendFD(aPipe, STDOUT_FILENO); }},

@@ -124,9 +124,10 @@ TEST_F(ProcessTest, OnlyExactlyWriteOpensForWriting) {
     zvProcessOpenMode mMode;
     const char *mStreamMode;
   };
-  for (const Case &theCase : {Case{zvProcessOpenMode_Read, "r"}, Case{zvProcessOpenMode_Write, "w"},
-                              Case{zvProcessOpenMode_Read | zvProcessOpenMode_Write, "r"}, Case{0, "r"},
-                              Case{4, "r"}, Case{6, "r"}, Case{-1, "r"}}) {
+  // The "e" keeps our end of the pipe from other programs.
+  for (const Case &theCase : {Case{zvProcessOpenMode_Read, "re"}, Case{zvProcessOpenMode_Write, "we"},
+                              Case{zvProcessOpenMode_Read | zvProcessOpenMode_Write, "re"}, Case{0, "re"},
+                              Case{4, "re"}, Case{6, "re"}, Case{-1, "re"}}) {
     std::string theCommand;
     std::string theMode;
     Fault theFault("popen", 0);

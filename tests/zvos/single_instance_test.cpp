@@ -288,7 +288,7 @@ TEST_F(SingleInstanceTest, TheFileIsOpenedForWritingAndMadeWhenMissing) {
   const Checker theChecker;
   EXPECT_EQ(LockFile(), thePath);
   ASSERT_EQ(2u, theArguments.size());
-  EXPECT_EQ(O_WRONLY | O_CREAT, theArguments[0] & ~O_LARGEFILE);
+  EXPECT_EQ(O_WRONLY | O_CREAT | O_CLOEXEC, theArguments[0] & ~O_LARGEFILE);
   EXPECT_EQ(0666, theArguments[1]);
 }
 

@@ -127,7 +127,7 @@ TEST_F(SocketIGMP, TheSocketIsARawIGMPSocketWithoutFlagsOrOptions) {
   Network theNetwork;
   const int theOptions = CallsOf("setsockopt");
   EXPECT_EQ(8, zvSocketSendIGMP(kGroup, kGroup, kReport, 0));
-  EXPECT_THAT(theNetwork.mSocketArguments, ElementsAre(AF_INET, SOCK_RAW, IPPROTO_IGMP));
+  EXPECT_THAT(theNetwork.mSocketArguments, ElementsAre(AF_INET, SOCK_RAW | SOCK_CLOEXEC, IPPROTO_IGMP));
   EXPECT_EQ(theNetwork.mDescriptor, theNetwork.mSendArguments[0]);
   EXPECT_EQ(8, theNetwork.mSendArguments[2]);
   EXPECT_EQ(0, theNetwork.mSendArguments[3]);

@@ -144,7 +144,7 @@ TEST_F(SocketSelect, APipeThatCannotBePreparedLeavesNothingBehind) {
     SCOPED_TRACE(Format("%s %d", theStep.mCall, theStep.mSkipped));
     mLog.Clear();
     int thePipe[2] = {-1, -1};
-    Fault theObserver("pipe", 0);
+    Fault theObserver("pipe2", 0);
     theObserver.PassingThrough().Doing([&](const long long *anArguments) {
       memcpy(thePipe, zvtest::net::Pointer<int>(anArguments[0]), sizeof thePipe);
     });

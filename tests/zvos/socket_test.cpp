@@ -132,8 +132,8 @@ TEST_F(SocketPrimitives, BothTwinsGiveTheSystemTheSameArguments) {
        {77, 19},
        [&] { return zvSocketListen_NoDebug(77, 19); },
        [&] { return zvSocketListen(77, 19, kLabel); }},
-      {"accept",
-       {77, thePeerArgument, AsArgument(&theLength)},
+      {"accept4",
+       {77, thePeerArgument, AsArgument(&theLength), SOCK_CLOEXEC},
        [&] { return zvSocketAccept_NoDebug(77, thePeer, &theLength); },
        [&] { return zvSocketAccept(77, thePeer, &theLength, kLabel); }},
       {"connect",
@@ -206,7 +206,7 @@ std::vector<Misuse> Misuses(sockaddr_in *anAddress, socklen_t *aLength) {
        [=](zvSocket aSocket) { return zvSocketListen(aSocket, 19, kLabel); },
        "About to listen on an invalid socket [{label}]\n",
        {TcpError("Error listening on socket {socket}: backlog = 19, error = {error} [{label}]\n")}},
-      {"accept",
+      {"accept4",
        [=](zvSocket aSocket) { return zvSocketAccept_NoDebug(aSocket, theAddress, aLength); },
        [=](zvSocket aSocket) { return zvSocketAccept(aSocket, theAddress, aLength, kLabel); },
        "About to accept on an invalid socket [{label}]\n",
@@ -322,7 +322,7 @@ TEST_F(SocketPrimitives, OpenChoosesTheProtocolWhenNoneIsGiven) {
                        : zvSocketOpen_NoDebug(AF_INET, theCase.mType, theCase.mProtocol);
       };
       EXPECT_EQ(Outcome(kzvSocketInvalid, EPERM), Call(Open));
-      EXPECT_THAT(theArguments, ElementsAre(AF_INET, theCase.mType, theCase.mExpected));
+      EXPECT_THAT(theArguments, ElementsAre(AF_INET, theCase.mType | SOCK_CLOEXEC, theCase.mExpected));
     }
   }
 }

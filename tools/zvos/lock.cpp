@@ -11,16 +11,12 @@
 #include <zvOS/zvPath.h>
 #include <zvOS/zvSingleInstanceChecker.h>
 
-#include <dirent.h>
 #include <fcntl.h>
-#include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
-#include <cstdlib>
 #include <cstring>
-#include <set>
 
 namespace tool {
 
@@ -52,33 +48,6 @@ int Refuse(const std::string &aName) {
   return kStatus_NameTaken;
 }
 
-std::set<int> OpenDescriptors() {
-  std::set<int> theDescriptors;
-  DIR *theFolder = opendir("/proc/self/fd");
-  if (theFolder == nullptr) return theDescriptors;
-  while (const struct dirent *theEntry = readdir(theFolder)) {
-    if (theEntry->d_name[0] != '.') theDescriptors.insert(atoi(theEntry->d_name));
-  }
-  theDescriptors.erase(dirfd(theFolder));
-  closedir(theFolder);
-  return theDescriptors;
-}
-
-// The library lets programs that are executed inherit the lock file. The lock itself they do not have,
-// so the file is no business of theirs; what the caller had open before is. The descriptor must not be
-// closed here: with any descriptor of the file goes the lock.
-void KeepFromCommand(const std::string &aLockFile, const std::set<int> &someOpenBefore) {
-  struct stat theLockFile = {};
-  if (stat(aLockFile.c_str(), &theLockFile) != 0) return;
-  for (const int theDescriptor : OpenDescriptors()) {
-    struct stat theFile = {};
-    if (someOpenBefore.count(theDescriptor) == 0 && fstat(theDescriptor, &theFile) == 0 &&
-        theFile.st_dev == theLockFile.st_dev && theFile.st_ino == theLockFile.st_ino) {
-      fcntl(theDescriptor, F_SETFD, FD_CLOEXEC);
-    }
-  }
-}
-
 int Execute(Arguments aCommand) {
   std::vector<char *> theWords;
   for (std::string &theWord : aCommand)
@@ -103,7 +72,6 @@ int RunLock(const Arguments &anArguments) {
   }
   const std::string &theName = theOperands[0];
   KeepModulesQuiet({ZVLOG_M_DEFAULT, ZVLOG_M_DIR});
-  const std::set<int> theOpenBefore = OpenDescriptors();
   CheckerOwner theChecker(zvSingleInstanceChecker_New(theName.c_str()));
   if (!theChecker) {
     Complain("lock: there is no folder '%s' for temporary files", TemporaryFolder().c_str());
@@ -113,7 +81,6 @@ int RunLock(const Arguments &anArguments) {
     theChecker.reset();
     return Refuse(theName);
   }
-  KeepFromCommand(TemporaryFolder() + "/" + theName, theOpenBefore);
   // The lock is this process's own: the command runs beside it, and its process does not outlive it.
   // What that one has started does, without anybody holding the name for it.
   ChildProcess theChild([&theCommand] { return Execute(theCommand); }, SIGKILL);

@@ -73,7 +73,7 @@ bool IsUsable(const ifreq &aRecord, int aFlags) {
 
 extern "C" int zvMACAddress_Get(size_t, uint8 aMACAddress[ETH_ALEN]) {
   memset(aMACAddress, 0, ETH_ALEN);
-  const Descriptor theSocket(socket(AF_INET, SOCK_DGRAM, 0));
+  const Descriptor theSocket(socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0));
   InterfaceRecords theRecords;
   if (!theSocket || !theRecords.Read(theSocket.get())) return -1;
 
@@ -90,7 +90,7 @@ extern "C" int zvMACAddress_Get(size_t, uint8 aMACAddress[ETH_ALEN]) {
 
 // The messages name another function: field logs are searched for them as they are.
 HeapText zvos::zvSocket_GetInterfaceFromIP(uint32 anIPInterface) {
-  const Descriptor theSocket(socket(AF_INET, SOCK_DGRAM, IPPROTO_UDP));
+  const Descriptor theSocket(socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, IPPROTO_UDP));
   if (!theSocket) {
     ZV_ERR(F("Error creating a socket [zvSocketGetIPAddressList]\n"));
     return HeapText();

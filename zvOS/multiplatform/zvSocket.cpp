@@ -76,7 +76,7 @@ extern "C" zvSocket zvSocketOpen_NoDebug(int anAF, int aType, int aProtocol) {
 
   // Raw sockets get UDP as well: callers that want another protocol name it.
   const int theDefaultProtocol = aType == SOCK_STREAM ? IPPROTO_TCP : IPPROTO_UDP;
-  return socket(anAF, aType, aProtocol != 0 ? aProtocol : theDefaultProtocol);
+  return socket(anAF, aType | SOCK_CLOEXEC, aProtocol != 0 ? aProtocol : theDefaultProtocol);
 }
 
 extern "C" zvSocket zvSocketOpen_Debug(int anAF, int aType, int aProtocol, const char *aDebugContext,
@@ -137,7 +137,7 @@ extern "C" int zvSocketListen_Debug(zvSocket aSocket, int aBackLog, const char *
 }
 
 extern "C" zvSocket zvSocketAccept_NoDebug(zvSocket aSocket, sockaddr *aSockAddr, socklen_t *anAddrLen) {
-  return accept(aSocket, aSockAddr, anAddrLen);
+  return accept4(aSocket, aSockAddr, anAddrLen, SOCK_CLOEXEC);
 }
 
 extern "C" zvSocket zvSocketAccept_Debug(zvSocket aSocket, sockaddr *aSockAddr, socklen_t *anAddrLen,

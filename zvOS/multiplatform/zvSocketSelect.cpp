@@ -56,7 +56,7 @@ void CloseEnd(FILE *aStream) {
 // False (logged) when there is no pipe to work with; the object can be deleted then.
 bool OpenPipe(zvSocketSelect *aSocketSelect) {
   int *const thePipe = aSocketSelect->mTerminatePipe;
-  const int theResult = pipe(thePipe);
+  const int theResult = pipe2(thePipe, O_CLOEXEC);
   bool afUsable = theResult == 0 && PrepareReadEnd(thePipe[kzvSocketSelect_PipeRead]);
   if (theResult == 0) {
     aSocketSelect->mTerminateReadPipe = OpenEnd(thePipe[kzvSocketSelect_PipeRead], "r");

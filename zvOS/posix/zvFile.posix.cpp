@@ -178,7 +178,8 @@ extern "C" int zvFile_Open(const char *aPath, zvFileOpenMode anOpenMode, int, zv
   const int theFlags = OpenFlags(thePath.get(), anOpenMode);
   if (theFlags == -1) return kzvFileErrorUnknown;
 
-  const int theDescriptor = open(thePath.get(), theFlags | ZVFILE_LARGEFILE, kPermissionsOfNewFile);
+  const int theDescriptor =
+      open(thePath.get(), theFlags | ZVFILE_LARGEFILE | O_CLOEXEC, kPermissionsOfNewFile);
   if (theDescriptor == -1) {
     const int theError = errno;
     ZV_ERR(F("zvFile: Cannot open file: '%s' (OpenMode = 0x%02x) (error = %d)\n", thePath.get(),

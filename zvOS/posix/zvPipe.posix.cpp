@@ -81,7 +81,7 @@ bool HaveAbstractNameSupport() {
   int theSupport = __atomic_load_n(&sSupport, __ATOMIC_RELAXED);
   if (theSupport == kUnknown) {
     const Address theAddress = InitAbstractAddr("/tmp/zvPipeAbstractTest");
-    const Descriptor theSocket(socket(AF_UNIX, SOCK_STREAM, 0));
+    const Descriptor theSocket(socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
     // A name that another process holds is a name.
     const bool afSupported =
         bind(theSocket.get(), theAddress.Generic(), theAddress.mLength) == 0 || errno == EADDRINUSE;
@@ -194,6 +194,7 @@ int DescriptorIn(msghdr *aMessage) {
 }  // namespace
 
 extern "C" int zvPipe_Pair(int aPipes[2], int aFlags) {
+  // Without SOCK_CLOEXEC: one end is meant for a program that the caller starts.
   if (socketpair(AF_UNIX, SocketType(aFlags), 0, aPipes) != 0) return ZVPIPE_ERRNO("socketpair");
 
   const char *theArrow = "<->";
@@ -214,7 +215,7 @@ extern "C" int zvPipe_Pair(int aPipes[2], int aFlags) {
 
 extern "C" int zvPipe_Listener(const char *anId, int aFlags) {
   if (anId == nullptr) return ZVPIPE_ERRNO_IS("", EINVAL);
-  Descriptor theSocket(socket(AF_UNIX, SocketType(aFlags), 0));
+  Descriptor theSocket(socket(AF_UNIX, SocketType(aFlags) | SOCK_CLOEXEC, 0));
   if (!theSocket) return ZVPIPE_ERRNO("socket");
 
   const Address theAddress = InitAddr(anId);
@@ -229,7 +230,7 @@ extern "C" int zvPipe_Listener(const char *anId, int aFlags) {
 }
 
 extern "C" int zvPipe_Accept(int aListener, int aFlags) {
-  const int thePipe = accept(aListener, nullptr, nullptr);
+  const int thePipe = accept4(aListener, nullptr, nullptr, SOCK_CLOEXEC);
   if (thePipe < 0) return ZVPIPE_ERRNO("accept");
   ZV_INFO(F("%s: Accepted (%d)\n", __func__, thePipe));
   return PrepareForUser(thePipe, aFlags);
@@ -238,7 +239,7 @@ extern "C" int zvPipe_Accept(int aListener, int aFlags) {
 extern "C" int zvPipe_Connect(const char *anId, int aFlags) {
   if (anId == nullptr) return ZVPIPE_ERRNO_IS("", EINVAL);
   // A stream whatever the flags say: clients of message listeners are refused by the system.
-  Descriptor theSocket(socket(AF_UNIX, SOCK_STREAM, 0));
+  Descriptor theSocket(socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
   if (!theSocket) return ZVPIPE_ERRNO("socket");
 
   const Address theAddress = InitAddr(anId);
@@ -264,7 +265,7 @@ extern "C" int zvPipe_SendFD(int aPipe, int aFd) {
 
 extern "C" int zvPipe_RecvFD(int aPipe) {
   DescriptorMessage theMessage;
-  const ssize_t theCount = recvmsg(aPipe, &theMessage.mMessage, 0);
+  const ssize_t theCount = recvmsg(aPipe, &theMessage.mMessage, MSG_CMSG_CLOEXEC);
   if (theCount < 0) return ZVPIPE_ERRNO("recvmsg");
 
   // A message without data may carry a descriptor all the same, which is not kept.
@@ -298,7 +299,7 @@ extern "C" int zvPipe_Close(int aPipe, int) {
 extern "C" char *zvPipe_GenerateUniqueName(const char *aPrefix) {
   const uint32 theProcess = zvThread_GetPID();
   const uint32 theThread = zvThread_GetCurrentThreadID();
-  const Descriptor theSocket(socket(AF_UNIX, SOCK_STREAM, 0));
+  const Descriptor theSocket(socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
 
   char theName[kNameSize];
   Address theAddress;

@@ -1,5 +1,6 @@
 // A shell command with a pipe to or from it. Reads go to the descriptor, past the stream's buffer, so
-// that they never wait.
+// that they never wait. Our end of the pipe stays ours: a program that inherited it would keep the
+// command from ever seeing the end of its input.
 
 #include <zvOS/zvProcess.h>
 
@@ -23,7 +24,7 @@ bool IsOpen(zvProcessFD aFD) {
 
 extern "C" int zvProcess_Open(const char *aProcessPath, zvProcessOpenMode anOpenMode, zvProcessFD *aFD) {
   if (aProcessPath == nullptr || aFD == nullptr) return -1;
-  FILE *const theStream = popen(aProcessPath, anOpenMode == zvProcessOpenMode_Write ? "w" : "r");
+  FILE *const theStream = popen(aProcessPath, anOpenMode == zvProcessOpenMode_Write ? "we" : "re");
   if (theStream == nullptr) return -1;
   zvProcessFD_t *const theProcess = static_cast<zvProcessFD_t *>(zvMalloc(sizeof(zvProcessFD_t)));
   if (theProcess == nullptr) {

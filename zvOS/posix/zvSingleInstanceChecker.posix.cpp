@@ -49,7 +49,7 @@ void ReportTaken(zvOSSingleInstanceChecker *aChecker, int anError) {
 }
 
 void TakeName(zvOSSingleInstanceChecker *aChecker, const char *aPath) {
-  aChecker->mLockFile = open(aPath, O_WRONLY | O_CREAT, kPermissionsOfLockFile);
+  aChecker->mLockFile = open(aPath, O_WRONLY | O_CREAT | O_CLOEXEC, kPermissionsOfLockFile);
   if (aChecker->mLockFile == -1) {
     ReportTaken(aChecker, errno);
     Log_Info("zvOSSingleInstanceChecker: Unable to open file (%s)\n", aPath);

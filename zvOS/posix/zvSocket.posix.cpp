@@ -402,7 +402,7 @@ extern "C" int zvSocket_QueryARP(sockaddr *anAddr, void *aMacAddressBuffer, size
   zvAssert(anAddr->sa_family == AF_INET);
   if (*aMacAddressBufferLen < ETH_ALEN) return -1;
 
-  FILE *const theTable = fopen("/proc/net/arp", "r");
+  FILE *const theTable = fopen("/proc/net/arp", "re");
   if (theTable == nullptr) return -1;
   if (FindInArpTable(theTable, AddressIn(anAddr), static_cast<uint8 *>(aMacAddressBuffer)))
     *aMacAddressBufferLen = ETH_ALEN;

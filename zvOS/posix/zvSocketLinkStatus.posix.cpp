@@ -49,7 +49,7 @@ sockaddr_un LocalAddress(const char *aPath) {
 }
 
 int wpa_supplicant_connect(const char *aPath) {
-  Descriptor theSocket(socket(AF_UNIX, SOCK_DGRAM, 0));
+  Descriptor theSocket(socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0));
   if (!theSocket) {
     ZV_ERR(F("wpa_supplicant_connect Error: Socket failed to open \n"));
     return -1;

@@ -50,6 +50,7 @@ enum {
 // Opens a file and stores its descriptor, which the caller gives to zvFile_Close. A new file gets
 // permissions 0777 less the umask; anAccessMode is ignored. Returns 0, or a file error code with
 // *aFD untouched; a refused mode, an invalid name and a NULL aFD give kzvFileErrorUnknown.
+// Programs that the process starts do not inherit the descriptor.
 ZVOS_API int zvFile_Open(const char *aPath, zvFileOpenMode anOpenMode, int anAccessMode, zvFileFD *aFD);
 
 // 1 when the process may access the file in that way, else 0 (logged). A mode of 0 asks whether

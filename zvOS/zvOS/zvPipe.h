@@ -11,7 +11,8 @@
 //
 // Names live in the system's abstract namespace, where they vanish with their socket; where the kernel
 // has none, which is found out once, they are socket files. A name is cut to 107 bytes. The first pipe
-// of a process makes it ignore SIGPIPE. Any thread may call any function.
+// of a process makes it ignore SIGPIPE, and so do from then on the programs that it starts, which inherit
+// that. Any thread may call any function.
 #ifndef zvOS_zvPipe_h
 #define zvOS_zvPipe_h
 
@@ -29,18 +30,22 @@ enum {
 
 // Makes a connected pair. ZVPIPE_RD: the first end only reads and the second only writes; ZVPIPE_WR the
 // other way round. The caller closes both. Returns 0.
+// Programs that the process starts inherit both ends: that is what pairs are for.
 ZVOS_API int zvPipe_Pair(int aPipes[2], int aFlags);
 
 // Listens under a name; the caller closes it. Two clients are queued until they are accepted, more of them
 // wait in their connect. A socket file of that name is replaced, even one that somebody listens to; another
 // file is not. The direction flags are applied to the listener too: ZVPIPE_WR makes it refuse every client.
+// Programs that the process starts do not inherit the listener.
 ZVOS_API int zvPipe_Listener(const char *anId, int aFlags);
 
 // Waits for a client and returns the pipe to it, which the caller closes.
+// Programs that the process starts do not inherit the pipe.
 ZVOS_API int zvPipe_Accept(int aListener, int aFlags);
 
 // Connects to a listener; the caller closes the pipe. Always a stream: a listener with ZVPIPE_MSG refuses
 // it. A failed connection is not logged.
+// Programs that the process starts do not inherit the pipe.
 ZVOS_API int zvPipe_Connect(const char *anId, int aFlags);
 
 // Sends a descriptor away and closes it here. Returns 0; on failure the descriptor stays open.
@@ -48,6 +53,7 @@ ZVOS_API int zvPipe_SendFD(int aPipe, int aFd);
 
 // Receives a descriptor, which the caller closes. -EBADMSG when the message brought none, also
 // because no descriptor was free here; -EPIPE when the peer has closed, or sent a message without data.
+// Programs that the process starts do not inherit what was received.
 ZVOS_API int zvPipe_RecvFD(int aPipe);
 
 // Writes up to aLen bytes; a peer that is gone gives -EPIPE and no signal. Returns the count taken.

@@ -15,6 +15,12 @@ ZVOS_API int zvPlatform_setenv(const char *anEnvVarName, const char *aValue);
 // at once, or what system() answered (logged); a program that cannot be started is the shell's affair.
 // The path is put in double quotes, quotes in it are not escaped; the parameter goes to the shell as it
 // stands.
+//
+// Of our descriptors the program gets the standard outputs (its input is empty) and both ends of
+// zvPipe_Pair, and none of the others that the library opened. One that it is meant to have is handed on
+// deliberately, with fcntl(aDescriptor, F_SETFD, 0) before the call; every program that is started gets
+// it until FD_CLOEXEC is put back.
+// In a process that has made a pipe of zvPipe.h the program ignores SIGPIPE.
 ZVOS_API int zvPlatform_Launch(const char *anApplicationFullPath, const char *aParameter);
 
 #endif

@@ -31,6 +31,15 @@ typedef struct zvProcessFD_t *zvProcessFD;
 
 // Starts a command. Any mode but zvProcessOpenMode_Write reads. Returns 0 with the process in *aFD, or -1
 // with *aFD untouched.
+// Programs that the process starts, later commands among them, do not inherit our end of the pipe.
+//
+// Of our descriptors the command gets the standard ones and both ends of zvPipe_Pair, and none of the
+// others that the library opened. One that it is meant to have is handed on deliberately, before:
+//
+//   fcntl(theSocket, F_SETFD, 0);
+//
+// and then every program that is started gets it, until fcntl(theSocket, F_SETFD, FD_CLOEXEC).
+// In a process that has made a pipe of zvPipe.h the command ignores SIGPIPE.
 ZVOS_API int zvProcess_Open(const char *aProcessPath, zvProcessOpenMode anOpenMode, zvProcessFD *aFD);
 
 // Waits for the command to end. Returns 0, and drops the command's status. The record is not released,

@@ -18,6 +18,7 @@ typedef struct zvOSSingleInstanceChecker zvOSSingleInstanceChecker;
 
 // Tries to take the name, which may contain '/'. NULL for an empty name, without a folder for temporary
 // files and without memory; otherwise a checker, also when the name is taken.
+// Programs that the process starts do not inherit the lock file.
 ZVOS_API zvOSSingleInstanceChecker *zvSingleInstanceChecker_New(const char *aName);
 
 // 1 when another process has the name, or when that cannot be told, else 0.

@@ -53,6 +53,7 @@ ZVOS_API int zvSocketLastErrorIsConnectionReset(void);
 // SOCK_RAW; any other asserts and is tried. Protocol 0 stands for TCP with SOCK_STREAM and, raw
 // sockets included, for UDP otherwise. afNoDebug non-zero keeps the socket out of the socket table,
 // the traffic files and the log of successes. Last error after `_Debug`: 0, or the error.
+// Programs that the process starts do not inherit the socket.
 ZVOS_API zvSocket zvSocketOpen_NoDebug(int anAF, int aType, int aProtocol);
 ZVOS_API zvSocket zvSocketOpen_Debug(int anAF, int aType, int aProtocol, const char *aDebugContext,
                                      int afNoDebug);
@@ -73,6 +74,7 @@ ZVOS_API int zvSocketListen_Debug(zvSocket aSocket, int aBackLog, const char *aD
 // aSockAddr and its length in *anAddrLen, which says on entry how much room there is. On a
 // non-blocking socket with nothing to accept it answers kzvSocketInvalid and EAGAIN, which is not
 // logged. Last error after `_Debug`: 0, or the error.
+// Programs that the process starts do not inherit the new socket.
 ZVOS_API zvSocket zvSocketAccept_NoDebug(zvSocket aSocket, struct sockaddr *aSockAddr, socklen_t *anAddrLen);
 ZVOS_API zvSocket zvSocketAccept_Debug(zvSocket aSocket, struct sockaddr *aSockAddr, socklen_t *anAddrLen,
                                        const char *aDebugContext);
@@ -131,6 +133,8 @@ ZVOS_API int zvSocketClose_Debug(zvSocket aSocket, const char *aDebugContext, in
 #define zvSocketClose(socket, context) zvSocketClose_Debug(socket, context, 0)
 
 // ---- Ready-made sockets ----
+
+// Programs that the process starts do not inherit these sockets either.
 
 // Random ports are drawn from this range, both ends included.
 #define kzvSocket_IANA_MinPortNumber 50000

@@ -34,6 +34,7 @@ enum { kzvSocketSelect_PipeRead = 0, kzvSocketSelect_PipeWrite = 1 };
 
 // Makes an object, which the caller releases with zvSocketSelect_Delete. NULL when there is no memory,
 // when the system refuses, or when the pipe's read end does not fit into an fd_set (both logged).
+// Programs that the process starts do not inherit the pipe.
 ZVOS_API zvSocketSelect *zvSocketSelect_New(void);
 
 // Releases it; NULL is ignored. No thread may be waiting or triggering.
