@@ -58,6 +58,8 @@ check_stamp() {
 os=$build/lib/libzvOS.so log=$build/lib/libzvLog.so
 check_exports "$os" "$source/zvOS/zvOS.exports"
 
+grep -q 'FLAGS_1.*NODELETE' <<<"$("$readelf" -dW "$os")" || fail "$os can be unmapped, with its signal handlers"
+
 for library in "$os" "$log"; do
   check_hardening "$library"
   check_stamp "$library"
