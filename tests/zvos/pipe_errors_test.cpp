@@ -1,5 +1,8 @@
 #include "pipe_support.h"
 
+#include <atomic>
+#include <thread>
+
 namespace {
 
 using namespace zvtest::pipes;
@@ -242,6 +245,29 @@ TEST_P(FirstPipeTest, MakesTheProcessIgnoreBrokenPipesOnceAndForAll) {
 
 INSTANTIATE_TEST_SUITE_P(Makers, FirstPipeTest, ::testing::ValuesIn(kFirstPipes),
                          [](const auto &anInfo) { return anInfo.param.mName; });
+
+// What a thread would lose is its process, at the first plain write to a closed peer.
+TEST(PipeErrorTest, NoThreadHasItsPipeBeforeBrokenPipesAreIgnored) {
+  InNewProcess([] {
+    std::atomic<bool> theFirstIsAtIt{false};
+    std::atomic<bool> theSecondHasItsPipe{false};
+    Fault theSigaction("sigaction", 0, 0, -1);
+    theSigaction.Returning(0)
+        .Doing([&](const long long *) {
+          theFirstIsAtIt = true;
+          // There is no event to wait for when all is well: the other thread waits for this one.
+          EXPECT_FALSE(zvtest::WaitUntil([&] { return theSecondHasItsPipe.load(); }, 0.1));
+        })
+        .AnyThread();
+    std::thread theFirst([] { const Pair thePair(ZVPIPE_DEFAULT); });
+    while (!theFirstIsAtIt)
+      std::this_thread::yield();
+    const Pair thePair(ZVPIPE_DEFAULT);
+    theSecondHasItsPipe = true;
+    theFirst.join();
+    EXPECT_EQ(1, theSigaction.Hits());
+  });
+}
 
 TEST(PipeErrorTest, WhatMakesNoPipeLeavesBrokenPipesAlone) {
   InNewProcess([] {

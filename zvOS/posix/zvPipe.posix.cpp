@@ -6,6 +6,7 @@
 #include <zvOS/zvTime.h>
 
 #include "private/Descriptor.h"
+#include "private/ForkAwareLock.h"
 
 #include <fcntl.h>
 #include <sys/socket.h>
@@ -20,6 +21,8 @@
 ZVLOG_WITH_MODULE_IF(ZVOS, 1)
 
 using zvos::Descriptor;
+using zvos::ForkAwareHold;
+using zvos::ForkAwareLock;
 
 namespace {
 
@@ -112,14 +115,19 @@ void ShutDownUnused(int aFd, int aFlags) {
   }
 }
 
-// Writes to a closed peer return an error instead of ending the process.
+// Writes to a closed peer return an error instead of ending the process. Set once, so that what the caller
+// sets later stays, and before any thread has its pipe.
 void IgnoreBrokenPipes() {
   static int sfDone = 0;
-  if (__atomic_exchange_n(&sfDone, 1, __ATOMIC_RELAXED) != 0) return;
+  static ForkAwareLock sLock;
+  if (__atomic_load_n(&sfDone, __ATOMIC_ACQUIRE) != 0) return;
+  const ForkAwareHold theHold(sLock);
+  if (__atomic_load_n(&sfDone, __ATOMIC_RELAXED) != 0) return;
   struct sigaction theAction = {};
   theAction.sa_handler = SIG_IGN;
   sigemptyset(&theAction.sa_mask);
   sigaction(SIGPIPE, &theAction, nullptr);
+  __atomic_store_n(&sfDone, 1, __ATOMIC_RELEASE);
 }
 
 int PrepareForUser(int aFd, int aFlags) {
