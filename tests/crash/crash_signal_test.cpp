@@ -131,17 +131,17 @@ TEST(Drain, LetsTheApplicationsHandlerOfAnotherFatalSignalRun) {
   EXPECT_FALSE(theCrash.Logged(kReceivedFpe));
 }
 
-TEST(Drain, IsWaitedForWhenMainReturns) {
+TEST(EndOfProcess, WaitsForTheReportWhenMainReturns) {
   const Crash theCrash = RunCrash("return-from-main");
   ExpectCompleteReport(theCrash, SIGSEGV, {"FaultByWriting", "CrashBySegv"});
   EXPECT_GE(theCrash.mChild.mSeconds, 2.0);
 }
 
-TEST(Drain, IsWaitedForWhenAnotherThreadCallsExit) {
+TEST(EndOfProcess, WaitsForTheReportWhenAnotherThreadCallsExit) {
   ExpectCompleteReport(RunCrash("exit-in-another-thread"), SIGSEGV, {"FaultByWriting", "CrashBySegv"});
 }
 
-TEST(Drain, IsNotWaitedForByAForkedChild) {
+TEST(EndOfProcess, OfAForkedChildDoesNotWait) {
   const Crash theCrash = RunCrash("exit-in-a-forked-child");
   ExpectDeathBy(theCrash, {SIGSEGV});
   EXPECT_EQ("the child ended at once\n", theCrash.mChild.mError);
@@ -198,7 +198,7 @@ TEST(Writing, OtherSignalOfAnotherThreadIsReportedBehindTheWholeTrace) {
   EXPECT_THAT(FileOfWholeTrace(theCrash), HasSubstr("(OtherFpe+"));
 }
 
-TEST(Writing, SentSignalOfAnotherThreadIsReportedAndThatThreadGoesOn) {
+TEST(Writing, SentSignalOfAnotherThreadIsReportedInItsTurn) {
   const Crash theCrash = RunCrash("sent-signal-with-the-trace", "crash_child_hostile_log");
   ExpectDeathBy(theCrash, {SIGSEGV});
   EXPECT_EQ(1, CountOf(kReceivedFpe, Lines(theCrash.mChild.mError))) << theCrash.All();

@@ -37,15 +37,20 @@ void AwaitDrain(int aSignal) {
   } while (theAction.sa_handler != SIG_DFL);
 }
 
+// The report is being written.
+void AwaitTraceFile(pid_t aProcess) {
+  char theName[64];
+  snprintf(theName, sizeof theName, "/tmp/backtrace_%d.txt", static_cast<int>(aProcess));
+  while (access(theName, F_OK) != 0)
+    SleepFor(5);
+}
+
 // A process of its own that sends the signal to this one when its report waits for the log to drain.
 pid_t sTarget;
 void SendFromOutside(int aSignal) {
   sTarget = getpid();
   if (fork() != 0) return;
-  char theName[64];
-  snprintf(theName, sizeof theName, "/tmp/backtrace_%d.txt", static_cast<int>(sTarget));
-  while (access(theName, F_OK) != 0)
-    SleepFor(5);
+  AwaitTraceFile(sTarget);
   SleepFor(300);
   kill(sTarget, aSignal);
   _exit(0);
@@ -172,12 +177,12 @@ void OwnHandlerOfAFatalSignalInTheDrain() {
 
 void ReturnFromMain() {
   StartWorker(CrashBySegv);
-  AwaitDrain(SIGSEGV);
+  AwaitTraceFile(getpid());
 }
 
 void ExitInAnotherThread() {
   StartWorker(CrashBySegv);
-  AwaitDrain(SIGSEGV);
+  AwaitTraceFile(getpid());
   pthread_t theThread;
   const auto theExit = [](void *) -> void * { exit(0); };
   if (pthread_create(&theThread, nullptr, theExit, nullptr) != 0) Exit(crash::kExitCannotStart);
