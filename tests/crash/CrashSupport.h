@@ -42,6 +42,12 @@ constexpr bool kfSignalsOfTheSystem = true;
   GTEST_SKIP()                        \
       << "ThreadSanitizer calls handlers from a frame of its own and holds other signals back meanwhile"
 
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+constexpr size_t kFramesOfSanitizer = 1;  // it stands in for the C library's backtrace()
+#else
+constexpr size_t kFramesOfSanitizer = 0;
+#endif
+
 struct LogLine {
   std::string mThread;
   std::string mLevelAndModule;

@@ -4,9 +4,11 @@
 #include "CrashSupport.h"
 
 #include <algorithm>
+#include <cstring>
 #include <sstream>
 
 using namespace zvtest;
+using ::testing::Contains;
 using ::testing::ElementsAre;
 using ::testing::EndsWith;
 using ::testing::HasSubstr;
@@ -131,6 +133,65 @@ TEST(Drain, LetsTheApplicationsHandlerOfAnotherFatalSignalRun) {
   EXPECT_FALSE(theCrash.Logged(kReceivedFpe));
 }
 
+TEST(Drain, StaysWithTheDefaultActionWhenThreadsBeginMeanwhile) {
+  const Crash theCrash = RunCrash("threads-begin-in-the-drain");
+  ExpectDeathBy(theCrash, {SIGSEGV});
+  EXPECT_EQ(1, CountOf(kReceivedSegv, LogOf(theCrash))) << theCrash.All();
+}
+
+TEST(Drain, LastsTwoSecondsAlsoWhenAHandlerOfTheApplicationReturns) {
+  NEEDS_SIGNALS_OF_THE_SYSTEM();
+  EXPECT_EQ("went on\nafter two seconds\n", RunCrash("handler-that-returns-in-the-drain").mChild.mError);
+}
+
+TEST(Drain, OfAProcessThatIsStoppedMeanwhileEndsLikeAnyOther) {
+  const Crash theCrash = RunCrash("stopped-in-the-drain");
+  EXPECT_EQ("went on\n", theCrash.mChild.mError) << theCrash.All();
+  EXPECT_TRUE(theCrash.Logged(kDefaulting)) << theCrash.All();
+  EXPECT_GE(theCrash.mChild.mSeconds, 10.0);
+}
+
+TEST(Drain, OfAThreadThatIsCancelledEndsByTheSignalAllTheSame) {
+  ExpectCompleteReport(RunCrash("cancelled-in-the-drain"), SIGSEGV, {"FaultByWriting", "CrashBySegv"});
+}
+
+TEST(Drain, LeavesTheAlarmOfTheApplicationAlsoWithoutATimer) {
+  const Crash theCrash = RunCrash("alarm-without-timer");
+  EXPECT_EQ("went on\nown timer\nown alarm\n", theCrash.mChild.mError) << theCrash.All();
+}
+
+// --- handlers that pass a signal on -------------------------------------------------------------
+
+class PassedOn : public ::testing::TestWithParam<const char *> {};
+
+TEST_P(PassedOn, ByAHandlerOfTheApplicationIsReportedOnce) {
+  const Crash theCrash = RunCrash(GetParam());
+  ExpectDeathBy(theCrash, {SIGSEGV});
+  const std::vector<std::string> theFrames = FramesOfCompleteFile(theCrash);
+  ExpectFramesName(theCrash, theFrames, {"FaultByWriting", "CrashBySegv"});
+  EXPECT_EQ(1, CountOf(kReceivedSegv, LogOf(theCrash))) << theCrash.All();
+  EXPECT_TRUE(theCrash.Logged(kDefaulting)) << theCrash.All();
+}
+
+INSTANTIATE_TEST_SUITE_P(Ways, PassedOn, ::testing::Values("passed-on", "passed-on-by-hand"),
+                         [](const auto &anInfo) {
+                           return std::string(strchr(anInfo.param, 'b') ? "by_hand" : "by_a_jump");
+                         });
+
+// --- the end of the process ---------------------------------------------------------------------
+
+TEST(EndOfProcess, ByAnExitOfTheReportingThreadIsByTheSignal) {
+  const Crash theCrash = RunCrash("handler-that-exits-in-the-drain");
+  ExpectDeathBy(theCrash, {SIGSEGV});
+}
+
+// A report whose handler was left is not waited for long.
+TEST(EndOfProcess, WaitsOnlySoLongForAReportThatDoesNotEnd) {
+  NEEDS_SIGNALS_OF_THE_SYSTEM();
+  const Crash theCrash = RunCrash("handler-that-leaves-the-drain");
+  EXPECT_LT(theCrash.mChild.mSeconds, 6.0) << theCrash.All();
+}
+
 TEST(EndOfProcess, WaitsForTheReportWhenMainReturns) {
   const Crash theCrash = RunCrash("return-from-main");
   ExpectCompleteReport(theCrash, SIGSEGV, {"FaultByWriting", "CrashBySegv"});
@@ -233,6 +294,50 @@ TEST(Writing, SameSignalSentToTheReporterWaitsForTheEndOfItsHandler) {
   EXPECT_THAT(FileOfWholeTrace(theCrash), HasSubstr("(CrashBySegv+"));
   EXPECT_EQ(1, CountOf(kReceivedSegv, Lines(theCrash.mChild.mError))) << theCrash.All();
   EXPECT_THAT(theCrash.mChild.mError, EndsWith(std::string(kDefaulting) + "\n"));
+}
+
+TEST(Writing, ThreadThatIsCancelledMeanwhileTellsTheWholeTraceAndEndsByTheSignal) {
+  const Crash theCrash = RunCrash("cancelled-with-the-trace", "crash_child_hostile_log");
+  ExpectDeathBy(theCrash, {SIGSEGV});
+  EXPECT_THAT(FileOfWholeTrace(theCrash), HasSubstr("(CrashBySegv+"));
+  EXPECT_EQ(1, CountOf(kDefaulting, Lines(theCrash.mChild.mError))) << theCrash.All();
+}
+
+TEST(Writing, HandlerThatTheApplicationSetsMeanwhileStays) {
+  const Crash theCrash = RunCrash("own-handler-set-with-the-trace", "crash_child_hostile_log");
+  EXPECT_EQ(kExitSurvived, theCrash.mChild.mStatus) << theCrash.All();
+  EXPECT_EQ(1, CountOf("own handler", Lines(theCrash.mChild.mError))) << theCrash.All();
+}
+
+TEST(Writing, SignalSentToTheReporterComesAgainAsItCame) {
+  NEEDS_SIGNALS_OF_THE_SYSTEM();
+  const Crash theCrash = RunCrash("value-sent-to-the-reporter", "crash_child_hostile_log");
+  ExpectDeathBy(theCrash, {SIGSEGV});
+  EXPECT_EQ(1, CountOf("as it came", Lines(theCrash.mChild.mError))) << theCrash.All();
+}
+
+TEST(Writing, ChildThatIsForkedMeanwhileReportsItsOwnCrash) {
+  const Crash theCrash = RunCrash("forked-with-the-trace", "crash_child_hostile_log");
+  EXPECT_THAT(Lines(theCrash.mChild.mError), Contains("the child has reported and died"));
+}
+
+TEST(Writing, TakesWhatALogTakesOfTheStack) {
+  const Crash theCrash = RunCrash("hungry-log", "crash_child_hostile_log");
+  ExpectDeathBy(theCrash, {SIGSEGV});
+  EXPECT_THAT(theCrash.mChild.mError, HasSubstr(FileOfWholeTrace(theCrash)));
+  EXPECT_EQ(1, CountOf(kDefaulting, Lines(theCrash.mChild.mError)));
+}
+
+// The second one waits for the first longer than for one that is stuck.
+TEST(Writing, WaitsForASlowLogOfTwoThreads) {
+  const Crash theCrash = RunCrash("slow-log-for-two", "crash_child_hostile_log");
+  ASSERT_TRUE(theCrash.mChild.mfSignaled) << theCrash.All();
+  const std::vector<std::string> theLines = Lines(theCrash.mChild.mError);
+  EXPECT_EQ(1, CountOf(kReceivedSegv, theLines)) << theCrash.All();
+  EXPECT_EQ(1, CountOf(kReceivedFpe, theLines)) << theCrash.All();
+  EXPECT_THAT(theCrash.mChild.mError, HasSubstr("(CrashBySegv+"));
+  EXPECT_THAT(theCrash.mChild.mError, HasSubstr("(CrashByFpe+"));
+  EXPECT_GE(CountOf(kDefaulting, theLines), 1);
 }
 
 // A log that takes more than a second for each record, but takes them all.

@@ -3,12 +3,15 @@
 #include "Crash.h"
 
 #include <errno.h>
+#include <setjmp.h>
 #include <signal.h>
 #include <semaphore.h>
 #include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
 #include <sys/ptrace.h>
+#include <sys/resource.h>
+#include <sys/time.h>
 #include <sys/wait.h>
 #include <time.h>
 #include <unistd.h>
@@ -35,6 +38,16 @@ void AwaitDrain(int aSignal) {
     SleepFor(5);
     sigaction(aSignal, nullptr, &theAction);
   } while (theAction.sa_handler != SIG_DFL);
+}
+
+// Since the start of the program, in seconds.
+double Time() {
+  static timespec sStart;
+  timespec theTime;
+  clock_gettime(CLOCK_MONOTONIC, &theTime);
+  if (sStart.tv_sec == 0) sStart = theTime;
+  return static_cast<double>(theTime.tv_sec - sStart.tv_sec) +
+         static_cast<double>(theTime.tv_nsec - sStart.tv_nsec) / 1e9;
 }
 
 // The report is being written.
@@ -165,6 +178,109 @@ void InstallOwnHandler() {
   InstallHandlers();
   zvThread_SetAllThreadsCatchSignal(0);
   signal(SIGFPE, [](int) { Tell("own handler\n"); });
+}
+
+// --- handlers that pass a signal on -------------------------------------------------------------
+
+struct sigaction sPassedOn;
+
+// By a jump: the handler below finds its arguments where the system has put them for this one.
+__attribute__((optimize("optimize-sibling-calls"))) void PassOn(int aSignal, siginfo_t *anInfo,
+                                                                void *aContext) {
+  sPassedOn.sa_sigaction(aSignal, anInfo, aContext);
+}
+
+void CallByHand(int aSignal, siginfo_t *, void *) {
+  sThread_S_SignalHandler(aSignal);
+}
+
+void CrashWithHandlerInFront(void (*aHandler)(int, siginfo_t *, void *)) {
+  InstallHandlers();
+  zvThread_SetAllThreadsCatchSignal(0);
+  struct sigaction theAction = {};
+  theAction.sa_sigaction = aHandler;
+  theAction.sa_flags = SA_SIGINFO;
+  sigaction(SIGSEGV, &theAction, &sPassedOn);
+  RunInWorker(CrashBySegv);
+}
+
+// --- more in the two seconds --------------------------------------------------------------------
+
+// Each of them installs the handlers anew.
+void ThreadsBeginInTheDrain() {
+  StartWorker(CrashBySegv);
+  AwaitDrain(SIGSEGV);
+  for (;;) {
+    RunInWorker([](void *) {});
+    SleepFor(500);
+  }
+}
+
+void HandlerThatReturnsInTheDrain() {
+  InstallHandlers();
+  signal(SIGUSR1, [](int) {});
+  SendFromOutside(SIGUSR1);
+  Time();
+  RaiseOnce();
+  Tell(Time() >= 2 ? "after two seconds\n" : "too early\n");
+}
+
+void HandlerThatExitsInTheDrain() {
+  InstallHandlers();
+  signal(SIGTERM, [](int) { exit(0); });
+  SendFromOutside(SIGTERM);
+  RaiseOnce();
+}
+
+sigjmp_buf sOut;
+void HandlerThatLeavesTheDrain() {
+  InstallHandlers();
+  signal(SIGUSR1, [](int) { siglongjmp(sOut, 1); });
+  SendFromOutside(SIGUSR1);
+  if (sigsetjmp(sOut, 1) == 0) RaiseOnce();
+}
+
+// For longer than the report has patience.
+void StoppedInTheDrain() {
+  InstallHandlers();
+  const pid_t theTarget = getpid();
+  if (fork() == 0) {
+    AwaitTraceFile(theTarget);
+    SleepFor(300);
+    kill(theTarget, SIGSTOP);
+    SleepFor(10000);
+    kill(theTarget, SIGCONT);
+    _exit(0);
+  }
+  RaiseOnce();
+}
+
+pthread_t sVictim;
+void CrashToBeCancelled(void *) {
+  sVictim = pthread_self();
+  CrashBySegv(nullptr);
+}
+
+void CancelledInTheDrain() {
+  zvOSThread *theThread = StartWorker(CrashToBeCancelled);
+  AwaitDrain(SIGSEGV);
+  pthread_cancel(sVictim);
+  zvThread_Wait(theThread);
+}
+
+// The system gives no timer to a process that may have no signal pending; the application's own goes on.
+void AlarmOfTheApplicationWithoutTimer() {
+  InstallHandlers();
+  signal(SIGALRM, [](int) { Tell("own alarm\n"); });
+  const itimerval theTime = {{0, 0}, {100, 0}};
+  setitimer(ITIMER_REAL, &theTime, nullptr);
+  const rlimit theNone = {0, 0};
+  if (setrlimit(RLIMIT_SIGPENDING, &theNone) != 0) Exit(crash::kExitCannotStart);
+  RaiseOnce();
+  itimerval theRest;
+  getitimer(ITIMER_REAL, &theRest);
+  Tell(theRest.it_value.tv_sec > 90 ? "own timer\n" : "no timer\n");
+  raise(SIGALRM);
 }
 
 void OwnHandlerOfAFatalSignalInTheDrain() {
@@ -323,6 +439,99 @@ void SameSignalSentToTheReporter() {
   CrashAndMeanwhile(kTraceBegins, [] { SendToReporter(SIGSEGV); });
 }
 
+void CancelWithTheTrace() {
+  CrashAndMeanwhile(kTraceBegins, [] {
+    pthread_cancel(pthread_self());
+    SleepFor(50);
+  });
+}
+
+void SetOwnHandlerWithTheTrace() {
+  zvOSThread *theThread = StartWorker([](void *) { sem_wait(&sGo); });
+  InstallHandlers();
+  zvThread_SetAllThreadsCatchSignal(0);
+  sMoment = kTraceBegins;
+  sMeanwhile = [] { signal(SIGFPE, [](int) { Tell("own handler\n"); }); };
+  crash::SetLogScript(OnRecord);
+  RunInWorker([](void *) { raise(SIGSEGV); });
+  raise(SIGFPE);
+  sem_post(&sGo);
+  zvThread_Wait(theThread);
+}
+
+// To the very thread that writes, with a word for the handler.
+void SendWithAValue() {
+  sReporter = pthread_self();
+  pthread_t theSender;
+  const auto theSend = [](void *) -> void * {
+    sigval theValue;
+    theValue.sival_int = 77;
+    pthread_sigqueue(sReporter, SIGFPE, theValue);
+    return nullptr;
+  };
+  if (pthread_create(&theSender, nullptr, theSend, nullptr) != 0) Exit(crash::kExitCannotStart);
+  pthread_join(theSender, nullptr);
+  SleepFor(50);
+}
+
+void SignalWithAValueSentToTheReporter() {
+  InstallHandlers();
+  zvThread_SetAllThreadsCatchSignal(0);
+  struct sigaction theAction = {};
+  theAction.sa_flags = SA_SIGINFO;
+  theAction.sa_sigaction = [](int, siginfo_t *anInfo, void *) {
+    Tell(anInfo->si_code == SI_QUEUE && anInfo->si_value.sival_int == 77 ? "as it came\n" : "otherwise\n");
+  };
+  sigaction(SIGFPE, &theAction, nullptr);
+  CrashAndMeanwhile(kTraceBegins, SendWithAValue);
+}
+
+// A child that is forked while another thread writes has a guard that nobody takes down.
+void ForkAndCrash(void *) {
+  const double theStart = Time();
+  const pid_t theChild = fork();
+  if (theChild == 0) {
+    raise(SIGFPE);
+    raise(SIGFPE);
+    Exit(crash::kExitSurvived);
+  }
+  int theStatus = 0;
+  waitpid(theChild, &theStatus, 0);
+  char theName[64];
+  snprintf(theName, sizeof theName, "/tmp/backtrace_%d.txt", static_cast<int>(theChild));
+  const bool afReported = unlink(theName) == 0;
+  const bool afDead = WIFSIGNALED(theStatus) && WTERMSIG(theStatus) == SIGFPE && Time() - theStart < 5;
+  Tell(afReported && afDead ? "the child has reported and died\n" : "the child did otherwise\n");
+  Exit(crash::kExitDone);
+}
+
+// The report goes on until the child has died.
+void ForkWithTheTrace() {
+  PrepareOther(ForkAndCrash);
+  Time();
+  CrashAndMeanwhile(kTraceBegins, [] {
+    sem_post(&sGo);
+    SleepFor(1500);
+  });
+}
+
+void SlowLogForTwo() {
+  crash::SetLogScript([](const char *) { SleepFor(950); });
+  zvOSThread *theOther = StartWorker(CrashByFpe);
+  RunInWorker(CrashBySegv);
+  zvThread_Wait(theOther);
+}
+
+// It takes half of the stack that threads have by default.
+void HungryLog() {
+  crash::SetLogScript([](const char *) {
+    volatile char theLocals[64 * 1024];
+    for (volatile char &theLocal : theLocals)
+      theLocal = 1;
+  });
+  RunInWorker(CrashBySegv);
+}
+
 void SlowLog() {
   crash::SetLogScript([](const char *) { SleepFor(1200); });
   RunInWorker(CrashBySegv);
@@ -351,7 +560,22 @@ constexpr crash::Mode kModes[] = {
     {"own-handler-with-the-trace", OwnHandlerWithTheTrace},
     {"other-signal-sent-to-the-reporter", OtherSignalSentToTheReporter},
     {"same-signal-sent-to-the-reporter", SameSignalSentToTheReporter},
+    {"passed-on", [] { CrashWithHandlerInFront(PassOn); }},
+    {"passed-on-by-hand", [] { CrashWithHandlerInFront(CallByHand); }},
+    {"threads-begin-in-the-drain", ThreadsBeginInTheDrain},
+    {"handler-that-returns-in-the-drain", HandlerThatReturnsInTheDrain},
+    {"handler-that-exits-in-the-drain", HandlerThatExitsInTheDrain},
+    {"handler-that-leaves-the-drain", HandlerThatLeavesTheDrain},
+    {"stopped-in-the-drain", StoppedInTheDrain},
+    {"cancelled-in-the-drain", CancelledInTheDrain},
+    {"alarm-without-timer", AlarmOfTheApplicationWithoutTimer},
+    {"cancelled-with-the-trace", CancelWithTheTrace},
+    {"own-handler-set-with-the-trace", SetOwnHandlerWithTheTrace},
+    {"value-sent-to-the-reporter", SignalWithAValueSentToTheReporter},
+    {"forked-with-the-trace", ForkWithTheTrace},
     {"slow-log", SlowLog},
+    {"slow-log-for-two", SlowLogForTwo},
+    {"hungry-log", HungryLog},
 };
 
 }  // namespace

@@ -101,6 +101,9 @@ void (*PageOfData())() {
   return reinterpret_cast<void (*)()>(reinterpret_cast<uintptr_t>(thePage) + 64);
 }
 
+// Data of a module that has code elsewhere.
+char sData[64];
+
 }  // namespace
 
 CRASH_VISIBLE CRASH_UNCHECKED void CallStray(void *) {
@@ -228,6 +231,7 @@ constexpr crash::Mode kModes[] = {
     {"call-null", [] { CallStrayTo(nullptr); }},
     {"call-unmapped", [] { CallStrayTo(reinterpret_cast<void (*)()>(uintptr_t(0x40))); }},
     {"call-data", [] { CallStrayTo(PageOfData()); }},
+    {"call-static", [] { CallStrayTo(reinterpret_cast<void (*)()>(sData)); }},
     {"smashed-stack", InWorker<CallsTheCaller>},
     {"stacks-go-by-return", [] { TellWhetherStacksGo(EndByReturn); }},
     {"stacks-go-by-exit", [] { TellWhetherStacksGo(EndByExit); }},

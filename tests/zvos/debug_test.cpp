@@ -12,7 +12,9 @@
 
 #include <execinfo.h>
 #include <pthread.h>
+#include <sys/mman.h>
 #include <sys/stat.h>
+#include <ucontext.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -264,6 +266,30 @@ TEST(BackTraceCurrent, DumpsTheStackOfItsCallers) {
   const std::string theStart = Joined({theLines.begin() + 4, theLines.begin() + 4 + 64});
   EXPECT_THAT(theStart, HasSubstr("(CallBackTraceCurrent+"));
 }
+
+#if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)  // which know nothing of such stacks
+ucontext_t sCaller;
+
+TEST(BackTraceCurrent, DumpEndsWhereTheStackEnds) {
+  const Trace theTrace = TraceInChild([&] {
+    constexpr size_t kSize = 64 * 1024;
+    char *const theStack =
+        static_cast<char *>(mmap(nullptr, kSize + 4096, PROT_NONE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0));
+    if (mprotect(theStack, kSize, PROT_READ | PROT_WRITE) != 0) abort();
+    ucontext_t theRoutine;
+    getcontext(&theRoutine);
+    theRoutine.uc_stack = {theStack, 0, kSize};
+    theRoutine.uc_link = &sCaller;
+    makecontext(&theRoutine, CallBackTraceCurrent, 0);
+    const CapturedAddresses theCapture(SomeAddresses(3));
+    swapcontext(&sCaller, &theRoutine);
+  });
+  const std::vector<std::string> theLines = Lines(theTrace.mFile);
+  ASSERT_GT(theLines.size(), 4u + kStackDumpWords - 1);
+  EXPECT_EQ("00: [0x3]\n", theLines[4]);
+  EXPECT_EQ("255: [(nil)]\n", theLines[4 + kStackDumpWords - 1]);
+}
+#endif
 
 TEST(BackTraceCurrent, DumpsTheStackFromItsDepthCounterOn) {
   // The first word of the dump is the depth counter itself: an odd depth shows as an address.

@@ -962,7 +962,8 @@ TEST_P(FatalSignal, IsReportedInOrder) {
   // short.
   const std::string theEnd = "message 3 0 The file " + theTraceFile + " is closed\n" +
                              Format("signal %d default\nusleep 2000000\n", theSignal) +
-                             "message 1 7 zvOSThread: Defaulting to default signal handler\nnow default\n";
+                             "message 1 7 zvOSThread: Defaulting to default signal handler\n" +
+                             Format("signal %d default\n", theSignal) + "now default\n";
   EXPECT_THAT(theEvents, ::testing::StartsWith(theStart));
   EXPECT_THAT(theEvents, ::testing::EndsWith(theEnd));
   EXPECT_THAT(theTrace, ::testing::StartsWith("log\n00: "));

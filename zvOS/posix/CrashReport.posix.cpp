@@ -1,7 +1,9 @@
 // The report of a fatal signal: its turn, its stretches, its patience. What it is for stands in the header.
 
 #include "private/CrashReport.h"
+#include "private/SavedError.h"
 
+#include <pthread.h>
 #include <sys/syscall.h>
 #include <sys/time.h>
 #include <unistd.h>
@@ -12,15 +14,16 @@ namespace zvos {
 
 namespace {
 
-// What one step may take, and what all that hangs may take together, the two seconds for the log to drain
-// included. A log that is slow and delivers is waited for.
+// What one step may take, and what all that hangs may take together, in milliseconds. A log that is slow and
+// delivers is waited for, and a process that is stopped meanwhile loses nothing.
 constexpr int64 kStepPatience = 2000;
-constexpr int64 kPatience = 9000;
-constexpr timespec kPoll = {0, 10 * 1000 * 1000};
+constexpr int64 kPatience = 7000;
+constexpr timespec kNap = {0, 10 * 1000 * 1000};
+constexpr unsigned kNapsForAWriter = 900;
+// Longer than a report sleeps without writing.
+constexpr unsigned kNapsForAReport = 300;
 // From the end of a report until the fault that it was about has repeated.
 constexpr timespec kUntilDeath = {1, 0};
-
-using Handler = void (*)(int);
 
 // What a stretch puts aside and puts back. It belongs to the thread that writes, and outlasts the frame of
 // a handler, so that the words dumped from a stack are of the crash and not of its report.
@@ -40,13 +43,13 @@ struct Guard {
 };
 Guard sGuard;
 
-std::atomic<Handler> sHandler;
-std::atomic<pid_t> sWriter;        // the thread that writes, 0: none
-std::atomic<unsigned> sSteps;      // done so far: tells a slow writer from one that is stuck
-std::atomic<unsigned> sHandled;    // a bit for each fatal signal whose action put aside is the handler
-std::atomic<int> sReportCount;     // being made
-std::atomic<pid_t> sLastReporter;  // the thread that began the last of them
-thread_local int sOwnReportCount;
+std::atomic<FullHandler> sHandler;
+std::atomic<pid_t> sWriter;      // the thread that writes, 0: none
+std::atomic<unsigned> sSteps;    // done so far: tells a slow writer from one that is stuck
+std::atomic<unsigned> sHandled;  // a bit for each fatal signal whose action put aside is the handler
+std::atomic<pid_t> sReporter;    // the process that makes reports: a forked one does not go on with them
+std::atomic<int> sReportCount;   // being made in it
+thread_local CrashReport *sOwnReport;
 
 int64 Now() {
   timespec theTime;
@@ -68,12 +71,15 @@ sigset_t AllSignals() {
 }
 
 [[noreturn]] void DieBy(int aSignal) {
-  signal(aSignal, SIG_DFL);
   sigset_t theSet;
   sigemptyset(&theSet);
   sigaddset(&theSet, aSignal);
-  pthread_sigmask(SIG_UNBLOCK, &theSet, nullptr);
-  raise(aSignal);
+  // More than once when a thread that begins meanwhile installs the handler anew.
+  for (int i = 0; i < 100; ++i) {
+    signal(aSignal, SIG_DFL);
+    pthread_sigmask(SIG_UNBLOCK, &theSet, nullptr);
+    raise(aSignal);
+  }
   // Only when the system does not deliver the signal.
   _exit(128 + aSignal);
 }
@@ -91,34 +97,45 @@ void SendAgain(int aSignal, const siginfo_t &anInfo) {
   }
 }
 
-// How long a thread waits for another: as long as that one comes forward.
+// How long a thread waits for another: as long as that one comes forward. Counted in naps, so that time in
+// which the process is stopped does not count.
 class Patience {
  public:
-  bool IsOver() {
+  explicit Patience(unsigned aNaps) : mNaps(aNaps) {}
+
+  // False when it is over; otherwise some time has passed.
+  bool Nap() {
     const unsigned theSteps = sSteps;
-    if (theSteps != mSteps) *this = Patience();
-    return Now() - mStart > kPatience;
+    if (theSteps != mSteps) mCount = 0;
+    mSteps = theSteps;
+    if (mCount++ == mNaps) return false;
+    nanosleep(&kNap, nullptr);
+    return true;
   }
 
  private:
+  const unsigned mNaps;
+  unsigned mCount = 0;
   unsigned mSteps = sSteps;
-  int64 mStart = Now();
 };
 
 // --- actions ------------------------------------------------------------------------------------
 
-bool IsHandled(const struct sigaction &anAction) {
-  return anAction.sa_handler == sHandler.load();
+bool IsHandledBy(const struct sigaction &anAction, FullHandler aHandler) {
+  return anAction.sa_sigaction == aHandler;
 }
+
+// The action of the five signals during a stretch.
+void HandleInStretch(int aSignal, siginfo_t *anInfo, void *aContext);
 
 void PutActionsAside() {
   struct sigaction theAction = {};
-  theAction.sa_handler = sHandler;
+  theAction.sa_sigaction = HandleInStretch;
   theAction.sa_flags = SA_SIGINFO | SA_ONSTACK | SA_RESTART;
   unsigned theHandled = 0;
   for (size_t i = 0; i < kFatalSignalCount; ++i) {
     sigaction(kFatalSignals[i], nullptr, &sGuard.mActions[i]);
-    if (IsHandled(sGuard.mActions[i])) theHandled |= 1u << i;
+    if (IsHandledBy(sGuard.mActions[i], sHandler)) theHandled |= 1u << i;
   }
   sGuard.mDefaulted = 0;
   sHandled = theHandled;
@@ -128,14 +145,14 @@ void PutActionsAside() {
 
 void PutActionsBack() {
   for (size_t i = 0; i < kFatalSignalCount; ++i) {
-    struct sigaction theAction;
-    sigaction(kFatalSignals[i], nullptr, &theAction);
-    if (!IsHandled(theAction)) continue;  // the application has set another meanwhile
     if (kFatalSignals[i] == sGuard.mDefaulted) {
       signal(kFatalSignals[i], SIG_DFL);
-    } else {
-      sigaction(kFatalSignals[i], &sGuard.mActions[i], nullptr);
+      continue;
     }
+    struct sigaction theAction;
+    sigaction(kFatalSignals[i], nullptr, &theAction);
+    // The application may have set another meanwhile.
+    if (IsHandledBy(theAction, HandleInStretch)) sigaction(kFatalSignals[i], &sGuard.mActions[i], nullptr);
   }
 }
 
@@ -152,39 +169,44 @@ bool EndAbandonedStretch(pid_t aWriter) {
 sigset_t TakeTurn(int aSignal) {
   const sigset_t theAll = AllSignals();
   sigset_t theMask;
-  for (Patience thePatience;;) {
+  for (Patience thePatience(kNapsForAWriter);;) {
     // A signal must not find a writer that does not know yet that it is one.
     pthread_sigmask(SIG_SETMASK, &theAll, &theMask);
     pid_t theWriter = 0;
     if (sWriter.compare_exchange_strong(theWriter, gettid()) || EndAbandonedStretch(theWriter))
       return theMask;
     pthread_sigmask(SIG_SETMASK, &theMask, nullptr);
-    if (thePatience.IsOver()) DieBy(aSignal);
-    nanosleep(&kPoll, nullptr);
+    if (!thePatience.Nap()) DieBy(aSignal);
   }
 }
 
 void AwaitEndOfStretch(int aSignal) {
-  for (Patience thePatience;;) {
+  for (Patience thePatience(kNapsForAWriter);;) {
     const pid_t theWriter = sWriter;
     if (theWriter == 0) return;
     if (EndAbandonedStretch(theWriter)) {
       sWriter = 0;
       return;
     }
-    if (thePatience.IsOver()) DieBy(aSignal);
-    nanosleep(&kPoll, nullptr);
+    if (!thePatience.Nap()) DieBy(aSignal);
   }
 }
 
 // --- the timer ----------------------------------------------------------------------------------
 
-// What the fallback for the timer ends the process by. It comes to whatever thread takes it, which is good
-// for the end of the whole patience only.
+// The fallback for the timer comes to whatever thread takes it, which is good for the end of the whole
+// patience only.
 std::atomic<int> sSignalAtAlarm;
+std::atomic<bool> sfAlarmIsSet;
 
 void DieAtAlarm(int) {
-  DieBy(sSignalAtAlarm);
+  if (sfAlarmIsSet) DieBy(sSignalAtAlarm);
+}
+
+void SetAlarm(int64 aTime) {
+  const itimerval theSetting = {
+      {0, 0}, {static_cast<time_t>(aTime / 1000), static_cast<suseconds_t>(aTime % 1000 * 1000)}};
+  setitimer(ITIMER_REAL, &theSetting, nullptr);
 }
 
 bool IsOfTimer(const siginfo_t &anInfo) {
@@ -201,27 +223,35 @@ void MakeTimer(int aSignal) {
   sGuard.mfTimer = timer_create(CLOCK_MONOTONIC, &theEvent, &sGuard.mTimer) == 0;
   if (sGuard.mfTimer) return;
 
+  getitimer(ITIMER_REAL, &sGuard.mAlarmTime);
+  SetAlarm(0);
   sSignalAtAlarm = aSignal;
   struct sigaction theAction = {};
   theAction.sa_handler = DieAtAlarm;
   sigaction(SIGALRM, &theAction, &sGuard.mAlarmAction);
-  getitimer(ITIMER_REAL, &sGuard.mAlarmTime);
 }
 
-// The earlier of the two; the fallback knows the deadline only.
-void SetTimer(int64 aStepEnd, int64 aDeadline) {
-  if (sGuard.mfTimer) {
-    const int64 theTime = aStepEnd < aDeadline ? aStepEnd : aDeadline;
-    const itimerspec theSetting = {
-        {0, 0}, {static_cast<time_t>(theTime / 1000), static_cast<long>(theTime % 1000 * 1000000)}};
-    timer_settime(sGuard.mTimer, TIMER_ABSTIME, &theSetting, nullptr);
+// For a step; the fallback knows the whole patience only.
+void SetTimer(int64 aRest) {
+  if (!sGuard.mfTimer) {
+    sfAlarmIsSet = true;
+    SetAlarm(aRest);
     return;
   }
-  const int64 theRest = aDeadline - Now();
-  const int64 theTime = theRest > 0 ? theRest : 1;
-  const itimerval theSetting = {
-      {0, 0}, {static_cast<time_t>(theTime / 1000), static_cast<suseconds_t>(theTime % 1000 * 1000)}};
-  setitimer(ITIMER_REAL, &theSetting, nullptr);
+  const int64 theTime = aRest < kStepPatience ? aRest : kStepPatience;
+  const itimerspec theSetting = {
+      {0, 0}, {static_cast<time_t>(theTime / 1000), static_cast<long>(theTime % 1000 * 1000000)}};
+  timer_settime(sGuard.mTimer, 0, &theSetting, nullptr);
+}
+
+void StopTimer() {
+  if (!sGuard.mfTimer) {
+    sfAlarmIsSet = false;
+    SetAlarm(0);
+    return;
+  }
+  constexpr itimerspec kNever = {};
+  timer_settime(sGuard.mTimer, 0, &kNever, nullptr);
 }
 
 void DeleteTimer() {
@@ -229,8 +259,8 @@ void DeleteTimer() {
     timer_delete(sGuard.mTimer);
     return;
   }
-  setitimer(ITIMER_REAL, &sGuard.mAlarmTime, nullptr);
   sigaction(SIGALRM, &sGuard.mAlarmAction, nullptr);
+  setitimer(ITIMER_REAL, &sGuard.mAlarmTime, nullptr);
 }
 
 // --- signals of a stretch -----------------------------------------------------------------------
@@ -258,6 +288,8 @@ void DiscardSignalsOfWrites() {
 // The system ends a process at once when a thread faults with the signal blocked.
 sigset_t MaskOfWriter() {
   sigset_t theMask = AllSignals();
+  sigdelset(&theMask, SIGTRAP);
+  sigdelset(&theMask, SIGSYS);
   for (const int theSignal : kFatalSignals)
     sigdelset(&theMask, theSignal);
   if (!sGuard.mfTimer) sigdelset(&theMask, SIGALRM);
@@ -271,51 +303,67 @@ bool IsSent(const SignalArrival &anArrival) {
          anArrival.mInfo->si_pid != getpid();
 }
 
+// Whether a fatal signal that has come to another thread than the writer is for its handler. Otherwise it
+// takes its course when this thread returns.
+bool IsForHandler(int aSignal, const siginfo_t &anInfo) {
+  struct sigaction theAction;
+  sigaction(aSignal, nullptr, &theAction);
+  // The stretch may be over by now.
+  if (IsHandledBy(theAction, sHandler)) return true;
+  if (IsHandledBy(theAction, HandleInStretch)) {
+    if ((sHandled & 1u << IndexOf(aSignal)) != 0) return true;
+    AwaitEndOfStretch(aSignal);
+  }
+  if (anInfo.si_code <= 0) SendAgain(aSignal, anInfo);
+  return false;
+}
+
+// What has come to this very thread while it writes is dealt with here.
+__attribute__((noinline)) bool HasToBeHandled(int aSignal, siginfo_t *anInfo, void *aContext) {
+  const SavedError theError;
+  if (CrashReport *const theReport = CrashReport::Writing()) {
+    theReport->Interrupt({aSignal, anInfo, static_cast<ucontext_t *>(aContext)});
+    return false;
+  }
+  int theCancelState;
+  pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, &theCancelState);
+  const bool afForHandler = IsForHandler(aSignal, *anInfo);
+  pthread_setcancelstate(theCancelState, nullptr);
+  return afForHandler;
+}
+
+// Jumps to the handler, which finds everything where the system has put it, and itself in the trace behind
+// what was interrupted.
+void HandleInStretch(int aSignal, siginfo_t *anInfo, void *aContext) {
+  if (HasToBeHandled(aSignal, anInfo, aContext)) sHandler.load()(aSignal, anInfo, aContext);
+}
+
 }  // namespace
 
 // --- the report ---------------------------------------------------------------------------------
 
-CrashReport::CrashReport(const SignalArrival &anArrival)
-    : mSignal(anArrival.mSignal), mInterrupted(anArrival.mContext), mDeadline(Now() + kPatience) {
-  ++sOwnReportCount;
-  sLastReporter = gettid();
+CrashReport::CrashReport(const SignalArrival &anArrival, FullHandler aHandler)
+    : mSignal(anArrival.mSignal), mInterrupted(anArrival.mContext), mOuter(sOwnReport), mRest(kPatience) {
+  sHandler = aHandler;
+  sOwnReport = this;
+  if (sReporter.exchange(getpid()) != getpid()) sReportCount = 0;
   ++sReportCount;
 }
 
 CrashReport::~CrashReport() {
   --sReportCount;
-  --sOwnReportCount;
-}
-
-bool CrashReport::IsToBeReported(const SignalArrival &anArrival, void (*aHandler)(int)) {
-  sHandler = aHandler;
-  if (sWriting != nullptr) {
-    sWriting->Interrupt(anArrival);
-    return false;
-  }
-  if (anArrival.mInfo == nullptr) return true;
-
-  if (sWriter != 0) {
-    if ((sHandled & 1u << IndexOf(anArrival.mSignal)) != 0) return true;
-    AwaitEndOfStretch(anArrival.mSignal);
-  } else {
-    // The stretch during which it came may be over.
-    struct sigaction theAction;
-    sigaction(anArrival.mSignal, nullptr, &theAction);
-    if (IsHandled(theAction)) return true;
-  }
-  if (anArrival.mInfo->si_code <= 0) SendAgain(anArrival.mSignal, *anArrival.mInfo);
-  return false;
+  sOwnReport = mOuter;
 }
 
 CrashReport::Stretch::Stretch(CrashReport &aReport) {
   sGuard.mSignalMask = TakeTurn(aReport.mSignal);
   sWriting = &aReport;
   sGuard.mfInStep = 0;
+  for (volatile sig_atomic_t &fSent : sGuard.mfSent)
+    fSent = 0;
   sGuard.mWriteSignals = SignalsOfWrites();
   PutActionsAside();
   MakeTimer(aReport.mSignal);
-  SetTimer(aReport.mDeadline, aReport.mDeadline);
   const sigset_t theMask = MaskOfWriter();
   pthread_sigmask(SIG_SETMASK, &theMask, nullptr);
 }
@@ -328,7 +376,6 @@ CrashReport::Stretch::~Stretch() {
   PutActionsBack();
   for (size_t i = 0; i < kFatalSignalCount; ++i) {
     if (sGuard.mfSent[i] != 0) SendAgain(kFatalSignals[i], sGuard.mSent[i]);
-    sGuard.mfSent[i] = 0;
   }
   sWriting = nullptr;
   const sigset_t theMask = sGuard.mSignalMask;
@@ -345,43 +392,53 @@ sigjmp_buf &CrashReport::Escape() {
   return sGuard.mEscape;
 }
 
+bool CrashReport::IsInStep() {
+  return sGuard.mfInStep != 0;
+}
+
 void CrashReport::Begin() {
   mStepStart = Now();
   sGuard.mfInStep = 1;
-  SetTimer(mStepStart + kStepPatience, mDeadline);
+  SetTimer(mRest);
 }
 
 void CrashReport::End(CrashOutlet anOutlet, bool afDone) {
+  StopTimer();
   sGuard.mfInStep = 0;
   if (afDone) {
-    mDeadline += Now() - mStepStart;
     ++sSteps;
   } else {
     mBrokenOutlets |= anOutlet;
+    mRest = RestAfterStep();
   }
-  SetTimer(mDeadline, mDeadline);
 }
 
-// A fatal signal has come while this thread writes.
+// When the step is given up now.
+int64 CrashReport::RestAfterStep() const {
+  const int64 theTime = Now() - mStepStart;
+  return mRest - (theTime < kStepPatience ? theTime : kStepPatience);
+}
+
 void CrashReport::Interrupt(const SignalArrival &anArrival) {
-  const bool afOver = Now() >= mDeadline;
   if (anArrival.mInfo != nullptr && IsOfTimer(*anArrival.mInfo)) {
-    if (sGuard.mfInStep == 0 && !afOver) return;
+    if (sGuard.mfInStep == 0) return;  // it came late
   } else if (IsSent(anArrival)) {
     const size_t theIndex = IndexOf(anArrival.mSignal);
     sGuard.mSent[theIndex] = *anArrival.mInfo;
     sGuard.mfSent[theIndex] = 1;
     return;
   }
-  if (sGuard.mfInStep != 0 && !afOver) siglongjmp(sGuard.mEscape, 1);
+  if (sGuard.mfInStep != 0 && RestAfterStep() > 0) siglongjmp(sGuard.mEscape, 1);
   DieBy(mSignal);
 }
 
 // Lest the process end otherwise than by the signal, with whatever status its main returns.
-__attribute__((destructor)) static void AwaitReports() {
-  if (sReportCount == sOwnReportCount || IsGone(sLastReporter)) return;
-  for (Patience thePatience; sReportCount != sOwnReportCount && !thePatience.IsOver();)
-    nanosleep(&kPoll, nullptr);
+__attribute__((destructor)) static void EndBySignal() {
+  if (sReportCount == 0 || sReporter != getpid()) return;
+  if (sOwnReport != nullptr) DieBy(sOwnReport->Signal());
+  Patience thePatience(kNapsForAReport);
+  while (sReportCount != 0 && (sWriter == 0 ? thePatience.Nap() : nanosleep(&kNap, nullptr) == 0)) {
+  }
   nanosleep(&kUntilDeath, nullptr);
 }
 

@@ -3,6 +3,8 @@
 // The system maps the pages of a stack when they are touched, so that a thread that never crashes pays
 // for address space only.
 
+#include <zvOS/zvThread.h>
+
 #include "private/SignalStack.h"
 
 #include <pthread.h>
@@ -15,8 +17,8 @@ namespace zvos {
 namespace {
 
 constexpr size_t kGuardSize = 4096;
-// For the report itself, the log's formatting, and the frame of a signal on a processor with wide registers.
-constexpr size_t kStackSize = 64 * 1024;
+// As much as a thread has by default, for a log that takes that much, and room for the report itself.
+constexpr size_t kStackSize = kzvThread_StackSize + 32 * 1024;
 
 pthread_key_t sKey;
 bool sfKey;

@@ -12,7 +12,9 @@
 #include <dlfcn.h>
 #include <execinfo.h>
 #include <fcntl.h>
+#include <link.h>
 #include <poll.h>
+#include <sys/syscall.h>
 #include <unistd.h>
 #include <cerrno>
 #include <cstdio>
@@ -195,13 +197,29 @@ void TraceAddresses(TraceFile &aFile, void *const *anAddresses, int aCount, Symb
 
 // --- calls that lead nowhere --------------------------------------------------------------------
 
-bool IsInModule(uintptr_t anAddress) {
-  bool afInModule = false;
-  RunGuarded(zvos::kCrashOutlet_Loader, [=, &afInModule] {
+// Whether a module that is loaded at aBase, with its headers, has code at the address.
+bool HasCodeAt(const void *aBase, uintptr_t anAddress) {
+  const char *const theBase = static_cast<const char *>(aBase);
+  const auto *const theHeader = static_cast<const ElfW(Ehdr) *>(aBase);
+  const auto *const theSegments = reinterpret_cast<const ElfW(Phdr) *>(theBase + theHeader->e_phoff);
+  const uintptr_t theBias = theHeader->e_type == ET_EXEC ? 0 : reinterpret_cast<uintptr_t>(aBase);
+  for (int i = 0; i < theHeader->e_phnum; ++i) {
+    const ElfW(Phdr) &theSegment = theSegments[i];
+    if (theSegment.p_type == PT_LOAD && (theSegment.p_flags & PF_X) != 0 &&
+        anAddress - theBias - theSegment.p_vaddr < theSegment.p_memsz)
+      return true;
+  }
+  return false;
+}
+
+bool IsCode(uintptr_t anAddress) {
+  bool afCode = false;
+  RunGuarded(zvos::kCrashOutlet_Loader, [=, &afCode] {
     Dl_info theInfo;
-    afInModule = dladdr(reinterpret_cast<void *>(anAddress), &theInfo) != 0;
+    afCode =
+        dladdr(reinterpret_cast<void *>(anAddress), &theInfo) != 0 && HasCodeAt(theInfo.dli_fbase, anAddress);
   });
-  return afInModule;
+  return afCode;
 }
 
 // How many addresses the unwinder had found when it was given up.
@@ -238,9 +256,9 @@ bool LeaveStrayCall() {
   ucontext_t *const theContext = Interrupted();
   if (theContext == nullptr) return false;
   sStrayCall = {zvos::ProgramCounter(*theContext), zvos::StackPointer(*theContext), 0};
-  if (IsInModule(sStrayCall.mAddress)) return false;
+  if (IsCode(sStrayCall.mAddress)) return false;
   RunGuarded(zvos::kCrashOutlet_Stack, [=] { sStrayCall.mCallSite = zvos::ReturnAddress(*theContext); });
-  if (!IsInModule(sStrayCall.mCallSite)) return false;
+  if (!IsCode(sStrayCall.mCallSite)) return false;
   zvos::SetPlace(theContext, sStrayCall.mCallSite, sStrayCall.mStackPointer + zvos::kReturnSize);
   memset(sBackTraceBuf, 0, sizeof(sBackTraceBuf));
   return true;
@@ -260,15 +278,28 @@ int ReturnToStrayCall() {
 
 // --- the stack dump -----------------------------------------------------------------------------
 
-// Reads the stack beyond the variable at aStart on purpose, towards the callers. Behind the registers that
-// a signal has saved it goes on where the interrupted code had its stack.
+// The system reads the mask before it finds that the request makes no sense.
+bool IsReadable(const volatile void *anAddress) {
+  constexpr int kNoRequest = -1;
+  constexpr size_t kMaskSize = 8;
+  return syscall(SYS_rt_sigprocmask, kNoRequest, anAddress, nullptr, kMaskSize) == 0 || errno != EFAULT;
+}
+
+// Reads the stack beyond the variable at aStart on purpose, towards the callers, as far as there is one.
+// Behind the registers that a signal has saved it goes on where the interrupted code had its stack.
 __attribute__((noinline, no_sanitize("address", "undefined"))) void CopyStackWords(
     const volatile uint32 *aStart, const ucontext_t *anInterrupted, void **aWords) {
+  constexpr uintptr_t kPageMask = ~uintptr_t(4095);
+  uintptr_t thePage = 1;
   for (int i = 0; i < kStackWordCount; ++i, ++aStart) {
     if (anInterrupted != nullptr &&
         static_cast<const volatile void *>(aStart) == &anInterrupted->uc_sigmask) {
       aStart = reinterpret_cast<const volatile uint32 *>(zvos::StackPointer(*anInterrupted));
     }
+    const uintptr_t thePlace = reinterpret_cast<uintptr_t>(aStart);
+    if ((thePlace & kPageMask) != thePage && !IsReadable(reinterpret_cast<void *>(thePlace & ~uintptr_t(7))))
+      return;
+    thePage = thePlace & kPageMask;
     aWords[i] = reinterpret_cast<void *>(static_cast<uintptr_t>(*aStart));
   }
 }

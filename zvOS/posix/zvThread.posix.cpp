@@ -20,6 +20,7 @@
 #include <atomic>
 #include <cerrno>
 #include <csignal>
+#include <ctime>
 
 ZVLOG_WITH_MODULE_IF(ZVOS, 1)
 
@@ -64,6 +65,22 @@ bool IsFatalSignal(int aSignal) {
     if (theSignal == aSignal) return true;
   }
   return false;
+}
+
+int64 MillisecondsNow() {
+  timespec theTime;
+  clock_gettime(CLOCK_MONOTONIC, &theTime);
+  return static_cast<int64>(theTime.tv_sec) * 1000 + theTime.tv_nsec / 1000000;
+}
+
+// A handler of the application that runs meanwhile ends a sleep.
+void LetLogDrain() {
+  const int64 theEnd = MillisecondsNow() + kTimeForLogToDrain;
+  for (int64 theRest = kTimeForLogToDrain; theRest > 0; theRest = theEnd - MillisecondsNow()) {
+    errno = 0;
+    zvThread_Sleep(static_cast<uint32>(theRest));
+    if (errno != EINTR) return;
+  }
 }
 
 void *RunThread(void *aThreadRecord) {
@@ -271,20 +288,30 @@ extern "C" void HandleSignal(int aSignal, siginfo_t *anInfo, void *aContext) {
   const bool afFromSystem = zvos::IsFrameOfSystem(__builtin_dwarf_cfa(), aSignal, anInfo, aContext);
   const zvos::SignalArrival theArrival = {aSignal, afFromSystem ? anInfo : nullptr,
                                           afFromSystem ? static_cast<ucontext_t *>(aContext) : nullptr};
-  // The thread may go on: a signal that was sent does not come again.
-  const zvos::SavedError theError;
-  if (!zvos::CrashReport::IsToBeReported(theArrival, sThread_S_SignalHandler)) return;
-
-  zvos::CrashReport theReport(theArrival);
-  {
-    const zvos::CrashReport::Stretch theStretch(theReport);
-    zvos::RunGuarded(zvos::kCrashOutlet_Log,
-                     [=] { Log_Error("zvOSThread: Received fatal signal: %d\n", aSignal); });
-    theReport.RestoreDefaultAction();
-    zvDebug_BackTraceCurrent(0);
+  if (zvos::CrashReport *const theReport = zvos::CrashReport::Writing()) {
+    theReport->Interrupt(theArrival);
+    return;
   }
-  zvThread_Sleep(kTimeForLogToDrain);
-  const zvos::CrashReport::Stretch theStretch(theReport);
-  zvos::RunGuarded(zvos::kCrashOutlet_Log,
-                   [] { ZV_ERR(F("zvOSThread: Defaulting to default signal handler\n")); });
+
+  // The thread may go on, with its errno: a signal that was sent does not come again. Cancelled, it would
+  // take the report with it.
+  const zvos::SavedError theError;
+  int theCancelState;
+  pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, &theCancelState);
+  {
+    zvos::CrashReport theReport(theArrival, HandleSignal);
+    {
+      const zvos::CrashReport::Stretch theStretch(theReport);
+      zvos::RunGuarded(zvos::kCrashOutlet_Log,
+                       [=] { Log_Error("zvOSThread: Received fatal signal: %d\n", aSignal); });
+      theReport.RestoreDefaultAction();
+      zvDebug_BackTraceCurrent(0);
+    }
+    LetLogDrain();
+    const zvos::CrashReport::Stretch theStretch(theReport);
+    theReport.RestoreDefaultAction();
+    zvos::RunGuarded(zvos::kCrashOutlet_Log,
+                     [] { ZV_ERR(F("zvOSThread: Defaulting to default signal handler\n")); });
+  }
+  pthread_setcancelstate(theCancelState, nullptr);
 }

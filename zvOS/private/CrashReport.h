@@ -55,20 +55,23 @@ struct SignalArrival {
   ucontext_t *mContext;
 };
 
+// A handler with all that the system hands it.
+using FullHandler = void (*)(int aSignal, siginfo_t *anInfo, void *aContext);
+
 class CrashReport {
  public:
-  explicit CrashReport(const SignalArrival &anArrival);
+  // aHandler is the one that threads install, and that reports.
+  CrashReport(const SignalArrival &anArrival, FullHandler aHandler);
   ~CrashReport();
   CrashReport(const CrashReport &) = delete;
   CrashReport &operator=(const CrashReport &) = delete;
 
-  // Whether a fatal signal that has just arrived in aHandler is to be reported. Where it belongs to a
-  // stretch, of this thread or another, it has been dealt with, and the handler returns at once. The
-  // result may also be that the step which the signal ended is given up: then this does not return.
-  static bool IsToBeReported(const SignalArrival &anArrival, void (*aHandler)(int));
-
   // The report that the calling thread is writing, or NULL.
   static CrashReport *Writing() { return sWriting; }
+
+  // A fatal signal has come while this thread writes. The step that it ends is given up: then this does
+  // not return.
+  void Interrupt(const SignalArrival &anArrival);
 
   // The report writes while one of these lives.
   class Stretch {
@@ -80,8 +83,11 @@ class CrashReport {
   };
 
   // Puts the default action in the place of the reported signal's. It takes force with the end of the
-  // stretch: a fault of another thread must not end the process before that.
+  // stretch: a fault of another thread must not end the process before that. Said in every stretch: a
+  // thread that has begun since then has installed the handler anew.
   void RestoreDefaultAction();
+
+  int Signal() const { return mSignal; }
 
   // What the signal interrupted, or NULL when that is not known.
   ucontext_t *Interrupted() const { return mInterrupted; }
@@ -90,6 +96,7 @@ class CrashReport {
   // gave 0, Begin and the step itself; End in any case, with whether the step was done.
   bool IsBroken(CrashOutlet anOutlet) const { return (mBrokenOutlets & anOutlet) != 0; }
   static sigjmp_buf &Escape();
+  static bool IsInStep();
   void Begin();
   void End(CrashOutlet anOutlet, bool afDone);
 
@@ -97,22 +104,24 @@ class CrashReport {
   void GiveUp(CrashOutlet anOutlet) { mBrokenOutlets |= anOutlet; }
 
  private:
-  void Interrupt(const SignalArrival &anArrival);
+  int64 RestAfterStep() const;
 
   inline static thread_local CrashReport *sWriting = nullptr;
 
   const int mSignal;
   ucontext_t *const mInterrupted;
+  CrashReport *const mOuter;  // the one of this thread that this one has interrupted, or NULL
   unsigned mBrokenOutlets = 0;
-  int64 mStepStart = 0;  // ms of the monotonic clock, as the next one
-  int64 mDeadline;
+  int64 mStepStart = 0;  // ms of the monotonic clock
+  int64 mRest;           // ms of patience with what hangs
 };
 
-// A step that must not add a frame of its own to the stack: a statement, guarded like those below.
+// A step that must not add a frame of its own to the stack: a statement, guarded like those below. A step
+// within a step belongs to that one.
 #define ZVOS_RUN_GUARDED_HERE(outlet, statement)                           \
   do {                                                                     \
     zvos::CrashReport *const theReport_ = zvos::CrashReport::Writing();    \
-    if (theReport_ == nullptr) {                                           \
+    if (theReport_ == nullptr || zvos::CrashReport::IsInStep()) {          \
       statement;                                                           \
     } else if (!theReport_->IsBroken(outlet)) {                            \
       const bool afDone_ = sigsetjmp(zvos::CrashReport::Escape(), 1) == 0; \

@@ -90,10 +90,14 @@ ZVOS_API uint32 zvThread_GetID(zvOSThread *aThread);
 //
 // Whatever breaks or hangs while the report is made, the process ends by the signal that came first,
 // within 10 s, not counting what a slow log takes for records that it delivers. Signals of the
-// application are held back only while something is written. Threads of the library that catch signals have
-// a stack of 64 KiB for this handler, unless they bring one of their own (sigaltstack); it is also used
-// by the application's handlers that ask for it (SA_ONSTACK). Who installs a handler of his own for one
-// of these signals does so after the last thread has been started, or switches the catching off.
+// application are held back only while something is written. A process that exits meanwhile waits for the
+// report and ends by the signal.
+//
+// Threads of the library that catch signals have a stack of 160 KiB for this handler (address space, not
+// memory), unless they bring one of their own (sigaltstack), which then should have 32 KiB at least. Handlers
+// of the application that ask for it (SA_ONSTACK) run on it, too. Who installs a handler of his own for one of
+// these signals does so after the last thread has been started, or switches the catching off; it may pass the
+// signal on to this one.
 ZVOS_API void sThread_S_SignalHandler(int aSignal);
 
 #endif
