@@ -1,9 +1,10 @@
 #!/usr/bin/env bash
 # Checks the products of a build with the binary tools of their target.
 #
-#   check_products.sh READELF NM BUILD_FOLDER SOURCE_FOLDER SANITIZERS
+#   check_products.sh READELF NM BUILD_FOLDER SOURCE_FOLDER VERSION SANITIZERS
 set -uo pipefail
-readelf=$1 nm=$2 build=$3 source=$4 sanitizers=$5
+readelf=$1 nm=$2 build=$3 source=$4 version=$5 sanitizers=$6
+major=${version%%.*} series=${version%.*}
 failures=0
 
 fail() {
@@ -11,13 +12,36 @@ fail() {
   failures=$((failures + 1))
 }
 
+# exports LIBRARY: the names that it exports; AddressSanitizer adds one of its own beside each variable.
+# names LIST: those that a file lists.
+exports() { "$nm" -D --defined-only "$1" | awk '{print $3}' | grep -v '^__odr_asan\.' | sort; }
+names() { grep -v '^#' "$1" | sort; }
+
 # check_exports LIBRARY LIST: exactly the listed names are exported.
 check_exports() {
   local listed exported
-  listed=$(grep -v '^#' "$2" | sort)
-  exported=$("$nm" -D --defined-only "$1" | awk '{print $3}' | sort)
+  listed=$(names "$2")
+  exported=$(exports "$1")
   [ -n "$listed" ] && [ "$listed" = "$exported" ] ||
     fail "$1 does not export exactly the names of $2:" "$(diff <(echo "$listed") <(echo "$exported"))"
+}
+
+# check_released LIBRARY: what any release of this major version exported is exported still. Each minor version
+# has its list, made with its first release; between releases there may be more than any list has.
+check_released() {
+  local lists list missing added
+  lists=$source/tests/build/released/$(basename "$1" .so)
+  if [ ! -f "$lists-$series" ]; then
+    fail "there is no list $lists-$series: docs/abi.md says how to make it"
+    return
+  fi
+  for list in "$lists-$major".*; do
+    missing=$(comm -23 <(names "$list") <(exports "$1"))
+    [ -z "$missing" ] || fail "$1 does not export what $list promises:" "$missing"
+  done
+  grep -q '^## Unreleased' "$changes" && return
+  added=$(comm -13 <(names "$lists-$series") <(exports "$1"))
+  [ -z "$added" ] || fail "$1 exports what $lists-$series does not list:" "$added"
 }
 
 # check_needs FILE NAME...: the file needs no other library at run time.
@@ -55,8 +79,13 @@ check_stamp() {
   grep -q '/branches/' <<<"$("$readelf" -p .zevo.version "$1" 2>&1)" || fail "$1: the stamp has no label"
 }
 
-os=$build/lib/libzvOS.so log=$build/lib/libzvLog.so
+os=$build/lib/libzvOS.so log=$build/lib/libzvLog.so changes=$source/CHANGELOG.md
 check_exports "$os" "$source/zvOS/zvOS.exports"
+check_released "$os"
+check_released "$log"
+
+newest=$(sed -n 's/^## \([0-9][0-9.]*\) .*/\1/p' "$changes" | head -n 1)
+[ "$newest" = "$version" ] || fail "the newest release in $changes is '$newest', the version is $version"
 
 grep -q 'FLAGS_1.*NODELETE' <<<"$("$readelf" -dW "$os")" || fail "$os can be unmapped, with its signal handlers"
 
@@ -64,7 +93,9 @@ for library in "$os" "$log"; do
   check_hardening "$library"
   check_stamp "$library"
   soname=$("$readelf" -dW "$library" | sed -n 's/.*(SONAME).*\[\(.*\)\]/\1/p')
-  [ "$soname" = "$(basename "$library").1" ] || fail "$library has the SONAME '$soname'"
+  [ "$soname" = "$(basename "$library").$major" ] || fail "$library has the SONAME '$soname'"
+  [ "$(readlink -f "$library")" = "$(readlink -f "$build")/lib/$(basename "$library").$version" ] ||
+    fail "$library is not that of version $version"
 done
 for program in "$build"/bin/*; do
   [ -x "$program" ] && [ ! -d "$program" ] || continue

@@ -40,6 +40,7 @@
 #include <zvOS/zvTypes.h>
 #include <zvOS/zvUI.h>
 #include <zvOS/zvUser.h>
+#include <zvOS/zvVersion.h>
 
 #include <stdio.h>
 #include <string.h>
@@ -47,6 +48,11 @@
 ZVLOG_WITH_MODULE_IF(FILE, 1)
 
 zvCompileTimeAssert(sizeof(uint32) == 4);
+
+#if ZVOS_VERSION_NUMBER < 10000
+#error "the version is no number for the preprocessor"
+#endif
+zvCompileTimeAssert(sizeof(ZVOS_VERSION_STRING) >= sizeof("1.0.0"));
 
 struct Record {
   uint32 _mMagicNumber;

@@ -44,6 +44,7 @@
 #include <zvOS/zvTypes.h>
 #include <zvOS/zvUI.h>
 #include <zvOS/zvUser.h>
+#include <zvOS/zvVersion.h>
 
 #include <gtest/gtest.h>
 

@@ -44,6 +44,7 @@
 #include <zvOS/zvTypes.h>
 #include <zvOS/zvUI.h>
 #include <zvOS/zvUser.h>
+#include <zvOS/zvVersion.h>
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
@@ -190,6 +191,20 @@ TEST(Interface, ConstantsThatAreNoNumbers) {
   EXPECT_STREQ(".so", kzvPlugin_Extension);
   EXPECT_STREQ(".so", PLUGIN_EXTENSION);
   EXPECT_EQ(9u, strlen(kzvGlobalVariableSuffix));
+}
+
+// What #if cannot read would count as 0.
+#if ZVOS_VERSION_NUMBER < 10000
+#error "the version is no number for the preprocessor"
+#endif
+static_assert(ZVOS_VERSION_NUMBER ==
+                  ZVOS_VERSION_MAJOR * 10000 + ZVOS_VERSION_MINOR * 100 + ZVOS_VERSION_PATCH,
+              "version");
+// A number of three digits would run into the one before it.
+static_assert(ZVOS_VERSION_MINOR < 100 && ZVOS_VERSION_PATCH < 100, "version");
+
+TEST(Interface, VersionIsThatOfTheBuild) {
+  EXPECT_STREQ(ZVTEST_VERSION, ZVOS_VERSION_STRING);
 }
 
 //
