@@ -32,10 +32,13 @@ std::vector<std::string> Environment(const std::string &aLogSettings) {
   return theVariables;
 }
 
-// The emulator has a word of its own to say about the death of its program.
-std::string WithoutWordsOfTheEmulator(const std::string &aText) {
-  const size_t theStart = IsEmulated() ? aText.find("qemu: uncaught target signal") : std::string::npos;
-  return aText.substr(0, theStart);
+// The emulator has a line of its own to say about the death of its program.
+std::string WithoutLinesOfTheEmulator(const std::string &aText) {
+  if (!IsEmulated()) return aText;
+  std::string theText = aText;
+  for (size_t theStart; (theStart = theText.find("qemu: uncaught target signal")) != std::string::npos;)
+    theText.erase(theStart, theText.find('\n', theStart) + 1 - theStart);
+  return theText;
 }
 
 }  // namespace
@@ -82,8 +85,8 @@ Crash RunCrash(const std::string &aMode, const std::string &aProgram, const std:
   const std::string theLogFile = theFolder.File("log");
   const std::string theSettings = aLogTo == LogTo::File ? "debug,to=file:" + theLogFile : "debug";
   Crash theCrash;
-  theCrash.mChild = RunProgram(BuiltProgram(aProgram), {aMode, anArgument}, Environment(theSettings), 30);
-  theCrash.mChild.mError = WithoutWordsOfTheEmulator(theCrash.mChild.mError);
+  theCrash.mChild = RunProgram(BuiltProgram(aProgram), {aMode, anArgument}, Environment(theSettings), 60);
+  theCrash.mChild.mError = WithoutLinesOfTheEmulator(theCrash.mChild.mError);
   theCrash.mLog = ParseLog(aLogTo == LogTo::File ? ReadWholeFile(theLogFile) : theCrash.mChild.mError);
   const std::string theTraceFile = theCrash.TraceFileName();
   struct stat theStatus;

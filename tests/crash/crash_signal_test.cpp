@@ -181,6 +181,7 @@ INSTANTIATE_TEST_SUITE_P(Ways, PassedOn, ::testing::Values("passed-on", "passed-
 // --- the end of the process ---------------------------------------------------------------------
 
 TEST(EndOfProcess, ByAnExitOfTheReportingThreadIsByTheSignal) {
+  NEEDS_SIGNALS_OF_THE_SYSTEM();
   const Crash theCrash = RunCrash("handler-that-exits-in-the-drain");
   ExpectDeathBy(theCrash, {SIGSEGV});
 }

@@ -65,10 +65,10 @@ TEST_F(SocketConnect, AStaleWouldBlockStaysTheLastErrorOfASuccessAtEveryLevel) {
       EXPECT_THAT(mLog.Messages(), IsEmpty());
       continue;
     }
-    EXPECT_THAT(mLog.Messages(), ElementsAre(Debug(kTCP, "Trying to connect to '"),
-                                             Debug(kTCP, Format("127.0.0.1:%d", ntohs(mAddress.sin_port))),
-                                             Debug(kTCP, Format("' [%s]\n", kLabel)),
-                                             Debug(kTCP, "   Connected\n")));
+    EXPECT_THAT(mLog.Messages(),
+                ElementsAre(Debug(kTCP, "Trying to connect to '"),
+                            Debug(kTCP, Format("127.0.0.1:%d", ntohs(mAddress.sin_port))),
+                            Debug(kTCP, Format("' [%s]\n", kLabel)), Debug(kTCP, "   Connected\n")));
   }
 }
 

@@ -199,10 +199,10 @@ void TraceAddresses(TraceFile &aFile, void *const *anAddresses, int aCount, Symb
 
 // Whether a module that is loaded at aBase, with its headers, has code at the address.
 bool HasCodeAt(const void *aBase, uintptr_t anAddress) {
-  const char *const theBase = static_cast<const char *>(aBase);
+  const uintptr_t theBase = reinterpret_cast<uintptr_t>(aBase);
   const auto *const theHeader = static_cast<const ElfW(Ehdr) *>(aBase);
   const auto *const theSegments = reinterpret_cast<const ElfW(Phdr) *>(theBase + theHeader->e_phoff);
-  const uintptr_t theBias = theHeader->e_type == ET_EXEC ? 0 : reinterpret_cast<uintptr_t>(aBase);
+  const uintptr_t theBias = theHeader->e_type == ET_EXEC ? 0 : theBase;
   for (int i = 0; i < theHeader->e_phnum; ++i) {
     const ElfW(Phdr) &theSegment = theSegments[i];
     if (theSegment.p_type == PT_LOAD && (theSegment.p_flags & PF_X) != 0 &&
