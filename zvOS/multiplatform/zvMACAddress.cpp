@@ -3,6 +3,7 @@
 
 #include <zvOS/zvMACAddress.h>
 
+#include "private/Failure.h"
 #include "private/Descriptor.h"
 #include "private/InterfaceFromIP.h"
 #include "private/SocketAddress.h"
@@ -91,15 +92,10 @@ extern "C" int zvMACAddress_Get(size_t, uint8 aMACAddress[ETH_ALEN]) {
 // The messages name another function: field logs are searched for them as they are.
 HeapText zvos::zvSocket_GetInterfaceFromIP(uint32 anIPInterface) {
   const Descriptor theSocket(socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, IPPROTO_UDP));
-  if (!theSocket) {
-    ZV_ERR(F("Error creating a socket [zvSocketGetIPAddressList]\n"));
-    return HeapText();
-  }
+  if (!theSocket) return ZVOS_FAIL(HeapText(), F("Error creating a socket [zvSocketGetIPAddressList]\n"));
   InterfaceRecords theRecords;
-  if (!theRecords.Read(theSocket.get())) {
-    ZV_ERR(F("Error calling ioctl [zvSocketGetIPAddressList]\n"));
-    return HeapText();
-  }
+  if (!theRecords.Read(theSocket.get()))
+    return ZVOS_FAIL(HeapText(), F("Error calling ioctl [zvSocketGetIPAddressList]\n"));
 
   for (const ifreq &theRecord : theRecords) {
     ifreq theRequest = RequestAbout(theRecord);

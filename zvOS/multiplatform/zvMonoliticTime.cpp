@@ -2,15 +2,15 @@
 
 #include <zvOS/zvMonoliticTime.h>
 
-#include <cerrno>
+#include "private/Failure.h"
+
 #include <ctime>
 
 ZVLOG_WITH_MODULE_IF(ZVOS, 1)
 
 extern "C" void zvMonoliticTime_GetTime(zvtimeval *aTime) {
   timespec theTime;
-  if (clock_gettime(CLOCK_MONOTONIC, &theTime) != 0) {
-    const int theError = errno;
+  if (const int theError = zvos::ErrorOf(clock_gettime(CLOCK_MONOTONIC, &theTime))) {
     ZV_ERR(F("zvMonoliticTime_GetTime failed (error=%d)\n", theError));
     *aTime = {};
     return;

@@ -9,7 +9,7 @@
 #include <zvOS/zvSocketLog.h>
 #include <zvOS/zvSocketTracker.h>
 
-#include "private/SocketTwin.h"
+#include "private/Failure.h"
 
 #include <sys/ioctl.h>
 #include <sys/socket.h>
@@ -18,8 +18,8 @@
 
 ZVLOG_WITH_MODULE_IF(TCP, 1)
 
+using zvos::ErrnoAtEnd;
 using zvos::IsTracing;
-using zvos::SavedError;
 
 namespace {
 
@@ -27,7 +27,7 @@ namespace {
 
 ZV_COLD void TraceSend(zvSocket aSocket, const char *aBuffer, int aLength, int aResult,
                        const char *aDebugContext) {
-  const SavedError theError;
+  const ErrnoAtEnd theError;
   if (aResult == -1) {
     ZVLOG_DEBUG(TCPRW, F("Sent %d bytes on socket %d [%s], Error = %d\n", aResult, aSocket, aDebugContext,
                          theError.Value()));
@@ -41,7 +41,7 @@ ZV_COLD void TraceSend(zvSocket aSocket, const char *aBuffer, int aLength, int a
 
 ZV_COLD void TraceRecv(zvSocket aSocket, const char *aBuffer, int aLength, int aResult,
                        const char *aDebugContext) {
-  const SavedError theError;
+  const ErrnoAtEnd theError;
   if (aResult == -1) {
     ZVLOG_DEBUG(TCPRW, F("Received %d bytes on socket %d, error = %d [%s]\n", aResult, aSocket,
                          theError.Value(), aDebugContext));
@@ -82,7 +82,7 @@ extern "C" zvSocket zvSocketOpen_NoDebug(int anAF, int aType, int aProtocol) {
 extern "C" zvSocket zvSocketOpen_Debug(int anAF, int aType, int aProtocol, const char *aDebugContext,
                                        int afNoDebug) {
   const zvSocket theSocket = zvSocketOpen_NoDebug(anAF, aType, aProtocol);
-  const SavedError theError(theSocket == kzvSocketInvalid ? errno : 0);
+  const ErrnoAtEnd theError(theSocket == kzvSocketInvalid ? errno : 0);
   if (theSocket == kzvSocketInvalid) {
     ZV_ERR(F("Cannot create socket: error = %d [%s]\n", theError.Value(), aDebugContext));
   } else if (afNoDebug == 0 && IsTracing()) {
@@ -102,7 +102,7 @@ extern "C" int zvSocketBind_Debug(zvSocket aSocket, sockaddr *aSockAddr, socklen
   if (aSocket == kzvSocketInvalid) ZV_ERR(F("About to bind an invalid socket [%s]\n", aDebugContext));
 
   const int theResult = zvSocketBind_NoDebug(aSocket, aSockAddr, anAddrLen);
-  const SavedError theError(theResult < 0 ? errno : 0);
+  const ErrnoAtEnd theError(theResult < 0 ? errno : 0);
   if (theResult < 0) {
     ZV_ERR(F("Cannot bind socket %d: error = %d [%s]\n", aSocket, theError.Value(), aDebugContext));
   } else if (IsTracing()) {
@@ -121,7 +121,7 @@ extern "C" int zvSocketListen_Debug(zvSocket aSocket, int aBackLog, const char *
   if (aSocket == kzvSocketInvalid) ZV_ERR(F("About to listen on an invalid socket [%s]\n", aDebugContext));
 
   const int theResult = zvSocketListen_NoDebug(aSocket, aBackLog);
-  const SavedError theError(theResult != 0 ? errno : 0);
+  const ErrnoAtEnd theError(theResult != 0 ? errno : 0);
   if (theResult != 0) {
     ZV_ERR(F("Error listening on socket %d: backlog = %d, error = %d [%s]\n", aSocket, aBackLog,
              theError.Value(), aDebugContext));
@@ -145,7 +145,7 @@ extern "C" zvSocket zvSocketAccept_Debug(zvSocket aSocket, sockaddr *aSockAddr, 
   if (aSocket == kzvSocketInvalid) ZV_ERR(F("About to accept on an invalid socket [%s]\n", aDebugContext));
 
   const zvSocket theSocket = zvSocketAccept_NoDebug(aSocket, aSockAddr, anAddrLen);
-  const SavedError theError(theSocket == kzvSocketInvalid ? errno : 0);
+  const ErrnoAtEnd theError(theSocket == kzvSocketInvalid ? errno : 0);
   if (theSocket == kzvSocketInvalid) {
     if (theError.Value() != EAGAIN) {
       ZV_ERR(F("Cannot accept from socket %d: error = %d [%s]\n", aSocket, theError.Value(), aDebugContext));
@@ -170,7 +170,7 @@ extern "C" int zvSocketConnect_NoDebug(zvSocket aSocket, sockaddr *aSockAddr, so
 extern "C" int zvSocketConnect_Debug(zvSocket aSocket, sockaddr *aSockAddr, socklen_t anAddrLen,
                                      const char *aDebugContext) {
   {
-    const SavedError theErrorOfCaller;
+    const ErrnoAtEnd theErrorOfCaller;
     ZV_DEBUG(F("Trying to connect to '"));
     ZV_DEBUG(sockaddr(aSockAddr));
     ZV_DEBUG(F("' [%s]\n", aDebugContext));
@@ -180,7 +180,7 @@ extern "C" int zvSocketConnect_Debug(zvSocket aSocket, sockaddr *aSockAddr, sock
   // A connect that succeeds leaves errno alone: an EAGAIN from before the call still counts as would-block,
   // and stays the last error.
   const bool afWouldBlock = zvSocketLastErrorIsWouldBlock() != 0;
-  const SavedError theError(afWouldBlock || theResult != 0 ? errno : 0);
+  const ErrnoAtEnd theError(afWouldBlock || theResult != 0 ? errno : 0);
   // The level may have changed while the connect waited: each record goes by what it is by then.
   if (!afWouldBlock && theResult != 0) {
     ZV_ERR(F("   Cannot connect socket %d: error = %d [%s]\n", aSocket, theError.Value(), aDebugContext));
@@ -234,7 +234,7 @@ extern "C" int zvSocketShutdown_Debug(zvSocket aSocket, const char *aDebugContex
   if (aSocket == kzvSocketInvalid) ZV_ERR(F("About to shutdown an invalid socket [%s]\n", aDebugContext));
 
   const int theResult = zvSocketShutdown_NoDebug(aSocket);
-  const SavedError theError(theResult != 0 ? errno : 0);
+  const ErrnoAtEnd theError(theResult != 0 ? errno : 0);
   if (theResult != 0) {
     ZV_ERR(F("Cannot shutdown socket %d: error = %d [%s]\n", aSocket, theError.Value(), aDebugContext));
   }
@@ -255,7 +255,7 @@ extern "C" int zvSocketClose_Debug(zvSocket aSocket, const char *aDebugContext, 
   }
 
   const int theResult = zvSocketClose_NoDebug(aSocket);
-  const SavedError theError(theResult != 0 ? errno : 0);
+  const ErrnoAtEnd theError(theResult != 0 ? errno : 0);
   if (theResult != 0) {
     ZV_ERR(F("Cannot close socket %d: error = %d [%s]\n", aSocket, theError.Value(), aDebugContext));
     LOG_BUFFER_CLOSE(aSocket);

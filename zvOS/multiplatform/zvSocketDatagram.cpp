@@ -5,15 +5,15 @@
 
 #include "private/HeapText.h"
 #include "private/SocketAddress.h"
-#include "private/SocketTwin.h"
+#include "private/Failure.h"
 
 #include <cerrno>
 
 ZVLOG_WITH_MODULE_IF(TCP, 1)
 
+using zvos::ErrnoAtEnd;
 using zvos::IsTracing;
 using zvos::ReportingFailure;
-using zvos::SavedError;
 using zvos::TextOrNull;
 
 namespace {
@@ -52,7 +52,7 @@ int ReportingNoName(int aResult, zvSocket aSocket, const char *aDebugContext) {
 // Traces of the hot twins, kept out of their code.
 
 ZV_COLD void TraceSendUDP(zvSocket aSocket, int aResult, const char *aDebugContext) {
-  const SavedError theError;
+  const ErrnoAtEnd theError;
   if (aResult == -1) {
     ZVLOG_DEBUG(TCPRW, F("Sent %d bytes on UDP socket %d [%s], Error = %d\n", aResult, aSocket, aDebugContext,
                          theError.Value()));
@@ -62,7 +62,7 @@ ZV_COLD void TraceSendUDP(zvSocket aSocket, int aResult, const char *aDebugConte
 }
 
 ZV_COLD void TraceRecvUDP(zvSocket aSocket, int aResult, const char *aDebugContext) {
-  const SavedError theError;
+  const ErrnoAtEnd theError;
   if (aResult == -1) {
     ZVLOG_DEBUG(TCPRW, F("Received %d bytes on UDP socket %d, Error = %d [%s]\n", aResult, aSocket,
                          theError.Value(), aDebugContext));

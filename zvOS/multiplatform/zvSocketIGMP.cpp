@@ -4,7 +4,7 @@
 #include <zvOS/zvSocket.h>
 #include <zvOS/zvSocketIGMP.h>
 
-#include "private/SavedError.h"
+#include "private/Failure.h"
 #include "private/SocketAddress.h"
 
 #include <netinet/igmp.h>
@@ -18,7 +18,7 @@
 
 ZVLOG_WITH_MODULE_IF(TCP, 1)
 
-using zvos::SavedError;
+using zvos::ErrnoAtEnd;
 
 namespace {
 
@@ -58,7 +58,7 @@ extern "C" int zvSocketSendIGMP(uint32 aDestAddress, uint32 aGroupAddress, uint8
 
   const zvSocket theSocket = zvSocketOpen_Debug(AF_INET, SOCK_RAW, IPPROTO_IGMP, kDebugContext, 0);
   if (theSocket == kzvSocketInvalid) {
-    const SavedError theError;
+    const ErrnoAtEnd theError;
     ZV_DEBUG(F("Failed to create RAW socket\n"));
     return -1;
   }
@@ -71,7 +71,7 @@ extern "C" int zvSocketSendIGMP(uint32 aDestAddress, uint32 aGroupAddress, uint8
                                       kDebugContext);
   }
   // The close would leave 0 where the caller looks for the cause.
-  const SavedError theError(theResult == -1 ? errno : 0);
+  const ErrnoAtEnd theError(theResult == -1 ? errno : 0);
   // Said of reports and leaves alike.
   if (theResult == -1) ZV_DEBUG(F("Failed to send IGMP join group\n"));
 

@@ -4,7 +4,7 @@
 
 #include <zvOS/zvSocketOptions.h>
 
-#include "private/SocketTwin.h"
+#include "private/Failure.h"
 
 #include <fcntl.h>
 #include <netinet/tcp.h>

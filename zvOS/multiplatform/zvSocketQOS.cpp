@@ -2,6 +2,7 @@
 
 #include <zvOS/zvSocketQOS.h>
 
+#include "private/Failure.h"
 #include "private/SocketQOS.h"
 
 ZVLOG_WITH_MODULE_IF(TCP_QOS, 1)
@@ -45,10 +46,8 @@ extern "C" void zvSocketQOS_Delete(zvSocketQOS aSocketQOS) {
 extern "C" int zvSocketQOS_SetPriority(zvSocketQOS aSocketQOS, zvSocket aSocket, int aPriority,
                                        const sockaddr *) {
   if (aSocketQOS == nullptr) return 0;
-  if (aSocket == kzvSocketInvalid) {
-    ZV_ERR(F("SetPriority: invalid socket\n"));
-    return kzvSocketQOSInvalidSocket;
-  }
+  if (aSocket == kzvSocketInvalid)
+    return ZVOS_FAIL(kzvSocketQOSInvalidSocket, F("SetPriority: invalid socket\n"));
   const Marking theMarking = MarkingOf(aPriority);
   if (aSocketQOS->mfQWaveSupported == 1) return 0;
 

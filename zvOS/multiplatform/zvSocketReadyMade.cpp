@@ -3,7 +3,7 @@
 
 #include <zvOS/zvSocket.h>
 
-#include "private/SavedError.h"
+#include "private/Failure.h"
 #include "private/SocketAddress.h"
 
 ZVLOG_WITH_MODULE_IF(TCP, 1)
@@ -51,9 +51,8 @@ bool BindTCPToGivenAddress(zvSocket aSocket, int32 anIPAddress) {
   zvSocketSetReuseAddress_Debug(aSocket, "zvSocket_GetTCPSocket 4");
   if (BindTo(aSocket, anIPAddress, 0, "zvSocket_GetTCPSocket 5") == 0) return true;
 
-  const zvos::SavedError theError;
-  ZV_ERR(F("Error binding socket %d [zvSocket_GetTCPSocket 5]\n", aSocket));
-  return false;
+  const zvos::ErrnoAtEnd theError;
+  return ZVOS_FAIL(false, F("Error binding socket %d [zvSocket_GetTCPSocket 5]\n", aSocket));
 }
 
 }  // namespace

@@ -1,7 +1,7 @@
 // The report of a fatal signal: its turn, its stretches, its patience. What it is for stands in the header.
 
 #include "private/CrashReport.h"
-#include "private/SavedError.h"
+#include "private/Failure.h"
 
 #include <pthread.h>
 #include <sys/syscall.h>
@@ -320,7 +320,7 @@ bool IsForHandler(int aSignal, const siginfo_t &anInfo) {
 
 // What has come to this very thread while it writes is dealt with here.
 __attribute__((noinline)) bool HasToBeHandled(int aSignal, siginfo_t *anInfo, void *aContext) {
-  const SavedError theError;
+  const ErrnoAtEnd theError;
   if (CrashReport *const theReport = CrashReport::Writing()) {
     theReport->Interrupt({aSignal, anInfo, static_cast<ucontext_t *>(aContext)});
     return false;

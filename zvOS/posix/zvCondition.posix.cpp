@@ -6,6 +6,7 @@
 #include <zvOS/zvCondition.h>
 #include <zvOS/zvTime.h>
 
+#include "private/Failure.h"
 #include "private/Record.h"
 
 #include <cerrno>
@@ -65,30 +66,26 @@ extern "C" void zvCondition_Delete(zvOSCondition *aCondition) {
   ZVMAGICNUMBER_CHECK(aCondition, kzvCondition_Magic);
 
   zvos::ClearMagic(aCondition);
-  const int theError = pthread_cond_destroy(&aCondition->mCondition);
-  if (theError != 0) ZV_ERR(F("zvOSCondition: pthread_cond_destroy failed (error = %d)\n", theError));
+  if (const int theError = pthread_cond_destroy(&aCondition->mCondition))
+    ZV_ERR(F("zvOSCondition: pthread_cond_destroy failed (error = %d)\n", theError));
   free(aCondition);
 }
 
 extern "C" int zvCondition_Signal(zvOSCondition *aCondition) {
   ZVMAGICNUMBER_CHECK(aCondition, kzvCondition_Magic);
 
-  const int theError = pthread_cond_signal(&aCondition->mCondition);
-  if (ZV_UNLIKELY(theError != 0)) {
-    ZV_ERR(F("zvOSCondition: pthread_cond_signal failed (error = %d)\n", theError));
-    return zvCondition_Status_Error;
-  }
+  if (const int theError = pthread_cond_signal(&aCondition->mCondition); ZV_UNLIKELY(theError != 0))
+    return ZVOS_FAIL(zvCondition_Status_Error,
+                     F("zvOSCondition: pthread_cond_signal failed (error = %d)\n", theError));
   return zvCondition_Status_NoError;
 }
 
 extern "C" int zvCondition_Broadcast(zvOSCondition *aCondition) {
   ZVMAGICNUMBER_CHECK(aCondition, kzvCondition_Magic);
 
-  const int theError = pthread_cond_broadcast(&aCondition->mCondition);
-  if (ZV_UNLIKELY(theError != 0)) {
-    ZV_ERR(F("zvOSCondition: pthread_cond_broadcast failed (error = %d)\n", theError));
-    return zvCondition_Status_Error;
-  }
+  if (const int theError = pthread_cond_broadcast(&aCondition->mCondition); ZV_UNLIKELY(theError != 0))
+    return ZVOS_FAIL(zvCondition_Status_Error,
+                     F("zvOSCondition: pthread_cond_broadcast failed (error = %d)\n", theError));
   return zvCondition_Status_NoError;
 }
 
@@ -98,10 +95,9 @@ extern "C" int zvCondition_Wait(zvOSCondition *aCondition, zvOSMutex *aMutex) {
   const uint32 theLockCount = zvMutex_Posix_Tag_Unheld(aMutex);
   const int theError = pthread_cond_wait(&aCondition->mCondition, zvMutex_Posix_Get(aMutex));
   zvMutex_Posix_Tag_Held(aMutex, theLockCount);
-  if (ZV_UNLIKELY(theError != 0)) {
-    ZV_ERR(F("zvOSCondition: pthread_cond_wait failed (error = %d)\n", theError));
-    return zvCondition_Status_Error;
-  }
+  if (ZV_UNLIKELY(theError != 0))
+    return ZVOS_FAIL(zvCondition_Status_Error,
+                     F("zvOSCondition: pthread_cond_wait failed (error = %d)\n", theError));
   return zvCondition_Status_NoError;
 }
 
@@ -118,6 +114,6 @@ extern "C" int zvCondition_WaitTimeout(zvOSCondition *aCondition, zvOSMutex *aMu
 
   if (theError == 0) return zvCondition_Status_NoError;
   if (theError == ETIMEDOUT) return zvCondition_Status_TimeOut;
-  ZV_ERR(F("zvOSCondition: pthread_cond_timedwait failed (error = %d)\n", theError));
-  return zvCondition_Status_Error;
+  return ZVOS_FAIL(zvCondition_Status_Error,
+                   F("zvOSCondition: pthread_cond_timedwait failed (error = %d)\n", theError));
 }

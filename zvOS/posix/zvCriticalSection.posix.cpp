@@ -2,6 +2,7 @@
 
 #include <zvOS/zvCriticalSection.h>
 
+#include "private/Failure.h"
 #include "private/Record.h"
 #include "private/RecursiveMutex.h"
 
@@ -12,29 +13,11 @@ struct zvCriticalSection_t {
   pthread_mutex_t mMutex;
 };
 
-namespace {
-
-// Failures of the hot paths, kept out of their code.
-
-ZV_COLD int EnterFailed(int anError) {
-  ZV_ERR(F("zvOSCriticalSection: pthread_mutex_lock failed (error = %d)\n", anError));
-  return zvCriticalSection_Status_Error;
-}
-
-ZV_COLD int LeaveFailed(int anError) {
-  ZV_ERR(F("zvOSCriticalSection: pthread_mutex_unlock failed (error = %d)\n", anError));
-  return zvCriticalSection_Status_Error;
-}
-
-}  // namespace
-
 extern "C" zvOSCriticalSection *zvCriticalSection_New(void) {
   zvOSCriticalSection *const theCriticalSection =
       zvos::NewRecord<zvOSCriticalSection>({kzvCriticalSection_Magic, PTHREAD_MUTEX_INITIALIZER});
-  if (theCriticalSection == nullptr) {
-    ZV_ERR(F("zvOSCriticalSection: Cannot allocate memory for a critical section\n"));
-    return nullptr;
-  }
+  if (theCriticalSection == nullptr)
+    return ZVOS_FAIL(nullptr, F("zvOSCriticalSection: Cannot allocate memory for a critical section\n"));
 
   const int theError = zvos::InitRecursiveMutex(&theCriticalSection->mMutex);
   if (theError != 0) {
@@ -50,23 +33,25 @@ extern "C" void zvCriticalSection_Delete(zvOSCriticalSection *aCriticalSection) 
   ZVMAGICNUMBER_CHECK(aCriticalSection, kzvCriticalSection_Magic);
 
   zvos::ClearMagic(aCriticalSection);
-  const int theError = pthread_mutex_destroy(&aCriticalSection->mMutex);
-  if (theError != 0) {
+  if (const int theError = pthread_mutex_destroy(&aCriticalSection->mMutex))
     ZV_ERR(F("zvOSCriticalSection: pthread_mutex_destroy failed (error = %d)\n", theError));
-  }
   free(aCriticalSection);
 }
 
 extern "C" int zvCriticalSection_Enter(zvOSCriticalSection *aCriticalSection) {
   ZVMAGICNUMBER_CHECK(aCriticalSection, kzvCriticalSection_Magic);
 
-  const int theError = pthread_mutex_lock(&aCriticalSection->mMutex);
-  return ZV_UNLIKELY(theError != 0) ? EnterFailed(theError) : zvCriticalSection_Status_NoError;
+  if (const int theError = pthread_mutex_lock(&aCriticalSection->mMutex))
+    return ZVOS_FAIL_COLD(zvCriticalSection_Status_Error,
+                          F("zvOSCriticalSection: pthread_mutex_lock failed (error = %d)\n", theError));
+  return zvCriticalSection_Status_NoError;
 }
 
 extern "C" int zvCriticalSection_Leave(zvOSCriticalSection *aCriticalSection) {
   ZVMAGICNUMBER_CHECK(aCriticalSection, kzvCriticalSection_Magic);
 
-  const int theError = pthread_mutex_unlock(&aCriticalSection->mMutex);
-  return ZV_UNLIKELY(theError != 0) ? LeaveFailed(theError) : zvCriticalSection_Status_NoError;
+  if (const int theError = pthread_mutex_unlock(&aCriticalSection->mMutex))
+    return ZVOS_FAIL_COLD(zvCriticalSection_Status_Error,
+                          F("zvOSCriticalSection: pthread_mutex_unlock failed (error = %d)\n", theError));
+  return zvCriticalSection_Status_NoError;
 }

@@ -6,6 +6,7 @@
 #include <zvOS/zvDir.h>
 #include <zvOS/zvPath.h>
 
+#include "private/Failure.h"
 #include "private/FileTimes.h"
 #include "private/HeapText.h"
 
@@ -18,6 +19,7 @@
 
 ZVLOG_WITH_MODULE_IF(DIR, 1)
 
+using zvos::ErrorOf;
 using zvos::HeapText;
 using zvos::TextOrNull;
 
@@ -75,8 +77,8 @@ bool LeadsElsewhere(const char *anArgument, const char *aPath) {
 
   if (realpath(aPath, thePaths->mReal) == nullptr) {
     const int theError = errno;
-    ZV_ERR(F("zvDir_Exists: failed to get real path of symlink '%s', error %d\n", aPath, theError));
-    return false;
+    return ZVOS_FAIL(false,
+                     F("zvDir_Exists: failed to get real path of symlink '%s', error %d\n", aPath, theError));
   }
   const char *theAbsolutePath = aPath;
   bool afExists = true;
@@ -96,11 +98,9 @@ bool CreateLevels(const char *aPath, size_t anIndex) {
   while (aPath[anIndex] != '\0') {
     anIndex += strcspn(aPath + anIndex, "/");
     const HeapText theLevel(zvStrndup(aPath, anIndex));
-    if (!theLevel || (zvDir_Exists(theLevel.get()) == 0 && zvDir_Create(theLevel.get()) != 0)) {
-      ZV_ERR(F("zvDir: Cannot create directory path part: '%s' (part index = %d)\n", aPath,
-               static_cast<int>(anIndex)));
-      return false;
-    }
+    if (!theLevel || (zvDir_Exists(theLevel.get()) == 0 && zvDir_Create(theLevel.get()) != 0))
+      return ZVOS_FAIL(false, F("zvDir: Cannot create directory path part: '%s' (part index = %d)\n", aPath,
+                                static_cast<int>(anIndex)));
     if (aPath[anIndex] == '/') ++anIndex;
   }
   return true;
@@ -110,59 +110,44 @@ bool CreateLevels(const char *aPath, size_t anIndex) {
 
 extern "C" int zvDir_Exists(const char *aDirPath) {
   const HeapText thePath = NormalizedPath(aDirPath);
-  if (!thePath) {
-    ZV_ERR(F("zvDir: Cannot check directory '%s' exists, (invalid name)\n", TextOrNull(aDirPath)));
-    return 0;
-  }
+  if (!thePath)
+    return ZVOS_FAIL(0,
+                     F("zvDir: Cannot check directory '%s' exists, (invalid name)\n", TextOrNull(aDirPath)));
   struct stat theStatus;
   if (stat(thePath.get(), &theStatus) != 0 || !S_ISDIR(theStatus.st_mode)) return 0;
 
   const int theResult = lstat(thePath.get(), &theStatus);
-  if (theResult != 0) {
-    ZV_ERR(F("zvDir_Exists: lstat failed %u\n", static_cast<unsigned>(theResult)));
-    return 0;
-  }
+  if (theResult != 0)
+    return ZVOS_FAIL(0, F("zvDir_Exists: lstat failed %u\n", static_cast<unsigned>(theResult)));
   if (!S_ISLNK(theStatus.st_mode)) return 1;
   return LeadsElsewhere(aDirPath, thePath.get()) ? 1 : 0;
 }
 
 extern "C" int zvDir_Remove(const char *aDirPath) {
   const HeapText thePath = NormalizedPath(aDirPath);
-  if (!thePath) {
-    ZV_ERR(F("zvDir: Cannot remove directory: '%s' (invalid name)\n", TextOrNull(aDirPath)));
-    return -1;
-  }
-  if (rmdir(thePath.get()) == 0) return 0;
-
-  const int theError = errno;
-  if (theError == ENOENT) return 0;
-  ZV_ERR(F("zvDir: Cannot remove directory '%s' (errno = %d)\n", thePath.get(), theError));
-  return -1;
+  if (!thePath)
+    return ZVOS_FAIL(-1, F("zvDir: Cannot remove directory: '%s' (invalid name)\n", TextOrNull(aDirPath)));
+  const int theError = ErrorOf(rmdir(thePath.get()));
+  if (theError == 0 || theError == ENOENT) return 0;
+  return ZVOS_FAIL(-1, F("zvDir: Cannot remove directory '%s' (errno = %d)\n", thePath.get(), theError));
 }
 
 extern "C" int zvDir_Create(const char *aDirPath) {
   const HeapText thePath = NormalizedPath(aDirPath);
-  if (!thePath) {
-    ZV_ERR(F("zvDir: Cannot create directory: '%s' (invalid name)\n", TextOrNull(aDirPath)));
-    return -1;
-  }
-  if (mkdir(thePath.get(), kPermissionsOfNewDirectory) == 0) return 0;
-
-  const int theError = errno;
-  ZV_ERR(F("zvDir: Cannot create directory '%s' (errno = %d)\n", thePath.get(), theError));
-  return -1;
+  if (!thePath)
+    return ZVOS_FAIL(-1, F("zvDir: Cannot create directory: '%s' (invalid name)\n", TextOrNull(aDirPath)));
+  if (const int theError = ErrorOf(mkdir(thePath.get(), kPermissionsOfNewDirectory)))
+    return ZVOS_FAIL(-1, F("zvDir: Cannot create directory '%s' (errno = %d)\n", thePath.get(), theError));
+  return 0;
 }
 
 extern "C" int zvDir_CreatePath(const char *aDirPath) {
   const HeapText thePath = NormalizedPath(aDirPath);
-  if (!thePath) {
-    ZV_ERR(F("zvDir: Cannot create directory path: '%s' (invalid name)\n", TextOrNull(aDirPath)));
-    return 0;
-  }
-  if (thePath.get()[0] == '\0') {
-    ZV_ERR(F("zvDir: Cannot analyze directory path: '%s' (invalid path)\n", aDirPath));
-    return 0;
-  }
+  if (!thePath)
+    return ZVOS_FAIL(0,
+                     F("zvDir: Cannot create directory path: '%s' (invalid name)\n", TextOrNull(aDirPath)));
+  if (thePath.get()[0] == '\0')
+    return ZVOS_FAIL(0, F("zvDir: Cannot analyze directory path: '%s' (invalid path)\n", aDirPath));
 
   // The first component, to which a leading '/' belongs, is taken to exist.
   const char *const theSlash = strchr(thePath.get() + 1, '/');
@@ -174,17 +159,15 @@ extern "C" int zvDir_GetTimes(const char *aDirPath, zvtimeval *aLastAccessTime, 
                               zvtimeval *aCreationTime) {
   if (!NormalizedPath(aDirPath)) {
     // "zvFile" here and below is the text that field logs are searched for.
-    ZV_ERR(F("zvFile: Cannot get times for directory: '%s' (invalid name)\n", TextOrNull(aDirPath)));
-    return -1;
+    return ZVOS_FAIL(
+        -1, F("zvFile: Cannot get times for directory: '%s' (invalid name)\n", TextOrNull(aDirPath)));
   }
 
   // As given: callers count relative paths from the working directory here.
   struct stat theStatus;
-  if (stat(aDirPath, &theStatus) != 0) {
-    const int theError = errno;
-    ZV_ERR(F("zvFile: Cannot get times for directory: '%s' (error = %d)\n", aDirPath, theError));
-    return -1;
-  }
+  if (const int theError = ErrorOf(stat(aDirPath, &theStatus)))
+    return ZVOS_FAIL(-1,
+                     F("zvFile: Cannot get times for directory: '%s' (error = %d)\n", aDirPath, theError));
   zvos::StoreTimes(theStatus, aLastAccessTime, aModificationTime, aCreationTime);
   return 0;
 }

@@ -7,7 +7,7 @@
 #include <zvOS/zvPath.h>
 
 #include "private/HeapText.h"
-#include "private/SavedError.h"
+#include "private/Failure.h"
 
 #include <dirent.h>
 #include <sys/stat.h>
@@ -17,8 +17,8 @@
 
 ZVLOG_WITH_MODULE_IF(DIR, 1)
 
+using zvos::ErrnoAtEnd;
 using zvos::HeapText;
-using zvos::SavedError;
 using zvos::TextOrNull;
 
 struct zvDirTraverser {
@@ -65,11 +65,9 @@ Taken Resolve(const zvDirTraverser *aDirTraverser, const char *aName, int *afDir
   const HeapText thePath(static_cast<char *>(malloc(kEntryPathSize)));
   if (!thePath) return Taken::kNoMemory;
   const int theLength = zv_snprintf(thePath.get(), kEntryPathSize, "%s/%s", aDirTraverser->mDirPath, aName);
-  if (theLength < 0 || static_cast<size_t>(theLength) >= kEntryPathSize) {
-    ZV_ERR(F("zvDirTraverser: Cannot compute entry name '%s/%s' (buffer too small)\n",
-             aDirTraverser->mDirPath, aName));
-    return Taken::kNot;
-  }
+  if (theLength < 0 || static_cast<size_t>(theLength) >= kEntryPathSize)
+    return ZVOS_FAIL(Taken::kNot, F("zvDirTraverser: Cannot compute entry name '%s/%s' (buffer too small)\n",
+                                    aDirTraverser->mDirPath, aName));
   errno = 0;
   *afDir = 0;
   if (zvFile_Exists(thePath.get()) != 0) return Taken::kWhole;
@@ -129,7 +127,7 @@ zvDirEntry *NextEntry(zvDirTraverser *aDirTraverser, int *anError) {
   // errno is not cleared before the read, so that what the caller brought decides what the end means.
   while ((aDirTraverser->mDirEnt = readdir(aDirTraverser->mDir)) != nullptr) {
     // What looking at one bad entry leaves behind must not end the walk.
-    const SavedError theError;
+    const ErrnoAtEnd theError;
     const Taken theTaken = TakeEntry(aDirTraverser);
     // An entry that is silently missing would be worse than a walk that ends.
     if (theTaken == Taken::kNoMemory) return EndWithError(ENOMEM, anError);

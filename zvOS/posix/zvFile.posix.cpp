@@ -3,6 +3,7 @@
 #include <zvOS/zvFile.h>
 #include <zvOS/zvPath.h>
 
+#include "private/Failure.h"
 #include "private/FileTimes.h"
 #include "private/HeapText.h"
 
@@ -19,6 +20,7 @@ ZVLOG_WITH_MODULE_IF(FILE, 1)
 zvCompileTimeAssert(sizeof(off_t) * 8 == ZVFILEOFFSET_SIZE);
 zvCompileTimeAssert(sizeof(zvFileOffset) == sizeof(off_t));
 
+using zvos::ErrorOf;
 using zvos::HeapText;
 using zvos::TextOrNull;
 
@@ -63,38 +65,35 @@ int OpenFlags(const char *aPath, zvFileOpenMode anOpenMode) {
   if (afHas(zvFileOpenMode_ReadWrite)) {
     theFlags = O_RDWR;
   } else if (afHas(zvFileOpenMode_Read)) {
-    if (afHas(zvFileOpenMode_Truncate)) {
-      ZV_ERR(F("zvFile: Cannot open file: '%s' - truncate mode can only be used on a file open for writing\n",
-               aPath));
-      return -1;
-    }
+    if (afHas(zvFileOpenMode_Truncate))
+      return ZVOS_FAIL(
+          -1,
+          F("zvFile: Cannot open file: '%s' - truncate mode can only be used on a file open for writing\n",
+            aPath));
     theFlags = O_RDONLY;
   } else if (afHas(zvFileOpenMode_Write)) {
     theFlags = O_WRONLY;
   } else {
-    ZV_ERR(F("zvFile: Cannot open file: '%s' because no mode is specified\n", aPath));
-    return -1;
+    return ZVOS_FAIL(-1, F("zvFile: Cannot open file: '%s' because no mode is specified\n", aPath));
   }
 
   if (afHas(zvFileOpenMode_Truncate)) theFlags |= O_TRUNC;
 
   if (!afHas(zvFileOpenMode_Create)) {
     if (!afHas(zvFileOpenMode_Exclusive)) return theFlags;
-    ZV_ERR(
+    return ZVOS_FAIL(
+        -1,
         F("zvFile: Cannot open file: '%s' - exclusive modes can only be used with the create mode\n", aPath));
-    return -1;
   }
 
   theFlags |= O_CREAT;
-  if (afHas(zvFileOpenMode_Append)) {
-    ZV_ERR(F("zvFile: Cannot open file: '%s' - append and create modes cannot be used together\n", aPath));
-    return -1;
-  }
-  if (afHas(zvFileOpenMode_Truncate) && afHas(zvFileOpenMode_Exclusive)) {
-    ZV_ERR(
+  if (afHas(zvFileOpenMode_Append))
+    return ZVOS_FAIL(
+        -1, F("zvFile: Cannot open file: '%s' - append and create modes cannot be used together\n", aPath));
+  if (afHas(zvFileOpenMode_Truncate) && afHas(zvFileOpenMode_Exclusive))
+    return ZVOS_FAIL(
+        -1,
         F("zvFile: Cannot open file: '%s' - truncate and exclusive modes cannot be used together\n", aPath));
-    return -1;
-  }
   if (afHas(zvFileOpenMode_Exclusive)) theFlags |= O_EXCL;
   return theFlags;
 }
@@ -133,30 +132,6 @@ int32 MoveWhole(uint32 aCount, const char *aCountAssertion, Call aCall) {
   return theTotalCount;
 }
 
-// Failures of the hot paths, kept out of their code.
-
-ZV_COLD int ReadFailed(uint32 aCount) {
-  const int theError = errno;
-  ZV_ERR(F("zvFile: cannot read %lu bytes (error = %d)\n", static_cast<unsigned long>(aCount), theError));
-  return PosixErrorToZvFileError(theError);
-}
-
-ZV_COLD int WriteFailed(uint32 aCount) {
-  const int theError = errno;
-  ZV_ERR(F("zvFile: cannot write %lu bytes (error = %d)\n", static_cast<unsigned long>(aCount), theError));
-  return PosixErrorToZvFileError(theError);
-}
-
-ZV_COLD int SeekFailed(zvFileFD aFD) {
-  const int theError = errno;
-  ZV_ERR(F("zvFile: Cannot seek (fd = %p) (error = %d)\n", aFD, theError));
-  return PosixErrorToZvFileError(theError);
-}
-
-bool GetFileStatus(const char *aPath, struct stat *aStatus) {
-  return stat(aPath, aStatus) == 0;
-}
-
 int zvFile_truncate(const char *aPath, zvFileOffset aNewSize) {
   return truncate(aPath, aNewSize);
 }
@@ -165,14 +140,13 @@ int zvFile_truncate(const char *aPath, zvFileOffset aNewSize) {
 
 extern "C" int zvFile_Open(const char *aPath, zvFileOpenMode anOpenMode, int, zvFileFD *aFD) {
   const HeapText thePath = zvFile_S_GetPath(aPath);
-  if (!thePath) {
-    ZV_ERR(F("zvFile: Cannot open file: '%s' (invalid name)\n", TextOrNull(aPath)));
-    return kzvFileErrorUnknown;
-  }
-  if (aFD == nullptr) {
-    ZV_ERR(F("zvFile: Cannot open file: '%p' (invalid file descriptor pointer)\n", static_cast<void *>(aFD)));
-    return kzvFileErrorUnknown;
-  }
+  if (!thePath)
+    return ZVOS_FAIL(kzvFileErrorUnknown,
+                     F("zvFile: Cannot open file: '%s' (invalid name)\n", TextOrNull(aPath)));
+  if (aFD == nullptr)
+    return ZVOS_FAIL(
+        kzvFileErrorUnknown,
+        F("zvFile: Cannot open file: '%p' (invalid file descriptor pointer)\n", static_cast<void *>(aFD)));
 
   if ((anOpenMode & zvFileOpenMode_Append) != 0) anOpenMode |= zvFileOpenMode_Write;
   const int theFlags = OpenFlags(thePath.get(), anOpenMode);
@@ -180,12 +154,10 @@ extern "C" int zvFile_Open(const char *aPath, zvFileOpenMode anOpenMode, int, zv
 
   const int theDescriptor =
       open(thePath.get(), theFlags | ZVFILE_LARGEFILE | O_CLOEXEC, kPermissionsOfNewFile);
-  if (theDescriptor == -1) {
-    const int theError = errno;
-    ZV_ERR(F("zvFile: Cannot open file: '%s' (OpenMode = 0x%02x) (error = %d)\n", thePath.get(),
-             static_cast<unsigned>(anOpenMode), theError));
-    return PosixErrorToZvFileError(theError);
-  }
+  if (const int theError = ErrorOf(theDescriptor))
+    return ZVOS_FAIL(PosixErrorToZvFileError(theError),
+                     F("zvFile: Cannot open file: '%s' (OpenMode = 0x%02x) (error = %d)\n", thePath.get(),
+                       static_cast<unsigned>(anOpenMode), theError));
 
   const zvFileFD theFD = HandleOf(theDescriptor);
   if ((anOpenMode & zvFileOpenMode_Append) != 0) {
@@ -205,19 +177,15 @@ extern "C" int zvFile_Open(const char *aPath, zvFileOpenMode anOpenMode, int, zv
 
 extern "C" int zvFile_Access(const char *aPath, zvFileAccessMode anAccessMode) {
   const HeapText thePath = zvFile_S_GetPath(aPath);
-  if (!thePath) {
-    ZV_ERR(F("zvFile: Cannot check access for file: '%s' (invalid name)\n", TextOrNull(aPath)));
-    return 0;
-  }
+  if (!thePath)
+    return ZVOS_FAIL(0, F("zvFile: Cannot check access for file: '%s' (invalid name)\n", TextOrNull(aPath)));
 
   int theMode = F_OK;
   if ((anAccessMode & zvFileAccessMode_Read) != 0) theMode |= R_OK;
   if ((anAccessMode & zvFileAccessMode_Write) != 0) theMode |= W_OK;
-  if (access(thePath.get(), theMode) != 0) {
-    const int theError = errno;
-    ZV_ERR(F("zvFile: Cannot check access for file: '%s' (error = %d)\n", thePath.get(), theError));
-    return 0;
-  }
+  if (const int theError = ErrorOf(access(thePath.get(), theMode)))
+    return ZVOS_FAIL(0,
+                     F("zvFile: Cannot check access for file: '%s' (error = %d)\n", thePath.get(), theError));
   return 1;
 }
 
@@ -229,22 +197,18 @@ extern "C" int zvFile_Close(zvFileFD aFD) {
   if (theResult == 0) return 0;
 
   const int theError = errno;
-  ZV_ERR(F("zvFile: Cannot close file (fd = %p) (error = %d)\n", aFD, theError));
-  return PosixErrorToZvFileError(theError);
+  return ZVOS_FAIL(PosixErrorToZvFileError(theError),
+                   F("zvFile: Cannot close file (fd = %p) (error = %d)\n", aFD, theError));
 }
 
 extern "C" int zvFile_EndOfFile(zvFileFD aFD) {
   zvFileOffset theStart = kzvFileOffsetInvalid;
   int theStatus = zvFile_Tell(aFD, &theStart);
-  if (theStatus != 0) {
-    ZV_ERR(F("zvFile: Cannot check EOF (fd = %p) (getting original position)\n", aFD));
-    return theStatus;
-  }
+  if (theStatus != 0)
+    return ZVOS_FAIL(theStatus, F("zvFile: Cannot check EOF (fd = %p) (getting original position)\n", aFD));
   theStatus = zvFile_Seek(aFD, 0, zvFileSeekMode_End);
-  if (theStatus != 0) {
-    ZV_ERR(F("zvFile: Cannot check EOF (fd = %p) (seeking to end)\n", aFD));
-    return theStatus;
-  }
+  if (theStatus != 0)
+    return ZVOS_FAIL(theStatus, F("zvFile: Cannot check EOF (fd = %p) (seeking to end)\n", aFD));
 
   int theAnswer = 0;
   zvFileOffset theEnd = kzvFileOffsetInvalid;
@@ -255,10 +219,9 @@ extern "C" int zvFile_EndOfFile(zvFileFD aFD) {
   }
 
   theStatus = zvFile_Seek(aFD, theStart, zvFileSeekMode_Begin);
-  if (theStatus != 0) {
-    ZV_ERR(F("zvFile: Cannot after check of EOF (fd = %p) (restoring original position)\n", aFD));
-    return theStatus;
-  }
+  if (theStatus != 0)
+    return ZVOS_FAIL(theStatus,
+                     F("zvFile: Cannot after check of EOF (fd = %p) (restoring original position)\n", aFD));
   return theAnswer;
 }
 
@@ -267,7 +230,10 @@ extern "C" int zvFile_Read(zvFileFD aFD, void *aBuffer, uint32 aCount) {
       MoveWhole(aCount, "theReadCount <= theTotalCount", [aFD, aBuffer](int32 anOffset, size_t aRest) {
         return read(DescriptorOf(aFD), static_cast<char *>(aBuffer) + anOffset, aRest);
       });
-  return ZV_UNLIKELY(theCount < 0) ? ReadFailed(aCount) : theCount;
+  if (const int theError = ErrorOf(theCount))
+    return ZVOS_FAIL_COLD(PosixErrorToZvFileError(theError), F("zvFile: cannot read %lu bytes (error = %d)\n",
+                                                               static_cast<unsigned long>(aCount), theError));
+  return theCount;
 }
 
 extern "C" int zvFile_Write(zvFileFD aFD, const void *aBuffer, uint32 aCount) {
@@ -275,7 +241,11 @@ extern "C" int zvFile_Write(zvFileFD aFD, const void *aBuffer, uint32 aCount) {
       MoveWhole(aCount, "theWriteCount <= theTotalCount", [aFD, aBuffer](int32 anOffset, size_t aRest) {
         return write(DescriptorOf(aFD), static_cast<const char *>(aBuffer) + anOffset, aRest);
       });
-  return ZV_UNLIKELY(theCount < 0) ? WriteFailed(aCount) : theCount;
+  if (const int theError = ErrorOf(theCount))
+    return ZVOS_FAIL_COLD(
+        PosixErrorToZvFileError(theError),
+        F("zvFile: cannot write %lu bytes (error = %d)\n", static_cast<unsigned long>(aCount), theError));
+  return theCount;
 }
 
 extern "C" int zvFile_Seek(zvFileFD aFD, zvFileOffset anOffset, zvFileSeekMode aSeekMode) {
@@ -292,7 +262,10 @@ extern "C" int zvFile_Seek(zvFileFD aFD, zvFileOffset anOffset, zvFileSeekMode a
     default:
       zvAssertFail("zvFile_Seek: Unknown seek mode");
   }
-  return ZV_UNLIKELY(lseek(DescriptorOf(aFD), anOffset, theWhence) == -1) ? SeekFailed(aFD) : 0;
+  if (const int theError = ErrorOf(lseek(DescriptorOf(aFD), anOffset, theWhence)))
+    return ZVOS_FAIL_COLD(PosixErrorToZvFileError(theError),
+                          F("zvFile: Cannot seek (fd = %p) (error = %d)\n", aFD, theError));
+  return 0;
 }
 
 extern "C" int zvFile_Tell(zvFileFD aFD, zvFileOffset *aPosition) {
@@ -300,30 +273,23 @@ extern "C" int zvFile_Tell(zvFileFD aFD, zvFileOffset *aPosition) {
   if (aPosition == nullptr) return kzvFileErrorUnknown;
 
   const off_t thePosition = lseek(DescriptorOf(aFD), 0, SEEK_CUR);
-  if (ZV_UNLIKELY(thePosition == -1)) {
-    const int theError = errno;
-    ZV_ERR(F("zvFile: Cannot tell (fd = %p) (error = %d)\n", aFD, theError));
-    return PosixErrorToZvFileError(theError);
-  }
+  if (const int theError = ErrorOf(thePosition))
+    return ZVOS_FAIL(PosixErrorToZvFileError(theError),
+                     F("zvFile: Cannot tell (fd = %p) (error = %d)\n", aFD, theError));
   *aPosition = thePosition;
   return 0;
 }
 
 extern "C" int zvFile_ChangeSize(zvFileFD aFD, zvFileOffset aNewSize) {
-  if (ftruncate(DescriptorOf(aFD), aNewSize) != 0) {
-    const int theError = errno;
-    ZV_ERR(F("zvFile: ChangeSize: Cannot ftruncate (fd = %p) (error = %d)\n", aFD, theError));
-    return -1;
-  }
+  if (const int theError = ErrorOf(ftruncate(DescriptorOf(aFD), aNewSize)))
+    return ZVOS_FAIL(-1, F("zvFile: ChangeSize: Cannot ftruncate (fd = %p) (error = %d)\n", aFD, theError));
 
   // The position is cut to an int and only 0 counts as success: callers treat any other size as
   // "changed, but tell me so by -1" and depend on that.
   const int thePosition = static_cast<int>(lseek(DescriptorOf(aFD), aNewSize, SEEK_SET));
-  if (thePosition != 0) {
-    const int theError = errno;
-    ZV_ERR(F("zvFile: Cannot seek (fd = %p) (error = %d)\n", aFD, theError));
-    return -1;
-  }
+  const int theError = errno;
+  if (thePosition != 0)
+    return ZVOS_FAIL(-1, F("zvFile: Cannot seek (fd = %p) (error = %d)\n", aFD, theError));
   return 0;
 }
 
@@ -334,15 +300,9 @@ extern "C" int zvFile_GetSize(zvFileFD aFD, zvFileOffset *aSize) {
   *aSize = kzvFileOffsetInvalid;
   zvFileOffset theStart = kzvFileOffsetInvalid;
   int theStatus = zvFile_Tell(aFD, &theStart);
-  if (theStatus != 0) {
-    ZV_ERR(F("zvFile_GetSize: Cannot get initial position\n"));
-    return theStatus;
-  }
+  if (theStatus != 0) return ZVOS_FAIL(theStatus, F("zvFile_GetSize: Cannot get initial position\n"));
   theStatus = zvFile_Seek(aFD, 0, zvFileSeekMode_End);
-  if (theStatus != 0) {
-    ZV_ERR(F("zvFile_GetSize: Cannot seek to end of file\n"));
-    return theStatus;
-  }
+  if (theStatus != 0) return ZVOS_FAIL(theStatus, F("zvFile_GetSize: Cannot seek to end of file\n"));
 
   zvFileOffset theSize = kzvFileOffsetInvalid;
   theStatus = zvFile_Tell(aFD, &theSize);
@@ -358,65 +318,53 @@ extern "C" int zvFile_GetSize(zvFileFD aFD, zvFileOffset *aSize) {
 }
 
 extern "C" int zvFile_Flush(zvFileFD aFD) {
-  if (fsync(DescriptorOf(aFD)) != 0) {
-    const int theError = errno;
-    ZV_ERR(F("zvFile: Cannot flush (fd = %p) (error = %d)\n", aFD, theError));
-    return PosixErrorToZvFileError(theError);
-  }
+  if (const int theError = ErrorOf(fsync(DescriptorOf(aFD))))
+    return ZVOS_FAIL(PosixErrorToZvFileError(theError),
+                     F("zvFile: Cannot flush (fd = %p) (error = %d)\n", aFD, theError));
   return 0;
 }
 
 extern "C" int zvFile_Remove(const char *aPath) {
   const HeapText thePath = zvFile_S_GetPath(aPath);
-  if (!thePath) {
-    ZV_ERR(F("zvFile: Cannot remove file: '%s' (invalid name)\n", TextOrNull(aPath)));
-    return kzvFileErrorUnknown;
-  }
-  if (unlink(thePath.get()) == 0) return 0;
-
-  const int theError = errno;
-  if (theError == ENOENT) return 0;
-  ZV_ERR(F("zvFile: Cannot remove file '%s' (error = %d)\n", thePath.get(), theError));
-  return PosixErrorToZvFileError(theError);
+  if (!thePath)
+    return ZVOS_FAIL(kzvFileErrorUnknown,
+                     F("zvFile: Cannot remove file: '%s' (invalid name)\n", TextOrNull(aPath)));
+  const int theError = ErrorOf(unlink(thePath.get()));
+  if (theError == 0 || theError == ENOENT) return 0;
+  return ZVOS_FAIL(PosixErrorToZvFileError(theError),
+                   F("zvFile: Cannot remove file '%s' (error = %d)\n", thePath.get(), theError));
 }
 
 extern "C" int zvFile_HasAttribute(const char *aPath, zvFileAttributes anAttribute) {
   const HeapText thePath = zvFile_S_GetPath(aPath);
-  if (!thePath) {
-    ZV_ERR(F("zvFile: Cannot check attribute for file '%s', (invalid name)\n", TextOrNull(aPath)));
-    return 0;
-  }
-  if ((anAttribute & kzvFileAttribute_Hidden) == 0) {
-    ZV_ERR(F("zvFile: Invalid attribute to check: '%lu'\n", static_cast<unsigned long>(anAttribute)));
-    return 0;
-  }
+  if (!thePath)
+    return ZVOS_FAIL(0,
+                     F("zvFile: Cannot check attribute for file '%s', (invalid name)\n", TextOrNull(aPath)));
+  if ((anAttribute & kzvFileAttribute_Hidden) == 0)
+    return ZVOS_FAIL(
+        0, F("zvFile: Invalid attribute to check: '%lu'\n", static_cast<unsigned long>(anAttribute)));
   const char *const theSlash = strrchr(thePath.get(), '/');
   return theSlash != nullptr && theSlash[1] == '.' ? 1 : 0;
 }
 
 extern "C" int zvFile_Exists(const char *aPath) {
   const HeapText thePath = zvFile_S_GetPath(aPath);
-  if (!thePath) {
-    ZV_ERR(F("zvFile: Cannot check file: '%s' exists, (invalid name)\n", TextOrNull(aPath)));
-    return 0;
-  }
+  if (!thePath)
+    return ZVOS_FAIL(0, F("zvFile: Cannot check file: '%s' exists, (invalid name)\n", TextOrNull(aPath)));
   struct stat theFileStatus;
-  return GetFileStatus(thePath.get(), &theFileStatus) && S_ISREG(theFileStatus.st_mode) ? 1 : 0;
+  return stat(thePath.get(), &theFileStatus) == 0 && S_ISREG(theFileStatus.st_mode) ? 1 : 0;
 }
 
 extern "C" int zvFile_GetTimes(const char *aPath, zvtimeval *aLastAccessTime, zvtimeval *aModificationTime,
                                zvtimeval *aCreationTime) {
   const HeapText thePath = zvFile_S_GetPath(aPath);
-  if (!thePath) {
-    ZV_ERR(F("zvFile: Cannot get times for file: '%s' (invalid name)\n", TextOrNull(aPath)));
-    return kzvFileErrorUnknown;
-  }
+  if (!thePath)
+    return ZVOS_FAIL(kzvFileErrorUnknown,
+                     F("zvFile: Cannot get times for file: '%s' (invalid name)\n", TextOrNull(aPath)));
   struct stat theFileStatus;
-  if (!GetFileStatus(thePath.get(), &theFileStatus)) {
-    const int theError = errno;
-    ZV_ERR(F("zvFile: Cannot get times for file: '%s' (error = %d)\n", thePath.get(), theError));
-    return PosixErrorToZvFileError(theError);
-  }
+  if (const int theError = ErrorOf(stat(thePath.get(), &theFileStatus)))
+    return ZVOS_FAIL(PosixErrorToZvFileError(theError),
+                     F("zvFile: Cannot get times for file: '%s' (error = %d)\n", thePath.get(), theError));
   zvos::StoreTimes(theFileStatus, aLastAccessTime, aModificationTime, aCreationTime);
   return 0;
 }
@@ -426,8 +374,8 @@ extern "C" int zvFile_SetModificationTime(const char *aPath, zvtimeval *aModific
   const char *const thePath = zvFile_S_GetPath(aPath).release();
   if (thePath == nullptr) {
     // "get" is the text that field logs are searched for.
-    ZV_ERR(F("zvFile: Cannot get times for file: '%s' (invalid name)\n", TextOrNull(aPath)));
-    return kzvFileErrorUnknown;
+    return ZVOS_FAIL(kzvFileErrorUnknown,
+                     F("zvFile: Cannot get times for file: '%s' (invalid name)\n", TextOrNull(aPath)));
   }
 
   zvAssert(aModificationTime != NULL);
@@ -436,36 +384,28 @@ extern "C" int zvFile_SetModificationTime(const char *aPath, zvtimeval *aModific
   const timeval theTime = {static_cast<time_t>(aModificationTime->tv_sec),
                            static_cast<suseconds_t>(aModificationTime->tv_usec)};
   const timeval theTimes[2] = {theTime, theTime};
-  if (utimes(thePath, theTimes) != 0) {
-    const int theError = errno;
-    ZV_ERR(F("zvFile: Cannot set times for file: '%s' (error = %d)\n", thePath, theError));
-    return PosixErrorToZvFileError(theError);
-  }
+  if (const int theError = ErrorOf(utimes(thePath, theTimes)))
+    return ZVOS_FAIL(PosixErrorToZvFileError(theError),
+                     F("zvFile: Cannot set times for file: '%s' (error = %d)\n", thePath, theError));
   return 0;
 }
 
 extern "C" int zvFile_Rename(const char *aPath, const char *aNewFilePath) {
   const HeapText thePath = zvFile_S_GetPath(aPath);
   const HeapText theNewPath = zvFile_S_GetPath(aNewFilePath);
-  if (!thePath || !theNewPath) {
-    ZV_ERR(F("zvFile: Cannot rename file: '%s' to '%s' (invalid name)\n", TextOrNull(aPath),
-             TextOrNull(aNewFilePath)));
-    return kzvFileErrorUnknown;
-  }
-  if (rename(thePath.get(), theNewPath.get()) != 0) {
-    const int theError = errno;
-    ZV_ERR(F("zvFile: Cannot rename file: '%s' to '%s' (error = %d)\n", thePath.get(), theNewPath.get(),
-             theError));
-    return PosixErrorToZvFileError(theError);
-  }
+  if (!thePath || !theNewPath)
+    return ZVOS_FAIL(kzvFileErrorUnknown, F("zvFile: Cannot rename file: '%s' to '%s' (invalid name)\n",
+                                            TextOrNull(aPath), TextOrNull(aNewFilePath)));
+  if (const int theError = ErrorOf(rename(thePath.get(), theNewPath.get())))
+    return ZVOS_FAIL(PosixErrorToZvFileError(theError),
+                     F("zvFile: Cannot rename file: '%s' to '%s' (error = %d)\n", thePath.get(),
+                       theNewPath.get(), theError));
   return 0;
 }
 
 extern "C" int zvFile_SetSize(const char *aPath, zvFileOffset aNewSize) {
-  if (zvFile_truncate(aPath, aNewSize) != 0) {
-    const int theError = errno;
-    ZV_ERR(F("zvFile: SetSize: Cannot truncate file '%s' (error = %d)\n", TextOrNull(aPath), theError));
-    return -1;
-  }
+  if (const int theError = ErrorOf(zvFile_truncate(aPath, aNewSize)))
+    return ZVOS_FAIL(
+        -1, F("zvFile: SetSize: Cannot truncate file '%s' (error = %d)\n", TextOrNull(aPath), theError));
   return 0;
 }

@@ -6,6 +6,7 @@
 #include <zvOS/zvMutex.h>
 
 #include "private/CurrentThread.h"
+#include "private/Failure.h"
 #include "private/Record.h"
 #include "private/RecursiveMutex.h"
 
@@ -26,23 +27,6 @@ void SetOwner(zvOSMutex *aMutex, pthread_t anOwner) {
 
 bool IsOwner(zvOSMutex *aMutex) {
   return pthread_equal(__atomic_load_n(&aMutex->mOwnerThread, __ATOMIC_RELAXED), zvos::CurrentThread()) != 0;
-}
-
-// Failures of the hot paths, kept out of their code.
-
-ZV_COLD int LockFailed(int anError) {
-  ZV_ERR(F("zvOSMutex: pthread_mutex_lock failed (error = %d)\n", anError));
-  return zvMutex_Status_Error;
-}
-
-ZV_COLD int UnlockFailed(int anError) {
-  ZV_ERR(F("zvOSMutex: pthread_mutex_unlock failed (error = %d)\n", anError));
-  return zvMutex_Status_Error;
-}
-
-ZV_COLD int RefuseUnlock() {
-  ZV_ERR(F("zvOSMutex: unlock failed because not held by caller\n"));
-  return zvMutex_Status_Error;
 }
 
 }  // namespace
@@ -66,16 +50,17 @@ extern "C" void zvMutex_Delete(zvOSMutex *aMutex) {
   ZVMAGICNUMBER_CHECK(aMutex, kzvMutex_Magic);
 
   zvos::ClearMagic(aMutex);
-  const int theError = pthread_mutex_destroy(&aMutex->mMutex);
-  if (theError != 0) ZV_ERR(F("zvOSMutex: pthread_mutex_destroy failed (error = %d)\n", theError));
+  if (const int theError = pthread_mutex_destroy(&aMutex->mMutex))
+    ZV_ERR(F("zvOSMutex: pthread_mutex_destroy failed (error = %d)\n", theError));
   free(aMutex);
 }
 
 extern "C" int zvMutex_Lock(zvOSMutex *aMutex) {
   ZVMAGICNUMBER_CHECK(aMutex, kzvMutex_Magic);
 
-  const int theError = pthread_mutex_lock(&aMutex->mMutex);
-  if (ZV_UNLIKELY(theError != 0)) return LockFailed(theError);
+  if (const int theError = pthread_mutex_lock(&aMutex->mMutex))
+    return ZVOS_FAIL_COLD(zvMutex_Status_Error,
+                          F("zvOSMutex: pthread_mutex_lock failed (error = %d)\n", theError));
   SetOwner(aMutex, zvos::CurrentThread());
   ++aMutex->mLockCount;
   return zvMutex_Status_NoError;
@@ -84,13 +69,16 @@ extern "C" int zvMutex_Lock(zvOSMutex *aMutex) {
 extern "C" int zvMutex_Unlock(zvOSMutex *aMutex) {
   ZVMAGICNUMBER_CHECK(aMutex, kzvMutex_Magic);
 
-  if (ZV_UNLIKELY(!IsOwner(aMutex))) return RefuseUnlock();
+  if (ZV_UNLIKELY(!IsOwner(aMutex)))
+    return ZVOS_FAIL_COLD(zvMutex_Status_Error, F("zvOSMutex: unlock failed because not held by caller\n"));
   zvAssert(aMutex->mLockCount > 0);
 
   // Booked before the release: afterwards the next owner writes.
   if (--aMutex->mLockCount == 0) SetOwner(aMutex, kzvMutex_NoOwner);
-  const int theError = pthread_mutex_unlock(&aMutex->mMutex);
-  return ZV_UNLIKELY(theError != 0) ? UnlockFailed(theError) : zvMutex_Status_NoError;
+  if (const int theError = pthread_mutex_unlock(&aMutex->mMutex))
+    return ZVOS_FAIL_COLD(zvMutex_Status_Error,
+                          F("zvOSMutex: pthread_mutex_unlock failed (error = %d)\n", theError));
+  return zvMutex_Status_NoError;
 }
 
 extern "C" int zvMutex_IsHeld(zvOSMutex *aMutex) {

@@ -6,6 +6,7 @@
 
 #include <zvOS/zvPath.h>
 
+#include "private/Failure.h"
 #include "private/ForkAwareLock.h"
 #include "private/HeapText.h"
 
@@ -137,11 +138,11 @@ extern "C" char *zvPath_Normalize(const char *aPath, int, int aNormalizeMode, co
   } else {
     const HeapText theApplicationPath(anAnchorPath != nullptr ? nullptr : zvPath_GetApplicationPath(0));
     const char *const theAnchor = anAnchorPath != nullptr ? anAnchorPath : theApplicationPath.get();
-    if (theAnchor == nullptr) {
-      ZV_ERR(F("zvPath: Cannot get an anchor path (or none specified) to build an absolute path for '%s'\n",
-               aPath));
-      return nullptr;
-    }
+    if (theAnchor == nullptr)
+      return ZVOS_FAIL(
+          nullptr,
+          F("zvPath: Cannot get an anchor path (or none specified) to build an absolute path for '%s'\n",
+            aPath));
     theResult = Join(theAnchor, aPath + DroppedPrefixLength(aPath));
   }
 

@@ -2,6 +2,7 @@
 
 #include <zvOS/zvPlatform.h>
 
+#include "private/Failure.h"
 #include "private/HeapText.h"
 
 #include <cerrno>
@@ -22,8 +23,8 @@ int Set(const char *aName, const char *aValue) {
 }
 
 ZV_COLD int LaunchFailed(const char *aCommand, int aResult, int anError) {
-  ZV_ERR(F("Unable to launch '%s' (Error = %d / errno = %d)\n", aCommand, aResult, anError));
-  return aResult;
+  return ZVOS_FAIL(aResult,
+                   F("Unable to launch '%s' (Error = %d / errno = %d)\n", aCommand, aResult, anError));
 }
 
 }  // namespace
@@ -35,8 +36,7 @@ extern "C" char *zvPlatform_getenv(const char *anEnvVarName) {
 
 extern "C" int zvPlatform_setenv(const char *anEnvVarName, const char *aValue) {
   const int theResult = Set(anEnvVarName, aValue);
-  if (theResult != 0) {
-    const int theError = errno;
+  if (const int theError = zvos::ErrorOf(theResult)) {
     ZV_ERR(F("zvPlatform: Unable to set environment variable '%s' to '%s'. Error = %d\n",
              TextOrNull(anEnvVarName), TextOrNull(aValue), theError));
   }

@@ -3,6 +3,7 @@
 #include <zvOS/zvFile.h>
 #include <zvOS/zvPlugin.h>
 
+#include "private/Failure.h"
 #include "private/HeapText.h"
 
 #include <dlfcn.h>
@@ -25,8 +26,8 @@ void UnloadFailed(const char *aReason) {
 }
 
 zvOSPluginSymbol NoSymbol(const char *aName, const char *aReason) {
-  ZV_ERR(F("zvPlugin_GetSymbol failed for symbol '%s', error: '%s'\n", zvos::TextOrNull(aName), aReason));
-  return nullptr;
+  return ZVOS_FAIL(nullptr, F("zvPlugin_GetSymbol failed for symbol '%s', error: '%s'\n",
+                              zvos::TextOrNull(aName), aReason));
 }
 
 }  // namespace

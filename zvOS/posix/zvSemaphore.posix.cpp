@@ -2,6 +2,7 @@
 
 #include <zvOS/zvSemaphore.h>
 
+#include "private/Failure.h"
 #include "private/Record.h"
 
 #include <semaphore.h>
@@ -9,6 +10,8 @@
 #include <ctime>
 
 ZVLOG_WITH_MODULE_IF(ZVOS, 1)
+
+using zvos::ErrorOf;
 
 struct zvSemaphore_t {
   uint32 _mMagicNumber;
@@ -24,20 +27,6 @@ constexpr uint64 kNanosecondsPerMillisecond = 1000000;
 // What the message of a failed wait shows: callers tell an interruption by the -1.
 int WaitErrorToLog(int anError) {
   return anError == EINTR ? -1 : anError;
-}
-
-// Failures of the hot paths, kept out of their code.
-
-ZV_COLD int PostFailed() {
-  const int theError = errno;
-  ZV_ERR(F("zvOSSemaphore: sem_post failed (error = %d)\n", theError));
-  return zvSemaphore_Status_Error;
-}
-
-ZV_COLD int WaitFailed() {
-  const int theError = WaitErrorToLog(errno);
-  ZV_ERR(F("zvOSSemaphore: sem_wait failed (error = %d)\n", theError));
-  return zvSemaphore_Status_Error;
 }
 
 }  // namespace
@@ -60,56 +49,56 @@ extern "C" void zvSemaphore_Delete(zvOSSemaphore *aSemaphore) {
   ZVMAGICNUMBER_CHECK(aSemaphore, kzvSemaphore_Magic);
 
   zvos::ClearMagic(aSemaphore);
-  if (sem_destroy(&aSemaphore->mSemaphore) == -1) {
-    const int theError = errno;
+  if (const int theError = ErrorOf(sem_destroy(&aSemaphore->mSemaphore)))
     ZV_ERR(F("zvOSSemaphore: sem_destroy failed (error = %d)\n", theError));
-  }
   free(aSemaphore);
 }
 
 extern "C" int zvSemaphore_Post(zvOSSemaphore *aSemaphore) {
   ZVMAGICNUMBER_CHECK(aSemaphore, kzvSemaphore_Magic);
 
-  return ZV_UNLIKELY(sem_post(&aSemaphore->mSemaphore) != 0) ? PostFailed() : zvSemaphore_Status_NoError;
+  if (const int theError = ErrorOf(sem_post(&aSemaphore->mSemaphore)))
+    return ZVOS_FAIL_COLD(zvSemaphore_Status_Error,
+                          F("zvOSSemaphore: sem_post failed (error = %d)\n", theError));
+  return zvSemaphore_Status_NoError;
 }
 
 extern "C" int zvSemaphore_Wait(zvOSSemaphore *aSemaphore) {
   ZVMAGICNUMBER_CHECK(aSemaphore, kzvSemaphore_Magic);
 
-  return ZV_UNLIKELY(sem_wait(&aSemaphore->mSemaphore) != 0) ? WaitFailed() : zvSemaphore_Status_NoError;
+  if (const int theError = ErrorOf(sem_wait(&aSemaphore->mSemaphore)))
+    return ZVOS_FAIL_COLD(zvSemaphore_Status_Error,
+                          F("zvOSSemaphore: sem_wait failed (error = %d)\n", WaitErrorToLog(theError)));
+  return zvSemaphore_Status_NoError;
 }
 
 extern "C" int zvSemaphore_TryWait(zvOSSemaphore *aSemaphore) {
   ZVMAGICNUMBER_CHECK(aSemaphore, kzvSemaphore_Magic);
 
-  if (sem_trywait(&aSemaphore->mSemaphore) == 0) return zvSemaphore_Status_NoError;
-
-  const int theError = errno;
+  const int theError = ErrorOf(sem_trywait(&aSemaphore->mSemaphore));
+  if (theError == 0) return zvSemaphore_Status_NoError;
   if (theError == EAGAIN) return zvSemaphore_Status_TimeOut;
   // Field logs are searched for the one text of both waits.
-  ZV_ERR(F("zvOSSemaphore: sem_wait failed (error = %d)\n", WaitErrorToLog(theError)));
-  return zvSemaphore_Status_Error;
+  return ZVOS_FAIL(zvSemaphore_Status_Error,
+                   F("zvOSSemaphore: sem_wait failed (error = %d)\n", WaitErrorToLog(theError)));
 }
 
 extern "C" int zvSemaphore_WaitTimeout(zvOSSemaphore *aSemaphore, uint32 aDelay) {
   ZVMAGICNUMBER_CHECK(aSemaphore, kzvSemaphore_Magic);
 
   timespec theNow;
-  if (clock_gettime(CLOCK_REALTIME, &theNow) != 0) {
-    const int theError = errno;
-    ZV_ERR(F("zvOSSemaphore: clock_gettime failed (error = %d)\n", theError));
-    return zvSemaphore_Status_Error;
-  }
+  if (const int theError = ErrorOf(clock_gettime(CLOCK_REALTIME, &theNow)))
+    return ZVOS_FAIL(zvSemaphore_Status_Error,
+                     F("zvOSSemaphore: clock_gettime failed (error = %d)\n", theError));
 
   const uint64 theEnd = static_cast<uint64>(theNow.tv_sec) * kMillisecondsPerSecond +
                         static_cast<uint64>(theNow.tv_nsec) / kNanosecondsPerMillisecond + aDelay;
   timespec theDeadline;
   theDeadline.tv_sec = static_cast<time_t>(theEnd / kMillisecondsPerSecond);
   theDeadline.tv_nsec = static_cast<long>(theEnd % kMillisecondsPerSecond * kNanosecondsPerMillisecond);
-  if (sem_timedwait(&aSemaphore->mSemaphore, &theDeadline) == 0) return zvSemaphore_Status_NoError;
-
-  const int theError = errno;
+  const int theError = ErrorOf(sem_timedwait(&aSemaphore->mSemaphore, &theDeadline));
+  if (theError == 0) return zvSemaphore_Status_NoError;
   if (theError == ETIMEDOUT) return zvSemaphore_Status_TimeOut;
-  ZV_ERR(F("zvOSSemaphore: sem_timedwait failed (error = %d)\n", theError));
-  return zvSemaphore_Status_Error;
+  return ZVOS_FAIL(zvSemaphore_Status_Error,
+                   F("zvOSSemaphore: sem_timedwait failed (error = %d)\n", theError));
 }

@@ -8,7 +8,7 @@
 #include "private/ForkAwareLock.h"
 #include "private/HeapText.h"
 #include "private/SocketAddress.h"
-#include "private/SocketTwin.h"
+#include "private/Failure.h"
 
 #include <net/ethernet.h>
 #include <net/if.h>
@@ -24,10 +24,10 @@ ZVLOG_WITH_MODULE_IF(TCP, 1)
 
 using zvos::AddressIn;
 using zvos::AddressList;
+using zvos::ErrnoAtEnd;
 using zvos::ForkAwareHold;
 using zvos::ForkAwareLock;
 using zvos::ReportingFailure;
-using zvos::SavedError;
 using zvos::TextOrNull;
 
 namespace {
@@ -266,7 +266,7 @@ extern "C" int zvSocketGetAddressInfo_Debug(const char *aFQDNAddress, uint32 *an
   const int theCode = zvSocketGetAddressInfo_NoDebug(aFQDNAddress, anIPAddress);
   if (theCode != 0) {
     // The resolver's code, which is no errno value: callers compare the last error with EAI_ names.
-    const SavedError theError(theCode);
+    const ErrnoAtEnd theError(theCode);
     ZV_ERR(F("Error getting address for '%s', Error = %d [%s]\n", TextOrNull(aFQDNAddress), theCode,
              aDebugContext));
   }

@@ -7,6 +7,7 @@
 #include <zvOS/zvSocketAddress.h>
 #include <zvOS/zvSocketSelect.h>
 
+#include "private/Failure.h"
 #include "private/Descriptor.h"
 #include "private/HeapText.h"
 #include "private/InterfaceFromIP.h"
@@ -50,17 +51,12 @@ sockaddr_un LocalAddress(const char *aPath) {
 
 int wpa_supplicant_connect(const char *aPath) {
   Descriptor theSocket(socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0));
-  if (!theSocket) {
-    ZV_ERR(F("wpa_supplicant_connect Error: Socket failed to open \n"));
-    return -1;
-  }
+  if (!theSocket) return ZVOS_FAIL(-1, F("wpa_supplicant_connect Error: Socket failed to open \n"));
 
   // A file of that name is left alone: it is what keeps queries apart.
   const sockaddr_un theOwnAddress = LocalAddress(PATH_OF_TMP_CTRL);
-  if (bind(theSocket.get(), reinterpret_cast<const sockaddr *>(&theOwnAddress), sizeof(theOwnAddress)) != 0) {
-    ZV_ERR(F("wpa_supplicant_connect Error: Socket failed to bind \n"));
-    return -1;
-  }
+  if (bind(theSocket.get(), reinterpret_cast<const sockaddr *>(&theOwnAddress), sizeof(theOwnAddress)) != 0)
+    return ZVOS_FAIL(-1, F("wpa_supplicant_connect Error: Socket failed to bind \n"));
   const sockaddr_un theAddress = LocalAddress(aPath);
   if (connect(theSocket.get(), reinterpret_cast<const sockaddr *>(&theAddress), sizeof(theAddress)) != 0) {
     ZV_ERR(F("wpa_supplicant_connect Error: Socket failed to connect \n"));
@@ -91,22 +87,14 @@ Answer *wpa_supplicant_get_req(int aSocket, const char *aCommand) {
   Answer *const theAnswer = static_cast<Answer *>(calloc(1, sizeof(Answer)));
   if (theAnswer == nullptr) return nullptr;
 
-  if (send(aSocket, aCommand, strlen(aCommand), MSG_NOSIGNAL) < 0) {
-    ZV_ERR(F("wpa_supplicant_get_req send failed \n"));
-    return nullptr;
-  }
+  if (send(aSocket, aCommand, strlen(aCommand), MSG_NOSIGNAL) < 0)
+    return ZVOS_FAIL(nullptr, F("wpa_supplicant_get_req send failed \n"));
   const int theReadyCount = WaitForAnswer(aSocket);
-  if (theReadyCount < 0) {
-    ZV_ERR(F("wpa_supplicant_get_req select failed\n"));
-    return nullptr;
-  }
+  if (theReadyCount < 0) return ZVOS_FAIL(nullptr, F("wpa_supplicant_get_req select failed\n"));
   if (theReadyCount == 0) return theAnswer;
 
   const ssize_t theLength = recv(aSocket, theAnswer->mText, sizeof(theAnswer->mText), 0);
-  if (theLength < 0) {
-    ZV_ERR(F("wpa_supplicant_get_req recv failed\n"));
-    return nullptr;
-  }
+  if (theLength < 0) return ZVOS_FAIL(nullptr, F("wpa_supplicant_get_req recv failed\n"));
   theAnswer->mLength = static_cast<size_t>(theLength);
   return theAnswer;
 }

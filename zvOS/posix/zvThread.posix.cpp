@@ -9,8 +9,8 @@
 #include <zvOS/zvThread.h>
 
 #include "private/CrashReport.h"
+#include "private/Failure.h"
 #include "private/Record.h"
-#include "private/SavedError.h"
 #include "private/SignalFrame.h"
 #include "private/SignalStack.h"
 
@@ -119,8 +119,7 @@ bool CreateThread(zvOSThread *aThread, pthread_attr_t *anAttributes, size_t aSta
   // As above: the message shows errno, not the error returned.
   if (pthread_create(&aThread->mThread, anAttributes, RunThread, aThread) != 0) {
     const int theError = errno;
-    ZV_ERR(F("zvOSThread: Cannot create thread (errno = %d)\n", theError));
-    return false;
+    return ZVOS_FAIL(false, F("zvOSThread: Cannot create thread (errno = %d)\n", theError));
   }
   aThread->mThreadState = kzvThreadState_Inited;
   return true;
@@ -135,8 +134,8 @@ bool StartAtGate(zvOSThread *aThread, size_t aStackSize) {
   if (pthread_attr_init(&theAttributes) != 0) return false;
 
   const bool afCreated = CreateThread(aThread, &theAttributes, aStackSize);
-  const int theError = pthread_attr_destroy(&theAttributes);
-  if (theError != 0) ZV_ERR(F("zvOSThread: Error destroying thread attributes (errno = %d)\n", theError));
+  if (const int theError = pthread_attr_destroy(&theAttributes))
+    ZV_ERR(F("zvOSThread: Error destroying thread attributes (errno = %d)\n", theError));
   return afCreated;
 }
 
@@ -169,8 +168,8 @@ extern "C" int zvThread_Run(zvOSThread *aThread) {
   if (zvSemaphore_Post(aThread->mSemaphore) != zvSemaphore_Status_NoError) {
     const int theError = errno;
     aThread->mThreadState = kzvThreadState_Inited;
-    ZV_ERR(F("zvOSThread: Failed to start a thread (errno = %d)\n", theError));
-    return zvThread_Status_Error;
+    return ZVOS_FAIL(zvThread_Status_Error,
+                     F("zvOSThread: Failed to start a thread (errno = %d)\n", theError));
   }
   return zvThread_Status_NoError;
 }
@@ -227,37 +226,28 @@ extern "C" int zvThread_SetPriority(uint16 aPriority) {
   // The attributes are applied to no thread and not destroyed: callers rely on priorities staying
   // as they are.
   pthread_attr_t theAttributes;
-  int theError = pthread_attr_init(&theAttributes);
-  if (theError != 0) {
-    ZV_ERR(F("zvOSThread:SetPriority: pthread_attr_init failed (errno = %d)\n", theError));
-    return zvThread_Status_Error;
-  }
+  if (const int theError = pthread_attr_init(&theAttributes))
+    return ZVOS_FAIL(zvThread_Status_Error,
+                     F("zvOSThread:SetPriority: pthread_attr_init failed (errno = %d)\n", theError));
   int thePolicy;
-  theError = pthread_attr_getschedpolicy(&theAttributes, &thePolicy);
-  if (theError != 0) {
-    ZV_ERR(F("zvOSThread:SetPriority: Cannot get thread scheduling policy (errno = %d)\n", theError));
-    return zvThread_Status_Error;
-  }
+  if (const int theError = pthread_attr_getschedpolicy(&theAttributes, &thePolicy))
+    return ZVOS_FAIL(
+        zvThread_Status_Error,
+        F("zvOSThread:SetPriority: Cannot get thread scheduling policy (errno = %d)\n", theError));
 
   const int theHighest = sched_get_priority_max(thePolicy);
   const int theLowest = sched_get_priority_min(thePolicy);
-  if (theHighest == -1 || theLowest == -1 || theLowest > theHighest) {
-    ZV_ERR(F("zvOSThread:SetPriority: Cannot get valid priority range\n"));
-    return zvThread_Status_Error;
-  }
+  if (theHighest == -1 || theLowest == -1 || theLowest > theHighest)
+    return ZVOS_FAIL(zvThread_Status_Error, F("zvOSThread:SetPriority: Cannot get valid priority range\n"));
 
   sched_param theParameter;
-  theError = pthread_attr_getschedparam(&theAttributes, &theParameter);
-  if (theError != 0) {
-    ZV_ERR(F("zvOSThread:SetPriority: pthread_attr_getschedparam failed (errno = %d)\n", theError));
-    return zvThread_Status_Error;
-  }
+  if (const int theError = pthread_attr_getschedparam(&theAttributes, &theParameter))
+    return ZVOS_FAIL(zvThread_Status_Error,
+                     F("zvOSThread:SetPriority: pthread_attr_getschedparam failed (errno = %d)\n", theError));
   theParameter.sched_priority = theLowest + ((theHighest - theLowest) * aPriority) / kHighestPriority;
-  theError = pthread_attr_setschedparam(&theAttributes, &theParameter);
-  if (theError != 0) {
-    ZV_ERR(F("zvOSThread:SetPriority: pthread_attr_setschedparam failed (errno = %d)\n", theError));
-    return zvThread_Status_Error;
-  }
+  if (const int theError = pthread_attr_setschedparam(&theAttributes, &theParameter))
+    return ZVOS_FAIL(zvThread_Status_Error,
+                     F("zvOSThread:SetPriority: pthread_attr_setschedparam failed (errno = %d)\n", theError));
   return zvThread_Status_NoError;
 }
 
@@ -295,7 +285,7 @@ extern "C" void HandleSignal(int aSignal, siginfo_t *anInfo, void *aContext) {
 
   // The thread may go on, with its errno: a signal that was sent does not come again. Cancelled, it would
   // take the report with it.
-  const zvos::SavedError theError;
+  const zvos::ErrnoAtEnd theError;
   int theCancelState;
   pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, &theCancelState);
   {
