@@ -4,10 +4,10 @@
 #include <zvOS/zvLogFunctions.h>
 #include <zvOS/zvPath.h>
 
-#include "private/HeapText.h"
+#include "private/Owner.h"
 
 extern "C" void zvDebug_LogLibraryInfo(void *aFunction) {
-  const zvos::HeapText thePath(
+  const zvos::Owner<char> thePath(
       zvPath_GetFunctionSharedLibraryPath(reinterpret_cast<zvDefaultFunctionPtr>(aFunction)));
   if (!thePath) {
     Log_Info("Library version: Unknown (Unable to find library path)\n");

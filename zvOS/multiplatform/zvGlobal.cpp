@@ -6,11 +6,11 @@
 #include <zvOS/zvPlatform.h>
 #include <zvOS/zvThread.h>
 
-#include "private/HeapText.h"
+#include "private/Owner.h"
 
 #include <cstring>
 
-using zvos::HeapText;
+using zvos::Owner;
 using zvos::TextOrNull;
 
 namespace {
@@ -20,10 +20,10 @@ constexpr size_t kDecorationSize = 31;
 constexpr size_t kPointerTextSize = 40;
 
 // NULL without a name or without memory.
-HeapText zvGlobal_GetVariableName(const char *aName) {
-  if (aName == nullptr) return HeapText();
+Owner<char> zvGlobal_GetVariableName(const char *aName) {
+  if (aName == nullptr) return Owner<char>();
   const size_t theSize = strlen(aName) + kDecorationSize;
-  HeapText theName(static_cast<char *>(zvMalloc(theSize)));
+  Owner<char> theName(static_cast<char *>(zvMalloc(theSize)));
   if (theName) {
     zv_snprintf(theName.get(), theSize, "%s.%lu" kzvGlobalVariableSuffix, aName,
                 static_cast<unsigned long>(zvThread_GetPID()));
@@ -34,7 +34,7 @@ HeapText zvGlobal_GetVariableName(const char *aName) {
 }  // namespace
 
 extern "C" void zvGlobal_SetPtr(const char *aName, void *aValue) {
-  const HeapText theVariable = zvGlobal_GetVariableName(aName);
+  const Owner<char> theVariable = zvGlobal_GetVariableName(aName);
   char theValue[kPointerTextSize];
   zv_snprintf(theValue, sizeof(theValue), "%p", aValue);
   if (zvPlatform_setenv(theVariable.get(), theValue) != 0) {
@@ -44,10 +44,10 @@ extern "C" void zvGlobal_SetPtr(const char *aName, void *aValue) {
 }
 
 extern "C" void *zvGlobal_GetPtr(const char *aName) {
-  const HeapText theText(zvPlatform_getenv(aName));
+  const Owner<char> theText(zvPlatform_getenv(aName));
   void *theValue = nullptr;
   if (!theText || zvConvert_strtoptr(theText.get(), &theValue) != kzvConvertError_None) {
-    const HeapText theVariable = zvGlobal_GetVariableName(aName);
+    const Owner<char> theVariable = zvGlobal_GetVariableName(aName);
     Log_Warning("zvGlobal_GetVariable: Cannot get global variable '%s' (cannot get environment '%s')\n",
                 TextOrNull(aName), TextOrNull(theVariable.get()));
     return nullptr;

@@ -14,48 +14,38 @@
 #include <sys/socket.h>
 #include <cstdlib>
 #include <cstring>
+#include <utility>
 
 ZVLOG_WITH_MODULE_IF(TCP, 1)
 
 using zvos::Descriptor;
-using zvos::HeapText;
+using zvos::Owner;
 
 namespace {
 
 // The records of the interfaces that have an IPv4 address, one per address, in the system's order.
-class InterfaceRecords {
- public:
-  InterfaceRecords() = default;
-  ~InterfaceRecords() { free(mRecords); }
-  InterfaceRecords(const InterfaceRecords &) = delete;
-  InterfaceRecords &operator=(const InterfaceRecords &) = delete;
+struct InterfaceList {
+  const ifreq *begin() const { return mRecords.get(); }
+  const ifreq *end() const { return mRecords.get() + mCount; }
 
-  // Asks the system through a socket. False when it refuses or there is no memory.
-  bool Read(int aSocket) {
-    // The system fills the room there is without a word about the rest: a full table may be cut.
-    for (size_t theRoom = kFirstRoom;; theRoom *= 2) {
-      free(mRecords);
-      mRecords = static_cast<ifreq *>(calloc(theRoom, sizeof(ifreq)));
-      if (mRecords == nullptr) return false;
-
-      ifconf theRequest = {};
-      theRequest.ifc_len = static_cast<int>(theRoom * sizeof(ifreq));
-      theRequest.ifc_req = mRecords;
-      if (ioctl(aSocket, SIOCGIFCONF, &theRequest) != 0) return false;
-      mCount = static_cast<size_t>(theRequest.ifc_len) / sizeof(ifreq);
-      if (mCount < theRoom) return true;
-    }
-  }
-
-  const ifreq *begin() const { return mRecords; }
-  const ifreq *end() const { return mRecords + mCount; }
-
- private:
-  static constexpr size_t kFirstRoom = 32;
-
-  ifreq *mRecords = nullptr;
-  size_t mCount = 0;
+  Owner<ifreq> mRecords;
+  size_t mCount;
 };
+
+// Asks the system through a socket. No records when it refuses or there is no memory.
+InterfaceList ReadInterfaces(int aSocket) {
+  constexpr size_t kFirstRoom = 32;
+  // The system fills the room there is without a word about the rest: a full table may be cut.
+  for (size_t theRoom = kFirstRoom;; theRoom *= 2) {
+    Owner<ifreq> theRecords(static_cast<ifreq *>(calloc(theRoom, sizeof(ifreq))));
+    ifconf theRequest = {};
+    theRequest.ifc_len = static_cast<int>(theRoom * sizeof(ifreq));
+    theRequest.ifc_req = theRecords.get();
+    if (!theRecords || ioctl(aSocket, SIOCGIFCONF, &theRequest) != 0) return {};
+    const size_t theCount = static_cast<size_t>(theRequest.ifc_len) / sizeof(ifreq);
+    if (theCount < theRoom) return {std::move(theRecords), theCount};
+  }
+}
 
 // A request about the interface of a record.
 ifreq RequestAbout(const ifreq &aRecord) {
@@ -75,10 +65,9 @@ bool IsUsable(const ifreq &aRecord, int aFlags) {
 extern "C" int zvMACAddress_Get(size_t, uint8 aMACAddress[ETH_ALEN]) {
   memset(aMACAddress, 0, ETH_ALEN);
   const Descriptor theSocket(socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0));
-  InterfaceRecords theRecords;
-  if (!theSocket || !theRecords.Read(theSocket.get())) return -1;
+  if (!theSocket) return -1;
 
-  for (const ifreq &theRecord : theRecords) {
+  for (const ifreq &theRecord : ReadInterfaces(theSocket.get())) {
     constexpr uint8 kNoAddress[ETH_ALEN] = {};
     ifreq theRequest = RequestAbout(theRecord);
     if (ioctl(theSocket.get(), SIOCGIFHWADDR, &theRequest) != 0) continue;
@@ -90,21 +79,21 @@ extern "C" int zvMACAddress_Get(size_t, uint8 aMACAddress[ETH_ALEN]) {
 }
 
 // The messages name another function: field logs are searched for them as they are.
-HeapText zvos::zvSocket_GetInterfaceFromIP(uint32 anIPInterface) {
+Owner<char> zvos::zvSocket_GetInterfaceFromIP(uint32 anIPInterface) {
   const Descriptor theSocket(socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, IPPROTO_UDP));
-  if (!theSocket) return ZVOS_FAIL(HeapText(), F("Error creating a socket [zvSocketGetIPAddressList]\n"));
-  InterfaceRecords theRecords;
-  if (!theRecords.Read(theSocket.get()))
-    return ZVOS_FAIL(HeapText(), F("Error calling ioctl [zvSocketGetIPAddressList]\n"));
+  if (!theSocket) return ZVOS_FAIL(Owner<char>(), F("Error creating a socket [zvSocketGetIPAddressList]\n"));
+  const InterfaceList theInterfaces = ReadInterfaces(theSocket.get());
+  if (!theInterfaces.mRecords)
+    return ZVOS_FAIL(Owner<char>(), F("Error calling ioctl [zvSocketGetIPAddressList]\n"));
 
-  for (const ifreq &theRecord : theRecords) {
+  for (const ifreq &theRecord : theInterfaces) {
     ifreq theRequest = RequestAbout(theRecord);
     if (ioctl(theSocket.get(), SIOCGIFFLAGS, &theRequest) != 0) {
       ZV_ERR(F("Error calling ioctl: Cannot get flags [zvSocketGetIPAddressList]\n"));
       continue;
     }
     if (IsUsable(theRecord, theRequest.ifr_flags) && AddressIn(&theRecord.ifr_addr) == anIPInterface)
-      return HeapText(zvStrndup(theRecord.ifr_name, sizeof(theRecord.ifr_name)));
+      return Owner<char>(zvStrndup(theRecord.ifr_name, sizeof(theRecord.ifr_name)));
   }
-  return HeapText();
+  return Owner<char>();
 }

@@ -3,7 +3,7 @@
 #include <zvOS/zvSocketAddress.h>
 #include <zvOS/zvSocketDatagram.h>
 
-#include "private/HeapText.h"
+#include "private/Owner.h"
 #include "private/SocketAddress.h"
 #include "private/Failure.h"
 

@@ -5,6 +5,7 @@
 #include <zvOS/zvSocketIGMP.h>
 
 #include "private/Failure.h"
+#include "private/Owner.h"
 #include "private/SocketAddress.h"
 
 #include <netinet/igmp.h>
@@ -19,6 +20,7 @@
 ZVLOG_WITH_MODULE_IF(TCP, 1)
 
 using zvos::ErrnoAtEnd;
+using zvos::Owner;
 
 namespace {
 
@@ -40,9 +42,9 @@ uint16 Checksum(const igmp &aMessage) {
   return static_cast<uint16>(~theSum);
 }
 
-igmp *NewMessage(uint32 aGroupAddress, uint8 aType, uint8 aCode) {
-  igmp *const theMessage = static_cast<igmp *>(zvMalloc(sizeof(igmp)));
-  if (theMessage == nullptr) return nullptr;
+Owner<igmp> NewMessage(uint32 aGroupAddress, uint8 aType, uint8 aCode) {
+  Owner<igmp> theMessage(static_cast<igmp *>(zvMalloc(sizeof(igmp))));
+  if (!theMessage) return theMessage;
   theMessage->igmp_type = aType;
   theMessage->igmp_code = aCode;
   theMessage->igmp_cksum = 0;
@@ -64,11 +66,11 @@ extern "C" int zvSocketSendIGMP(uint32 aDestAddress, uint32 aGroupAddress, uint8
   }
 
   int theResult = -1;
-  igmp *const theMessage = NewMessage(aGroupAddress, aType, aCode);
-  if (theMessage != nullptr) {
+  Owner<igmp> theMessage = NewMessage(aGroupAddress, aType, aCode);
+  if (theMessage) {
     theResult = zvSocketSendUDP_Debug(theSocket, zvos::Generic(&theDestination), sizeof(theDestination),
-                                      reinterpret_cast<const char *>(theMessage), sizeof(*theMessage), 0,
-                                      kDebugContext);
+                                      reinterpret_cast<const char *>(theMessage.get()), sizeof(*theMessage),
+                                      0, kDebugContext);
   }
   // The close would leave 0 where the caller looks for the cause.
   const ErrnoAtEnd theError(theResult == -1 ? errno : 0);
@@ -76,7 +78,7 @@ extern "C" int zvSocketSendIGMP(uint32 aDestAddress, uint32 aGroupAddress, uint8
   if (theResult == -1) ZV_DEBUG(F("Failed to send IGMP join group\n"));
 
   zvSocketClose_Debug(theSocket, kDebugContext, 0);
-  free(theMessage);
+  theMessage.reset();  // before the error is put back
   return theResult;
 }
 

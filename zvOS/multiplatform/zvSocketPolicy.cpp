@@ -5,8 +5,8 @@
 #include <zvOS/zvSocketPolicy.h>
 #include <zvOS/zvSocketQOS.h>
 
-#include "private/AddressList.h"
-#include "private/HeapText.h"
+#include "private/Owner.h"
+#include "private/SocketAddress.h"
 
 #include <cstring>
 
@@ -66,7 +66,7 @@ void LogExcluded(const zvSocketPolicy *aSocketPolicy) {
   ZV_INFO(F("zvSocketPolicy: Excluded interfaces:%s", theFirst != nullptr ? "" : "None"));
   for (const zvCStringParser_Token *theToken = theFirst; theToken != nullptr;
        theToken = theToken->mNextToken) {
-    const zvos::HeapText theName(zvStrndup(theToken->mData, theToken->mDataLength));
+    const zvos::Owner<char> theName(zvStrndup(theToken->mData, theToken->mDataLength));
     ZV_INFO(F(" '%s'", zvos::TextOrNull(theName.get())));
   }
   ZV_INFO(F("\n"));
@@ -178,9 +178,9 @@ extern "C" zvSocketQOS zvSocketPolicy_GetQOS(zvSocketPolicy *aSocketPolicy) {
 extern "C" int zvSocketPolicy_Default_AcceptConnection(zvSocketPolicy *aSocketPolicy, uint32,
                                                        uint32 aReceivedIPAddress) {
   if (aReceivedIPAddress == 0) return 1;
-  zvos::AddressList theList;
-  const int theCount = zvSocketPolicy_Default_GetIPAddressList(aSocketPolicy, theList.Receive(), 1);
-  return theList.Contains(aReceivedIPAddress, theCount) ? 1 : 0;
+  return zvos::IsListed(aReceivedIPAddress, [=](uint32 **aList) {
+    return zvSocketPolicy_Default_GetIPAddressList(aSocketPolicy, aList, 1);
+  });
 }
 
 extern "C" int zvSocketPolicy_Default_GetIPAddressList(zvSocketPolicy *aSocketPolicy,

@@ -8,13 +8,14 @@
 #include <zvOS/zvMutex.h>
 #include <zvOS/zvSocketSelect.h>
 
+#include "private/Failure.h"
 #include "private/FdSet.h"
-#include "private/MutexHold.h"
+#include "private/Owner.h"
+#include "private/Record.h"
 
 #include <fcntl.h>
 #include <unistd.h>
 #include <cstdio>
-#include <cstring>
 
 // Names the mechanism of the trigger for readers of a build's settings; it is the only one.
 #define ZV_SOCKETSELECT_TRIGGER_WITH_PIPE 1
@@ -23,18 +24,30 @@ ZVLOG_WITH_MODULE_IF(SELECT, 1)
 
 using zvos::Clear;
 using zvos::ClearFailed;
-using zvos::MutexHold;
+using zvos::Owner;
 using zvos::OwnSet;
 
 struct zvSocketSelect_t {
-  zvOSMutex *mMutex;
-  int mTerminatePipe[2];
+  Owner<zvOSMutex, zvMutex_Delete> mMutex;
+  int mTerminatePipe[2] = {};
   // They own the ends; the bytes go to the descriptors directly, so that each is seen at once.
-  FILE *mTerminateReadPipe;
-  FILE *mTerminateWritePipe;
+  Owner<FILE, fclose> mTerminateReadPipe;
+  Owner<FILE, fclose> mTerminateWritePipe;
 };
 
 namespace {
+
+// Holds the mutex of an object to the end of the block.
+class Hold {
+ public:
+  explicit Hold(zvSocketSelect *aSocketSelect) : mMutex(aSocketSelect->mMutex.get()) { zvMutex_Lock(mMutex); }
+  ~Hold() { zvMutex_Unlock(mMutex); }
+  Hold(const Hold &) = delete;
+  Hold &operator=(const Hold &) = delete;
+
+ private:
+  zvOSMutex *const mMutex;
+};
 
 // True when the read end does not block, so that emptying the pipe ends, and fits into a set.
 bool PrepareReadEnd(int aDescriptor) {
@@ -43,14 +56,10 @@ bool PrepareReadEnd(int aDescriptor) {
          aDescriptor < FD_SETSIZE;
 }
 
-FILE *OpenEnd(int aDescriptor, const char *aMode) {
-  FILE *const theStream = fdopen(aDescriptor, aMode);
-  if (theStream == nullptr) close(aDescriptor);
+Owner<FILE, fclose> OpenEnd(int aDescriptor, const char *aMode) {
+  Owner<FILE, fclose> theStream(fdopen(aDescriptor, aMode));
+  if (!theStream) close(aDescriptor);
   return theStream;
-}
-
-void CloseEnd(FILE *aStream) {
-  if (aStream != nullptr) fclose(aStream);
 }
 
 // False (logged) when there is no pipe to work with; the object can be deleted then.
@@ -61,8 +70,7 @@ bool OpenPipe(zvSocketSelect *aSocketSelect) {
   if (theResult == 0) {
     aSocketSelect->mTerminateReadPipe = OpenEnd(thePipe[kzvSocketSelect_PipeRead], "r");
     aSocketSelect->mTerminateWritePipe = OpenEnd(thePipe[kzvSocketSelect_PipeWrite], "w");
-    afUsable = afUsable && aSocketSelect->mTerminateReadPipe != nullptr &&
-               aSocketSelect->mTerminateWritePipe != nullptr;
+    afUsable = afUsable && aSocketSelect->mTerminateReadPipe && aSocketSelect->mTerminateWritePipe;
   }
   if (!afUsable) {
     ZV_ERR(F("zvSocketSelect_New: error creating pipe = %d (FD0=%d / FD1=%d)\n", theResult,
@@ -91,36 +99,25 @@ int zvSocketSelect_S_Reset(zvSocketSelect *aSocketSelect, fd_set *aReadSet) {
 }  // namespace
 
 extern "C" zvSocketSelect *zvSocketSelect_New(void) {
-  zvSocketSelect *const theSelect = static_cast<zvSocketSelect *>(zvMalloc(sizeof(zvSocketSelect)));
-  if (theSelect == nullptr) return nullptr;
-  memset(theSelect, 0, sizeof(*theSelect));
+  Owner<zvSocketSelect, zvSocketSelect_Delete> theSelect(zvos::NewRecord<zvSocketSelect, zvMalloc>());
+  if (!theSelect) return nullptr;
 
-  theSelect->mMutex = zvMutex_New();
-  if (theSelect->mMutex == nullptr) {
-    ZV_ERR(F("zvSocketSelect_New: Failed to create a semaphore\n"));
-    // The record is not released; the leak is kept as it stands.
-    return nullptr;
+  theSelect->mMutex.reset(zvMutex_New());
+  if (!theSelect->mMutex) {
+    theSelect.release();  // the leak is kept as it stands
+    return ZVOS_FAIL(nullptr, F("zvSocketSelect_New: Failed to create a semaphore\n"));
   }
-  if (!OpenPipe(theSelect)) {
-    zvSocketSelect_Delete(theSelect);
-    return nullptr;
-  }
-  return theSelect;
+  return OpenPipe(theSelect.get()) ? theSelect.release() : nullptr;
 }
 
 extern "C" void zvSocketSelect_Delete(zvSocketSelect *aSocketSelect) {
-  if (aSocketSelect == nullptr) return;
-
-  CloseEnd(aSocketSelect->mTerminateReadPipe);
-  CloseEnd(aSocketSelect->mTerminateWritePipe);
-  zvMutex_Delete(aSocketSelect->mMutex);
-  free(aSocketSelect);
+  if (aSocketSelect != nullptr) zvos::DeleteRecord(aSocketSelect);
 }
 
 extern "C" void zvSocketSelect_Trigger(zvSocketSelect *aSocketSelect) {
   {
-    const MutexHold theHold(aSocketSelect->mMutex);
-    if (aSocketSelect->mTerminateWritePipe == nullptr) return;
+    const Hold theHold(aSocketSelect);
+    if (!aSocketSelect->mTerminateWritePipe) return;
   }
   // After the mutex is free: the thread that the byte wakes takes it next, and would wait for us. A
   // failure is nobody's business: a pipe that takes no byte wakes the wait as it is.
@@ -134,7 +131,7 @@ extern "C" int zvSocketSelect_Prepare(zvSocketSelect *aSocketSelect, fd_set *aRe
 }
 
 extern "C" int zvSocketSelect_Reset(zvSocketSelect *aSocketSelect, fd_set *aReadSet) {
-  const MutexHold theHold(aSocketSelect->mMutex);
+  const Hold theHold(aSocketSelect);
   return zvSocketSelect_S_Reset(aSocketSelect, aReadSet);
 }
 
@@ -151,7 +148,7 @@ extern "C" int zvSocketSelect_Select(zvSocketSelect *aSocketSelect, fd_set *aRea
 
   int theMaxFD = aMaxFD;
   {
-    const MutexHold theHold(aSocketSelect->mMutex);
+    const Hold theHold(aSocketSelect);
     if (theMaxFD < 1) {
       // A wait for the trigger alone: marks of the caller are dropped.
       theMaxFD = -1;
@@ -164,7 +161,7 @@ extern "C" int zvSocketSelect_Select(zvSocketSelect *aSocketSelect, fd_set *aRea
   }
 
   const int theCount = zvSocketSelect_SelectFD(theReadSet, aWriteSet, anErrorSet, theMaxFD, aTimeOut);
-  const MutexHold theHold(aSocketSelect->mMutex);
+  const Hold theHold(aSocketSelect);
   const int theReset = zvSocketSelect_S_Reset(aSocketSelect, theReadSet);
   if (afTriggered != nullptr) *afTriggered = theReset;
   return theCount;

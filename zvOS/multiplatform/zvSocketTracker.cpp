@@ -7,6 +7,7 @@
 
 #include "private/SocketAddress.h"
 
+#include <atomic>
 #include <cstring>
 
 ZVLOG_WITH_MODULE_IF(SOCKETTRACKER, 1)
@@ -44,22 +45,21 @@ struct zvSocketTrackerData {
   uint16 remotePort;
 };
 
-// Changed by atomic operations only.
-typedef int zvAtomic_int;
+using zvAtomic_int = std::atomic<int>;
 
 zvSocketTrackerData sInfo[kSocketTrackerMax];
-zvAtomic_int sInfoInitValue = 0;
-int sfInited = 0;
+zvAtomic_int sInfoInitValue{0};
+zvAtomic_int sfInited{0};
 zvOSMutex *sMutex = nullptr;
 
 // The first caller prepares the table; the others wait for it without a pause, once in the life of
 // the process.
 void zvSocketTracker_Init() {
-  while (__atomic_load_n(&sfInited, __ATOMIC_ACQUIRE) == 0) {
-    if (__atomic_add_fetch(&sInfoInitValue, 1, __ATOMIC_RELAXED) != 1) continue;
+  while (sfInited.load(std::memory_order_acquire) == 0) {
+    if (sInfoInitValue.fetch_add(1, std::memory_order_relaxed) != 0) continue;
     memset(sInfo, 0, sizeof(sInfo));
     sMutex = zvMutex_New();
-    __atomic_store_n(&sfInited, 1, __ATOMIC_RELEASE);
+    sfInited.store(1, std::memory_order_release);
   }
 }
 

@@ -5,11 +5,11 @@
 
 #include <zvOS/zvBinaryRevision.h>
 
-#include "private/HeapText.h"
+#include "private/Owner.h"
 
 #include <cstring>
 
-using zvos::HeapText;
+using zvos::Owner;
 
 namespace {
 
@@ -44,15 +44,15 @@ bool ReadWhole(zvFileFD anFD, zvFileOffset anOffset, void *aBuffer, uint32 aSize
 }
 
 // Reads a section that lies within the file: a size that the file does not have is not allocated.
-HeapText ReadSection(zvFileFD anFD, zvFileOffset aFileSize, Elf32_Shdr *aSection) {
+Owner<char> ReadSection(zvFileFD anFD, zvFileOffset aFileSize, Elf32_Shdr *aSection) {
   if (aSection->sh_size > kLargestSection ||
       static_cast<zvFileOffset>(aSection->sh_offset) + aSection->sh_size > aFileSize) {
-    return HeapText();
+    return Owner<char>();
   }
   char *theData = nullptr;
   const int theStatus = Elf_ReadSectionData(anFD, aSection, &theData);
-  HeapText theOwner(theData);
-  return theStatus == 0 ? std::move(theOwner) : HeapText();
+  Owner<char> theOwner(theData);
+  return theStatus == 0 ? std::move(theOwner) : Owner<char>();
 }
 
 bool HasStampName(const Elf32_Shdr &aSection, const char *aNames, uint32 aNamesSize) {
@@ -102,7 +102,7 @@ extern "C" int zvPath_GetBinaryRevision(const char *aFilePath, char **aBranch) {
   Elf32_Shdr theNameSection;
   if (Elf_ReadSectionHeader(theFile.get(), &theElfHeader, theElfHeader.e_shstrndx, &theNameSection) != 0)
     return 0;
-  const HeapText theNames = ReadSection(theFile.get(), theFileSize, &theNameSection);
+  const Owner<char> theNames = ReadSection(theFile.get(), theFileSize, &theNameSection);
   if (!theNames) return 0;
 
   for (int theIndex = 1; theIndex < theElfHeader.e_shnum; ++theIndex) {
@@ -113,8 +113,8 @@ extern "C" int zvPath_GetBinaryRevision(const char *aFilePath, char **aBranch) {
       continue;
     }
 
-    const HeapText theStamp = ReadSection(theFile.get(), theFileSize, &theSection);
-    const HeapText theText(theStamp ? zvStrndup(theStamp.get(), theSection.sh_size) : nullptr);
+    const Owner<char> theStamp = ReadSection(theFile.get(), theFileSize, &theSection);
+    const Owner<char> theText(theStamp ? zvStrndup(theStamp.get(), theSection.sh_size) : nullptr);
     if (!theText) return 0;
     if (aBranch != nullptr) {
       char *const theBranch = CopySecondLine(theStamp.get(), theSection.sh_size);

@@ -7,6 +7,7 @@
 #include <zvOS/zvTime.h>
 
 #include "private/Failure.h"
+#include "private/Owner.h"
 #include "private/Record.h"
 
 #include <cerrno>
@@ -15,8 +16,8 @@
 ZVLOG_WITH_MODULE_IF(ZVOS, 1)
 
 struct zvCondition_t {
-  uint32 _mMagicNumber;
-  pthread_cond_t mCondition;
+  uint32 _mMagicNumber = kzvCondition_Magic;
+  pthread_cond_t mCondition = PTHREAD_COND_INITIALIZER;
 };
 
 namespace {
@@ -48,17 +49,12 @@ timespec DeadlineAfter(uint32 aDelay) {
 }  // namespace
 
 extern "C" zvOSCondition *zvCondition_New(void) {
-  zvOSCondition *const theCondition =
-      zvos::NewRecord<zvOSCondition>({kzvCondition_Magic, PTHREAD_COND_INITIALIZER});
+  zvos::Owner<zvOSCondition, zvCondition_Delete> theCondition(zvos::NewRecord<zvOSCondition>());
   if (theCondition == nullptr) return nullptr;
 
-  const int theError = pthread_cond_init(&theCondition->mCondition, nullptr);
-  if (theError != 0) {
-    ZV_ERR(F("zvOSCondition: pthread_cond_init failed (error = %d)\n", theError));
-    zvCondition_Delete(theCondition);
-    return nullptr;
-  }
-  return theCondition;
+  if (const int theError = pthread_cond_init(&theCondition->mCondition, nullptr))
+    return ZVOS_FAIL(nullptr, F("zvOSCondition: pthread_cond_init failed (error = %d)\n", theError));
+  return theCondition.release();
 }
 
 extern "C" void zvCondition_Delete(zvOSCondition *aCondition) {

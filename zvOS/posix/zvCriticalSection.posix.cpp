@@ -3,29 +3,26 @@
 #include <zvOS/zvCriticalSection.h>
 
 #include "private/Failure.h"
+#include "private/Owner.h"
 #include "private/Record.h"
 #include "private/RecursiveMutex.h"
 
 ZVLOG_WITH_MODULE_IF(ZVOS, 1)
 
 struct zvCriticalSection_t {
-  uint32 _mMagicNumber;
-  pthread_mutex_t mMutex;
+  uint32 _mMagicNumber = kzvCriticalSection_Magic;
+  pthread_mutex_t mMutex = PTHREAD_MUTEX_INITIALIZER;
 };
 
 extern "C" zvOSCriticalSection *zvCriticalSection_New(void) {
-  zvOSCriticalSection *const theCriticalSection =
-      zvos::NewRecord<zvOSCriticalSection>({kzvCriticalSection_Magic, PTHREAD_MUTEX_INITIALIZER});
+  zvos::Owner<zvOSCriticalSection, zvCriticalSection_Delete> theCriticalSection(
+      zvos::NewRecord<zvOSCriticalSection>());
   if (theCriticalSection == nullptr)
     return ZVOS_FAIL(nullptr, F("zvOSCriticalSection: Cannot allocate memory for a critical section\n"));
 
-  const int theError = zvos::InitRecursiveMutex(&theCriticalSection->mMutex);
-  if (theError != 0) {
-    ZV_ERR(F("zvOSCriticalSection: pthread_mutex_init failed (error = %d)\n", theError));
-    zvCriticalSection_Delete(theCriticalSection);
-    return nullptr;
-  }
-  return theCriticalSection;
+  if (const int theError = zvos::InitRecursiveMutex(&theCriticalSection->mMutex))
+    return ZVOS_FAIL(nullptr, F("zvOSCriticalSection: pthread_mutex_init failed (error = %d)\n", theError));
+  return theCriticalSection.release();
 }
 
 extern "C" void zvCriticalSection_Delete(zvOSCriticalSection *aCriticalSection) {

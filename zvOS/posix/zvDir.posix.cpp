@@ -8,7 +8,7 @@
 
 #include "private/Failure.h"
 #include "private/FileTimes.h"
-#include "private/HeapText.h"
+#include "private/Owner.h"
 
 #include <sys/stat.h>
 #include <unistd.h>
@@ -20,7 +20,7 @@
 ZVLOG_WITH_MODULE_IF(DIR, 1)
 
 using zvos::ErrorOf;
-using zvos::HeapText;
+using zvos::Owner;
 using zvos::TextOrNull;
 
 namespace {
@@ -28,8 +28,8 @@ namespace {
 constexpr mode_t kPermissionsOfNewDirectory = 0700;
 constexpr size_t kPathSize = PATH_MAX + 1;
 
-HeapText NormalizedPath(const char *aPath) {
-  return HeapText(zvPath_Normalize(aPath, 1, kzvPathNormalizeMode_Native, nullptr));
+Owner<char> NormalizedPath(const char *aPath) {
+  return Owner<char>(zvPath_Normalize(aPath, 1, kzvPathNormalizeMode_Native, nullptr));
 }
 
 // The two paths of a link, in one piece of memory.
@@ -71,9 +71,8 @@ bool MakeAbsolute(const char *aPath, char *aBuffer) {
 
 // Whether a link to a directory does not lead to itself or to one of its ancestors.
 bool LeadsElsewhere(const char *anArgument, const char *aPath) {
-  LinkPaths *const thePaths = static_cast<LinkPaths *>(malloc(sizeof(LinkPaths)));
-  if (thePaths == nullptr) return false;
-  const HeapText theOwner(thePaths->mReal);  // its first member: the same piece of memory
+  const Owner<LinkPaths> thePaths(static_cast<LinkPaths *>(malloc(sizeof(LinkPaths))));
+  if (!thePaths) return false;
 
   if (realpath(aPath, thePaths->mReal) == nullptr) {
     const int theError = errno;
@@ -97,7 +96,7 @@ bool LeadsElsewhere(const char *anArgument, const char *aPath) {
 bool CreateLevels(const char *aPath, size_t anIndex) {
   while (aPath[anIndex] != '\0') {
     anIndex += strcspn(aPath + anIndex, "/");
-    const HeapText theLevel(zvStrndup(aPath, anIndex));
+    const Owner<char> theLevel(zvStrndup(aPath, anIndex));
     if (!theLevel || (zvDir_Exists(theLevel.get()) == 0 && zvDir_Create(theLevel.get()) != 0))
       return ZVOS_FAIL(false, F("zvDir: Cannot create directory path part: '%s' (part index = %d)\n", aPath,
                                 static_cast<int>(anIndex)));
@@ -109,7 +108,7 @@ bool CreateLevels(const char *aPath, size_t anIndex) {
 }  // namespace
 
 extern "C" int zvDir_Exists(const char *aDirPath) {
-  const HeapText thePath = NormalizedPath(aDirPath);
+  const Owner<char> thePath = NormalizedPath(aDirPath);
   if (!thePath)
     return ZVOS_FAIL(0,
                      F("zvDir: Cannot check directory '%s' exists, (invalid name)\n", TextOrNull(aDirPath)));
@@ -124,7 +123,7 @@ extern "C" int zvDir_Exists(const char *aDirPath) {
 }
 
 extern "C" int zvDir_Remove(const char *aDirPath) {
-  const HeapText thePath = NormalizedPath(aDirPath);
+  const Owner<char> thePath = NormalizedPath(aDirPath);
   if (!thePath)
     return ZVOS_FAIL(-1, F("zvDir: Cannot remove directory: '%s' (invalid name)\n", TextOrNull(aDirPath)));
   const int theError = ErrorOf(rmdir(thePath.get()));
@@ -133,7 +132,7 @@ extern "C" int zvDir_Remove(const char *aDirPath) {
 }
 
 extern "C" int zvDir_Create(const char *aDirPath) {
-  const HeapText thePath = NormalizedPath(aDirPath);
+  const Owner<char> thePath = NormalizedPath(aDirPath);
   if (!thePath)
     return ZVOS_FAIL(-1, F("zvDir: Cannot create directory: '%s' (invalid name)\n", TextOrNull(aDirPath)));
   if (const int theError = ErrorOf(mkdir(thePath.get(), kPermissionsOfNewDirectory)))
@@ -142,7 +141,7 @@ extern "C" int zvDir_Create(const char *aDirPath) {
 }
 
 extern "C" int zvDir_CreatePath(const char *aDirPath) {
-  const HeapText thePath = NormalizedPath(aDirPath);
+  const Owner<char> thePath = NormalizedPath(aDirPath);
   if (!thePath)
     return ZVOS_FAIL(0,
                      F("zvDir: Cannot create directory path: '%s' (invalid name)\n", TextOrNull(aDirPath)));
@@ -177,7 +176,7 @@ extern "C" zvPtrList *zvDir_GetRootDirList(void) {
   if (theList == nullptr) return nullptr;
 
   zvPtrList_SetFreeFunc(theList, kzvPtrList_DefaultFreeFunc);
-  HeapText theRoot(zvStrdup("/"));
+  Owner<char> theRoot(zvStrdup("/"));
   if (theRoot && zvPtrList_Append(theList, theRoot.get()) != 0) theRoot.release();
   return theList;
 }

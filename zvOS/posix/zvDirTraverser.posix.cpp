@@ -6,7 +6,8 @@
 #include <zvOS/zvFile.h>
 #include <zvOS/zvPath.h>
 
-#include "private/HeapText.h"
+#include "private/Owner.h"
+#include "private/Record.h"
 #include "private/Failure.h"
 
 #include <dirent.h>
@@ -18,16 +19,16 @@
 ZVLOG_WITH_MODULE_IF(DIR, 1)
 
 using zvos::ErrnoAtEnd;
-using zvos::HeapText;
+using zvos::Owner;
 using zvos::TextOrNull;
 
 struct zvDirTraverser {
-  zvDirEntry mEntry;
-  DIR *mDir;  // NULL while no walk goes on
-  char *mDirPath;
-  char *mEntrySpec;
-  int mFlags;
-  dirent *mDirEnt;
+  zvDirEntry mEntry = {nullptr, 0, 0};
+  Owner<DIR, closedir> mDir;  // none while no walk goes on
+  Owner<char> mDirPath;
+  Owner<char> mEntrySpec;
+  int mFlags = zvDIR_DEFAULT;
+  dirent *mDirEnt = nullptr;
 };
 
 namespace {
@@ -62,12 +63,13 @@ bool IsFileOrDirectory(const char *aPath) {
 // Asks the system what an entry is, through links. kNot when it is neither a file nor a directory, or
 // when its path is too long (logged).
 Taken Resolve(const zvDirTraverser *aDirTraverser, const char *aName, int *afDir) {
-  const HeapText thePath(static_cast<char *>(malloc(kEntryPathSize)));
+  const Owner<char> thePath(static_cast<char *>(malloc(kEntryPathSize)));
   if (!thePath) return Taken::kNoMemory;
-  const int theLength = zv_snprintf(thePath.get(), kEntryPathSize, "%s/%s", aDirTraverser->mDirPath, aName);
+  const int theLength =
+      zv_snprintf(thePath.get(), kEntryPathSize, "%s/%s", aDirTraverser->mDirPath.get(), aName);
   if (theLength < 0 || static_cast<size_t>(theLength) >= kEntryPathSize)
     return ZVOS_FAIL(Taken::kNot, F("zvDirTraverser: Cannot compute entry name '%s/%s' (buffer too small)\n",
-                                    aDirTraverser->mDirPath, aName));
+                                    aDirTraverser->mDirPath.get(), aName));
   errno = 0;
   *afDir = 0;
   if (zvFile_Exists(thePath.get()) != 0) return Taken::kWhole;
@@ -107,7 +109,7 @@ bool IsWanted(const zvDirTraverser *aDirTraverser) {
   if (!Has(theFlags, theEntry.mfDir != 0 ? zvDIR_DIRS : zvDIR_FILES)) return false;
   if (theEntry.mfHidden != 0 && !Has(theFlags, zvDIR_HIDDEN)) return false;
   if (!Has(theFlags, zvDIR_DOTDOT) && IsDotOrDotDot(theEntry.mName)) return false;
-  return zvCStringParser_Match(aDirTraverser->mEntrySpec, theEntry.mName) != 0;
+  return zvCStringParser_Match(aDirTraverser->mEntrySpec.get(), theEntry.mName) != 0;
 }
 
 bool IsUsable(const zvDirTraverser *aDirTraverser, const int *anError) {
@@ -125,7 +127,7 @@ zvDirEntry *EndWithError(int anErrorNumber, int *anError) {
 zvDirEntry *NextEntry(zvDirTraverser *aDirTraverser, int *anError) {
   *anError = kzvDirTraverserStatus_NoError;
   // errno is not cleared before the read, so that what the caller brought decides what the end means.
-  while ((aDirTraverser->mDirEnt = readdir(aDirTraverser->mDir)) != nullptr) {
+  while ((aDirTraverser->mDirEnt = readdir(aDirTraverser->mDir.get())) != nullptr) {
     // What looking at one bad entry leaves behind must not end the walk.
     const ErrnoAtEnd theError;
     const Taken theTaken = TakeEntry(aDirTraverser);
@@ -142,17 +144,15 @@ zvDirEntry *NextEntry(zvDirTraverser *aDirTraverser, int *anError) {
 }  // namespace
 
 extern "C" zvDirTraverser *zvDirTraverser_New(const char *aDirPath) {
-  zvDirTraverser *const theTraverser = static_cast<zvDirTraverser *>(zvMalloc(sizeof(zvDirTraverser)));
+  zvDirTraverser *const theTraverser = zvos::NewRecord<zvDirTraverser, zvMalloc>();
   if (theTraverser == nullptr) return nullptr;
 
-  *theTraverser = {
-      {nullptr, 0, 0}, nullptr,       zvPath_Normalize(aDirPath, 1, kzvPathNormalizeMode_Native, nullptr),
-      nullptr,         zvDIR_DEFAULT, nullptr};
-  if (theTraverser->mDirPath != nullptr) {
+  char *const thePath = zvPath_Normalize(aDirPath, 1, kzvPathNormalizeMode_Native, nullptr);
+  theTraverser->mDirPath.reset(thePath);
+  if (thePath != nullptr) {
     // The root becomes the empty path, which has no entries: nobody walks through "/".
-    const size_t theLength = strlen(theTraverser->mDirPath);
-    if (theLength > 0 && theTraverser->mDirPath[theLength - 1] == '/')
-      theTraverser->mDirPath[theLength - 1] = '\0';
+    const size_t theLength = strlen(thePath);
+    if (theLength > 0 && thePath[theLength - 1] == '/') thePath[theLength - 1] = '\0';
   }
   return theTraverser;
 }
@@ -161,23 +161,20 @@ extern "C" void zvDirTraverser_Delete(zvDirTraverser *aDirTraverser) {
   if (aDirTraverser == nullptr) return;
 
   zvDirTraverser_Rewind(aDirTraverser);
-  free(aDirTraverser->mDirPath);
-  free(aDirTraverser->mEntrySpec);
-  free(aDirTraverser);
+  zvos::DeleteRecord(aDirTraverser);
 }
 
 extern "C" void zvDirTraverser_Rewind(zvDirTraverser *aDirTraverser) {
   if (aDirTraverser == nullptr) return;
 
-  if (aDirTraverser->mDir != nullptr) closedir(aDirTraverser->mDir);
-  aDirTraverser->mDir = nullptr;
+  aDirTraverser->mDir.reset();
   aDirTraverser->mDirEnt = nullptr;
   zvSafeFree(aDirTraverser->mEntry.mName);
 }
 
 extern "C" char *zvDirTraverser_GetDirPath(zvDirTraverser *aDirTraverser) {
   zvAssert(aDirTraverser != NULL);
-  return aDirTraverser != nullptr ? aDirTraverser->mDirPath : nullptr;
+  return aDirTraverser != nullptr ? aDirTraverser->mDirPath.get() : nullptr;
 }
 
 extern "C" zvDirEntry *zvDirTraverser_GetFirst(zvDirTraverser *aDirTraverser, const char *anEntrySpec,
@@ -188,21 +185,21 @@ extern "C" zvDirEntry *zvDirTraverser_GetFirst(zvDirTraverser *aDirTraverser, co
   *anError = kzvDirTraverserStatus_NoError;
   if (aDirTraverser->mDirPath == nullptr || anEntrySpec == nullptr) {
     ZV_ERR(F("zvDir: Cannot enumerate files in directory '%s' using specified '%s'\n",
-             TextOrNull(aDirTraverser->mDirPath), TextOrNull(anEntrySpec)));
+             TextOrNull(aDirTraverser->mDirPath.get()), TextOrNull(anEntrySpec)));
     *anError = kzvDirTraverserStatus_Error;
     return nullptr;
   }
 
   const int theErrorOfCaller = errno;
-  const HeapText theOldSpec(aDirTraverser->mEntrySpec);
-  aDirTraverser->mEntrySpec = zvStrdup(anEntrySpec);
+  aDirTraverser->mEntrySpec.reset(zvStrdup(anEntrySpec));
   aDirTraverser->mFlags = aFlags;
   const bool afMemory = aDirTraverser->mEntrySpec != nullptr;
-  aDirTraverser->mDir = afMemory ? opendir(aDirTraverser->mDirPath) : nullptr;
+  aDirTraverser->mDir.reset(afMemory ? opendir(aDirTraverser->mDirPath.get()) : nullptr);
   if (aDirTraverser->mDir == nullptr) {
     const int theError = afMemory ? errno : ENOMEM;
     if (theError == ENOENT) return nullptr;
-    ZV_ERR(F("Cannot enumerate files in directory '%s' (error = %d)\n", aDirTraverser->mDirPath, theError));
+    ZV_ERR(F("Cannot enumerate files in directory '%s' (error = %d)\n", aDirTraverser->mDirPath.get(),
+             theError));
     *anError = kzvDirTraverserStatus_Error;
     return nullptr;
   }

@@ -5,7 +5,7 @@
 
 #include "private/Failure.h"
 #include "private/FileTimes.h"
-#include "private/HeapText.h"
+#include "private/Owner.h"
 
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -21,7 +21,7 @@ zvCompileTimeAssert(sizeof(off_t) * 8 == ZVFILEOFFSET_SIZE);
 zvCompileTimeAssert(sizeof(zvFileOffset) == sizeof(off_t));
 
 using zvos::ErrorOf;
-using zvos::HeapText;
+using zvos::Owner;
 using zvos::TextOrNull;
 
 namespace {
@@ -53,8 +53,8 @@ zvFileFD HandleOf(int aDescriptor) {
   return reinterpret_cast<zvFileFD>(static_cast<intptr_t>(aDescriptor));
 }
 
-HeapText zvFile_S_GetPath(const char *aPath) {
-  return HeapText(zvPath_Normalize(aPath, 0, kzvPathNormalizeMode_Native, nullptr));
+Owner<char> zvFile_S_GetPath(const char *aPath) {
+  return Owner<char>(zvPath_Normalize(aPath, 0, kzvPathNormalizeMode_Native, nullptr));
 }
 
 // The system's open flags for a mode, or -1 when the mode contradicts itself (logged).
@@ -139,7 +139,7 @@ int zvFile_truncate(const char *aPath, zvFileOffset aNewSize) {
 }  // namespace
 
 extern "C" int zvFile_Open(const char *aPath, zvFileOpenMode anOpenMode, int, zvFileFD *aFD) {
-  const HeapText thePath = zvFile_S_GetPath(aPath);
+  const Owner<char> thePath = zvFile_S_GetPath(aPath);
   if (!thePath)
     return ZVOS_FAIL(kzvFileErrorUnknown,
                      F("zvFile: Cannot open file: '%s' (invalid name)\n", TextOrNull(aPath)));
@@ -176,7 +176,7 @@ extern "C" int zvFile_Open(const char *aPath, zvFileOpenMode anOpenMode, int, zv
 }
 
 extern "C" int zvFile_Access(const char *aPath, zvFileAccessMode anAccessMode) {
-  const HeapText thePath = zvFile_S_GetPath(aPath);
+  const Owner<char> thePath = zvFile_S_GetPath(aPath);
   if (!thePath)
     return ZVOS_FAIL(0, F("zvFile: Cannot check access for file: '%s' (invalid name)\n", TextOrNull(aPath)));
 
@@ -325,7 +325,7 @@ extern "C" int zvFile_Flush(zvFileFD aFD) {
 }
 
 extern "C" int zvFile_Remove(const char *aPath) {
-  const HeapText thePath = zvFile_S_GetPath(aPath);
+  const Owner<char> thePath = zvFile_S_GetPath(aPath);
   if (!thePath)
     return ZVOS_FAIL(kzvFileErrorUnknown,
                      F("zvFile: Cannot remove file: '%s' (invalid name)\n", TextOrNull(aPath)));
@@ -336,7 +336,7 @@ extern "C" int zvFile_Remove(const char *aPath) {
 }
 
 extern "C" int zvFile_HasAttribute(const char *aPath, zvFileAttributes anAttribute) {
-  const HeapText thePath = zvFile_S_GetPath(aPath);
+  const Owner<char> thePath = zvFile_S_GetPath(aPath);
   if (!thePath)
     return ZVOS_FAIL(0,
                      F("zvFile: Cannot check attribute for file '%s', (invalid name)\n", TextOrNull(aPath)));
@@ -348,7 +348,7 @@ extern "C" int zvFile_HasAttribute(const char *aPath, zvFileAttributes anAttribu
 }
 
 extern "C" int zvFile_Exists(const char *aPath) {
-  const HeapText thePath = zvFile_S_GetPath(aPath);
+  const Owner<char> thePath = zvFile_S_GetPath(aPath);
   if (!thePath)
     return ZVOS_FAIL(0, F("zvFile: Cannot check file: '%s' exists, (invalid name)\n", TextOrNull(aPath)));
   struct stat theFileStatus;
@@ -357,7 +357,7 @@ extern "C" int zvFile_Exists(const char *aPath) {
 
 extern "C" int zvFile_GetTimes(const char *aPath, zvtimeval *aLastAccessTime, zvtimeval *aModificationTime,
                                zvtimeval *aCreationTime) {
-  const HeapText thePath = zvFile_S_GetPath(aPath);
+  const Owner<char> thePath = zvFile_S_GetPath(aPath);
   if (!thePath)
     return ZVOS_FAIL(kzvFileErrorUnknown,
                      F("zvFile: Cannot get times for file: '%s' (invalid name)\n", TextOrNull(aPath)));
@@ -391,8 +391,8 @@ extern "C" int zvFile_SetModificationTime(const char *aPath, zvtimeval *aModific
 }
 
 extern "C" int zvFile_Rename(const char *aPath, const char *aNewFilePath) {
-  const HeapText thePath = zvFile_S_GetPath(aPath);
-  const HeapText theNewPath = zvFile_S_GetPath(aNewFilePath);
+  const Owner<char> thePath = zvFile_S_GetPath(aPath);
+  const Owner<char> theNewPath = zvFile_S_GetPath(aNewFilePath);
   if (!thePath || !theNewPath)
     return ZVOS_FAIL(kzvFileErrorUnknown, F("zvFile: Cannot rename file: '%s' to '%s' (invalid name)\n",
                                             TextOrNull(aPath), TextOrNull(aNewFilePath)));

@@ -7,42 +7,40 @@
 
 #include "private/CurrentThread.h"
 #include "private/Failure.h"
+#include "private/Owner.h"
 #include "private/Record.h"
 #include "private/RecursiveMutex.h"
+
+#include <atomic>
 
 ZVLOG_WITH_MODULE_IF(ZVOS, 1)
 
 struct zvMutex_t {
-  uint32 _mMagicNumber;
-  pthread_mutex_t mMutex;
-  pthread_t mOwnerThread;
-  uint32 mLockCount;
+  uint32 _mMagicNumber = kzvMutex_Magic;
+  pthread_mutex_t mMutex = PTHREAD_MUTEX_INITIALIZER;
+  std::atomic<pthread_t> mOwnerThread{kzvMutex_NoOwner};
+  uint32 mLockCount = 0;
 };
 
 namespace {
 
 void SetOwner(zvOSMutex *aMutex, pthread_t anOwner) {
-  __atomic_store_n(&aMutex->mOwnerThread, anOwner, __ATOMIC_RELAXED);
+  aMutex->mOwnerThread.store(anOwner, std::memory_order_relaxed);
 }
 
 bool IsOwner(zvOSMutex *aMutex) {
-  return pthread_equal(__atomic_load_n(&aMutex->mOwnerThread, __ATOMIC_RELAXED), zvos::CurrentThread()) != 0;
+  return pthread_equal(aMutex->mOwnerThread.load(std::memory_order_relaxed), zvos::CurrentThread()) != 0;
 }
 
 }  // namespace
 
 extern "C" zvOSMutex *zvMutex_New(void) {
-  zvOSMutex *const theMutex =
-      zvos::NewRecord<zvOSMutex>({kzvMutex_Magic, PTHREAD_MUTEX_INITIALIZER, kzvMutex_NoOwner, 0});
+  zvos::Owner<zvOSMutex, zvMutex_Delete> theMutex(zvos::NewRecord<zvOSMutex>());
   if (theMutex == nullptr) return nullptr;
 
-  const int theError = zvos::InitRecursiveMutex(&theMutex->mMutex);
-  if (theError != 0) {
-    ZV_ERR(F("zvOSMutex: pthread_mutex_init failed (error = %d)\n", theError));
-    zvMutex_Delete(theMutex);
-    return nullptr;
-  }
-  return theMutex;
+  if (const int theError = zvos::InitRecursiveMutex(&theMutex->mMutex))
+    return ZVOS_FAIL(nullptr, F("zvOSMutex: pthread_mutex_init failed (error = %d)\n", theError));
+  return theMutex.release();
 }
 
 extern "C" void zvMutex_Delete(zvOSMutex *aMutex) {

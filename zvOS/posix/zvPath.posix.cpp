@@ -8,10 +8,11 @@
 
 #include "private/Failure.h"
 #include "private/ForkAwareLock.h"
-#include "private/HeapText.h"
+#include "private/Owner.h"
 
 #include <dlfcn.h>
 #include <unistd.h>
+#include <atomic>
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
@@ -20,7 +21,7 @@ ZVLOG_WITH_MODULE_IF(PATH, 1)
 
 using zvos::ForkAwareHold;
 using zvos::ForkAwareLock;
-using zvos::HeapText;
+using zvos::Owner;
 using zvos::TextOrNull;
 
 namespace {
@@ -32,7 +33,7 @@ constexpr char kJavaHost[] = "java";
 // Written once, with the lock held; read without it when sfApplicationPathIsRead is set.
 uint32 sApplicationProcessID;
 char sApplicationPath[kPathBufferSize];
-int sfApplicationPathIsRead = 0;
+std::atomic<bool> sfApplicationPathIsRead;
 ForkAwareLock sApplicationPathLock;
 
 bool IsSeparator(char aCharacter) {
@@ -52,10 +53,10 @@ size_t DroppedPrefixLength(const char *aPath) {
   return aPath[0] == '.' && IsSeparator(aPath[1]) ? 2 : 0;
 }
 
-HeapText Join(const char *anAnchor, const char *aRest) {
+Owner<char> Join(const char *anAnchor, const char *aRest) {
   const size_t theAnchorLength = strlen(anAnchor);
   const size_t theRestSize = strlen(aRest) + 1;
-  HeapText theResult(static_cast<char *>(zvMalloc(theAnchorLength + theRestSize)));
+  Owner<char> theResult(static_cast<char *>(zvMalloc(theAnchorLength + theRestSize)));
   if (theResult) {
     memcpy(theResult.get(), anAnchor, theAnchorLength);
     memcpy(theResult.get() + theAnchorLength, aRest, theRestSize);
@@ -101,11 +102,11 @@ int ReadApplicationPath() {
 // True for the caller that has read the path, whatever came of it. Threads that need it meanwhile wait;
 // a child that was forked meanwhile reads it for itself.
 bool ReadsApplicationPathFirst(int *anOutcome) {
-  if (__atomic_load_n(&sfApplicationPathIsRead, __ATOMIC_ACQUIRE) != 0) return false;
+  if (sfApplicationPathIsRead.load(std::memory_order_acquire)) return false;
   const ForkAwareHold theHold(sApplicationPathLock);
-  if (__atomic_load_n(&sfApplicationPathIsRead, __ATOMIC_RELAXED) != 0) return false;
+  if (sfApplicationPathIsRead.load(std::memory_order_relaxed)) return false;
   *anOutcome = ReadApplicationPath();
-  __atomic_store_n(&sfApplicationPathIsRead, 1, __ATOMIC_RELEASE);
+  sfApplicationPathIsRead.store(true, std::memory_order_release);
   return true;
 }
 
@@ -132,11 +133,11 @@ extern "C" int zvPath_IsAbsolute(const char *aPath) {
 extern "C" char *zvPath_Normalize(const char *aPath, int, int aNormalizeMode, const char *anAnchorPath) {
   if (aPath == nullptr) return nullptr;
 
-  HeapText theResult;
+  Owner<char> theResult;
   if (zvPath_IsAbsolute(aPath)) {
-    theResult = HeapText(zvStrdup(aPath));
+    theResult = Owner<char>(zvStrdup(aPath));
   } else {
-    const HeapText theApplicationPath(anAnchorPath != nullptr ? nullptr : zvPath_GetApplicationPath(0));
+    const Owner<char> theApplicationPath(anAnchorPath != nullptr ? nullptr : zvPath_GetApplicationPath(0));
     const char *const theAnchor = anAnchorPath != nullptr ? anAnchorPath : theApplicationPath.get();
     if (theAnchor == nullptr)
       return ZVOS_FAIL(
@@ -167,7 +168,7 @@ extern "C" char *zvPath_GetApplicationFullPath(void) {
 }
 
 extern "C" char *zvPath_GetApplicationPath(int) {
-  HeapText thePath(zvPath_GetApplicationFullPath());
+  Owner<char> thePath(zvPath_GetApplicationFullPath());
   char *const theSlash = thePath ? strrchr(thePath.get(), '/') : nullptr;
   if (theSlash == nullptr) return nullptr;
   theSlash[1] = '\0';
@@ -175,7 +176,7 @@ extern "C" char *zvPath_GetApplicationPath(int) {
 }
 
 extern "C" char *zvPath_GetApplicationName(int) {
-  const HeapText thePath(zvPath_GetApplicationFullPath());
+  const Owner<char> thePath(zvPath_GetApplicationFullPath());
   const char *const theSlash = thePath ? strrchr(thePath.get(), '/') : nullptr;
   return theSlash != nullptr ? zvStrdup(theSlash + 1) : nullptr;
 }

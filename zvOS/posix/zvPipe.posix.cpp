@@ -13,6 +13,7 @@
 #include <sys/stat.h>
 #include <sys/un.h>
 #include <unistd.h>
+#include <atomic>
 #include <cerrno>
 #include <csignal>
 #include <cstddef>
@@ -79,9 +80,9 @@ Address InitNonAbstractAddr(const char *anId) {
 // Found out once in a process; threads that find it out at the same time find the same.
 bool HaveAbstractNameSupport() {
   enum { kUnknown = 0, kSupported = 1, kNotSupported = 2 };
-  static int sSupport = kUnknown;
+  static std::atomic<int> sSupport{kUnknown};
 
-  int theSupport = __atomic_load_n(&sSupport, __ATOMIC_RELAXED);
+  int theSupport = sSupport.load(std::memory_order_relaxed);
   if (theSupport == kUnknown) {
     const Address theAddress = InitAbstractAddr("/tmp/zvPipeAbstractTest");
     const Descriptor theSocket(socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
@@ -89,7 +90,7 @@ bool HaveAbstractNameSupport() {
     const bool afSupported =
         bind(theSocket.get(), theAddress.Generic(), theAddress.mLength) == 0 || errno == EADDRINUSE;
     theSupport = afSupported ? kSupported : kNotSupported;
-    __atomic_store_n(&sSupport, theSupport, __ATOMIC_RELAXED);
+    sSupport.store(theSupport, std::memory_order_relaxed);
   }
   return theSupport == kSupported;
 }
@@ -118,16 +119,16 @@ void ShutDownUnused(int aFd, int aFlags) {
 // Writes to a closed peer return an error instead of ending the process. Set once, so that what the caller
 // sets later stays, and before any thread has its pipe.
 void IgnoreBrokenPipes() {
-  static int sfDone = 0;
+  static std::atomic<bool> sfDone;
   static ForkAwareLock sLock;
-  if (__atomic_load_n(&sfDone, __ATOMIC_ACQUIRE) != 0) return;
+  if (sfDone.load(std::memory_order_acquire)) return;
   const ForkAwareHold theHold(sLock);
-  if (__atomic_load_n(&sfDone, __ATOMIC_RELAXED) != 0) return;
+  if (sfDone.load(std::memory_order_relaxed)) return;
   struct sigaction theAction = {};
   theAction.sa_handler = SIG_IGN;
   sigemptyset(&theAction.sa_mask);
   sigaction(SIGPIPE, &theAction, nullptr);
-  __atomic_store_n(&sfDone, 1, __ATOMIC_RELEASE);
+  sfDone.store(true, std::memory_order_release);
 }
 
 int PrepareForUser(int aFd, int aFlags) {

@@ -3,14 +3,14 @@
 #include <zvOS/zvPlatform.h>
 
 #include "private/Failure.h"
-#include "private/HeapText.h"
+#include "private/Owner.h"
 
 #include <cerrno>
 #include <cstdlib>
 
 ZVLOG_WITH_MODULE_IF(ZVOS, 1)
 
-using zvos::HeapText;
+using zvos::Owner;
 using zvos::TextOrNull;
 
 namespace {
@@ -45,7 +45,7 @@ extern "C" int zvPlatform_setenv(const char *anEnvVarName, const char *aValue) {
 
 extern "C" int zvPlatform_Launch(const char *anApplicationFullPath, const char *aParameter) {
   if (anApplicationFullPath == nullptr) return LaunchFailed("(null)", -1, EINVAL);
-  const HeapText theCommand(
+  const Owner<char> theCommand(
       zv_mnprintf("\"%s\" %s &", anApplicationFullPath, aParameter != nullptr ? aParameter : ""));
   if (!theCommand) return LaunchFailed(anApplicationFullPath, -1, ENOMEM);
 

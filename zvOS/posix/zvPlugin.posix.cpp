@@ -4,7 +4,7 @@
 #include <zvOS/zvPlugin.h>
 
 #include "private/Failure.h"
-#include "private/HeapText.h"
+#include "private/Owner.h"
 
 #include <dlfcn.h>
 #include <cerrno>

@@ -4,6 +4,8 @@
 
 #include <zvOS/zvProcess.h>
 
+#include "private/Owner.h"
+
 #include <fcntl.h>
 #include <unistd.h>
 #include <cerrno>
@@ -24,16 +26,14 @@ bool IsOpen(zvProcessFD aFD) {
 
 extern "C" int zvProcess_Open(const char *aProcessPath, zvProcessOpenMode anOpenMode, zvProcessFD *aFD) {
   if (aProcessPath == nullptr || aFD == nullptr) return -1;
-  FILE *const theStream = popen(aProcessPath, anOpenMode == zvProcessOpenMode_Write ? "we" : "re");
-  if (theStream == nullptr) return -1;
+  zvos::Owner<FILE, pclose> theStream(
+      popen(aProcessPath, anOpenMode == zvProcessOpenMode_Write ? "we" : "re"));
+  if (!theStream) return -1;
   zvProcessFD_t *const theProcess = static_cast<zvProcessFD_t *>(zvMalloc(sizeof(zvProcessFD_t)));
-  if (theProcess == nullptr) {
-    pclose(theStream);
-    return -1;
-  }
+  if (theProcess == nullptr) return -1;
 
-  *theProcess = {theStream, 0};
-  fcntl(fileno(theStream), F_SETFL, O_NONBLOCK);
+  fcntl(fileno(theStream.get()), F_SETFL, O_NONBLOCK);
+  *theProcess = {theStream.release(), 0};
   *aFD = theProcess;
   return 0;
 }

@@ -3,6 +3,7 @@
 #include <zvOS/zvSemaphore.h>
 
 #include "private/Failure.h"
+#include "private/Owner.h"
 #include "private/Record.h"
 
 #include <semaphore.h>
@@ -14,8 +15,8 @@ ZVLOG_WITH_MODULE_IF(ZVOS, 1)
 using zvos::ErrorOf;
 
 struct zvSemaphore_t {
-  uint32 _mMagicNumber;
-  sem_t mSemaphore;
+  uint32 _mMagicNumber = kzvSemaphore_Magic;
+  sem_t mSemaphore = {};
 };
 
 namespace {
@@ -32,16 +33,14 @@ int WaitErrorToLog(int anError) {
 }  // namespace
 
 extern "C" zvOSSemaphore *zvSemaphore_New(int anInitialValue) {
-  zvOSSemaphore *const theSemaphore = zvos::NewRecord<zvOSSemaphore>({kzvSemaphore_Magic, {}});
+  zvos::Owner<zvOSSemaphore, zvSemaphore_Delete> theSemaphore(zvos::NewRecord<zvOSSemaphore>());
   if (theSemaphore == nullptr) return nullptr;
 
-  if (sem_init(&theSemaphore->mSemaphore, kPrivateToProcess, static_cast<unsigned>(anInitialValue)) == -1) {
-    const int theError = errno;
-    ZV_ERR(F("zvOSSemaphore: sem_init failed (error = %d)\n", theError));
-    zvSemaphore_Delete(theSemaphore);
-    return nullptr;
-  }
-  return theSemaphore;
+  const int theResult =
+      sem_init(&theSemaphore->mSemaphore, kPrivateToProcess, static_cast<unsigned>(anInitialValue));
+  if (const int theError = ErrorOf(theResult))
+    return ZVOS_FAIL(nullptr, F("zvOSSemaphore: sem_init failed (error = %d)\n", theError));
+  return theSemaphore.release();
 }
 
 extern "C" void zvSemaphore_Delete(zvOSSemaphore *aSemaphore) {

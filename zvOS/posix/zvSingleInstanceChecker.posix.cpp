@@ -7,7 +7,7 @@
 #include <zvOS/zvPath.h>
 #include <zvOS/zvSingleInstanceChecker.h>
 
-#include "private/HeapText.h"
+#include "private/Owner.h"
 #include "private/Record.h"
 
 #include <fcntl.h>
@@ -16,7 +16,7 @@
 #include <cstdlib>
 #include <cstring>
 
-using zvos::HeapText;
+using zvos::Owner;
 using zvos::TextOrNull;
 
 struct zvOSSingleInstanceChecker {
@@ -69,7 +69,7 @@ extern "C" zvOSSingleInstanceChecker *zvSingleInstanceChecker_New(const char *aN
               TextOrNull(aName));
     return nullptr;
   }
-  const HeapText theDirectory(zvPath_GetTempDirPath());
+  const Owner<char> theDirectory(zvPath_GetTempDirPath());
   if (!theDirectory) {
     Log_Error("zvOSSingleInstanceChecker: Cannot get temporary directory path\n");
     return nullptr;
@@ -79,7 +79,7 @@ extern "C" zvOSSingleInstanceChecker *zvSingleInstanceChecker_New(const char *aN
     return nullptr;
   }
   const size_t theSize = strlen(theDirectory.get()) + strlen(aName) + 2;
-  const HeapText thePath(static_cast<char *>(malloc(theSize)));
+  const Owner<char> thePath(static_cast<char *>(malloc(theSize)));
   if (!thePath) {
     Log_Error("zvOSSingleInstanceChecker: Cannot allocate temporary file path\n");
     return nullptr;

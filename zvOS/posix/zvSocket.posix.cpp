@@ -4,9 +4,8 @@
 #include <zvOS/zvSocketAddress.h>
 #include <zvOS/zvSocketPolicy.h>
 
-#include "private/AddressList.h"
 #include "private/ForkAwareLock.h"
-#include "private/HeapText.h"
+#include "private/Owner.h"
 #include "private/SocketAddress.h"
 #include "private/Failure.h"
 
@@ -14,19 +13,20 @@
 #include <net/if.h>
 #include <netdb.h>
 #include <unistd.h>
+#include <atomic>
 #include <cerrno>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
-#include <utility>
 
 ZVLOG_WITH_MODULE_IF(TCP, 1)
 
 using zvos::AddressIn;
-using zvos::AddressList;
 using zvos::ErrnoAtEnd;
 using zvos::ForkAwareHold;
 using zvos::ForkAwareLock;
+using zvos::IsListed;
+using zvos::Owner;
 using zvos::ReportingFailure;
 using zvos::TextOrNull;
 
@@ -36,31 +36,12 @@ uint32 LoopbackAddress() {
   return htonl(INADDR_LOOPBACK);
 }
 
-// The system's list of interfaces.
-class Interfaces {
- public:
-  Interfaces() {
-    if (getifaddrs(&mFirst) != 0) mfListed = false;
+template <typename Visit>
+void ForEachMatching(ifaddrs *aFirst, zvSocketPolicy *aSocketPolicy, int afIncludeLocalhost, Visit aVisit) {
+  for (ifaddrs *theEntry = aFirst; theEntry != nullptr; theEntry = theEntry->ifa_next) {
+    if (zvSocketIsInterfaceMatching(aSocketPolicy, theEntry, afIncludeLocalhost) != 0) aVisit(*theEntry);
   }
-  ~Interfaces() {
-    if (mFirst != nullptr) freeifaddrs(mFirst);
-  }
-  Interfaces(const Interfaces &) = delete;
-  Interfaces &operator=(const Interfaces &) = delete;
-
-  bool IsListed() const { return mfListed; }
-
-  template <typename Visit>
-  void ForEachMatching(zvSocketPolicy *aSocketPolicy, int afIncludeLocalhost, Visit aVisit) const {
-    for (ifaddrs *theEntry = mFirst; theEntry != nullptr; theEntry = theEntry->ifa_next) {
-      if (zvSocketIsInterfaceMatching(aSocketPolicy, theEntry, afIncludeLocalhost) != 0) aVisit(*theEntry);
-    }
-  }
-
- private:
-  ifaddrs *mFirst = nullptr;
-  bool mfListed = true;
-};
+}
 
 void ReleaseElement(uint32) {}
 
@@ -77,8 +58,7 @@ class WantedList {
         mElements(aList != nullptr ? static_cast<Element *>(zvMalloc(aRoom * sizeof(Element))) : nullptr) {}
   ~WantedList() {
     for (size_t i = 0; mElements != nullptr && i < mCount; ++i)
-      ReleaseElement(mElements[i]);
-    free(mElements);
+      ReleaseElement(mElements.get()[i]);
   }
   WantedList(const WantedList &) = delete;
   WantedList &operator=(const WantedList &) = delete;
@@ -88,16 +68,16 @@ class WantedList {
   bool IsUsable() const { return mTarget == nullptr || mElements != nullptr; }
 
   void Append(Element anElement) {
-    if (mElements != nullptr) mElements[mCount++] = anElement;
+    if (mElements != nullptr) mElements.get()[mCount++] = anElement;
   }
 
   void HandOver() {
-    if (mTarget != nullptr) *mTarget = std::exchange(mElements, nullptr);
+    if (mTarget != nullptr) *mTarget = mElements.release();
   }
 
  private:
   Element **const mTarget;
-  Element *mElements;
+  Owner<Element> mElements;
   size_t mCount = 0;
 };
 
@@ -107,7 +87,7 @@ ForkAwareLock sResolverLock;
 
 // The C library holds a lock of its own during the call. Where that was held at a fork, by a thread that
 // stayed behind, every such call would wait for ever.
-int sfResolverIsBlocked = 0;
+std::atomic<bool> sfResolverIsBlocked;
 
 uint32 FirstAddressOf(const hostent *aHost) {
   if (aHost == nullptr || aHost->h_addrtype != AF_INET || aHost->h_addr_list[0] == nullptr) return 0;
@@ -118,11 +98,11 @@ uint32 FirstAddressOf(const hostent *aHost) {
 
 // False when the resolver cannot be asked in this process.
 bool AskResolver(const char *aHost, uint32 *anAddress) {
-  if (__atomic_load_n(&sfResolverIsBlocked, __ATOMIC_RELAXED) != 0) return false;
+  if (sfResolverIsBlocked.load(std::memory_order_relaxed)) return false;
   const ForkAwareHold theHold(sResolverLock);
-  if (!theHold.IsUndisturbed()) __atomic_store_n(&sfResolverIsBlocked, 1, __ATOMIC_RELAXED);
+  if (!theHold.IsUndisturbed()) sfResolverIsBlocked.store(true, std::memory_order_relaxed);
   // Also for those who waited for the lock while another thread found out.
-  if (__atomic_load_n(&sfResolverIsBlocked, __ATOMIC_RELAXED) != 0) return false;
+  if (sfResolverIsBlocked.load(std::memory_order_relaxed)) return false;
   *anAddress = FirstAddressOf(gethostbyname(aHost));
   return true;
 }
@@ -201,9 +181,9 @@ extern "C" int zvSocket_Init(void) {
 extern "C" void zvSocket_UnInit(void) {}
 
 extern "C" void zvSocket_LoopBackCheck(void) {
-  AddressList theList;
-  const int theCount = zvSocketGetIPAddressList(nullptr, theList.Receive(), 1);
-  if (!theList.Contains(LoopbackAddress(), theCount)) ZV_ERR(F("Error, loopback interface is not up! \n"));
+  if (!IsListed(LoopbackAddress(),
+                [](uint32 **aList) { return zvSocketGetIPAddressList(nullptr, aList, 1); }))
+    ZV_ERR(F("Error, loopback interface is not up! \n"));
 }
 
 // ---- Printing ----
@@ -250,6 +230,7 @@ extern "C" int zvSocketGetAddressInfo_NoDebug(const char *aFQDNAddress, uint32 *
   addrinfo *theFirst = nullptr;
   const int theCode = getaddrinfo(aFQDNAddress, nullptr, &theHints, &theFirst);
   if (theCode != 0) return theCode;
+  const Owner<addrinfo, freeaddrinfo> theEntries(theFirst);
 
   for (const addrinfo *theEntry = theFirst; theEntry != nullptr; theEntry = theEntry->ai_next) {
     if (theEntry->ai_family == AF_INET && theEntry->ai_addrlen >= sizeof(in_addr)) {
@@ -257,7 +238,6 @@ extern "C" int zvSocketGetAddressInfo_NoDebug(const char *aFQDNAddress, uint32 *
       break;
     }
   }
-  freeaddrinfo(theFirst);
   return 0;
 }
 
@@ -303,11 +283,12 @@ extern "C" int zvSocketIsInterfaceMatching(zvSocketPolicy *aSocketPolicy, ifaddr
 extern "C" int zvSocketGetInterfacesInfos(zvSocketPolicy *aSocketPolicy, uint32 **anIPList,
                                           uint32 **aMaskList, uint32 **aMaskedIPList,
                                           char ***anInterfaceNameList, int afIncludeLocalhost) {
-  const Interfaces theInterfaces;
-  if (!theInterfaces.IsListed()) return 0;
+  ifaddrs *theFirst = nullptr;
+  if (getifaddrs(&theFirst) != 0) return 0;
+  const Owner<ifaddrs, freeifaddrs> theInterfaces(theFirst);
 
   size_t theCount = 0;
-  theInterfaces.ForEachMatching(aSocketPolicy, afIncludeLocalhost, [&](const ifaddrs &) { ++theCount; });
+  ForEachMatching(theFirst, aSocketPolicy, afIncludeLocalhost, [&](const ifaddrs &) { ++theCount; });
   WantedList<uint32> theAddresses(anIPList, theCount);
   WantedList<uint32> theMasks(aMaskList, theCount);
   WantedList<uint32> theMaskedAddresses(aMaskedIPList, theCount);
@@ -316,7 +297,7 @@ extern "C" int zvSocketGetInterfacesInfos(zvSocketPolicy *aSocketPolicy, uint32 
       theAddresses.IsUsable() && theMasks.IsUsable() && theMaskedAddresses.IsUsable() && theNames.IsUsable();
 
   size_t i = 0;
-  theInterfaces.ForEachMatching(aSocketPolicy, afIncludeLocalhost, [&](const ifaddrs &anEntry) {
+  ForEachMatching(theFirst, aSocketPolicy, afIncludeLocalhost, [&](const ifaddrs &anEntry) {
     if (!afComplete || i == theCount) return;
     const uint32 theAddress = AddressIn(anEntry.ifa_addr);
     const uint32 theMask = anEntry.ifa_netmask != nullptr ? AddressIn(anEntry.ifa_netmask) : 0;
@@ -360,17 +341,15 @@ extern "C" int zvSocketGetLocalHostIPAddressList(zvSocketPolicy *, uint32 **anIP
 }
 
 extern "C" uint32 zvSocketMapLocalIPAddressToLoopBack(zvSocketPolicy *aSocketPolicy, uint32 anIPAddress) {
-  AddressList theList;
-  const int theCount = zvSocketGetIPAddressList(aSocketPolicy, theList.Receive(), 0);
-  return theList.Contains(anIPAddress, theCount) ? LoopbackAddress() : anIPAddress;
+  const bool afLocal = IsListed(
+      anIPAddress, [=](uint32 **aList) { return zvSocketGetIPAddressList(aSocketPolicy, aList, 0); });
+  return afLocal ? LoopbackAddress() : anIPAddress;
 }
 
 extern "C" int zvSocketIsLocalIPAddress(uint32 anIPAddress) {
   if (anIPAddress == LoopbackAddress()) return 1;
   if (anIPAddress == INADDR_BROADCAST) return 0;
-  AddressList theList;
-  const int theCount = zvSocketGetIPAddressList(nullptr, theList.Receive(), 0);
-  return theList.Contains(anIPAddress, theCount) ? 1 : 0;
+  return IsListed(anIPAddress, [](uint32 **aList) { return zvSocketGetIPAddressList(nullptr, aList, 0); });
 }
 
 extern "C" int zvSocket_GetHostName_NoDebug(char *anHostName, size_t aHostNameLength) {
@@ -402,11 +381,10 @@ extern "C" int zvSocket_QueryARP(sockaddr *anAddr, void *aMacAddressBuffer, size
   zvAssert(anAddr->sa_family == AF_INET);
   if (*aMacAddressBufferLen < ETH_ALEN) return -1;
 
-  FILE *const theTable = fopen("/proc/net/arp", "re");
+  const Owner<FILE, fclose> theTable(fopen("/proc/net/arp", "re"));
   if (theTable == nullptr) return -1;
-  if (FindInArpTable(theTable, AddressIn(anAddr), static_cast<uint8 *>(aMacAddressBuffer)))
+  if (FindInArpTable(theTable.get(), AddressIn(anAddr), static_cast<uint8 *>(aMacAddressBuffer)))
     *aMacAddressBufferLen = ETH_ALEN;
-  fclose(theTable);
   return 0;
 }
 

@@ -9,7 +9,7 @@
 
 #include "private/Failure.h"
 #include "private/Descriptor.h"
-#include "private/HeapText.h"
+#include "private/Owner.h"
 #include "private/InterfaceFromIP.h"
 
 #include <sys/un.h>
@@ -25,7 +25,7 @@ ZVLOG_WITH_MODULE_IF(TCP, 1)
 #define OPEN_NETWORK_PATTERN       "pairwise_cipher=NONE"
 
 using zvos::Descriptor;
-using zvos::HeapText;
+using zvos::Owner;
 
 namespace {
 
@@ -115,14 +115,10 @@ void wpa_supplicant_release_status(Answer *anAnswer) {
 }  // namespace
 
 extern "C" int _zvSocket_IsLinkProtected(uint32 anIPInterface) {
-  const HeapText theInterface = zvos::zvSocket_GetInterfaceFromIP(anIPInterface);
+  const Owner<char> theInterface = zvos::zvSocket_GetInterfaceFromIP(anIPInterface);
   if (!theInterface) return 1;
-  const HeapText thePath(zv_mnprintf(PATH_TO_SOCKET "%s", theInterface.get()));
+  const Owner<char> thePath(zv_mnprintf(PATH_TO_SOCKET "%s", theInterface.get()));
   if (!thePath) return 1;
-  Answer *const theAnswer = wpa_supplicant_get_status(thePath.get());
-  if (theAnswer == nullptr) return 1;
-
-  const bool afOpen = theAnswer->Contains(OPEN_NETWORK_PATTERN);
-  wpa_supplicant_release_status(theAnswer);
-  return afOpen ? 0 : 1;
+  const Owner<Answer, wpa_supplicant_release_status> theAnswer(wpa_supplicant_get_status(thePath.get()));
+  return theAnswer && theAnswer->Contains(OPEN_NETWORK_PATTERN) ? 0 : 1;
 }

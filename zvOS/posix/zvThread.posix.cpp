@@ -10,6 +10,7 @@
 
 #include "private/CrashReport.h"
 #include "private/Failure.h"
+#include "private/Owner.h"
 #include "private/Record.h"
 #include "private/SignalFrame.h"
 #include "private/SignalStack.h"
@@ -25,14 +26,14 @@
 ZVLOG_WITH_MODULE_IF(ZVOS, 1)
 
 struct zvThread_t {
-  uint32 _mMagicNumber;
-  pthread_t mThread;
-  zvThread_Func mThreadFunc;
-  zvThread_Func mDeleteFunc;
-  void *mThreadArgs;
-  int mThreadState;
-  int mDetachedState;
-  zvOSSemaphore *mSemaphore;
+  uint32 _mMagicNumber = kzvThread_Magic;
+  pthread_t mThread = 0;
+  zvThread_Func mThreadFunc = nullptr;
+  zvThread_Func mDeleteFunc = nullptr;
+  void *mThreadArgs = nullptr;
+  int mThreadState = kzvThreadState_NotInited;
+  int mDetachedState = kzvThreadDetachedState_NotDetached;
+  zvOSSemaphore *mSemaphore = nullptr;
 };
 
 namespace {
@@ -145,18 +146,15 @@ extern "C" zvOSThread *zvThread_New(const zvOSThread_Data *aThreadData) {
   zvAssert(aThreadData != NULL);
   if (aThreadData == nullptr) return nullptr;
 
-  const bool afDetached = aThreadData->mThreadKind == zvThread_Kind_Detached;
-  zvOSThread *const theThread = zvos::NewRecord<zvOSThread>(
-      {kzvThread_Magic, pthread_t(), aThreadData->mThreadFunc,
-       afDetached ? aThreadData->mDeleteFunc : nullptr, aThreadData->mThreadArgs, kzvThreadState_NotInited,
-       afDetached ? kzvThreadDetachedState_Detached : kzvThreadDetachedState_NotDetached, nullptr});
+  zvos::Owner<zvOSThread, zvThread_Delete> theThread(zvos::NewRecord<zvOSThread>());
   if (theThread == nullptr) return nullptr;
-
-  if (!StartAtGate(theThread, aThreadData->mStackSize)) {
-    zvThread_Delete(theThread);
-    return nullptr;
+  theThread->mThreadFunc = aThreadData->mThreadFunc;
+  theThread->mThreadArgs = aThreadData->mThreadArgs;
+  if (aThreadData->mThreadKind == zvThread_Kind_Detached) {
+    theThread->mDeleteFunc = aThreadData->mDeleteFunc;
+    theThread->mDetachedState = kzvThreadDetachedState_Detached;
   }
-  return theThread;
+  return StartAtGate(theThread.get(), aThreadData->mStackSize) ? theThread.release() : nullptr;
 }
 
 extern "C" int zvThread_Run(zvOSThread *aThread) {

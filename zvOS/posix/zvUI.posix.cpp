@@ -5,11 +5,11 @@
 #include <zvOS/zvPath.h>
 #include <zvOS/zvUI.h>
 
-#include "private/HeapText.h"
+#include "private/Owner.h"
 
 #include <cstdio>
 
-using zvos::HeapText;
+using zvos::Owner;
 using zvos::TextOrNull;
 
 namespace {
@@ -38,7 +38,7 @@ extern "C" char *zvUI_GetApplicationDisplayName(void) {
 }
 
 extern "C" char *zvUI_GetApplicationVersion(void) {
-  const HeapText thePath(zvPath_GetApplicationFullPath());
+  const Owner<char> thePath(zvPath_GetApplicationFullPath());
   const int theRevision = zvPath_GetBinaryRevision(thePath.get(), nullptr);
   if (theRevision == 0) return nullptr;
 

@@ -1,6 +1,8 @@
 // Sets of descriptors that a caller may leave out, and that may be larger than fd_set.
 #pragma once
 
+#include "private/Owner.h"
+
 #include <sys/resource.h>
 #include <sys/select.h>
 
@@ -47,11 +49,10 @@ class OwnSet {
   explicit OwnSet(int aMaxFD) : mSmall() {
     const size_t theSize = SizeOfSet(CountUpTo(aMaxFD));
     if (theSize > sizeof(mSmall)) {
-      mLarge = static_cast<fd_set *>(calloc(1, theSize));
-      mSet = mLarge;
+      mLarge.reset(static_cast<fd_set *>(calloc(1, theSize)));
+      mSet = mLarge.get();
     }
   }
-  ~OwnSet() { free(mLarge); }
   OwnSet(const OwnSet &) = delete;
   OwnSet &operator=(const OwnSet &) = delete;
 
@@ -60,7 +61,7 @@ class OwnSet {
 
  private:
   fd_set mSmall;
-  fd_set *mLarge = nullptr;
+  Owner<fd_set> mLarge;
   fd_set *mSet = &mSmall;
 };
 

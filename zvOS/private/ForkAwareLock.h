@@ -6,6 +6,7 @@
 #include <linux/futex.h>
 #include <sys/syscall.h>
 #include <unistd.h>
+#include <atomic>
 
 namespace zvos {
 
@@ -21,8 +22,8 @@ class ForkAwareLock {
   bool Acquire() {
     const int theProcess = getpid();
     int theHolder = kNobody;
-    while (!__atomic_compare_exchange_n(&mHolder, &theHolder, theProcess, false, __ATOMIC_ACQUIRE,
-                                        __ATOMIC_RELAXED)) {
+    while (!mHolder.compare_exchange_strong(theHolder, theProcess, std::memory_order_acquire,
+                                            std::memory_order_relaxed)) {
       // What was found is what is to be replaced, or waited for.
       if (theHolder == theProcess) {
         syscall(SYS_futex, &mHolder, FUTEX_WAIT_PRIVATE, theHolder, nullptr);
@@ -33,14 +34,14 @@ class ForkAwareLock {
   }
 
   void Release() {
-    __atomic_store_n(&mHolder, kNobody, __ATOMIC_RELEASE);
+    mHolder.store(kNobody, std::memory_order_release);
     syscall(SYS_futex, &mHolder, FUTEX_WAKE_PRIVATE, 1);
   }
 
  private:
   static constexpr int kNobody = 0;
 
-  int mHolder = kNobody;  // the id of its process
+  std::atomic<int> mHolder{kNobody};  // the id of its process
 };
 
 class ForkAwareHold {

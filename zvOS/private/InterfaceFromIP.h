@@ -3,12 +3,12 @@
 
 #include <zvOS/zvTypes.h>
 
-#include "private/HeapText.h"
+#include "private/Owner.h"
 
 namespace zvos {
 
 // The name of the interface that carries the address (network byte order), or no text. Loopback and
 // interfaces that are down do not count. Failures are logged.
-HeapText zvSocket_GetInterfaceFromIP(uint32 anIPInterface);
+Owner<char> zvSocket_GetInterfaceFromIP(uint32 anIPInterface);
 
 }  // namespace zvos

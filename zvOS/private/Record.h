@@ -1,4 +1,4 @@
-// Making and clearing the record behind a checked handle.
+// Making and clearing the record behind a handle.
 #pragma once
 
 #include <zvOS/zvTypes.h>
@@ -8,13 +8,20 @@
 
 namespace zvos {
 
-// A new record with the given contents, magic first, or NULL when there is no memory. System
-// objects begin as what their static initialiser makes, so that the record of a constructor that
-// fails half-way can go through its Delete.
+// A new record, or NULL when there is no memory. Its fields begin as their type says, system objects as what
+// their static initialiser makes, so that the record of a constructor that fails half-way can go through its
+// Delete.
+template <typename Record, auto kAllocate = malloc>
+Record *NewRecord() {
+  void *const theMemory = kAllocate(sizeof(Record));
+  return theMemory == nullptr ? nullptr : new (theMemory) Record{};
+}
+
+// Releases a record and what its fields own.
 template <typename Record>
-Record *NewRecord(const Record &anInitialRecord) {
-  void *const theMemory = malloc(sizeof(Record));
-  return theMemory == nullptr ? nullptr : new (theMemory) Record(anInitialRecord);
+void DeleteRecord(Record *aRecord) {
+  aRecord->~Record();
+  free(aRecord);
 }
 
 // Stores what a later use of a released record is to find. The store is volatile because the compiler

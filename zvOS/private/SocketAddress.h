@@ -3,6 +3,8 @@
 
 #include <zvOS/zvSocketTypes.h>
 
+#include "private/Owner.h"
+
 #include <arpa/inet.h>
 #include <netinet/in.h>
 
@@ -24,6 +26,19 @@ inline sockaddr *Generic(sockaddr_in *anAddress) {
 // The IPv4 address in a structure of that family.
 inline uint32 AddressIn(const sockaddr *anAddress) {
   return reinterpret_cast<const sockaddr_in *>(reinterpret_cast<const void *>(anAddress))->sin_addr.s_addr;
+}
+
+// Whether an address is in the list that aFill(uint32 **) makes and counts. Without memory there is a count
+// and no list.
+template <typename Fill>
+bool IsListed(uint32 anAddress, Fill aFill) {
+  uint32 *theAddresses = nullptr;
+  const int theCount = aFill(&theAddresses);
+  const Owner<uint32> theOwner(theAddresses);
+  for (int i = 0; theAddresses != nullptr && i < theCount; ++i) {
+    if (theAddresses[i] == anAddress) return true;
+  }
+  return false;
 }
 
 }  // namespace zvos
