@@ -1,6 +1,6 @@
 // The locale of the process, and the fixed list of languages.
 
-#include "../../zvOS/private/LocaleTable.h"
+#include "../../zvOS/posix/LocaleTable.h"
 
 #include <zvOS/zvLocale.h>
 

@@ -5,7 +5,7 @@
 #include "handle_checks.h"
 #include "socket_service_checks.h"
 
-#include "../../zvOS/private/SocketQOS.h"
+#include "../../zvOS/multiplatform/SocketQOS.h"
 
 #include <climits>
 

@@ -6,6 +6,7 @@
 #include <zvOS/zvPlatform.h>
 #include <zvOS/zvThread.h>
 
+#include "private/Failure.h"
 #include "private/Owner.h"
 
 #include <cstring>

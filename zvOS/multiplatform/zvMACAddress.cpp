@@ -3,9 +3,9 @@
 
 #include <zvOS/zvMACAddress.h>
 
+#include "multiplatform/InterfaceFromIP.h"
 #include "private/Failure.h"
-#include "private/Descriptor.h"
-#include "private/InterfaceFromIP.h"
+#include "private/Owner.h"
 #include "private/SocketAddress.h"
 
 #include <net/ethernet.h>

@@ -3,9 +3,8 @@
 #include <zvOS/zvSocketAddress.h>
 #include <zvOS/zvSocketDatagram.h>
 
-#include "private/Owner.h"
-#include "private/SocketAddress.h"
 #include "private/Failure.h"
+#include "private/SocketAddress.h"
 
 #include <cerrno>
 

@@ -4,7 +4,7 @@
 #include <zvOS/zvSocketDatagram.h>
 #include <zvOS/zvSocketLog.h>
 
-#include "private/Descriptor.h"
+#include "private/Owner.h"
 
 #include <fcntl.h>
 #include <pthread.h>

@@ -5,6 +5,7 @@
 #include <zvOS/zvSocketPolicy.h>
 #include <zvOS/zvSocketQOS.h>
 
+#include "private/Failure.h"
 #include "private/Owner.h"
 #include "private/SocketAddress.h"
 

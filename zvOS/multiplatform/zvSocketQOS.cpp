@@ -2,8 +2,8 @@
 
 #include <zvOS/zvSocketQOS.h>
 
+#include "multiplatform/SocketQOS.h"
 #include "private/Failure.h"
-#include "private/SocketQOS.h"
 
 ZVLOG_WITH_MODULE_IF(TCP_QOS, 1)
 

@@ -3,9 +3,9 @@
 #include <zvOS/zvCriticalSection.h>
 
 #include "private/Failure.h"
+#include "private/Lock.h"
 #include "private/Owner.h"
 #include "private/Record.h"
-#include "private/RecursiveMutex.h"
 
 ZVLOG_WITH_MODULE_IF(ZVOS, 1)
 

@@ -6,9 +6,9 @@
 #include <zvOS/zvFile.h>
 #include <zvOS/zvPath.h>
 
+#include "private/Failure.h"
 #include "private/Owner.h"
 #include "private/Record.h"
-#include "private/Failure.h"
 
 #include <dirent.h>
 #include <sys/stat.h>

@@ -2,7 +2,7 @@
 
 #include <zvOS/zvLocale.h>
 
-#include "private/LocaleTable.h"
+#include "posix/LocaleTable.h"
 
 #include <clocale>
 #include <cstring>

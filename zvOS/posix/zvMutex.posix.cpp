@@ -5,11 +5,10 @@
 
 #include <zvOS/zvMutex.h>
 
-#include "private/CurrentThread.h"
 #include "private/Failure.h"
+#include "private/Lock.h"
 #include "private/Owner.h"
 #include "private/Record.h"
-#include "private/RecursiveMutex.h"
 
 #include <atomic>
 
@@ -24,12 +23,20 @@ struct zvMutex_t {
 
 namespace {
 
+// Kept, so that not every lock takes a call.
+thread_local pthread_t sCurrentThread = pthread_t();
+
+pthread_t CurrentThread() {
+  if (ZV_UNLIKELY(sCurrentThread == pthread_t())) sCurrentThread = pthread_self();
+  return sCurrentThread;
+}
+
 void SetOwner(zvOSMutex *aMutex, pthread_t anOwner) {
   aMutex->mOwnerThread.store(anOwner, std::memory_order_relaxed);
 }
 
 bool IsOwner(zvOSMutex *aMutex) {
-  return pthread_equal(aMutex->mOwnerThread.load(std::memory_order_relaxed), zvos::CurrentThread()) != 0;
+  return pthread_equal(aMutex->mOwnerThread.load(std::memory_order_relaxed), CurrentThread()) != 0;
 }
 
 }  // namespace
@@ -59,7 +66,7 @@ extern "C" int zvMutex_Lock(zvOSMutex *aMutex) {
   if (const int theError = pthread_mutex_lock(&aMutex->mMutex))
     return ZVOS_FAIL_COLD(zvMutex_Status_Error,
                           F("zvOSMutex: pthread_mutex_lock failed (error = %d)\n", theError));
-  SetOwner(aMutex, zvos::CurrentThread());
+  SetOwner(aMutex, CurrentThread());
   ++aMutex->mLockCount;
   return zvMutex_Status_NoError;
 }
@@ -97,6 +104,6 @@ extern "C" uint32 zvMutex_Posix_Tag_Unheld(zvOSMutex *aMutex) {
 }
 
 extern "C" void zvMutex_Posix_Tag_Held(zvOSMutex *aMutex, uint32 aLockCount) {
-  SetOwner(aMutex, zvos::CurrentThread());
+  SetOwner(aMutex, CurrentThread());
   aMutex->mLockCount = aLockCount;
 }

@@ -7,7 +7,7 @@
 #include <zvOS/zvPath.h>
 
 #include "private/Failure.h"
-#include "private/ForkAwareLock.h"
+#include "private/Lock.h"
 #include "private/Owner.h"
 
 #include <dlfcn.h>

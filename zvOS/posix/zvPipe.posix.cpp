@@ -5,8 +5,8 @@
 #include <zvOS/zvThread.h>
 #include <zvOS/zvTime.h>
 
-#include "private/Descriptor.h"
-#include "private/ForkAwareLock.h"
+#include "private/Lock.h"
+#include "private/Owner.h"
 
 #include <fcntl.h>
 #include <sys/socket.h>

@@ -4,7 +4,6 @@
 #include <zvOS/zvPlugin.h>
 
 #include "private/Failure.h"
-#include "private/Owner.h"
 
 #include <dlfcn.h>
 #include <cerrno>

@@ -7,6 +7,7 @@
 #include <zvOS/zvPath.h>
 #include <zvOS/zvSingleInstanceChecker.h>
 
+#include "private/Failure.h"
 #include "private/Owner.h"
 #include "private/Record.h"
 

@@ -4,10 +4,10 @@
 #include <zvOS/zvSocketAddress.h>
 #include <zvOS/zvSocketPolicy.h>
 
-#include "private/ForkAwareLock.h"
+#include "private/Failure.h"
+#include "private/Lock.h"
 #include "private/Owner.h"
 #include "private/SocketAddress.h"
-#include "private/Failure.h"
 
 #include <net/ethernet.h>
 #include <net/if.h>

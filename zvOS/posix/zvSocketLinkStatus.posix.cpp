@@ -7,10 +7,9 @@
 #include <zvOS/zvSocketAddress.h>
 #include <zvOS/zvSocketSelect.h>
 
+#include "multiplatform/InterfaceFromIP.h"
 #include "private/Failure.h"
-#include "private/Descriptor.h"
 #include "private/Owner.h"
-#include "private/InterfaceFromIP.h"
 
 #include <sys/un.h>
 #include <unistd.h>

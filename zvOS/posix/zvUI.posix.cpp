@@ -5,6 +5,7 @@
 #include <zvOS/zvPath.h>
 #include <zvOS/zvUI.h>
 
+#include "private/Failure.h"
 #include "private/Owner.h"
 
 #include <cstdio>

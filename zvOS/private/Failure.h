@@ -68,6 +68,11 @@ int ReportingFailure(int aResult, Report aReport) {
   return aResult;
 }
 
+// What a message shows for a text that may be missing.
+inline const char *TextOrNull(const char *aText) {
+  return aText != nullptr ? aText : "(null)";
+}
+
 // Whether anybody may want traces: the one test of a hot twin while the log is below debug level.
 inline bool IsTracing() {
   return ZV_UNLIKELY(ZVLOGLEVEL_DEBUG < _zvLog_LevelNow());

@@ -2,8 +2,10 @@
 // release().
 #pragma once
 
+#include <unistd.h>
 #include <cstdlib>
 #include <memory>
+#include <utility>
 
 namespace zvos {
 
@@ -19,9 +21,22 @@ struct ReleasedBy {
 template <typename Resource, auto kRelease = free>
 using Owner = std::unique_ptr<Resource, ReleasedBy<kRelease>>;
 
-// What a message shows for a text that may be missing.
-inline const char *TextOrNull(const char *aText) {
-  return aText != nullptr ? aText : "(null)";
-}
+// Of a descriptor.
+class Descriptor {
+ public:
+  explicit Descriptor(int aDescriptor) : mDescriptor(aDescriptor) {}
+  ~Descriptor() {
+    if (mDescriptor >= 0) close(mDescriptor);
+  }
+  Descriptor(const Descriptor &) = delete;
+  Descriptor &operator=(const Descriptor &) = delete;
+
+  explicit operator bool() const { return mDescriptor >= 0; }
+  int get() const { return mDescriptor; }
+  int release() { return std::exchange(mDescriptor, -1); }
+
+ private:
+  int mDescriptor;
+};
 
 }  // namespace zvos

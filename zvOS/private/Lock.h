@@ -1,15 +1,31 @@
-// A lock that a child process does not wait for in vain. What another thread holds at the moment of a
-// fork stays locked in the child, where that thread does not exist; so this lock names the process of
-// its holder, and a process that finds another one's name takes it over.
+// The locks that modules share.
 #pragma once
 
 #include <linux/futex.h>
+#include <pthread.h>
 #include <sys/syscall.h>
 #include <unistd.h>
 #include <atomic>
 
 namespace zvos {
 
+// The system's recursive lock, which mutexes and critical sections share. Returns 0 or the error number of
+// the call that failed.
+inline int InitRecursiveMutex(pthread_mutex_t *aMutex) {
+  pthread_mutexattr_t theAttributes;
+  int theError = pthread_mutexattr_init(&theAttributes);
+  if (theError != 0) return theError;
+
+  theError = pthread_mutexattr_settype(&theAttributes, PTHREAD_MUTEX_RECURSIVE);
+  if (theError == 0) theError = pthread_mutex_init(aMutex, &theAttributes);
+  pthread_mutexattr_destroy(&theAttributes);
+  return theError;
+}
+
+// A lock that a child process does not wait for in vain. What another thread holds at the moment of a
+// fork stays locked in the child, where that thread does not exist; so this lock names the process of
+// its holder, and a process that finds another one's name takes it over.
+//
 // Statically initialised, so that any thread may be the first to need it. Not recursive.
 class ForkAwareLock {
  public:
