@@ -1,4 +1,5 @@
-// Whether a wireless link is encrypted, asked of the interface's supplicant over its control socket.
+// Whether a wireless link is encrypted, asked of the interface's supplicant over its control socket, unless
+// another check is registered.
 //
 // The answer leans to one side: only a supplicant that positively says "no cipher" makes a link
 // unprotected. The local end has one fixed name on the whole machine, so a query that runs, or one
@@ -120,4 +121,20 @@ extern "C" int _zvSocket_IsLinkProtected(uint32 anIPInterface) {
   if (!thePath) return 1;
   const Owner<Answer, wpa_supplicant_release_status> theAnswer(wpa_supplicant_get_status(thePath.get()));
   return theAnswer && theAnswer->Contains(OPEN_NETWORK_PATTERN) ? 0 : 1;
+}
+
+// ---- The check that is asked ----
+
+// Set at start-up, hence read without a lock. It is the platform's check itself, so that callers can compare
+// and put it back; that one takes the same 32 bits as an unsigned number.
+int (*g_zvSocket_IsLinkProtected)(int32 anIPInterface) =
+    reinterpret_cast<int (*)(int32)>(_zvSocket_IsLinkProtected);
+
+extern "C" int zvSocket_IsLinkProtected(int32 anIPInterface) {
+  const auto theFunction = g_zvSocket_IsLinkProtected;
+  return theFunction != nullptr ? theFunction(anIPInterface) : 0;
+}
+
+extern "C" void zvSocket_SetLinkProtectionCheckFunc(int (*aFunction)(int32 anIPInterface)) {
+  g_zvSocket_IsLinkProtected = aFunction;
 }

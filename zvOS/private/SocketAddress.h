@@ -23,6 +23,10 @@ inline sockaddr *Generic(sockaddr_in *anAddress) {
   return reinterpret_cast<sockaddr *>(anAddress);
 }
 
+inline uint32 LoopbackAddress() {
+  return htonl(INADDR_LOOPBACK);
+}
+
 // The IPv4 address in a structure of that family.
 inline uint32 AddressIn(const sockaddr *anAddress) {
   return reinterpret_cast<const sockaddr_in *>(reinterpret_cast<const void *>(anAddress))->sin_addr.s_addr;
