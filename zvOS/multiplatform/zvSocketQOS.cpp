@@ -4,6 +4,7 @@
 
 #include "multiplatform/SocketQOS.h"
 #include "private/Failure.h"
+#include "private/Record.h"
 
 ZVLOG_WITH_MODULE_IF(TCP_QOS, 1)
 
@@ -34,7 +35,7 @@ Marking MarkingOf(int aPriority) {
 }  // namespace
 
 extern "C" zvSocketQOS zvSocketQOS_New(void) {
-  const zvSocketQOS theSocketQOS = static_cast<zvSocketQOS>(zvMallocZeroed(sizeof(zvSocketQOS_t)));
+  const zvSocketQOS theSocketQOS = zvos::NewRecord<zvSocketQOS_t, zvMallocZeroed>();
   if (theSocketQOS != nullptr) theSocketQOS->mfQOSInitialized = 1;
   return theSocketQOS;
 }

@@ -104,7 +104,7 @@ extern "C" zvSocketSelect *zvSocketSelect_New(void) {
 
   theSelect->mMutex.reset(zvMutex_New());
   if (!theSelect->mMutex) {
-    theSelect.release();  // the leak is kept as it stands
+    static_cast<void>(theSelect.release());  // the leak is kept as it stands
     return ZVOS_FAIL(nullptr, F("zvSocketSelect_New: Failed to create a semaphore\n"));
   }
   return OpenPipe(theSelect.get()) ? theSelect.release() : nullptr;

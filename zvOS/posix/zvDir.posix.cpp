@@ -177,6 +177,6 @@ extern "C" zvPtrList *zvDir_GetRootDirList(void) {
 
   zvPtrList_SetFreeFunc(theList, kzvPtrList_DefaultFreeFunc);
   Owner<char> theRoot(zvStrdup("/"));
-  if (theRoot && zvPtrList_Append(theList, theRoot.get()) != 0) theRoot.release();
+  if (theRoot && zvPtrList_Append(theList, theRoot.get()) != 0) static_cast<void>(theRoot.release());
   return theList;
 }

@@ -5,6 +5,7 @@
 #include <zvOS/zvProcess.h>
 
 #include "private/Owner.h"
+#include "private/Record.h"
 
 #include <fcntl.h>
 #include <unistd.h>
@@ -12,8 +13,8 @@
 #include <cstdio>
 
 struct zvProcessFD_t {
-  FILE *mPipeFD;
-  int mPID;  // not known: 0
+  FILE *mPipeFD = nullptr;
+  int mPID = 0;  // not known
 };
 
 namespace {
@@ -29,11 +30,11 @@ extern "C" int zvProcess_Open(const char *aProcessPath, zvProcessOpenMode anOpen
   zvos::Owner<FILE, pclose> theStream(
       popen(aProcessPath, anOpenMode == zvProcessOpenMode_Write ? "we" : "re"));
   if (!theStream) return -1;
-  zvProcessFD_t *const theProcess = static_cast<zvProcessFD_t *>(zvMalloc(sizeof(zvProcessFD_t)));
+  zvProcessFD_t *const theProcess = zvos::NewRecord<zvProcessFD_t, zvMalloc>();
   if (theProcess == nullptr) return -1;
 
   fcntl(fileno(theStream.get()), F_SETFL, O_NONBLOCK);
-  *theProcess = {theStream.release(), 0};
+  theProcess->mPipeFD = theStream.release();
   *aFD = theProcess;
   return 0;
 }

@@ -21,9 +21,9 @@ using zvos::Owner;
 using zvos::TextOrNull;
 
 struct zvOSSingleInstanceChecker {
-  int mLockFile;
-  int mfExists;
-  int mfError;
+  int mLockFile = -1;
+  int mfExists = 0;
+  int mfError = 0;
 };
 
 namespace {
@@ -87,13 +87,11 @@ extern "C" zvOSSingleInstanceChecker *zvSingleInstanceChecker_New(const char *aN
   }
   zv_snprintf(thePath.get(), theSize, "%s/%s", theDirectory.get(), aName);
 
-  zvOSSingleInstanceChecker *const theChecker =
-      static_cast<zvOSSingleInstanceChecker *>(malloc(sizeof(zvOSSingleInstanceChecker)));
+  zvOSSingleInstanceChecker *const theChecker = zvos::NewRecord<zvOSSingleInstanceChecker>();
   if (theChecker == nullptr) {
     Log_Error("zvOSSingleInstanceChecker: Cannot allocate object\n");
     return nullptr;
   }
-  *theChecker = {-1, 0, 0};
   TakeName(theChecker, thePath.get());
   return theChecker;
 }
