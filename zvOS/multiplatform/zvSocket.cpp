@@ -185,7 +185,7 @@ extern "C" int zvSocketConnect_Debug(zvSocket aSocket, sockaddr *aSockAddr, sock
   if (!afWouldBlock && theResult != 0) {
     ZV_ERR(F("   Cannot connect socket %d: error = %d [%s]\n", aSocket, theError.Value(), aDebugContext));
   }
-  // Said of a connection in progress, too.
+  // A connection in progress is called connected, too.
   if (theResult == 0) ZV_DEBUG(F("   Connected\n"));
   // The table shows the attempt, also one that failed.
   SOCKETTRACKER_CONNECT(aSocket);

@@ -74,7 +74,7 @@ extern "C" int zvSocketSendIGMP(uint32 aDestAddress, uint32 aGroupAddress, uint8
   }
   // The close would leave 0 where the caller looks for the cause.
   const ErrnoAtEnd theError(theResult == -1 ? errno : 0);
-  // Said of reports and leaves alike.
+  // The text says join, also of a leave.
   if (theResult == -1) ZV_DEBUG(F("Failed to send IGMP join group\n"));
 
   zvSocketClose_Debug(theSocket, kDebugContext, 0);

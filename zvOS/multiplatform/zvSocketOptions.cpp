@@ -40,11 +40,10 @@ extern "C" int zvSocketSetReuseAddress_Debug(zvSocket aSocket, const char *aDebu
   if (aSocket == kzvSocketInvalid) {
     ZV_ERR(F("About to perform setsockopt(SO_REUSEADDR) on an invalid socket [%s]\n", aDebugContext));
   }
-  const int theResult = zvSocketSetReuseAddress_NoDebug(aSocket);
-  if (theResult != 0) {
-    ZV_ERR(F("setsockopt(SO_REUSEADDR) error = %d for socket %d [%s]\n", theResult, aSocket, aDebugContext));
-  }
-  return theResult;
+  if (const int theResult = zvSocketSetReuseAddress_NoDebug(aSocket))
+    return ZVOS_FAIL(theResult, F("setsockopt(SO_REUSEADDR) error = %d for socket %d [%s]\n", theResult,
+                                  aSocket, aDebugContext));
+  return 0;
 }
 
 extern "C" int zvSocketSetBroadcast_NoDebug(zvSocket aSocket) {
@@ -55,11 +54,10 @@ extern "C" int zvSocketSetBroadcast_Debug(zvSocket aSocket, const char *aDebugCo
   if (aSocket == kzvSocketInvalid) {
     ZV_ERR(F("About to perform setsockopt(SO_BROADCAST) on an invalid socket [%s]\n", aDebugContext));
   }
-  const int theResult = zvSocketSetBroadcast_NoDebug(aSocket);
-  if (theResult != 0) {
-    ZV_ERR(F("setsockopt(SO_BROADCAST) error = %d for socket %d [%s]\n", theResult, aSocket, aDebugContext));
-  }
-  return theResult;
+  if (const int theResult = zvSocketSetBroadcast_NoDebug(aSocket))
+    return ZVOS_FAIL(theResult, F("setsockopt(SO_BROADCAST) error = %d for socket %d [%s]\n", theResult,
+                                  aSocket, aDebugContext));
+  return 0;
 }
 
 extern "C" int zvSocketIOCtlSetBlock_NoDebug(zvSocket aSocket, int afBlock) {
@@ -75,12 +73,10 @@ extern "C" int zvSocketIOCtlSetBlock_Debug(zvSocket aSocket, int afBlock, const 
     ZV_ERR(
         F("About to perform an ioctl(SETBLOCKING = %d) on an invalid socket [%s]\n", theFlag, aDebugContext));
   }
-  const int theResult = zvSocketIOCtlSetBlock_NoDebug(aSocket, afBlock);
-  if (theResult != 0) {
-    ZV_ERR(F("ioctl(SETBLOCKING = %d) error = %d for socket %d [%s]\n", theFlag, theResult, aSocket,
-             aDebugContext));
-  }
-  return theResult;
+  if (const int theResult = zvSocketIOCtlSetBlock_NoDebug(aSocket, afBlock))
+    return ZVOS_FAIL(theResult, F("ioctl(SETBLOCKING = %d) error = %d for socket %d [%s]\n", theFlag,
+                                  theResult, aSocket, aDebugContext));
+  return 0;
 }
 
 extern "C" int zvSocketSetLinger_NoDebug(zvSocket, int) {
@@ -91,12 +87,11 @@ extern "C" int zvSocketSetLinger_Debug(zvSocket aSocket, int aDuration, const ch
   if (aSocket == kzvSocketInvalid) {
     ZV_ERR(F("About to perform SO_LINGER on an invalid socket [%s]\n", aDebugContext));
   }
-  const int theResult = zvSocketSetLinger_NoDebug(aSocket, aDuration);
   // Not reached while linger is not applied.
-  if (theResult != 0) {
-    ZV_ERR(F("Error using SO_LINGER for socket %d: error = %d [%s]\n", aSocket, errno, aDebugContext));
-  }
-  return theResult;
+  if (const int theResult = zvSocketSetLinger_NoDebug(aSocket, aDuration))
+    return ZVOS_FAIL(theResult, F("Error using SO_LINGER for socket %d: error = %d [%s]\n", aSocket, errno,
+                                  aDebugContext));
+  return 0;
 }
 
 // ---- Twins that report the error and give it back ----

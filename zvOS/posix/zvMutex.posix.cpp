@@ -78,7 +78,7 @@ extern "C" int zvMutex_Unlock(zvOSMutex *aMutex) {
     return ZVOS_FAIL_COLD(zvMutex_Status_Error, F("zvOSMutex: unlock failed because not held by caller\n"));
   zvAssert(aMutex->mLockCount > 0);
 
-  // Booked before the release: afterwards the next owner writes.
+  // The owner is cleared before the lock is free: afterwards the next owner writes.
   if (--aMutex->mLockCount == 0) SetOwner(aMutex, kzvMutex_NoOwner);
   if (const int theError = pthread_mutex_unlock(&aMutex->mMutex))
     return ZVOS_FAIL_COLD(zvMutex_Status_Error,

@@ -58,6 +58,7 @@ class ForkAwareLock {
   static constexpr int kNobody = 0;
 
   std::atomic<int> mHolder{kNobody};  // the id of its process
+  static_assert(sizeof(mHolder) == sizeof(int), "the system waits on the number itself");
 };
 
 class ForkAwareHold {
