@@ -95,9 +95,9 @@ ZVOS_API uint32 zvThread_GetID(zvOSThread *aThread);
 //
 // Threads of the library that catch signals have a stack of 160 KiB for this handler (address space, not
 // memory), unless they bring one of their own (sigaltstack), which then should have 32 KiB at least. Handlers
-// of the application that ask for it (SA_ONSTACK) run on it, too. Who installs a handler of his own for one of
-// these signals does so after the last thread has been started, or switches the catching off; it may pass the
-// signal on to this one.
+// of the application that ask for it (SA_ONSTACK) run on it, too. Who installs a handler of his own for one
+// of these signals does so after the last thread has been started, or switches the catching off; it may pass
+// the signal on to this one.
 ZVOS_API void sThread_S_SignalHandler(int aSignal);
 
 #endif
