@@ -1,9 +1,9 @@
 // The program `zvos`: finds the command, helps, and makes sure that the output was really written.
 
-#include "command.h"
-#include "input.h"
-#include "stamp.h"
-#include "terminal.h"
+#include "shared/command.h"
+#include "shared/input.h"
+#include "shared/stamp.h"
+#include "shared/terminal.h"
 
 #include <new>
 

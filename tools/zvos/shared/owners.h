@@ -1,0 +1,62 @@
+// Owners of the library's handles.
+#pragma once
+
+#include <zvOS/zvCondition.h>
+#include <zvOS/zvMutex.h>
+#include <zvOS/zvSemaphore.h>
+#include <zvOS/zvThread.h>
+
+#include <cstdlib>
+#include <memory>
+#include <string>
+
+namespace tool {
+
+template <typename Handle, void (*aDelete)(Handle *)>
+struct Deleter {
+  void operator()(Handle *aHandle) const { aDelete(aHandle); }
+};
+
+template <typename Handle, void (*aDelete)(Handle *)>
+using Owner = std::unique_ptr<Handle, Deleter<Handle, aDelete>>;
+
+using MutexOwner = Owner<zvOSMutex, zvMutex_Delete>;
+using ConditionOwner = Owner<zvOSCondition, zvCondition_Delete>;
+using SemaphoreOwner = Owner<zvOSSemaphore, zvSemaphore_Delete>;
+
+// A copy of a text that was given away to be freed; the other text for none.
+inline std::string TakeText(char *aText, const std::string &anOther = "") {
+  std::string theResult(aText != nullptr ? aText : anOther);
+  free(aText);
+  return theResult;
+}
+
+// Threads that are started at once and waited for at the end.
+inline void WaitAndDelete(zvOSThread *aThread) {
+  zvThread_Wait(aThread);
+  zvThread_Delete(aThread);
+}
+using ThreadOwner = Owner<zvOSThread, WaitAndDelete>;
+
+// Starts a joinable thread; empty when that fails.
+inline ThreadOwner StartThread(zvThread_Func aFunction, void *anArgument) {
+  const zvOSThread_Data theData = {
+      aFunction, nullptr, anArgument, 0, zvThread_Kind_Joinable, zvThread_Scheduling_Default};
+  ThreadOwner theThread(zvThread_New(&theData));
+  if (theThread && zvThread_Run(theThread.get()) != zvThread_Status_NoError) theThread.reset();
+  return theThread;
+}
+
+// Holds a mutex for the length of a block.
+class MutexHold {
+ public:
+  explicit MutexHold(const MutexOwner &aMutex) : mMutex(aMutex.get()) { zvMutex_Lock(mMutex); }
+  ~MutexHold() { zvMutex_Unlock(mMutex); }
+  MutexHold(const MutexHold &) = delete;
+  MutexHold &operator=(const MutexHold &) = delete;
+
+ private:
+  zvOSMutex *mMutex;
+};
+
+}  // namespace tool
