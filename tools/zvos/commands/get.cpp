@@ -1,15 +1,16 @@
 // `zvos get`: the options, and what is shown of a transfer.
 
-#include "shared/command.h"
+#include "commands/commands.h"
 #include "service/file_client.h"
+#include "service/output_file.h"
+#include "service/traffic.h"
+#include "shared/files.h"
 #include "shared/library_log.h"
 #include "shared/options.h"
-#include "service/output_file.h"
-#include "shared/stop_signals.h"
-#include "shared/terminal.h"
+#include "shared/signals.h"
+#include "shared/text.h"
 
 #include <cinttypes>
-#include <csignal>
 
 namespace tool {
 
@@ -22,20 +23,15 @@ struct GetOptions {
   bool mfTrace = false;
 };
 
-bool ReadServer(const std::string &aText, Endpoint &aServer) {
+MaybeProblem ReadServer(const std::string &aText, Endpoint &aServer) {
   const size_t theColon = aText.rfind(':');
   uint64 thePort = 0;
   if (theColon == std::string::npos || theColon == 0 ||
       !ReadNumber(aText.substr(theColon + 1), 1, 65535, thePort)) {
-    Complain("get: '%s' is not of the form HOST:PORT", aText.c_str());
-    return false;
+    return BadInput("'" + aText + "' is not of the form HOST:PORT");
   }
   aServer.mPort = static_cast<uint16>(thePort);
-  const std::string theHost = aText.substr(0, theColon);
-  std::string theProblem;
-  if (FindAddress(theHost, aServer.mAddress, theProblem)) return true;
-  Complain("get: cannot find '%s': %s", theHost.c_str(), theProblem.c_str());
-  return false;
+  return FindAddress(aText.substr(0, theColon), aServer.mAddress);
 }
 
 bool ReadSettings(const Arguments &anArguments, FetchSettings &aSettings) {
@@ -57,32 +53,21 @@ bool ReadSettings(const Arguments &anArguments, FetchSettings &aSettings) {
   aSettings.mIdleTime = theSeconds * 1000;
   aSettings.mfTrace = theOptions.mfTrace;
   aSettings.mName = theOperands[1];
-  aSettings.mFile =
-      theOptions.mfFile ? theOptions.mFile : aSettings.mName.substr(aSettings.mName.rfind('/') + 1);
+  aSettings.mFile = theOptions.mfFile ? theOptions.mFile : PathParts(aSettings.mName).mName;
   if (aSettings.mName.empty()) {
     Complain("get: the NAME is empty");
     return false;
   }
-  const std::string theProblem = OutputFile::WhyImpossible(aSettings.mFile);
-  if (!theProblem.empty()) {
-    Complain("get: cannot write '%s': %s", aSettings.mFile.c_str(), theProblem.c_str());
-    return false;
-  }
-  return ReadServer(theOperands[0], aSettings.mServer);
-}
-
-bool StartTrace() {
-  SwitchTraceOn();
-  const std::string theProblem = MakeTrafficFolder();
-  if (!theProblem.empty()) Complain("get: cannot make the folder 'socket': %s", theProblem.c_str());
-  return theProblem.empty();
+  MaybeProblem theProblem = OutputFile::WhyImpossible(aSettings.mFile);
+  if (!theProblem) theProblem = ReadServer(theOperands[0], aSettings.mServer);
+  if (theProblem) ComplainOf(kCommand_Get, *theProblem);
+  return !theProblem;
 }
 
 int ShowFetching(const FetchSettings &aSettings, const Fetching &aFetching, Step &aStep) {
-  if (aFetching.mStatus != kStatus_Good) {
+  if (aFetching.mProblem) {
     aStep.Withdraw();
-    Complain("get: %s", aFetching.mProblem.c_str());
-    return aFetching.mStatus;
+    return ComplainOf(kCommand_Get, *aFetching.mProblem);
   }
   aStep.Passed("%" PRIu64 " bytes, CRC-32 %s, %" PRId64 " ms, stored in '%s'", aFetching.mBytes,
                ChecksumText(aFetching.mChecksum).c_str(), aFetching.mMilliseconds, aSettings.mFile.c_str());
@@ -101,7 +86,9 @@ int RunGet(const Arguments &anArguments) {
   KeepNetworkQuiet();
   FetchSettings theSettings = {};
   if (!ReadSettings(anArguments, theSettings)) return kStatus_BadInput;
-  if (theSettings.mfTrace && !StartTrace()) return kStatus_CheckFailed;
+  if (theSettings.mfTrace) {
+    if (const MaybeProblem theProblem = StartTrace()) return ComplainOf(kCommand_Get, *theProblem);
+  }
 
   const SelectOwner theSelect(zvSocketSelect_New());
   if (!theSelect) {

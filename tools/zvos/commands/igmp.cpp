@@ -1,6 +1,6 @@
 // `zvos igmp`: announces the membership in a multicast group to the switches of the network.
 
-#include "shared/command.h"
+#include "commands/commands.h"
 #include "shared/library_log.h"
 #include "shared/network.h"
 #include "shared/options.h"
@@ -19,28 +19,21 @@ constexpr uint8 kMembershipReport = 0x16;
 constexpr uint8 kLeaveGroup = 0x17;
 constexpr uint32 kAllRouters = 0xE0000002;  // 224.0.0.2
 
-bool ReadGroup(const std::string &aText, uint32 &aGroup) {
+MaybeProblem ReadGroup(const std::string &aText, uint32 &aGroup) {
   aGroup = zvSocketGetAddressFromDotForm(aText.c_str());
-  if (!zvSocketIsHostNameInIPDotForm(aText.c_str()) || aGroup == 0) {
-    Complain("igmp: '%s' is not an address", aText.c_str());
-    return false;
-  }
+  if (!zvSocketIsHostNameInIPDotForm(aText.c_str()) || aGroup == 0)
+    return BadInput("'" + aText + "' is not an address");
   // The library looks at the text; the number says the same but for leading zeros.
-  if (!zvSocketIsMulticastIPAddress(AddressText(aGroup).c_str())) {
-    Complain("igmp: '%s' is not a multicast group, which is from 224.0.0.0 to 239.255.255.255",
-             aText.c_str());
-    return false;
-  }
-  return true;
+  if (zvSocketIsMulticastIPAddress(AddressText(aGroup).c_str())) return {};
+  return BadInput("'" + aText + "' is not a multicast group, which is from 224.0.0.0 to 239.255.255.255");
 }
 
-// Empty when raw sockets can be had.
-std::string WhyNoRawSocket() {
+MaybeProblem WhyNoRawSocket() {
   const SocketOwner theSocket(zvSocketOpen(AF_INET, SOCK_RAW, IPPROTO_IGMP, "zvos igmp"), "zvos igmp");
-  if (theSocket.IsOpen()) return "";
+  if (theSocket.IsOpen()) return {};
   const int theError = zvSocketGetLastError();
-  return theError == EPERM || theError == EACCES ? "it takes the privilege CAP_NET_RAW; run it as root"
-                                                 : strerror(theError);
+  const bool afForbidden = theError == EPERM || theError == EACCES;
+  return Problem(afForbidden ? "it takes the privilege CAP_NET_RAW; run it as root" : strerror(theError));
 }
 
 int RunIGMP(const Arguments &anArguments) {
@@ -52,12 +45,9 @@ int RunIGMP(const Arguments &anArguments) {
     return kStatus_BadInput;
   }
   uint32 theGroup = 0;
-  if (!ReadGroup(theOperands[1], theGroup)) return kStatus_BadInput;
-  const std::string theProblem = WhyNoRawSocket();
-  if (!theProblem.empty()) {
-    Complain("igmp: %s", theProblem.c_str());
-    return kStatus_CheckFailed;
-  }
+  MaybeProblem theProblem = ReadGroup(theOperands[1], theGroup);
+  if (!theProblem) theProblem = WhyNoRawSocket();
+  if (theProblem) return ComplainOf(kCommand_IGMP, *theProblem);
 
   // zvSocketIGMP_JoinGroup and zvSocketIGMP_LeaveGroup send the same, but do not tell what came of it.
   const bool afJoin = theOperands[0] == "join";

@@ -1,18 +1,13 @@
 // `zvos lock`: runs a command while this process holds a name.
 
+#include "commands/commands.h"
 #include "shared/child_process.h"
-#include "shared/command.h"
 #include "shared/descriptor.h"
-#include "shared/input.h"
+#include "shared/files.h"
 #include "shared/library_log.h"
+#include "shared/options.h"
 #include "shared/owners.h"
 #include "shared/terminal.h"
-
-#include <zvOS/zvPath.h>
-#include <zvOS/zvSingleInstanceChecker.h>
-
-#include <fcntl.h>
-#include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
@@ -24,8 +19,6 @@ namespace {
 
 constexpr int kStatus_CannotRun = 126;
 constexpr int kStatus_NotFound = 127;
-
-using CheckerOwner = Owner<zvOSSingleInstanceChecker, zvSingleInstanceChecker_Delete>;
 
 // Says why the name could not be had. The file is opened for what the library does not tell.
 int Refuse(const std::string &aName) {

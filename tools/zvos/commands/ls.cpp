@@ -1,13 +1,12 @@
 // `zvos ls`: the entries of a folder, as the library tells them apart.
 
-#include "shared/command.h"
-#include "shared/input.h"
+#include "commands/commands.h"
+#include "shared/files.h"
 #include "shared/library_log.h"
-#include "shared/network.h"
 #include "shared/options.h"
+#include "shared/owners.h"
 #include "shared/terminal.h"
-
-#include <zvOS/zvDirTraverser.h>
+#include "shared/text.h"
 
 #include <dirent.h>
 
@@ -18,8 +17,6 @@
 namespace tool {
 
 namespace {
-
-using TraverserOwner = Owner<zvDirTraverser, zvDirTraverser_Delete>;
 
 struct Entry {
   std::string mName;
@@ -35,14 +32,13 @@ std::string FolderFor(const std::string &aFolder) {
   return theFolder == "/" ? "/." : theFolder;
 }
 
-// Empty when the folder can be read. Asked before the library is, to which a missing one is empty.
-std::string WhyNotListed(const std::string &aFolder) {
-  if (aFolder.find('\\') != std::string::npos)
-    return "its path has a backslash, which the library takes for '/'";
-  DIR *theStream = opendir(aFolder.c_str());
-  if (theStream == nullptr) return strerror(errno);
-  closedir(theStream);
-  return aFolder[0] == '/' ? "" : "the current folder is not known";
+// Asked before the library is, to which a missing folder is an empty one.
+MaybeProblem WhyNotListed(const std::string &aFolder) {
+  if (Contains(aFolder, "\\")) return BadInput("its path has a backslash, which the library takes for '/'");
+  const Owner<DIR, closedir> theStream(opendir(aFolder.c_str()));
+  if (!theStream) return BadInput(strerror(errno));
+  if (aFolder[0] != '/') return BadInput("the current folder is not known");
+  return {};
 }
 
 // False when the walk did not come to its end.
@@ -82,10 +78,9 @@ int RunList(const Arguments &anArguments) {
   }
   KeepModulesQuiet({ZVLOG_M_DIR, ZVLOG_M_FILE});
   const std::string theFolder = FolderFor(theOperands[0]);
-  const std::string theProblem = WhyNotListed(theFolder);
-  if (!theProblem.empty()) {
-    Complain("cannot list '%s': %s", theOperands[0].c_str(), theProblem.c_str());
-    return kStatus_BadInput;
+  if (const MaybeProblem theProblem = WhyNotListed(theFolder)) {
+    Complain("cannot list '%s': %s", theOperands[0].c_str(), theProblem->mText.c_str());
+    return theProblem->mStatus;
   }
   const bool afBoth = afFiles == afDirs;
   const int theFlags = (afBoth || afFiles ? zvDIR_FILES : 0) | (afBoth || afDirs ? zvDIR_DIRS : 0) |

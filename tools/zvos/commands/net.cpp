@@ -1,11 +1,13 @@
 // `zvos net`: what the library says of this machine's network.
 
-#include "shared/command.h"
+#include "commands/commands.h"
 #include "shared/json.h"
 #include "shared/library_log.h"
 #include "shared/network.h"
 #include "shared/options.h"
+#include "shared/owners.h"
 #include "shared/terminal.h"
+#include "shared/text.h"
 
 #include <zvOS/zvMACAddress.h>
 
@@ -71,11 +73,7 @@ std::string MACOfInterface(const std::string &aName) {
 }
 
 template <typename Element>
-struct Free {
-  void operator()(Element *aList) const { free(aList); }
-};
-template <typename Element>
-using List = std::unique_ptr<Element[], Free<Element>>;
+using List = Owner<Element[], free>;
 
 void ReadInterfaces(Network &aNetwork) {
   uint32 *theAddresses = nullptr;
@@ -109,7 +107,7 @@ std::string MACOfNeighbour(const std::string &anAddress) {
 
 // The kernel's table tells who there is; the library is asked for the hardware address of each.
 void ReadNeighbours(Network &aNetwork) {
-  const std::unique_ptr<FILE, int (*)(FILE *)> theFile(fopen("/proc/net/arp", "re"), fclose);
+  const Owner<FILE, fclose> theFile(fopen("/proc/net/arp", "re"));
   if (!theFile) return;
   char theLine[256];
   for (bool afHeading = true; fgets(theLine, sizeof(theLine), theFile.get()) != nullptr; afHeading = false) {

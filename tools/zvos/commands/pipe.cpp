@@ -1,19 +1,18 @@
-// `zvos pipe`: one end of a named local pipe.
+// `zvos pipe`: one end of a named local pipe, and what goes on over it: text both ways, or a descriptor one
+// way.
 
-#include "shared/command.h"
-#include "commands/conversation.h"
-#include "shared/input.h"
+#include "commands/commands.h"
+#include "shared/descriptor.h"
+#include "shared/files.h"
 #include "shared/library_log.h"
 #include "shared/options.h"
+#include "shared/owners.h"
 #include "shared/terminal.h"
 
-#include <zvOS/zvPipe.h>
-
-#include <fcntl.h>
-#include <signal.h>
+#include <poll.h>
+#include <sys/socket.h>
 #include <sys/stat.h>
 
-#include <cerrno>
 #include <cstring>
 
 namespace tool {
@@ -22,6 +21,141 @@ namespace {
 
 // Longer names are cut.
 constexpr size_t kMostNameBytes = 107;
+
+constexpr size_t kPieceSize = 16384;
+constexpr size_t kMostUnsent = 4 * kPieceSize;
+
+// With a descriptor comes one byte, 0.
+constexpr char kDescriptorMark = '\0';
+
+// ---- The conversation ----
+
+// Standard input goes to the peer, what comes from the peer to standard output, until both directions
+// have ended or the peer is gone. When a descriptor comes first instead, its contents are shown.
+class Conversation {
+ public:
+  // The pipe is one that does not wait.
+  explicit Conversation(int aPipe) : mPipe(aPipe) {}
+
+  // Returns the exit status; complains when something fails.
+  int Hold();
+
+ private:
+  bool TakeInput();
+  bool Send();
+  bool Receive();
+  bool ReceiveFirst();
+  bool ShowDescriptor(int aDescriptor);
+  void EndInput();
+
+  const int mPipe;
+  std::string mUnsent;
+  bool mfInput = true;        // there may be more to send
+  bool mfPeer = true;         // there may be more to receive
+  bool mfFirst = true;        // nothing was received yet
+  bool mfGone = false;        // the peer takes nothing any more
+  bool mfEndIsKnown = false;  // the peer knows that nothing more is sent
+};
+
+int Conversation::Hold() {
+  while (mfPeer || (!mUnsent.empty() && !mfGone) || (mfInput && !mfGone)) {
+    const bool afInput = mfInput && !mfGone && mUnsent.size() < kMostUnsent;
+    const bool afSend = !mUnsent.empty() && !mfGone;
+    struct pollfd thePolls[] = {
+        {afInput ? STDIN_FILENO : -1, POLLIN, 0},
+        {mPipe, static_cast<short>((mfPeer ? POLLIN : 0) | (afSend ? POLLOUT : 0)), 0}};
+    if (poll(thePolls, 2, -1) == -1) continue;
+    if (thePolls[0].revents != 0 && !TakeInput()) return kStatus_CheckFailed;
+    if (afSend && (thePolls[1].revents & POLLOUT) != 0 && !Send()) return kStatus_CheckFailed;
+    EndInput();
+    if (mfPeer && (thePolls[1].revents & (POLLIN | POLLHUP | POLLERR)) != 0 && !Receive())
+      return kStatus_CheckFailed;
+    if (!mfPeer && (thePolls[1].revents & (POLLHUP | POLLERR)) != 0) mfGone = true;
+  }
+  if (mUnsent.empty()) return kStatus_Good;
+  Complain("pipe: the peer has gone without taking everything");
+  return kStatus_CheckFailed;
+}
+
+bool Conversation::TakeInput() {
+  char thePiece[kPieceSize];
+  const ssize_t theCount = read(STDIN_FILENO, thePiece, sizeof(thePiece));
+  const int theError = errno;
+  if (theCount > 0) mUnsent.append(thePiece, static_cast<size_t>(theCount));
+  if (theCount == 0) mfInput = false;
+  if (theCount >= 0 || theError == EINTR || theError == EAGAIN) return true;
+  // A standard input that is closed has nothing to say.
+  mfInput = false;
+  if (theError == EBADF) return true;
+  Complain("pipe: cannot read standard input: %s", strerror(theError));
+  return false;
+}
+
+bool Conversation::Send() {
+  const int theCount = zvPipe_Write(mPipe, mUnsent.data(), mUnsent.size());
+  if (theCount >= 0) {
+    mUnsent.erase(0, static_cast<size_t>(theCount));
+  } else if (theCount == -EPIPE || theCount == -ECONNRESET) {
+    mfGone = true;
+  } else if (theCount != -EAGAIN && theCount != -EINTR) {
+    Complain("pipe: cannot send: %s", strerror(-theCount));
+    return false;
+  }
+  return true;
+}
+
+// Only this direction ends; the peer may go on.
+void Conversation::EndInput() {
+  if (mfInput || !mUnsent.empty() || mfEndIsKnown) return;
+  mfEndIsKnown = true;
+  shutdown(mPipe, SHUT_WR);
+}
+
+bool Conversation::Receive() {
+  if (mfFirst) return ReceiveFirst();
+  char thePiece[kPieceSize];
+  const int theCount = zvPipe_Read(mPipe, thePiece, sizeof(thePiece));
+  // A peer that has not taken all that was sent resets the pipe as it goes.
+  if (theCount == 0 || theCount == -ECONNRESET) mfPeer = false;
+  if (theCount > 0) return WriteOutput(thePiece, static_cast<size_t>(theCount));
+  if (theCount == 0 || theCount == -ECONNRESET || theCount == -EAGAIN || theCount == -EINTR) return true;
+  Complain("pipe: cannot receive: %s", strerror(-theCount));
+  return false;
+}
+
+// Looks, without taking it, whether the first byte is one that comes with a descriptor.
+bool Conversation::ReceiveFirst() {
+  char theByte = 1;
+  const ssize_t theCount = recv(mPipe, &theByte, 1, MSG_PEEK | MSG_DONTWAIT);
+  if (theCount == -1 && (errno == EAGAIN || errno == EINTR)) return true;
+  mfFirst = false;
+  if (theCount != 1 || theByte != kDescriptorMark) return Receive();
+  const int theDescriptor = zvPipe_RecvFD(mPipe);
+  if (theDescriptor >= 0) return ShowDescriptor(theDescriptor);
+  // The text of the peer begins with that byte, which was taken.
+  if (theDescriptor == -EBADMSG) return WriteOutput(&kDescriptorMark, 1);
+  Complain("pipe: cannot receive a descriptor: %s", strerror(-theDescriptor));
+  return false;
+}
+
+// Nothing else is exchanged with a peer that passes a descriptor.
+bool Conversation::ShowDescriptor(int aDescriptor) {
+  const Descriptor theDescriptor(aDescriptor);
+  mfInput = mfPeer = false;
+  mUnsent.clear();
+  char thePiece[kPieceSize];
+  for (;;) {
+    const ssize_t theCount = read(theDescriptor.Get(), thePiece, sizeof(thePiece));
+    const int theError = errno;
+    if (theCount == 0) return true;
+    if (theCount > 0 && !WriteOutput(thePiece, static_cast<size_t>(theCount))) return false;
+    if (theCount > 0 || theError == EINTR) continue;
+    Complain("pipe: cannot read what was passed: %s", strerror(theError));
+    return false;
+  }
+}
+
+// ---- The two ends ----
 
 // Negative with the reason told when there is no peer.
 int WaitForPeer(const std::string &aName) {
@@ -48,23 +182,15 @@ int ConnectToPeer(const std::string &aName) {
   return thePipe;
 }
 
-// Empty, or why there is no regular file to be had.
-std::string OpenRegular(const std::string &aPath, Descriptor &aFile) {
+// A regular file, opened before there is a peer, so that nobody waits for a file that is not there.
+MaybeProblem OpenRegular(const std::string &aPath, Descriptor &aFile) {
   // A named pipe would be waited for, until somebody writes to it.
   aFile.Reset(open(aPath.c_str(), O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
-  if (!aFile.IsOpen()) return strerror(errno);
   struct stat theStatus = {};
-  if (fstat(aFile.Get(), &theStatus) != 0) return strerror(errno);
-  if (!S_ISREG(theStatus.st_mode)) return WhyNotRegular(theStatus.st_mode);
+  if (!aFile.IsOpen() || fstat(aFile.Get(), &theStatus) != 0) return BadInput(strerror(errno));
+  if (!S_ISREG(theStatus.st_mode)) return BadInput(WhyNotRegular(theStatus.st_mode));
   fcntl(aFile.Get(), F_SETFL, 0);
-  return "";
-}
-
-// Opened before there is a peer, so that nobody waits for a file that is not there.
-bool OpenFile(const std::string &aPath, Descriptor &aFile) {
-  const std::string theReason = OpenRegular(aPath, aFile);
-  if (!theReason.empty()) Complain("cannot read '%s': %s", aPath.c_str(), theReason.c_str());
-  return theReason.empty();
+  return {};
 }
 
 int PassDescriptor(int aPipe, Descriptor &aFile, const std::string &aPath) {
@@ -96,7 +222,12 @@ int RunPipe(const Arguments &anArguments) {
     return kStatus_BadInput;
   }
   Descriptor theFile;
-  if (afPass && !OpenFile(thePath, theFile)) return kStatus_BadInput;
+  if (afPass) {
+    if (const MaybeProblem theProblem = OpenRegular(thePath, theFile)) {
+      Complain("cannot read '%s': %s", thePath.c_str(), theProblem->mText.c_str());
+      return theProblem->mStatus;
+    }
+  }
   KeepModulesQuiet({ZVLOG_M_ZVOS});
   const PipeOwner thePipe(theOperands[0] == "listen" ? WaitForPeer(theName) : ConnectToPeer(theName));
   if (!thePipe.IsOpen()) return kStatus_BadInput;

@@ -1,11 +1,13 @@
 // `zvos plugin`: loads a shared object as the library loads plug-ins, and shows what is in it.
 
-#include "shared/command.h"
-#include "shared/input.h"
+#include "commands/commands.h"
+#include "shared/files.h"
 #include "shared/library_log.h"
+#include "shared/options.h"
 #include "shared/owners.h"
 #include "shared/stamp.h"
 #include "shared/terminal.h"
+#include "shared/text.h"
 
 #include <zvOS/zvPath.h>
 #include <zvOS/zvPlugin.h>
@@ -19,10 +21,7 @@ namespace tool {
 
 namespace {
 
-struct Unload {
-  void operator()(void *aPlugin) const { zvPlugin_Unload(aPlugin); }
-};
-using PluginOwner = std::unique_ptr<void, Unload>;
+using PluginOwner = Owner<void, zvPlugin_Unload>;
 
 // The loader's words. The library puts them into its log only, hence the loader is asked again.
 std::string WhyNotLoaded(const std::string &aPath) {
@@ -35,7 +34,7 @@ std::string WhyNotLoaded(const std::string &aPath) {
   const std::string theReason(theText != nullptr ? theText : "the loader does not say why");
   // The complaint names the file already.
   const std::string theStart = aPath + ": ";
-  return theReason.compare(0, theStart.size(), theStart) == 0 ? theReason.substr(theStart.size()) : theReason;
+  return BeginsWith(theReason, theStart) ? theReason.substr(theStart.size()) : theReason;
 }
 
 bool IsSameFile(const std::string &aPath, const std::string &anOther) {
@@ -79,9 +78,7 @@ int RunPlugin(const Arguments &anArguments) {
     Complain("plugin: cannot load '%s': %s", theFile.c_str(), WhyNotLoaded(thePath).c_str());
     return kStatus_CheckFailed;
   }
-  const Stamp theStamp = ReadStamp(thePath);
-  Print("%s: loaded, %s\n", thePath.c_str(),
-        theStamp.mfFound ? theStamp.mText.c_str() : theStamp.mWhyNot.c_str());
+  Print("%s: loaded, %s\n", thePath.c_str(), ReadStamp(thePath).mText.c_str());
   bool afAll = true;
   for (size_t i = 1; i < theOperands.size(); ++i)
     afAll = ShowSymbol(thePlugin, thePath, theOperands[i]) && afAll;

@@ -1,5 +1,8 @@
-#include "shared/command.h"
-#include "shared/input.h"
+// `zvos revision`: the stamps of files.
+
+#include "commands/commands.h"
+#include "shared/files.h"
+#include "shared/options.h"
 #include "shared/stamp.h"
 #include "shared/terminal.h"
 
@@ -12,7 +15,7 @@ namespace {
 int ShowRevision(const std::string &aFile) {
   if (!IsReadable(aFile)) return kStatus_BadInput;
   const Stamp theStamp = ReadStamp(AbsolutePath(aFile));
-  Print("%s: %s\n", aFile.c_str(), theStamp.mfFound ? theStamp.mText.c_str() : theStamp.mWhyNot.c_str());
+  Print("%s: %s\n", aFile.c_str(), theStamp.mText.c_str());
   return theStamp.mfFound ? kStatus_Good : kStatus_CheckFailed;
 }
 

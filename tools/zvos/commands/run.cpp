@@ -1,16 +1,15 @@
 // `zvos run`: shows what a shell command prints, as it prints it.
 
-#include "shared/child_process.h"
-#include "shared/command.h"
+#include "commands/commands.h"
+#include "shared/clock.h"
 #include "shared/descriptor.h"
-#include "shared/network.h"
 #include "shared/options.h"
+#include "shared/owners.h"
+#include "shared/signals.h"
 #include "shared/terminal.h"
 
-#include <zvOS/zvDirTraverser.h>
 #include <zvOS/zvProcess.h>
 
-#include <fcntl.h>
 #include <sys/prctl.h>
 
 #include <atomic>
@@ -26,8 +25,6 @@ namespace {
 constexpr int64 kPause = 10;        // milliseconds between two looks at the output
 constexpr int64 kTimeToEnd = 2000;  // for a command that was asked to end
 constexpr uint32 kPieceSize = 65536;
-
-using TraverserOwner = Owner<zvDirTraverser, zvDirTraverser_Delete>;
 
 // The process that started another one, or 0.
 pid_t ParentOf(const char *aProcess) {

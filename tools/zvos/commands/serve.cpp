@@ -1,6 +1,6 @@
-// `zvos serve`: the options, and the server's begin and end.
+// `zvos serve`: the options.
 
-#include "shared/command.h"
+#include "commands/commands.h"
 #include "service/file_server.h"
 #include "shared/library_log.h"
 #include "shared/options.h"
@@ -8,16 +8,11 @@
 
 #include <zvOS/zvSocketQOS.h>
 
-#include <signal.h>
-
 #include <algorithm>
 
 namespace tool {
 
 namespace {
-
-// The library's table of sockets has 50 places; a trace that shows only some would mislead.
-constexpr uint32 kMostTracedClients = 40;
 
 struct ServeOptions {
   std::string mBind = "0.0.0.0";
@@ -77,9 +72,8 @@ bool ReadSettings(const Arguments &anArguments, ServerSettings &aSettings) {
     Complain("serve: --exclude-if takes names of interfaces, without control characters");
     return false;
   }
-  std::string theProblem;
-  if (!FindAddress(theOptions.mBind, aSettings.mAddress.mAddress, theProblem)) {
-    Complain("serve: cannot find '%s': %s", theOptions.mBind.c_str(), theProblem.c_str());
+  if (const MaybeProblem theProblem = FindAddress(theOptions.mBind, aSettings.mAddress.mAddress)) {
+    ComplainOf(kCommand_Serve, *theProblem);
     return false;
   }
   aSettings.mAddress.mPort = static_cast<uint16>(thePort);
@@ -88,39 +82,15 @@ bool ReadSettings(const Arguments &anArguments, ServerSettings &aSettings) {
   aSettings.mExcludedInterfaces = theOptions.mExcludedInterfaces;
   aSettings.mIdleTime = theSeconds * 1000;
   aSettings.mfTrace = theOptions.mfTrace;
-  if (theOptions.mfTrace) aSettings.mMostClients = std::min(aSettings.mMostClients, kMostTracedClients);
   return true;
-}
-
-bool StartTrace() {
-  SwitchTraceOn();
-  const std::string theProblem = MakeTrafficFolder();
-  if (!theProblem.empty()) Complain("serve: cannot make the folder 'socket': %s", theProblem.c_str());
-  return theProblem.empty();
 }
 
 int RunServe(const Arguments &anArguments) {
   KeepNetworkQuiet();
   ServerSettings theSettings = {};
   if (!ReadSettings(anArguments, theSettings)) return kStatus_BadInput;
-  if (theSettings.mfTrace && !StartTrace()) return kStatus_CheckFailed;
-  // Who reads the first line and goes away does not end the service.
-  signal(SIGPIPE, SIG_IGN);
-
-  FileServer theServer(theSettings);
-  const std::string theProblem = theServer.Open();
-  if (!theProblem.empty()) {
-    Complain("serve: %s", theProblem.c_str());
-    return kStatus_BadInput;
-  }
-  const StopSignals theSignals(theServer.Select());
-  if (!theSignals.AreWatched()) {
-    Complain("serve: signals cannot be waited for");
-    return kStatus_CheckFailed;
-  }
-  Print("serving %s on %s\n", theSettings.mFolder.c_str(), EndpointText(theServer.Address()).c_str());
-  FlushOutput();
-  return theServer.Serve(theSignals) ? kStatus_Good : kStatus_CheckFailed;
+  const MaybeProblem theProblem = ServeFiles(theSettings);
+  return theProblem ? ComplainOf(kCommand_Serve, *theProblem) : kStatus_Good;
 }
 
 }  // namespace

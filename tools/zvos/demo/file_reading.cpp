@@ -1,33 +1,43 @@
+// A file is read by a pool of threads with its checksum, and once more by the caller alone.
+//
 // The parallel reading: the calling thread hands out chunks through a short queue, workers read and
 // sum them up. Each worker has a descriptor of its own, as a descriptor has only one position.
 
-#include "demo/file_reading.h"
-
+#include "demo/acts.h"
 #include "shared/checksum.h"
-#include "shared/input.h"
+#include "shared/clock.h"
+#include "shared/files.h"
 #include "shared/owners.h"
-
-#include <zvOS/zvMonoliticTime.h>
+#include "shared/terminal.h"
 
 #include <algorithm>
+#include <cinttypes>
 #include <vector>
 
 namespace tool {
 
 namespace {
 
-constexpr size_t kQueueSize = 2 * kWorkerCount;
-
 struct Chunk {
   uint64 mOffset;
   uint32 mLength;
 };
 
-int64 Now() {
-  zvtimeval theTime = {};
-  zvMonoliticTime_GetTime(&theTime);
-  return static_cast<int64>(theTime.tv_sec) * 1000000 + theTime.tv_usec;
-}
+constexpr uint32 kChunkSize = 1024 * 1024;
+constexpr int kWorkerCount = 4;
+// Reads under way at the same time: storage is fastest with few, the checksums need the processors.
+constexpr int kMostReads = 2;
+
+constexpr size_t kQueueSize = 2 * kWorkerCount;
+
+struct Reading {
+  const char *mProblem;  // NULL when the whole file was read
+  uint64 mBytes;
+  uint32 mChunks;
+  uint32 mChecksum;
+  int mMostReads;       // the most reads that were under way at the same time
+  int64 mMicroseconds;  // by the monotonic clock
+};
 
 class Pool {
  public:
@@ -80,7 +90,7 @@ Pool::Pool(const std::string &aPath, uint64 aSize)
 }
 
 Reading Pool::Read(Step &aStep) {
-  const int64 theStart = Now();
+  const int64 theStart = Microseconds();
   if (!mMutex || !mHasChunks || !mHasRoom || !mReadPermits) {
     mReading.mProblem = "no locks could be made";
     return mReading;
@@ -99,7 +109,7 @@ Reading Pool::Read(Step &aStep) {
     HandOut(aStep);
     Close();
   }
-  mReading.mMicroseconds = Now() - theStart;
+  mReading.mMicroseconds = Microseconds() - theStart;
   return mReading;
 }
 
@@ -115,7 +125,7 @@ bool Pool::HandOut(Step &aStep) {
 void Pool::Work(void *aWorker) {
   Worker &theWorker = *static_cast<Worker *>(aWorker);
   Pool &thePool = *theWorker.mPool;
-  const InputFile theFile(thePool.mPath.c_str());
+  const InputFile theFile(thePool.mPath);
   if (!theFile.IsOpen()) {
     thePool.Fail("a worker could not open the file");
     return;
@@ -208,16 +218,14 @@ void Pool::Close() {
   zvCondition_Broadcast(mHasRoom.get());
 }
 
-}  // namespace
-
 Reading ReadInParallel(const std::string &aPath, uint64 aSize, Step &aStep) {
   return Pool(aPath, aSize).Read(aStep);
 }
 
 Reading ReadInOneThread(const std::string &aPath, uint64 aSize, Step &aStep) {
-  const int64 theStart = Now();
+  const int64 theStart = Microseconds();
   Reading theReading = {};
-  const InputFile theFile(aPath.c_str());
+  const InputFile theFile(aPath);
   if (!theFile.IsOpen()) {
     theReading.mProblem = "the file could not be opened";
     return theReading;
@@ -234,8 +242,67 @@ Reading ReadInOneThread(const std::string &aPath, uint64 aSize, Step &aStep) {
     theReading.mMostReads = 1;
     aStep.Progress(theReading.mBytes, aSize);
   }
-  theReading.mMicroseconds = Now() - theStart;
+  theReading.mMicroseconds = Microseconds() - theStart;
   return theReading;
+}
+
+// "0.012345 s, 95.3 MB/s"
+std::string TimeAndSpeed(const Reading &aReading) {
+  char theText[80];
+  const double theSeconds = static_cast<double>(aReading.mMicroseconds) / 1e6;
+  if (aReading.mMicroseconds > 0 && aReading.mBytes > 0) {
+    zv_snprintf(theText, sizeof(theText), "%.6f s, %.1f MB/s", theSeconds,
+                static_cast<double>(aReading.mBytes) / 1e6 / theSeconds);
+  } else {
+    zv_snprintf(theText, sizeof(theText), "%.6f s", theSeconds);
+  }
+  return theText;
+}
+
+bool FailedToRead(const Reading &aReading, uint64 aSize, Step &aStep) {
+  if (aReading.mProblem != nullptr) {
+    aStep.Failed("%s", aReading.mProblem);
+  } else if (aReading.mBytes != aSize) {
+    aStep.Failed("read %" PRIu64 " bytes instead of %" PRIu64, aReading.mBytes, aSize);
+  } else if (aReading.mMostReads > kMostReads) {
+    aStep.Failed("%d reads at a time where the semaphore admits %d", aReading.mMostReads, kMostReads);
+  } else {
+    return false;
+  }
+  return true;
+}
+
+}  // namespace
+
+bool ReadFileTwice(const std::string &aPath) {
+  Step theStep("File");
+  const InputFile theFile(aPath);
+  zvFileOffset theOffset = kzvFileOffsetInvalid;
+  if (!theFile.IsOpen() || zvFile_GetSize(theFile.FD(), &theOffset) != 0) {
+    return theStep.Failed("%s: its size could not be read", aPath.c_str());
+  }
+  const uint64 theSize = static_cast<uint64>(theOffset);
+  theStep.Passed("%s, %" PRIu64 " bytes", aPath.c_str(), theSize);
+
+  Step theParallelStep("Parallel read");
+  const Reading theParallel = ReadInParallel(aPath, theSize, theParallelStep);
+  if (FailedToRead(theParallel, theSize, theParallelStep)) return false;
+  theParallelStep.Passed("CRC-32 %08" PRIx32 ", %s (%d threads, %" PRIu32
+                         " chunks, %d of %d reads at a time)",
+                         theParallel.mChecksum, TimeAndSpeed(theParallel).c_str(), kWorkerCount,
+                         theParallel.mChunks, theParallel.mMostReads, kMostReads);
+
+  Step theSingleStep("Sequential read");
+  const Reading theSingle = ReadInOneThread(aPath, theSize, theSingleStep);
+  if (FailedToRead(theSingle, theSize, theSingleStep)) return false;
+  theSingleStep.Passed("CRC-32 %08" PRIx32 ", %s", theSingle.mChecksum, TimeAndSpeed(theSingle).c_str());
+
+  Step theComparison("Same checksum");
+  if (theParallel.mChecksum != theSingle.mChecksum) {
+    return theComparison.Failed("%08" PRIx32 " and %08" PRIx32 ": the file changed, or one reading is wrong",
+                                theParallel.mChecksum, theSingle.mChecksum);
+  }
+  return theComparison.Passed("both readings agree on %08" PRIx32, theSingle.mChecksum);
 }
 
 }  // namespace tool

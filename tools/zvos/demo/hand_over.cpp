@@ -1,31 +1,30 @@
-#include "demo/hand_over.h"
+// A connection that goes from one process to another: a supervisor, of which there is one only, takes it
+// and hands it to a worker.
 
+#include "demo/acts.h"
+#include "demo/details.h"
 #include "shared/child_process.h"
-#include "shared/command.h"
-#include "commands/conversation.h"
-#include "shared/input.h"
+#include "shared/files.h"
 #include "shared/library_log.h"
-#include "shared/owners.h"
-
-#include <zvOS/zvPath.h>
-#include <zvOS/zvPipe.h>
-#include <zvOS/zvSingleInstanceChecker.h>
+#include "shared/network.h"
 
 #include <pthread.h>
-#include <sys/prctl.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
 #include <algorithm>
-#include <cerrno>
-#include <cstdlib>
 #include <cstring>
 
 namespace tool {
 
 namespace {
 
-using CheckerOwner = Owner<zvOSSingleInstanceChecker, zvSingleInstanceChecker_Delete>;
+struct HandOver {
+  std::string mLock;  // the name that the supervisor held
+  std::string mPipe;  // the name of the pipe
+  pid_t mSupervisor;
+  pid_t mWorker;
+  Endpoint mAddress;    // where the supervisor took the connection
+  std::string mAnswer;  // what the worker said on it
+};
 
 constexpr char kGreeting[] = "hello\n";
 constexpr size_t kGreetingLength = sizeof(kGreeting) - 1;
@@ -37,11 +36,10 @@ struct Ready {
   uint16 mPort;
 };
 
-// Both processes end in time, whatever happens, and with this one.
+// Both processes end in time, whatever happens.
 void LimitLife() {
   sigset_t theNone;
   sigemptyset(&theNone);
-  prctl(PR_SET_PDEATHSIG, SIGKILL);
   signal(SIGALRM, SIG_DFL);
   pthread_sigmask(SIG_SETMASK, &theNone, nullptr);
   alarm(kMostSeconds);
@@ -109,74 +107,81 @@ int RunSupervisor(const HandOver &aHandOver, int aReport) {
   return ShellStatus(theWorker.Wait());
 }
 
-// Empty, or what went wrong.
-std::string TalkToWorker(HandOver &aHandOver, int aReport) {
+MaybeProblem TalkToWorker(HandOver &aHandOver, int aReport) {
   const char *const kLabel = "zvos demo: client";
   Ready theReady = {};
   if (zvPipe_Read(aReport, &theReady, sizeof(theReady)) != sizeof(theReady))
-    return "the supervisor did not start";
+    return Problem("the supervisor did not start");
   aHandOver.mWorker = theReady.mWorker;
   aHandOver.mAddress = {zvSocket_htonl(INADDR_LOOPBACK), theReady.mPort};
 
   const CheckerOwner theSecond(zvSingleInstanceChecker_New(aHandOver.mLock.c_str()));
   if (!theSecond || zvSingleInstanceChecker_Exists(theSecond.get()) != 1 ||
       zvSingleInstanceChecker_Error(theSecond.get()) != 0) {
-    return "the supervisor's name is not taken";
+    return Problem("the supervisor's name is not taken");
   }
   const SocketOwner theSocket(zvSocketOpen(AF_INET, SOCK_STREAM, 0, kLabel), kLabel);
-  struct sockaddr_in theAddress = SocketAddress(aHandOver.mAddress);
-  if (!theSocket.IsOpen() ||
-      zvSocketConnect(theSocket.Get(), reinterpret_cast<struct sockaddr *>(&theAddress), sizeof(theAddress),
-                      kLabel) != 0) {
-    return "the supervisor cannot be reached";
-  }
-  if (!SendText(theSocket.Get(), kGreeting, kLabel)) return "the worker does not listen";
+  if (!theSocket.IsOpen() || !theSocket.Connect(aHandOver.mAddress))
+    return Problem("the supervisor cannot be reached");
+  if (!SendText(theSocket.Get(), kGreeting, kLabel)) return Problem("the worker does not listen");
   const std::string theExpected = AnswerOf(aHandOver.mWorker);
   aHandOver.mAnswer = ReceiveText(theSocket.Get(), theExpected.size(), kLabel);
-  return aHandOver.mAnswer == theExpected ? "" : "the worker said '" + Printable(aHandOver.mAnswer) + "'";
+  if (aHandOver.mAnswer == theExpected) return {};
+  return Problem("the worker said '" + Printable(aHandOver.mAnswer) + "'");
 }
 
 // A name that its holder gave up can be taken. The lock file, which stays, is removed.
 bool IsFree(const std::string &aLock) {
   const CheckerOwner theChecker(zvSingleInstanceChecker_New(aLock.c_str()));
   const bool afFree = theChecker && zvSingleInstanceChecker_Exists(theChecker.get()) == 0;
-  const std::string theFolder = TemporaryFolder();
-  if (!theFolder.empty()) unlink((theFolder + "/" + aLock).c_str());
+  unlink((TemporaryFolder() + "/" + aLock).c_str());
   return afFree;
+}
+
+// Starts both processes, connects, and talks to the worker.
+MaybeProblem HandOverConnection(HandOver &aHandOver) {
+  aHandOver.mLock = "zvos-demo-" + std::to_string(getpid());
+  aHandOver.mPipe = TakeText(zvPipe_GenerateUniqueName("zvos-demo-"));
+  int theEnds[2];
+  if (zvPipe_Pair(theEnds, ZVPIPE_RD) != 0) return Problem("no pipe could be made");
+  const PipeOwner theReport(theEnds[0]);
+  MaybeProblem theProblem;
+  int theStatus = 0;
+  {
+    ChildProcess theSupervisor([&aHandOver, &theEnds] { return RunSupervisor(aHandOver, theEnds[1]); },
+                               SIGKILL);
+    close(theEnds[1]);
+    aHandOver.mSupervisor = theSupervisor.Pid();
+    if (theSupervisor.Pid() == -1)
+      return Problem(std::string("no process for the supervisor: ") + strerror(errno));
+    theProblem = TalkToWorker(aHandOver, theReport.Get());
+    theStatus = theSupervisor.Wait();
+  }
+  const bool afFree = IsFree(aHandOver.mLock);
+  if (theProblem) return theProblem;
+  if (ShellStatus(theStatus) != kStatus_Good) return Problem("the supervisor did not end as it should");
+  if (!afFree) return Problem("the name stayed taken when its holder had ended");
+  return {};
 }
 
 }  // namespace
 
-HandOver HandOverConnection() {
-  HandOver theResult = {};
+bool HandOverToWorker() {
+  Step theStep("Hand-over");
+  if (!HasLoopback()) return theStep.NotPossible("the loopback interface is down");
   KeepModulesQuiet({ZVLOG_M_DEFAULT, ZVLOG_M_ZVOS, ZVLOG_M_DIR});
-  theResult.mLock = "zvos-demo-" + std::to_string(getpid());
-  theResult.mPipe = TakeText(zvPipe_GenerateUniqueName("zvos-demo-"));
-  int theEnds[2];
-  if (zvPipe_Pair(theEnds, ZVPIPE_RD) != 0) {
-    theResult.mProblem = "no pipe could be made";
-    return theResult;
-  }
-  const PipeOwner theReport(theEnds[0]);
-  int theStatus = 0;
-  {
-    ChildProcess theSupervisor([&theResult, &theEnds] { return RunSupervisor(theResult, theEnds[1]); },
-                               SIGKILL);
-    close(theEnds[1]);
-    theResult.mSupervisor = theSupervisor.Pid();
-    if (theSupervisor.Pid() == -1) {
-      theResult.mProblem = std::string("no process for the supervisor: ") + strerror(errno);
-      return theResult;
-    }
-    theResult.mProblem = TalkToWorker(theResult, theReport.Get());
-    theStatus = theSupervisor.Wait();
-  }
-  const bool afFree = IsFree(theResult.mLock);
-  if (theResult.mProblem.empty() && ShellStatus(theStatus) != kStatus_Good)
-    theResult.mProblem = "the supervisor did not end as it should";
-  if (theResult.mProblem.empty() && !afFree)
-    theResult.mProblem = "the name stayed taken when its holder had ended";
-  return theResult;
+  HandOver theHandOver = {};
+  if (const MaybeProblem theProblem = HandOverConnection(theHandOver))
+    return theStep.Failed("%s", theProblem->mText.c_str());
+  theStep.Passed("a connection went from process %d to process %d, which served it",
+                 static_cast<int>(theHandOver.mSupervisor), static_cast<int>(theHandOver.mWorker));
+  Print("%sthe supervisor held the name %s, which nobody else could take until it ended,\n", kIndent,
+        theHandOver.mLock.c_str());
+  Print("%stook the connection at %s and passed it through the pipe %s\n", kIndent,
+        EndpointText(theHandOver.mAddress).c_str(), theHandOver.mPipe.c_str());
+  Print("%sthe worker said on it:\n", kIndent);
+  PrintIndented(theHandOver.mAnswer);
+  return true;
 }
 
 }  // namespace tool

@@ -43,16 +43,16 @@ std::string NameThatMatches(const std::string &aPattern) {
 
 }  // namespace
 
-std::string ExclusionProblem(zvSocketPolicy *aPolicy, const std::string &aList) {
+MaybeProblem WhyNotExcluded(zvSocketPolicy *aPolicy, const std::string &aList) {
   std::string theText = aList;  // the names are cut apart in it
   const TokensOwner theTokens(zvCStringParser_TokenizeQuotedList(&theText[0], 0, theText.size()));
-  if (!theTokens) return "the names of --exclude-if cannot be read";
+  if (!theTokens) return BadInput("the names of --exclude-if cannot be read");
   for (const zvCStringParser_Token *theToken = theTokens->mFirstToken; theToken != nullptr;
        theToken = theToken->mNextToken) {
     if (zvSocketPolicy_IsValidIF(aPolicy, NameThatMatches(theToken->mData).c_str()) != 0)
-      return "the policy does not exclude '" + std::string(theToken->mData) + "'";
+      return BadInput("the policy does not exclude '" + std::string(theToken->mData) + "'");
   }
-  return "";
+  return {};
 }
 
 }  // namespace tool

@@ -3,6 +3,7 @@
 
 #include "service/file_protocol.h"
 #include "shared/network.h"
+#include "shared/owners.h"
 #include "shared/terminal.h"
 
 #include <functional>
@@ -19,8 +20,7 @@ struct FetchSettings {
 };
 
 struct Fetching {
-  int mStatus;           // exit status of the program
-  std::string mProblem;  // why the file is not there, unless the status is good
+  MaybeProblem mProblem;  // why the file is not there
   uint64 mBytes;
   uint32 mChecksum;
   int64 mMilliseconds;
@@ -38,20 +38,19 @@ class FileClient {
   Fetching Fetch(Step &aStep);
 
  private:
-  bool Connect();
-  bool Greet();
-  bool Request();
-  bool Receive(Step &aStep);
-  bool CheckEnd();
+  MaybeProblem Transfer(Step &aStep);
+  MaybeProblem Connect();
+  MaybeProblem Greet();
+  MaybeProblem Request();
+  MaybeProblem Receive(Step &aStep);
+  MaybeProblem CheckEnd();
   void WaitForEnd();
 
-  bool Send(const std::string &aText);
-  bool ReadLine(std::string &aLine);
-  bool FillBuffer();
-  bool Wait(bool afToSend, uint32 aMilliseconds);
-  bool Fail(int aStatus, const std::string &aProblem);
-  bool FailOnSocket(const char *aWhat);
-  bool FailOnWord(const std::string &aLine);
+  MaybeProblem Send(const std::string &aText);
+  MaybeProblem ReadLine(std::string &aLine);
+  MaybeProblem FillBuffer();
+  MaybeProblem Wait(bool afToSend);
+  Problem ProblemOfWord(const std::string &aLine) const;
 
   const FetchSettings mSettings;
   zvSocketSelect *const mSelect;
@@ -60,7 +59,6 @@ class FileClient {
   std::vector<char> mBuffer;
   size_t mStart;  // of what is in the buffer and not yet taken
   size_t mEnd;
-  bool mfAtEnd;  // the server has closed
   uint64 mLength;
   Fetching mFetching;
 };

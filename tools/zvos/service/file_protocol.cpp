@@ -1,5 +1,7 @@
 #include "service/file_protocol.h"
 
+#include "shared/text.h"
+
 #include <zvLog/zvLog.h>
 
 #include <cstring>
@@ -19,13 +21,8 @@ int ValueOf(char aDigit) {
 std::string EncodeName(const std::string &aName) {
   std::string theText;
   for (const char theCharacter : aName) {
-    if (theCharacter > 0x20 && theCharacter < 0x7f && theCharacter != '%') {
-      theText += theCharacter;
-    } else {
-      char theEscape[4];
-      zv_snprintf(theEscape, sizeof(theEscape), "%%%02X", static_cast<unsigned>(theCharacter) & 0xff);
-      theText += theEscape;
-    }
+    const bool afPlain = theCharacter > 0x20 && theCharacter < 0x7f && theCharacter != '%';
+    theText += afPlain ? std::string(1, theCharacter) : PercentForm(theCharacter);
   }
   return theText;
 }

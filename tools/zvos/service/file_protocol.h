@@ -35,6 +35,12 @@ constexpr char kWord_Missing[] = "missing";
 constexpr char kWord_Refused[] = "refused";
 constexpr char kWord_Checksum[] = "crc32";
 
+// Why a server does not go on: one of the words, and a text for people behind it.
+struct Refusal {
+  const char *mWord;
+  std::string mReason;
+};
+
 // The most that is sent or received in one piece.
 constexpr size_t kPieceSize = 64 * 1024;
 

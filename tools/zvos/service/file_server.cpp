@@ -1,14 +1,16 @@
 #include "service/file_server.h"
 
 #include "service/exclusion.h"
+#include "service/traffic.h"
+#include "shared/clock.h"
+#include "shared/files.h"
 #include "shared/terminal.h"
 
 #include <zvLog/zvConfigFile.h>
 #include <zvOS/zvSocketQOS.h>
 #include <zvOS/zvSocketTracker.h>
 
-#include <fcntl.h>
-#include <unistd.h>
+#include <signal.h>
 
 #include <algorithm>
 #include <cerrno>
@@ -19,44 +21,18 @@ namespace tool {
 
 namespace {
 
+using ConfigFileOwner = Owner<zvConfigFile_t, zvConfigFile_Close>;
+
 constexpr char kListenerLabel[] = "zvos serve: listener";
 constexpr char kClientLabel[] = "zvos serve: client";
 constexpr char kSection[] = "serve";
 
+// The library's table of sockets has 50 places; a trace that shows only some would mislead.
+constexpr uint32 kMostTracedClients = 40;
+
 constexpr size_t kWorkerCount = 4;
 constexpr int kMostAcceptsAtOnce = 64;
 constexpr int64 kAcceptPause = 100;  // milliseconds
-
-// A file with a text, removed at the end.
-class TemporaryFile {
- public:
-  explicit TemporaryFile(const std::string &aText) {
-    const char *theFolder = getenv("TMPDIR");
-    mPath = std::string(theFolder != nullptr && *theFolder != '\0' ? theFolder : "/tmp") + "/zvos-XXXXXX";
-    const int theDescriptor = mkostemp(&mPath[0], O_CLOEXEC);
-    if (theDescriptor == -1) {
-      mProblem = mPath + ": " + strerror(errno);
-      mPath.clear();
-      return;
-    }
-    if (write(theDescriptor, aText.data(), aText.size()) != static_cast<ssize_t>(aText.size())) {
-      mProblem = mPath + ": cannot be written";
-    }
-    close(theDescriptor);
-  }
-  ~TemporaryFile() {
-    if (!mPath.empty()) unlink(mPath.c_str());
-  }
-  TemporaryFile(const TemporaryFile &) = delete;
-  TemporaryFile &operator=(const TemporaryFile &) = delete;
-
-  const std::string &Path() const { return mPath; }
-  const std::string &Problem() const { return mProblem; }
-
- private:
-  std::string mPath;
-  std::string mProblem;
-};
 
 }  // namespace
 
@@ -78,37 +54,40 @@ FileServer::~FileServer() {
 
 // ---- Beginning ----
 
-std::string FileServer::Open() {
-  if (!mSelect || !mMutex || !mHasWork) return "no locks or no select object could be made";
+MaybeProblem FileServer::Open() {
+  if (!mSelect || !mMutex || !mHasWork) return BadInput("no locks or no select object could be made");
   WantDescriptors();
-  const std::string theProblem = mFolder.Open(mSettings.mFolder);
-  if (!theProblem.empty()) return "'" + mSettings.mFolder + "': " + theProblem;
-  std::string thePolicyProblem = OpenPolicy();
-  if (!thePolicyProblem.empty()) return thePolicyProblem;
+  if (const MaybeProblem theProblem = mFolder.Open(mSettings.mFolder))
+    return BadInput("'" + mSettings.mFolder + "': " + theProblem->mText);
+  if (MaybeProblem theProblem = OpenPolicy()) return theProblem;
   mDescriptorLimit = std::min(DescriptorLimit(), FD_SETSIZE);
   return OpenListener();
 }
 
 // A policy takes its settings from a configuration file, hence one is made for it.
-std::string FileServer::OpenPolicy() {
+MaybeProblem FileServer::OpenPolicy() {
   std::string theText = std::string("[") + kSection + "]\n";
   if (!mSettings.mExcludedInterfaces.empty()) {
     theText += "exclude-if = " + mSettings.mExcludedInterfaces + "\n";
   }
-  const TemporaryFile theFile(theText);
-  if (!theFile.Problem().empty()) return theFile.Problem();
-  zvConfigFile_t *theConfigFile = zvConfigFile_Open(theFile.Path().c_str());
-  if (theConfigFile == nullptr) return "the settings of the policy cannot be read";
+  std::string thePath = TemporaryPath("zvos-XXXXXX");
+  const Descriptor theFile(mkostemp(&thePath[0], O_CLOEXEC));
+  if (!theFile.IsOpen()) return BadInput(thePath + ": " + strerror(errno));
+  const bool afWritten =
+      write(theFile.Get(), theText.data(), theText.size()) == static_cast<ssize_t>(theText.size());
+  const ConfigFileOwner theConfigFile(afWritten ? zvConfigFile_Open(thePath.c_str()) : nullptr);
+  unlink(thePath.c_str());
+  if (!afWritten) return BadInput(thePath + ": cannot be written");
+  if (!theConfigFile) return BadInput("the settings of the policy cannot be read");
   mPolicy.reset(zvSocketPolicy_New(static_cast<uint32>(mSettings.mPolicy), nullptr));
-  if (mPolicy) zvSocketPolicy_Configure(mPolicy.get(), theConfigFile, kSection);
-  zvConfigFile_Close(theConfigFile);
-  if (!mPolicy) return "no policy could be made";
+  if (!mPolicy) return BadInput("no policy could be made");
+  zvSocketPolicy_Configure(mPolicy.get(), theConfigFile.get(), kSection);
   // The policy tells nobody when it has no memory for the names, or cannot make sense of one: then everybody
   // would be served.
-  return ExclusionProblem(mPolicy.get(), mSettings.mExcludedInterfaces);
+  return WhyNotExcluded(mPolicy.get(), mSettings.mExcludedInterfaces);
 }
 
-std::string FileServer::OpenListener() {
+MaybeProblem FileServer::OpenListener() {
   uint16 thePort = mSettings.mAddress.mPort;
   zvSocketSetLastError(0);
   mListener.Reset(
@@ -116,17 +95,17 @@ std::string FileServer::OpenListener() {
   if (!mListener.IsOpen() || zvSocketListen(mListener.Get(), SOMAXCONN, kListenerLabel) != 0 ||
       zvSocketIOCtlSetBlock(mListener.Get(), 0, kListenerLabel) != 0) {
     const int theError = zvSocketGetLastError();
-    return "cannot listen on " + EndpointText(mSettings.mAddress) + ": " +
-           (theError != 0 ? strerror(theError) : "the system refuses");
+    return BadInput("cannot listen on " + EndpointText(mSettings.mAddress) + ": " +
+                    (theError != 0 ? strerror(theError) : "the system refuses"));
   }
-  if (mListener.Get() >= mDescriptorLimit) return "too many descriptors are open already";
+  if (mListener.Get() >= mDescriptorLimit) return BadInput("too many descriptors are open already");
   // Tried here, where a refusal can be told; connections are marked when they are accepted.
   if (mSettings.mQOSClass != kNoQOSClass &&
       zvSocketQOS_SetPriority(zvSocketPolicy_GetQOS(mPolicy.get()), mListener.Get(), mSettings.mQOSClass,
                               nullptr) != 0) {
-    return "the system refuses that QoS class, which may take the privilege CAP_NET_ADMIN";
+    return BadInput("the system refuses that QoS class, which may take the privilege CAP_NET_ADMIN");
   }
-  return "";
+  return {};
 }
 
 // ---- Workers ----
@@ -190,22 +169,21 @@ void FileServer::GiveBack(ConnectionOwner aConnection, ServerConnection::Wants a
 
 // ---- The waiting thread ----
 
-bool FileServer::Serve(const StopSignals &aSignals) {
-  const bool afStarted = StartWorkers();
-  if (!afStarted) Complain("serve: a thread could not be started");
-  bool afGood = afStarted;
-  while (afGood && aSignals.First() == 0) {
+MaybeProblem FileServer::Serve(const StopSignals &aSignals) {
+  MaybeProblem theProblem;
+  if (!StartWorkers()) theProblem.emplace("a thread could not be started");
+  while (!theProblem && aSignals.First() == 0) {
     TakeBack();
     GiveUpIdle();
     FlushOutput();
-    afGood = WaitAndHandOver();
+    theProblem = WaitAndHandOver();
   }
   StopWorkers();
   ShowEnd(aSignals);
-  return afGood;
+  return theProblem;
 }
 
-bool FileServer::WaitAndHandOver() {
+MaybeProblem FileServer::WaitAndHandOver() {
   fd_set theReadSet;
   fd_set theWriteSet;
   struct timeval theTimeOut = {};
@@ -215,9 +193,8 @@ bool FileServer::WaitAndHandOver() {
   if (zvSocketSelect_Select(mSelect.get(), &theReadSet, &theWriteSet, nullptr, theHighest,
                             afTimeOut ? &theTimeOut : nullptr, &afTriggered) < 0) {
     const int theError = zvSocketGetLastError();
-    if (theError == EINTR) return true;
-    Complain("serve: waiting failed: %s", strerror(theError));
-    return false;
+    if (theError == EINTR) return {};
+    return Problem(std::string("waiting failed: ") + strerror(theError));
   }
   for (size_t i = 0; i < mWaiting.size();) {
     const zvSocket theSocket = mWaiting[i].mConnection->Socket();
@@ -230,7 +207,7 @@ bool FileServer::WaitAndHandOver() {
     mWaiting.pop_back();
   }
   if (FD_ISSET(mListener.Get(), &theReadSet)) AcceptAll();
-  return true;
+  return {};
 }
 
 // Returns the highest descriptor of the sets, and until when to wait at most.
@@ -331,17 +308,14 @@ void FileServer::Admit(zvSocket aSocket, const Endpoint &aPeer) {
     return;
   }
   const uint32 theOwnAddress = OwnEndpoint(aSocket).mAddress;
-  const char *theWord = nullptr;
-  const char *theReason = nullptr;
+  std::optional<Refusal> theRefusal;
   if (!zvSocketPolicy_AcceptConnection(mPolicy.get(), aPeer.mAddress, theOwnAddress)) {
-    theWord = kWord_Denied;
-    theReason = "the policy of the server does not admit this connection";
+    theRefusal = {kWord_Denied, "the policy of the server does not admit this connection"};
   } else if (mClients > mSettings.mMostClients || aSocket >= mDescriptorLimit) {
-    theWord = kWord_Busy;
-    theReason = "too many clients";
+    theRefusal = {kWord_Busy, "too many clients"};
   }
-  if (theWord != nullptr) {
-    const ServerConnection::Wants theWants = theConnection->TurnAway(theWord, theReason);
+  if (theRefusal) {
+    const ServerConnection::Wants theWants = theConnection->TurnAway(*theRefusal);
     Keep(std::move(theConnection), theWants);
     return;
   }
@@ -391,6 +365,23 @@ void FileServer::ShowEnd(const StopSignals &aSignals) {
   Print("ended%s: sent %" PRIu64 " (%" PRIu64 " bytes), refused %" PRIu64 ", broken off %" PRIu64 "\n",
         theName, mTotals.mSent, mTotals.mSentBytes, mTotals.mRefused, mTotals.mBroken);
   FlushOutput();
+}
+
+MaybeProblem ServeFiles(ServerSettings aSettings) {
+  if (aSettings.mfTrace) {
+    aSettings.mMostClients = std::min(aSettings.mMostClients, kMostTracedClients);
+    if (MaybeProblem theProblem = StartTrace()) return theProblem;
+  }
+  // Who reads the first line and goes away does not end the service.
+  signal(SIGPIPE, SIG_IGN);
+
+  FileServer theServer(aSettings);
+  if (MaybeProblem theProblem = theServer.Open()) return theProblem;
+  const StopSignals theSignals(theServer.Select());
+  if (!theSignals.AreWatched()) return Problem("signals cannot be waited for");
+  Print("serving %s on %s\n", aSettings.mFolder.c_str(), EndpointText(theServer.Address()).c_str());
+  FlushOutput();
+  return theServer.Serve(theSignals);
 }
 
 }  // namespace tool

@@ -6,10 +6,11 @@
 // single client, so that a slow one delays nobody.
 #pragma once
 
-#include "shared/network.h"
 #include "service/served_folder.h"
 #include "service/server_connection.h"
-#include "shared/stop_signals.h"
+#include "shared/network.h"
+#include "shared/owners.h"
+#include "shared/signals.h"
 
 #include <deque>
 #include <memory>
@@ -30,6 +31,10 @@ struct ServerSettings {
 
 constexpr int kNoQOSClass = -1;
 
+// Serves the files of a folder until a signal says stop, unless there is a problem. No other thread may be
+// running, and broken pipes are ignored from now on.
+MaybeProblem ServeFiles(ServerSettings aSettings);
+
 class FileServer {
  public:
   explicit FileServer(const ServerSettings &aSettings);
@@ -37,14 +42,13 @@ class FileServer {
   FileServer(const FileServer &) = delete;
   FileServer &operator=(const FileServer &) = delete;
 
-  // Empty when it listens, otherwise why it cannot.
-  std::string Open();
+  // None when it listens.
+  MaybeProblem Open();
   Endpoint Address() const { return OwnEndpoint(mListener.Get()); }
   zvSocketSelect *Select() const { return mSelect.get(); }
 
-  // Serves until a signal says stop; prints a line per client and a summary. False when it had to end
-  // for another reason, which it says.
-  bool Serve(const StopSignals &aSignals);
+  // Serves until a signal says stop, unless there is a problem; prints a line per client and a summary.
+  MaybeProblem Serve(const StopSignals &aSignals);
 
  private:
   using ConnectionOwner = std::unique_ptr<ServerConnection>;
@@ -59,8 +63,8 @@ class FileServer {
     uint64 mBroken;
   };
 
-  std::string OpenPolicy();
-  std::string OpenListener();
+  MaybeProblem OpenPolicy();
+  MaybeProblem OpenListener();
   bool StartWorkers();
   void StopWorkers();
   static void Work(void *aServer);
@@ -68,7 +72,7 @@ class FileServer {
   void HandOver(ConnectionOwner aConnection);
   void GiveBack(ConnectionOwner aConnection, ServerConnection::Wants aWants);
 
-  bool WaitAndHandOver();
+  MaybeProblem WaitAndHandOver();
   int FillSets(fd_set &aReadSet, fd_set &aWriteSet, struct timeval &aTimeOut, bool &afTimeOut);
   void TakeBack();
   void GiveUpIdle();

@@ -1,8 +1,8 @@
 // A file that appears under its name only when it is complete.
 #pragma once
 
-#include <cstddef>
-#include <string>
+#include "shared/descriptor.h"
+#include "shared/problem.h"
 
 namespace tool {
 
@@ -17,23 +17,20 @@ class OutputFile {
   OutputFile(const OutputFile &) = delete;
   OutputFile &operator=(const OutputFile &) = delete;
 
-  // Empty when the path can be written to, otherwise why not; nothing is changed.
-  static std::string WhyImpossible(const std::string &aPath);
+  // None when the path can be written to; nothing is changed.
+  static MaybeProblem WhyImpossible(const std::string &aPath);
 
-  // Each returns false on failure, with the reason in Problem().
-  bool Begin();
-  bool Write(const char *aData, size_t aLength);
-  bool Finish();
-
-  const std::string &Problem() const { return mProblem; }
+  MaybeProblem Begin();
+  MaybeProblem Write(const char *aData, size_t aLength);
+  MaybeProblem Finish();
 
  private:
-  bool Failed();
+  Problem Failed() const;
 
-  std::string mPath;
+  const std::string mName;
+  const std::string mPath;
   std::string mTemporaryPath;  // empty when there is none
-  int mDescriptor;
-  std::string mProblem;
+  Descriptor mFile;
 };
 
 }  // namespace tool

@@ -1,14 +1,13 @@
 #include "service/served_folder.h"
 
-#include <fcntl.h>
+#include "shared/text.h"
+
 #include <limits.h>
 #include <sys/resource.h>
 #include <sys/select.h>
 #include <sys/stat.h>
-#include <unistd.h>
 
 #include <algorithm>
-#include <cerrno>
 #include <cstring>
 
 namespace tool {
@@ -21,14 +20,14 @@ constexpr rlim_t kDescriptorsWanted = 2 * FD_SETSIZE + 64;
 // For what each worker opens while it looks a file up, and for lists of interfaces.
 constexpr rlim_t kReservedDescriptors = 16;
 
-std::string PathInProc(int aDescriptor) {
-  return "/proc/self/fd/" + std::to_string(aDescriptor);
+std::string PathInProc(const Descriptor &aFile) {
+  return "/proc/self/fd/" + std::to_string(aFile.Get());
 }
 
 // Where an open file really is: the kernel tells, whatever links led there.
-bool RealPath(int aDescriptor, std::string &aPath) {
+bool RealPath(const Descriptor &aFile, std::string &aPath) {
   char thePath[PATH_MAX];
-  const ssize_t theLength = readlink(PathInProc(aDescriptor).c_str(), thePath, sizeof(thePath));
+  const ssize_t theLength = readlink(PathInProc(aFile).c_str(), thePath, sizeof(thePath));
   if (theLength == static_cast<ssize_t>(sizeof(thePath))) errno = ENAMETOOLONG;
   if (theLength <= 0 || theLength == static_cast<ssize_t>(sizeof(thePath))) return false;
   aPath.assign(thePath, static_cast<size_t>(theLength));
@@ -37,36 +36,20 @@ bool RealPath(int aDescriptor, std::string &aPath) {
 
 bool IsBelow(const std::string &aPath, std::string aFolder) {
   if (aFolder.back() != '/') aFolder += '/';
-  return aPath.compare(0, aFolder.size(), aFolder) == 0;
+  return BeginsWith(aPath, aFolder);
 }
 
 bool ClimbsUp(const std::string &aName) {
-  return ("/" + aName + "/").find("/../") != std::string::npos;
+  return Contains("/" + aName + "/", "/../");
 }
 
-class Descriptor {
- public:
-  explicit Descriptor(int aDescriptor) : mDescriptor(aDescriptor) {}
-  ~Descriptor() {
-    if (mDescriptor != -1) close(mDescriptor);
-  }
-  Descriptor(const Descriptor &) = delete;
-  Descriptor &operator=(const Descriptor &) = delete;
-  int Get() const { return mDescriptor; }
+const Refusal kTooManyFiles = {kWord_Busy, "too many open files"};
+const Refusal kLeadsOut = {kWord_Missing, "the name leads out of the folder"};
 
- private:
-  const int mDescriptor;
-};
-
-ServedFolder::Result Failed(std::string &aProblem) {
+Refusal Failed() {
   const int theError = errno;
-  aProblem = strerror(theError);
-  return theError == EMFILE || theError == ENFILE ? ServedFolder::kTooManyFiles : ServedFolder::kMissing;
-}
-
-ServedFolder::Result Missing(std::string &aProblem, const char *aReason) {
-  aProblem = aReason;
-  return ServedFolder::kMissing;
+  return theError == EMFILE || theError == ENFILE ? kTooManyFiles
+                                                  : Refusal{kWord_Missing, strerror(theError)};
 }
 
 }  // namespace
@@ -85,68 +68,52 @@ int DescriptorLimit() {
   return static_cast<int>(theCount - std::min(theCount, kReservedDescriptors));
 }
 
-bool ServedFile::Take(int aDescriptor, uint64 aSize, int aDescriptorLimit) {
-  Close();
-  mDescriptor = fcntl(aDescriptor, F_DUPFD_CLOEXEC, FD_SETSIZE);
-  if (mDescriptor == -1) {
-    mDescriptor = aDescriptor;
-  } else {
-    close(aDescriptor);
-  }
+bool ServedFile::Take(Descriptor &aFile, uint64 aSize, int aDescriptorLimit) {
+  const int theCopy = fcntl(aFile.Get(), F_DUPFD_CLOEXEC, FD_SETSIZE);
+  mFile.Reset(theCopy != -1 ? theCopy : aFile.Release());
+  aFile.Reset();
   mSize = aSize;
-  if (mDescriptor >= aDescriptorLimit) Close();
-  return mDescriptor != -1;
-}
-
-void ServedFile::Close() {
-  if (mDescriptor != -1) close(mDescriptor);
-  mDescriptor = -1;
+  if (mFile.Get() >= aDescriptorLimit) Close();
+  return mFile.IsOpen();
 }
 
 int ServedFile::ReadAt(uint64 anOffset, char *aBuffer, size_t aSize) const {
   for (;;) {
-    const ssize_t theCount = pread(mDescriptor, aBuffer, aSize, static_cast<off_t>(anOffset));
+    const ssize_t theCount = pread(mFile.Get(), aBuffer, aSize, static_cast<off_t>(anOffset));
     if (theCount != -1 || errno != EINTR) return static_cast<int>(theCount);
   }
 }
 
-ServedFolder::~ServedFolder() {
-  if (mDescriptor != -1) close(mDescriptor);
-}
-
-std::string ServedFolder::Open(const std::string &aPath) {
+MaybeProblem ServedFolder::Open(const std::string &aPath) {
   mDescriptorLimit = DescriptorLimit();
-  mDescriptor = open(aPath.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC);
-  if (mDescriptor == -1) return strerror(errno);
-  if (faccessat(mDescriptor, ".", X_OK, 0) == -1) return strerror(errno);
+  mFolder.Reset(open(aPath.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC));
+  if (!mFolder.IsOpen() || faccessat(mFolder.Get(), ".", X_OK, 0) == -1) return BadInput(strerror(errno));
   std::string thePath;
-  return RealPath(mDescriptor, thePath) ? "" : "/proc is not there, which tells where files really are";
+  if (RealPath(mFolder, thePath)) return {};
+  return BadInput("/proc is not there, which tells where files really are");
 }
 
 // The file is looked up without being opened, so that a name that leads to a device or to another
 // place has no effect there; then the kernel is asked where it is, and that very file is opened.
-ServedFolder::Result ServedFolder::OpenFile(const std::string &aName, ServedFile &aFile,
-                                            std::string &aProblem) const {
-  if (aName.empty() || aName[0] == '/' || ClimbsUp(aName))
-    return Missing(aProblem, "the name leads out of the folder");
+std::optional<Refusal> ServedFolder::OpenFile(const std::string &aName, ServedFile &aFile) const {
+  if (aName.empty() || aName[0] == '/' || ClimbsUp(aName)) return kLeadsOut;
 
-  const Descriptor theFound(openat(mDescriptor, aName.c_str(), O_PATH | O_CLOEXEC));
-  if (theFound.Get() == -1) return Failed(aProblem);
+  const Descriptor theFound(openat(mFolder.Get(), aName.c_str(), O_PATH | O_CLOEXEC));
+  if (!theFound.IsOpen()) return Failed();
   std::string theFolder;
   std::string thePath;
-  if (!RealPath(mDescriptor, theFolder) || !RealPath(theFound.Get(), thePath)) return Failed(aProblem);
-  if (thePath != theFolder && !IsBelow(thePath, theFolder))
-    return Missing(aProblem, "the name leads out of the folder");
+  if (!RealPath(mFolder, theFolder) || !RealPath(theFound, thePath)) return Failed();
+  if (thePath != theFolder && !IsBelow(thePath, theFolder)) return kLeadsOut;
 
   struct stat theStatus = {};
-  if (fstat(theFound.Get(), &theStatus) == -1) return Failed(aProblem);
-  if (S_ISDIR(theStatus.st_mode)) return Missing(aProblem, "is a directory");
-  if (!S_ISREG(theStatus.st_mode)) return Missing(aProblem, "is not a regular file");
+  if (fstat(theFound.Get(), &theStatus) == -1) return Failed();
+  if (S_ISDIR(theStatus.st_mode)) return Refusal{kWord_Missing, "is a directory"};
+  if (!S_ISREG(theStatus.st_mode)) return Refusal{kWord_Missing, "is not a regular file"};
 
-  const int theFile = open(PathInProc(theFound.Get()).c_str(), O_RDONLY | O_CLOEXEC);
-  if (theFile == -1) return Failed(aProblem);
-  return aFile.Take(theFile, static_cast<uint64>(theStatus.st_size), mDescriptorLimit) ? kOpened
-                                                                                       : kTooManyFiles;
+  Descriptor theFile(open(PathInProc(theFound).c_str(), O_RDONLY | O_CLOEXEC));
+  if (!theFile.IsOpen()) return Failed();
+  if (aFile.Take(theFile, static_cast<uint64>(theStatus.st_size), mDescriptorLimit)) return std::nullopt;
+  return kTooManyFiles;
 }
 
 }  // namespace tool

@@ -1,6 +1,8 @@
 #include "service/server_connection.h"
 
 #include "shared/checksum.h"
+#include "shared/clock.h"
+#include "shared/text.h"
 
 #include <algorithm>
 #include <cerrno>
@@ -44,8 +46,8 @@ ServerConnection::Wants ServerConnection::Greet() {
   return theWants;
 }
 
-ServerConnection::Wants ServerConnection::TurnAway(const char *aWord, const char *aReason) {
-  Refuse(aWord, aReason);
+ServerConnection::Wants ServerConnection::TurnAway(const Refusal &aRefusal) {
+  Refuse(aRefusal);
   mText.insert(0, kGreeting);
   Wants theWants = kEnd;
   SendText(theWants);
@@ -81,36 +83,29 @@ ServerConnection::Wants ServerConnection::ReceiveRequest() {
     mLastProgress = Milliseconds();
     return kTurn;
   }
-  Refuse(kWord_Refused, "the request is too long");
+  Refuse({kWord_Refused, "the request is too long"});
   return kTurn;
 }
 
 void ServerConnection::Answer(const std::string &aRequest) {
   std::string theText;
   if (!HasWord(aRequest, kWord_Get, theText) || !DecodeName(theText, mName)) {
-    Refuse(kWord_Refused, "the request is not understood");
+    Refuse({kWord_Refused, "the request is not understood"});
     return;
   }
-  std::string theProblem;
-  switch (mFolder.OpenFile(mName, mFile, theProblem)) {
-    case ServedFolder::kOpened:
-      mfHasFile = true;
-      mText = std::string(kWord_Data) + " " + std::to_string(mFile.Size()) + "\n";
-      return;
-    case ServedFolder::kMissing:
-      Refuse(kWord_Missing, theProblem);
-      return;
-    case ServedFolder::kTooManyFiles:
-      Refuse(kWord_Busy, "too many open files");
-      return;
+  if (const auto theRefusal = mFolder.OpenFile(mName, mFile)) {
+    Refuse(*theRefusal);
+    return;
   }
+  mfHasFile = true;
+  mText = std::string(kWord_Data) + " " + std::to_string(mFile.Size()) + "\n";
 }
 
-void ServerConnection::Refuse(const char *aWord, const std::string &aReason) {
-  mText = std::string(aWord) + " " + aReason + "\n";
+void ServerConnection::Refuse(const Refusal &aRefusal) {
+  mText = std::string(aRefusal.mWord) + " " + aRefusal.mReason + "\n";
   mfLastText = true;
   mOutcomeWhenSent = kRefused;
-  mReason = aReason;
+  mReason = aRefusal.mReason;
 }
 
 // True when nothing is left of the text; otherwise what is wanted.

@@ -27,7 +27,7 @@ class ServerConnection {
 
   // Sends the first line, which asks for the request, or one that ends the connection.
   Wants Greet();
-  Wants TurnAway(const char *aWord, const char *aReason);
+  Wants TurnAway(const Refusal &aRefusal);
 
   // Does as much as is possible without waiting, within the limits of fairness. The buffer has
   // kPieceSize bytes.
@@ -49,7 +49,7 @@ class ServerConnection {
  private:
   Wants ReceiveRequest();
   void Answer(const std::string &aRequest);
-  void Refuse(const char *aWord, const std::string &aReason);
+  void Refuse(const Refusal &aRefusal);
   bool SendText(Wants &aWants);
   Wants SendFile(char *aBuffer);
   Wants SendOrEnd(const char *aData, size_t aLength, size_t &aSent);

@@ -1,9 +1,12 @@
-// Descriptors, and bytes that go out through them as they are.
+// Owners of descriptors.
 #pragma once
 
+#include <fcntl.h>
 #include <unistd.h>
 
-#include <cstddef>
+#include <cerrno>
+#include <string>
+#include <utility>
 
 namespace tool {
 
@@ -17,21 +20,36 @@ class Descriptor {
 
   bool IsOpen() const { return mDescriptor >= 0; }
   int Get() const { return mDescriptor; }
+  int Release() { return std::exchange(mDescriptor, -1); }
   void Reset(int aDescriptor = -1) {
-    if (mDescriptor >= 0) close(mDescriptor);
+    if (IsOpen()) close(mDescriptor);
     mDescriptor = aDescriptor;
   }
-  int Release() {
-    const int theDescriptor = mDescriptor;
-    mDescriptor = -1;
-    return theDescriptor;
+
+  // Appends a piece of what there is to read; false at the end, and on failure.
+  bool ReadPiece(std::string &aText) const {
+    char theBuffer[4096];
+    const ssize_t theCount = read(mDescriptor, theBuffer, sizeof(theBuffer));
+    if (theCount > 0) aText.append(theBuffer, static_cast<size_t>(theCount));
+    return theCount > 0 || (theCount == -1 && errno == EINTR);
   }
 
  private:
   int mDescriptor;
 };
 
-// Writes bytes of any kind to standard output, at once. Complains and returns false when that fails.
-bool WriteOutput(const char *aData, size_t aLength);
+// Both ends of a pipe of the system.
+struct PipeEnds {
+  bool Open() {
+    int theEnds[2];
+    if (pipe2(theEnds, O_CLOEXEC) == -1) return false;
+    mRead.Reset(theEnds[0]);
+    mWrite.Reset(theEnds[1]);
+    return true;
+  }
+
+  Descriptor mRead;
+  Descriptor mWrite;
+};
 
 }  // namespace tool

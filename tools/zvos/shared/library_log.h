@@ -1,6 +1,9 @@
 // What the library logs while a command runs that says in its own words what fails.
 #pragma once
 
+#include "shared/descriptor.h"
+#include "shared/problem.h"
+
 #include <zvOS/zvDefines.h>
 
 #include <initializer_list>
@@ -15,26 +18,23 @@ void KeepModulesQuiet(std::initializer_list<zvLogModule> someModules);
 // KeepModulesQuiet for the modules that take part in the network commands.
 void KeepNetworkQuiet();
 
+// What a line of the table of sockets has in a log.
+constexpr char kSocketTableMark[] = " debug SOCKETTRACKER ";
+
 // The socket tables in a log, the oldest first, without what the log puts before their lines.
 std::vector<std::string> SocketTablesIn(const std::string &aLog);
 
 // The log of the library in a file without a name: what one process logs, another can read.
 class LogCollection {
  public:
-  LogCollection();
-  ~LogCollection();
-  LogCollection(const LogCollection &) = delete;
-  LogCollection &operator=(const LogCollection &) = delete;
-
-  // Lets the library log there from now on, in children as well. Empty, or why that is not possible.
-  std::string Open();
+  // Lets the library log there from now on, in children as well.
+  MaybeProblem Open();
 
   // All that was logged since the last call.
   std::string Take();
 
  private:
-  std::string mPath;  // as long as the file has a name
-  int mFile;
+  Descriptor mFile;
 };
 
 }  // namespace tool

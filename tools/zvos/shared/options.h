@@ -14,6 +14,10 @@ struct Option {
   std::string *mValue;  // takes the value; NULL for a flag
 };
 
+// Takes the operands of a command that has no options of its own; "--" ends the options. Complains
+// and returns false when there is an option all the same.
+bool TakeOperands(const Command &aCommand, const Arguments &anArguments, Arguments &anOperands);
+
 // Complains and returns false when an option is unknown or lacks its value. "--" ends the options;
 // of an option given twice the last value holds.
 bool TakeOptions(const Command &aCommand, const Arguments &anArguments,

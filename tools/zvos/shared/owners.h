@@ -2,8 +2,13 @@
 #pragma once
 
 #include <zvOS/zvCondition.h>
+#include <zvOS/zvDirTraverser.h>
 #include <zvOS/zvMutex.h>
+#include <zvOS/zvPipe.h>
 #include <zvOS/zvSemaphore.h>
+#include <zvOS/zvSingleInstanceChecker.h>
+#include <zvOS/zvSocketPolicy.h>
+#include <zvOS/zvSocketSelect.h>
 #include <zvOS/zvThread.h>
 
 #include <cstdlib>
@@ -12,17 +17,24 @@
 
 namespace tool {
 
-template <typename Handle, void (*aDelete)(Handle *)>
+template <auto aDelete>
 struct Deleter {
-  void operator()(Handle *aHandle) const { aDelete(aHandle); }
+  template <typename Handle>
+  void operator()(Handle *aHandle) const {
+    aDelete(aHandle);
+  }
 };
 
-template <typename Handle, void (*aDelete)(Handle *)>
-using Owner = std::unique_ptr<Handle, Deleter<Handle, aDelete>>;
+template <typename Handle, auto aDelete>
+using Owner = std::unique_ptr<Handle, Deleter<aDelete>>;
 
-using MutexOwner = Owner<zvOSMutex, zvMutex_Delete>;
+using CheckerOwner = Owner<zvOSSingleInstanceChecker, zvSingleInstanceChecker_Delete>;
 using ConditionOwner = Owner<zvOSCondition, zvCondition_Delete>;
+using MutexOwner = Owner<zvOSMutex, zvMutex_Delete>;
+using PolicyOwner = Owner<zvSocketPolicy, zvSocketPolicy_Delete>;
+using SelectOwner = Owner<zvSocketSelect, zvSocketSelect_Delete>;
 using SemaphoreOwner = Owner<zvOSSemaphore, zvSemaphore_Delete>;
+using TraverserOwner = Owner<zvDirTraverser, zvDirTraverser_Delete>;
 
 // A copy of a text that was given away to be freed; the other text for none.
 inline std::string TakeText(char *aText, const std::string &anOther = "") {
@@ -57,6 +69,24 @@ class MutexHold {
 
  private:
   zvOSMutex *mMutex;
+};
+
+// A pipe of the library, closed as the library does it.
+class PipeOwner {
+ public:
+  explicit PipeOwner(int aPipe) : mPipe(aPipe) {}
+  ~PipeOwner() {
+    if (IsOpen()) zvPipe_Close(mPipe, 1);
+  }
+  PipeOwner(const PipeOwner &) = delete;
+  PipeOwner &operator=(const PipeOwner &) = delete;
+
+  bool IsOpen() const { return mPipe >= 0; }
+  int Get() const { return mPipe; }
+  int Error() const { return mPipe < 0 ? -mPipe : 0; }  // pipes fail with negated error numbers
+
+ private:
+  const int mPipe;
 };
 
 }  // namespace tool

@@ -1,6 +1,6 @@
 #include "shared/stamp.h"
 
-#include "shared/input.h"
+#include "shared/files.h"
 
 #include <zvOS/zvPath.h>
 
@@ -20,7 +20,7 @@ constexpr unsigned char kOwnByteOrder = __BYTE_ORDER__ == __ORDER_LITTLE_ENDIAN_
 // The library's reader takes 32-bit files of this machine's byte order without a test, so the test
 // is made here. NULL when it may read the file.
 const char *WhyNoStamp(const std::string &aPath) {
-  InputFile theFile(aPath.c_str());
+  InputFile theFile(aPath);
   unsigned char theIdentification[EI_NIDENT] = {};
   if (!theFile.IsOpen()) return kNone;
   if (zvFile_Read(theFile.FD(), theIdentification, EI_NIDENT) != EI_NIDENT) return kNone;
@@ -37,15 +37,15 @@ const char *WhyNoStamp(const std::string &aPath) {
 
 Stamp ReadStamp(const std::string &aPath) {
   const char *theReason = WhyNoStamp(aPath);
-  if (theReason != nullptr) return {false, "", theReason};
+  if (theReason != nullptr) return {false, theReason};
 
-  char *theLabel = nullptr;
-  const int theRevision = zvPath_GetBinaryRevision(aPath.c_str(), &theLabel);
+  char *theText = nullptr;
+  const int theRevision = zvPath_GetBinaryRevision(aPath.c_str(), &theText);
   // A build outside the repository is revision 0; its label tells it from a file without a stamp.
-  Stamp theStamp = {theRevision != 0 || theLabel != nullptr, "r" + std::to_string(theRevision), kNone};
-  if (theLabel != nullptr) theStamp.mText += std::string(" (") + theLabel + ")";
-  free(theLabel);
-  return theStamp;
+  if (theRevision == 0 && theText == nullptr) return {false, kNone};
+  const std::string theLabel = theText != nullptr ? std::string(" (") + theText + ")" : "";
+  free(theText);
+  return {true, "r" + std::to_string(theRevision) + theLabel};
 }
 
 }  // namespace tool

@@ -7,8 +7,9 @@ namespace tool {
 
 struct Stamp {
   bool mfFound;
-  std::string mText;    // "r123 (label)"; without the label when the stamp has none
-  std::string mWhyNot;  // "no revision stamp", with a reason when there is more to say
+  // "r123 (label)", without the label when the stamp has none; or "no revision stamp", with a reason when
+  // there is more to say.
+  std::string mText;
 };
 
 // Reads the stamp of a readable file; absolute paths only.

@@ -1,10 +1,9 @@
 #include "shared/terminal.h"
 
-#include "shared/command.h"
-
-#include <zvOS/zvTime.h>
+#include "shared/clock.h"
 
 #include <fcntl.h>
+#include <poll.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -22,7 +21,7 @@ constexpr char kYellow[] = "\033[33m";
 constexpr char kPlain[] = "\033[0m";
 constexpr char kBackToLineStart[] = "\r\033[K";
 
-constexpr uint32 kProgressInterval = 100;  // milliseconds
+constexpr int64 kProgressInterval = 100;  // milliseconds
 
 // The first error of standard output; 0 as long as there was none.
 int sOutputError = 0;
@@ -93,14 +92,39 @@ void Complain(const char *aFormat, ...) {
   va_end(theArguments);
 }
 
-Step::Step(const char *aName) : mName(aName), mLastShown(zvTime_GetTickCount()) {
+int ComplainOf(const Command &aCommand, const Problem &aProblem) {
+  Complain("%s: %s", aCommand.mName, aProblem.mText.c_str());
+  return aProblem.mStatus;
+}
+
+bool WriteOutput(const char *aData, size_t aLength) {
+  FlushOutput();
+  while (aLength > 0) {
+    const ssize_t theCount = write(STDOUT_FILENO, aData, aLength);
+    const int theError = errno;
+    if (theCount >= 0) {
+      aData += theCount;
+      aLength -= static_cast<size_t>(theCount);
+    } else if (theError == EAGAIN) {
+      // A caller may have handed over a stream that does not wait.
+      struct pollfd thePoll = {STDOUT_FILENO, POLLOUT, 0};
+      poll(&thePoll, 1, -1);
+    } else if (theError != EINTR) {
+      Complain("cannot write standard output: %s", strerror(theError));
+      return false;
+    }
+  }
+  return true;
+}
+
+Step::Step(const char *aName) : mName(aName), mLastShown(Milliseconds()) {
   if (!IsTerminal()) return;
   Print("...     %s", mName);
   FlushOutput();
 }
 
 void Step::Progress(uint64 aDone, uint64 aTotal) {
-  const uint32 theNow = zvTime_GetTickCount();
+  const int64 theNow = Milliseconds();
   if (theNow - mLastShown < kProgressInterval || aTotal == 0 || !IsTerminal()) return;
   mLastShown = theNow;
   Print("%s%3u %%   %s", kBackToLineStart, static_cast<unsigned>(aDone * 100 / aTotal), mName);

@@ -4,6 +4,8 @@
 // threads at a time.
 #pragma once
 
+#include "shared/problem.h"
+
 #include <zvOS/zvDefines.h>
 
 #include <cstdarg>
@@ -26,6 +28,12 @@ int FinishOutput(int aStatus);
 
 // Writes one line to standard error, "zvos: " before it.
 void Complain(const char *aFormat, ...) ZV_PRINTF_FORMAT(1, 2);
+
+// Complains about the problem of a command; returns the exit status that goes with it.
+int ComplainOf(const Command &aCommand, const Problem &aProblem);
+
+// Writes bytes of any kind to standard output, at once. Complains and returns false when that fails.
+bool WriteOutput(const char *aData, size_t aLength);
 
 // One step of a longer task: announced on a terminal when it begins, one line when it ends.
 class Step {
@@ -50,7 +58,7 @@ class Step {
   void ShowOutcome(const char *aColour, const char *aWord, const char *aFormat, va_list anArguments);
 
   const char *mName;
-  uint32 mLastShown;  // ticks
+  int64 mLastShown;  // milliseconds
 };
 
 }  // namespace tool

@@ -1,5 +1,7 @@
-// Files named on the command line.
+// Files named on the command line, and temporary ones.
 #pragma once
+
+#include "shared/problem.h"
 
 #include <zvOS/zvFile.h>
 
@@ -14,8 +16,17 @@ namespace tool {
 // any path when the current folder is gone.
 std::string AbsolutePath(const std::string &aPath);
 
-// Where temporary files go; empty when the library knows no such folder.
+// A path with its folder, up to and with the last '/', and the name behind.
+struct PathParts {
+  explicit PathParts(const std::string &aPath);
+
+  std::string mFolder;
+  std::string mName;
+};
+
+// A name for a file of the folder for temporary files, as the library knows that.
 std::string TemporaryFolder();
+std::string TemporaryPath(const std::string &aName);
 
 // The file of this program.
 std::string OwnExecutable();
@@ -23,17 +34,20 @@ std::string OwnExecutable();
 // What is said of a file that is no regular one.
 const char *WhyNotRegular(mode_t aMode);
 
-// Empty when the path is a regular file that can be read and has a size; otherwise why not. Asked
-// before the library is, which would log failures in its own words.
-std::string WhyUnreadable(const std::string &aPath);
+// None when the path is a regular file that can be read and has a size. Asked before the library is,
+// which would log failures in its own words.
+MaybeProblem WhyUnreadable(const std::string &aPath);
 
 // WhyUnreadable with its answer as a complaint that names the file; true when it can be read.
 bool IsReadable(const std::string &aPath);
 
+// What can be read of a file, up to the first piece that reaches the limit; absolute paths only.
+std::string ReadFile(const std::string &aPath, size_t aLimit = SIZE_MAX);
+
 // A file opened for reading, closed at the end. Absolute paths only.
 class InputFile {
  public:
-  explicit InputFile(const char *aPath);
+  explicit InputFile(const std::string &aPath);
   ~InputFile();
   InputFile(const InputFile &) = delete;
   InputFile &operator=(const InputFile &) = delete;
