@@ -11,7 +11,6 @@
 #include <dirent.h>
 
 #include <algorithm>
-#include <cerrno>
 #include <cstring>
 
 namespace tool {
@@ -39,23 +38,6 @@ MaybeProblem WhyNotListed(const std::string &aFolder) {
   if (!theStream) return BadInput(strerror(errno));
   if (aFolder[0] != '/') return BadInput("the current folder is not known");
   return {};
-}
-
-// False when the walk did not come to its end.
-bool ReadEntries(const std::string &aFolder, const std::string &aPattern, int aFlags,
-                 std::vector<Entry> &someEntries) {
-  const TraverserOwner theTraverser(zvDirTraverser_New(aFolder.c_str()));
-  if (!theTraverser) return false;
-  int theStatus = kzvDirTraverserStatus_NoError;
-  errno = 0;
-  zvDirEntry *theEntry = zvDirTraverser_GetFirst(theTraverser.get(), aPattern.c_str(), aFlags, &theStatus);
-  while (theEntry != nullptr) {
-    someEntries.push_back({theEntry->mName, theEntry->mfDir != 0, theEntry->mfHidden != 0});
-    // What is left in it would turn the end of the folder into an error.
-    errno = 0;
-    theEntry = zvDirTraverser_GetNext(theTraverser.get(), &theStatus);
-  }
-  return theStatus == kzvDirTraverserStatus_NoError;
 }
 
 int RunList(const Arguments &anArguments) {
@@ -86,16 +68,19 @@ int RunList(const Arguments &anArguments) {
   const int theFlags = (afBoth || afFiles ? zvDIR_FILES : 0) | (afBoth || afDirs ? zvDIR_DIRS : 0) |
                        (afNoHidden ? 0 : zvDIR_HIDDEN) | (afDots ? zvDIR_DOTDOT : 0);
   std::vector<Entry> theEntries;
-  const bool afAll =
-      ReadEntries(theFolder, theOperands.size() > 1 ? theOperands[1] : "*", theFlags, theEntries);
+  const MaybeProblem theEnd =
+      WalkThrough(theFolder, theOperands.size() > 1 ? theOperands[1] : "*", theFlags,
+                  [&theEntries](const zvDirEntry &anEntry) {
+                    theEntries.push_back({anEntry.mName, anEntry.mfDir != 0, anEntry.mfHidden != 0});
+                  });
   std::sort(theEntries.begin(), theEntries.end(),
             [](const Entry &anEntry, const Entry &anOther) { return anEntry.mName < anOther.mName; });
   for (const Entry &theEntry : theEntries) {
     Print("%-4s  %-6s  %s\n", theEntry.mfDir ? "dir" : "file", theEntry.mfHidden ? "hidden" : "-",
           Printable(theEntry.mName).c_str());
   }
-  if (!afAll) Complain("cannot list '%s' to its end", theOperands[0].c_str());
-  return afAll ? kStatus_Good : kStatus_CheckFailed;
+  if (theEnd) Complain("cannot list '%s' to its end", theOperands[0].c_str());
+  return theEnd ? theEnd->mStatus : kStatus_Good;
 }
 
 }  // namespace

@@ -3,6 +3,7 @@
 #include "commands/commands.h"
 #include "shared/clock.h"
 #include "shared/descriptor.h"
+#include "shared/files.h"
 #include "shared/options.h"
 #include "shared/owners.h"
 #include "shared/signals.h"
@@ -41,16 +42,10 @@ pid_t ParentOf(const char *aProcess) {
 // Every process that descends from this one. The library does not tell which process a command is.
 std::set<pid_t> Descendants() {
   std::vector<std::pair<pid_t, pid_t>> theProcesses;  // with their parents
-  const TraverserOwner theTraverser(zvDirTraverser_New("/proc"));
-  int theStatus = 0;
-  errno = 0;
-  for (zvDirEntry *theEntry =
-           theTraverser ? zvDirTraverser_GetFirst(theTraverser.get(), "[1-9]*", zvDIR_DIRS, &theStatus)
-                        : nullptr;
-       theEntry != nullptr; theEntry = zvDirTraverser_GetNext(theTraverser.get(), &theStatus)) {
-    theProcesses.push_back({static_cast<pid_t>(atoi(theEntry->mName)), ParentOf(theEntry->mName)});
-    errno = 0;
-  }
+  // Should the walk break off, what it has seen has to do.
+  (void)WalkThrough("/proc", "[1-9]*", zvDIR_DIRS, [&theProcesses](const zvDirEntry &anEntry) {
+    theProcesses.push_back({static_cast<pid_t>(atoi(anEntry.mName)), ParentOf(anEntry.mName)});
+  });
   std::set<pid_t> theFamily = {getpid()};
   for (size_t theSize = 0; theSize != theFamily.size();) {
     theSize = theFamily.size();

@@ -20,7 +20,7 @@ namespace tool {
 namespace {
 
 // The library promises that a crashing process is dead within 10 s.
-constexpr int64 kDeadline = 15 * 1000;
+constexpr int64 kDeadline = 15000;  // milliseconds
 
 struct CrashReport {
   pid_t mPid;
@@ -142,11 +142,10 @@ void PrintOutputOfChild(const CrashReport &aReport) {
 bool CrashAndReport() {
   Step theStep("Crash report");
   CrashReport theReport = {};
-  if (const MaybeProblem theProblem = CrashInChild(theReport))
-    return theStep.Failed("%s", theProblem->mText.c_str());
+  if (const MaybeProblem theProblem = CrashInChild(theReport)) return theStep.Failed(*theProblem);
   const MaybeProblem theProblem = WhatIsWrongWith(theReport);
   const bool afGood =
-      theProblem ? theStep.Failed("%s", theProblem->mText.c_str())
+      theProblem ? theStep.Failed(*theProblem)
                  : theStep.Passed("a worker crashed on purpose in child process %d, which died by SIGSEGV",
                                   static_cast<int>(theReport.mPid));
   Print("%sits log:\n", kIndent);

@@ -31,7 +31,7 @@ constexpr int kMostReads = 2;
 constexpr size_t kQueueSize = 2 * kWorkerCount;
 
 struct Reading {
-  const char *mProblem;  // NULL when the whole file was read
+  MaybeProblem mProblem;  // none when the whole file was read
   uint64 mBytes;
   uint32 mChunks;
   uint32 mChecksum;
@@ -92,7 +92,7 @@ Pool::Pool(const std::string &aPath, uint64 aSize)
 Reading Pool::Read(Step &aStep) {
   const int64 theStart = Microseconds();
   if (!mMutex || !mHasChunks || !mHasRoom || !mReadPermits) {
-    mReading.mProblem = "no locks could be made";
+    mReading.mProblem.emplace("no locks could be made");
     return mReading;
   }
   {
@@ -177,7 +177,7 @@ bool Pool::Take(Chunk &aChunk) {
     if (!Wait(mHasChunks)) return false;
   }
   // After a failure what is left in the queue is not worth reading.
-  if (mQueue.empty() || mReading.mProblem != nullptr) return false;
+  if (mQueue.empty() || mReading.mProblem) return false;
   aChunk = mQueue.front();
   mQueue.erase(mQueue.begin());
   zvCondition_Signal(mHasRoom.get());
@@ -207,7 +207,7 @@ void Pool::Add(const Chunk &aChunk, uint32 aChecksum) {
 
 void Pool::Fail(const char *aProblem) {
   const MutexHold theHold(mMutex);
-  if (mReading.mProblem == nullptr) mReading.mProblem = aProblem;
+  if (!mReading.mProblem) mReading.mProblem.emplace(aProblem);
   Close();
 }
 
@@ -218,22 +218,18 @@ void Pool::Close() {
   zvCondition_Broadcast(mHasRoom.get());
 }
 
-Reading ReadInParallel(const std::string &aPath, uint64 aSize, Step &aStep) {
-  return Pool(aPath, aSize).Read(aStep);
-}
-
 Reading ReadInOneThread(const std::string &aPath, uint64 aSize, Step &aStep) {
   const int64 theStart = Microseconds();
   Reading theReading = {};
   const InputFile theFile(aPath);
   if (!theFile.IsOpen()) {
-    theReading.mProblem = "the file could not be opened";
+    theReading.mProblem.emplace("the file could not be opened");
     return theReading;
   }
   std::vector<char> theBuffer(kChunkSize);
   for (;;) {
     const int theCount = zvFile_Read(theFile.FD(), theBuffer.data(), kChunkSize);
-    if (theCount < 0) theReading.mProblem = "the file could not be read";
+    if (theCount < 0) theReading.mProblem.emplace("the file could not be read");
     if (theCount <= 0) break;
     theReading.mChecksum =
         ContinueChecksum(theReading.mChecksum, theBuffer.data(), static_cast<size_t>(theCount));
@@ -259,34 +255,36 @@ std::string TimeAndSpeed(const Reading &aReading) {
   return theText;
 }
 
-bool FailedToRead(const Reading &aReading, uint64 aSize, Step &aStep) {
-  if (aReading.mProblem != nullptr) {
-    aStep.Failed("%s", aReading.mProblem);
-  } else if (aReading.mBytes != aSize) {
-    aStep.Failed("read %" PRIu64 " bytes instead of %" PRIu64, aReading.mBytes, aSize);
-  } else if (aReading.mMostReads > kMostReads) {
-    aStep.Failed("%d reads at a time where the semaphore admits %d", aReading.mMostReads, kMostReads);
-  } else {
-    return false;
-  }
-  return true;
+bool ReadSize(const std::string &aPath, uint64 &aSize) {
+  const InputFile theFile(aPath);
+  zvFileOffset theSize = 0;
+  const bool afGood = theFile.IsOpen() && zvFile_GetSize(theFile.FD(), &theSize) == 0;
+  aSize = static_cast<uint64>(theSize);
+  return afGood;
+}
+
+MaybeProblem WhatIsWrongWith(const Reading &aReading, uint64 aSize) {
+  if (aReading.mProblem) return aReading.mProblem;
+  const std::string theBytes = std::to_string(aReading.mBytes);
+  if (aReading.mBytes != aSize)
+    return Problem("read " + theBytes + " bytes instead of " + std::to_string(aSize));
+  if (aReading.mMostReads <= kMostReads) return {};
+  return Problem(std::to_string(aReading.mMostReads) + " reads at a time where the semaphore admits " +
+                 std::to_string(kMostReads));
 }
 
 }  // namespace
 
 bool ReadFileTwice(const std::string &aPath) {
   Step theStep("File");
-  const InputFile theFile(aPath);
-  zvFileOffset theOffset = kzvFileOffsetInvalid;
-  if (!theFile.IsOpen() || zvFile_GetSize(theFile.FD(), &theOffset) != 0) {
-    return theStep.Failed("%s: its size could not be read", aPath.c_str());
-  }
-  const uint64 theSize = static_cast<uint64>(theOffset);
+  uint64 theSize = 0;
+  if (!ReadSize(aPath, theSize)) return theStep.Failed("%s: its size could not be read", aPath.c_str());
   theStep.Passed("%s, %" PRIu64 " bytes", aPath.c_str(), theSize);
 
   Step theParallelStep("Parallel read");
-  const Reading theParallel = ReadInParallel(aPath, theSize, theParallelStep);
-  if (FailedToRead(theParallel, theSize, theParallelStep)) return false;
+  const Reading theParallel = Pool(aPath, theSize).Read(theParallelStep);
+  if (const MaybeProblem theProblem = WhatIsWrongWith(theParallel, theSize))
+    return theParallelStep.Failed(*theProblem);
   theParallelStep.Passed("CRC-32 %08" PRIx32 ", %s (%d threads, %" PRIu32
                          " chunks, %d of %d reads at a time)",
                          theParallel.mChecksum, TimeAndSpeed(theParallel).c_str(), kWorkerCount,
@@ -294,7 +292,8 @@ bool ReadFileTwice(const std::string &aPath) {
 
   Step theSingleStep("Sequential read");
   const Reading theSingle = ReadInOneThread(aPath, theSize, theSingleStep);
-  if (FailedToRead(theSingle, theSize, theSingleStep)) return false;
+  if (const MaybeProblem theProblem = WhatIsWrongWith(theSingle, theSize))
+    return theSingleStep.Failed(*theProblem);
   theSingleStep.Passed("CRC-32 %08" PRIx32 ", %s", theSingle.mChecksum, TimeAndSpeed(theSingle).c_str());
 
   Step theComparison("Same checksum");

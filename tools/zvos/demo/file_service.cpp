@@ -249,7 +249,7 @@ bool ServeFile(const std::string &aFile) {
   Report theReport = {};
   MaybeProblem theProblem = ServeAndFetch(aFile, theReport);
   if (!theProblem) theProblem = WhatIsWrongWith(theReport);
-  if (theProblem) return Step("File service").Failed("%s", theProblem->mText.c_str());
+  if (theProblem) return Step("File service").Failed(*theProblem);
   const Fetching &theFetching = theReport.mAdmitted;
   Step("File service")
       .Passed("%" PRIu64 " bytes, CRC-32 %08" PRIx32 ", in %" PRId64 " ms from process %d at %s",

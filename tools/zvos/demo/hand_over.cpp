@@ -171,8 +171,7 @@ bool HandOverToWorker() {
   if (!HasLoopback()) return theStep.NotPossible("the loopback interface is down");
   KeepModulesQuiet({ZVLOG_M_DEFAULT, ZVLOG_M_ZVOS, ZVLOG_M_DIR});
   HandOver theHandOver = {};
-  if (const MaybeProblem theProblem = HandOverConnection(theHandOver))
-    return theStep.Failed("%s", theProblem->mText.c_str());
+  if (const MaybeProblem theProblem = HandOverConnection(theHandOver)) return theStep.Failed(*theProblem);
   theStep.Passed("a connection went from process %d to process %d, which served it",
                  static_cast<int>(theHandOver.mSupervisor), static_cast<int>(theHandOver.mWorker));
   Print("%sthe supervisor held the name %s, which nobody else could take until it ended,\n", kIndent,

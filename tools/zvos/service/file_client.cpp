@@ -21,7 +21,8 @@ constexpr char kLabel[] = "zvos get";
 constexpr uint32 kTimeForEnd = 1000;
 
 Problem SocketProblem(const char *aWhat) {
-  return Problem(std::string(aWhat) + ": " + strerror(zvSocketGetLastError()));
+  const int theError = zvSocketGetLastError();
+  return Problem(std::string(aWhat) + ": " + strerror(theError));
 }
 
 }  // namespace

@@ -98,6 +98,24 @@ std::string ReadFile(const std::string &aPath, size_t aLimit) {
   return theText;
 }
 
+MaybeProblem WalkThrough(const std::string &aFolder, const std::string &aPattern, int aFlags,
+                         const std::function<void(const zvDirEntry &)> &aVisit) {
+  const TraverserOwner theTraverser(zvDirTraverser_New(aFolder.c_str()));
+  if (!theTraverser) return Problem("there is no memory");
+  int theStatus = kzvDirTraverserStatus_NoError;
+  errno = 0;
+  const zvDirEntry *theEntry =
+      zvDirTraverser_GetFirst(theTraverser.get(), aPattern.c_str(), aFlags, &theStatus);
+  while (theEntry != nullptr) {
+    aVisit(*theEntry);
+    // What is left in it would turn the end of the folder into an error.
+    errno = 0;
+    theEntry = zvDirTraverser_GetNext(theTraverser.get(), &theStatus);
+  }
+  if (theStatus != kzvDirTraverserStatus_NoError) return Problem("it cannot be read to its end");
+  return {};
+}
+
 InputFile::InputFile(const std::string &aPath) : mFD(kzvFileFDInvalid) {
   zvFile_Open(aPath.c_str(), zvFileOpenMode_Read, zvFileAccessMode_Read, &mFD);
 }

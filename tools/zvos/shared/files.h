@@ -3,10 +3,12 @@
 
 #include "shared/problem.h"
 
+#include <zvOS/zvDirTraverser.h>
 #include <zvOS/zvFile.h>
 
 #include <sys/types.h>
 
+#include <functional>
 #include <string>
 
 namespace tool {
@@ -24,7 +26,7 @@ struct PathParts {
   std::string mName;
 };
 
-// A name for a file of the folder for temporary files, as the library knows that.
+// The folder for temporary files, as the library knows it; and a path in it, or in /tmp when it has no name.
 std::string TemporaryFolder();
 std::string TemporaryPath(const std::string &aName);
 
@@ -43,6 +45,10 @@ bool IsReadable(const std::string &aPath);
 
 // What can be read of a file, up to the first piece that reaches the limit; absolute paths only.
 std::string ReadFile(const std::string &aPath, size_t aLimit = SIZE_MAX);
+
+// Calls the function for every entry of a folder, until its end or a problem. Absolute paths only.
+MaybeProblem WalkThrough(const std::string &aFolder, const std::string &aPattern, int aFlags,
+                         const std::function<void(const zvDirEntry &)> &aVisit);
 
 // A file opened for reading, closed at the end. Absolute paths only.
 class InputFile {

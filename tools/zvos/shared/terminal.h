@@ -49,6 +49,7 @@ class Step {
   // whether the step counts as good.
   bool Passed(const char *aFormat, ...) ZV_PRINTF_FORMAT(2, 3);
   bool Failed(const char *aFormat, ...) ZV_PRINTF_FORMAT(2, 3);
+  bool Failed(const Problem &aProblem) { return Failed("%s", aProblem.mText.c_str()); }
   bool NotPossible(const char *aFormat, ...) ZV_PRINTF_FORMAT(2, 3);
 
   // Takes the announcement back, for a step whose failure is told as a complaint.
