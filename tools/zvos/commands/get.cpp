@@ -2,11 +2,13 @@
 
 #include "commands/commands.h"
 #include "service/file_client.h"
+#include "service/file_protocol.h"
 #include "service/output_file.h"
 #include "service/traffic.h"
 #include "shared/files.h"
 #include "shared/library_log.h"
 #include "shared/options.h"
+#include "shared/owners.h"
 #include "shared/signals.h"
 #include "shared/text.h"
 
@@ -105,8 +107,8 @@ int RunGet(const Arguments &anArguments) {
     }
     const std::string theShownName = Printable(theSettings.mName);
     Step theStep(theShownName.c_str());
-    const Fetching theFetching =
-        FileClient(theSettings, theSelect.get(), [&] { return theSignals.First() != 0; }).Fetch(theStep);
+    const Fetching theFetching = FetchFile(
+        theSettings, theSelect.get(), [&] { return theSignals.First() != 0; }, theStep);
     theStatus = ShowFetching(theSettings, theFetching, theStep);
     // A signal that came when the file was there already has stopped nothing.
     if (theStatus != kStatus_Good) theSignal = theSignals.First();

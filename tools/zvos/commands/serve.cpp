@@ -6,6 +6,7 @@
 #include "shared/options.h"
 #include "shared/terminal.h"
 
+#include <zvOS/zvSocketPolicy.h>
 #include <zvOS/zvSocketQOS.h>
 
 #include <algorithm>

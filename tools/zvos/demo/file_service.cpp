@@ -10,8 +10,10 @@
 #include "shared/clock.h"
 #include "shared/files.h"
 #include "shared/library_log.h"
+#include "shared/owners.h"
 
 #include <zvLog/zvLogSettings.h>
+#include <zvOS/zvSocketPolicy.h>
 
 #include <dirent.h>
 #include <ftw.h>
@@ -210,10 +212,10 @@ MaybeProblem ServeAndFetch(const std::string &aFile, Report &aReport) {
   const auto fnNever = [] { return false; };
   {
     Step theStep("File service");
-    aReport.mAdmitted = FileClient(theSettings, theSelect.get(), fnNever).Fetch(theStep);
+    aReport.mAdmitted = FetchFile(theSettings, theSelect.get(), fnNever, theStep);
     theSettings.mServer.mAddress = zvSocket_htonl(INADDR_LOOPBACK + 1);
     theSettings.mFile = theFolder.File("refused");
-    aReport.mRefused = FileClient(theSettings, theSelect.get(), fnNever).Fetch(theStep);
+    aReport.mRefused = FetchFile(theSettings, theSelect.get(), fnNever, theStep);
     theStep.Withdraw();
   }
   aReport.mServerStatus = theServer.End();

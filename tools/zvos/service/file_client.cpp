@@ -1,5 +1,6 @@
 #include "service/file_client.h"
 
+#include "service/file_protocol.h"
 #include "service/output_file.h"
 #include "service/traffic.h"
 #include "shared/checksum.h"
@@ -10,6 +11,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
+#include <vector>
 
 namespace tool {
 
@@ -25,19 +27,40 @@ Problem SocketProblem(const char *aWhat) {
   return Problem(std::string(aWhat) + ": " + strerror(theError));
 }
 
-}  // namespace
+class FileClient {
+ public:
+  FileClient(const FetchSettings &aSettings, zvSocketSelect *aSelect, const std::function<bool()> &afStopped)
+      : mSettings(aSettings), mSelect(aSelect), mfStopped(afStopped), mSocket(kLabel), mBuffer(kPieceSize) {}
+  FileClient(const FileClient &) = delete;
+  FileClient &operator=(const FileClient &) = delete;
 
-FileClient::FileClient(const FetchSettings &aSettings, zvSocketSelect *aSelect,
-                       std::function<bool()> afStopped)
-    : mSettings(aSettings),
-      mSelect(aSelect),
-      mfStopped(std::move(afStopped)),
-      mSocket(kLabel),
-      mBuffer(kPieceSize),
-      mStart(0),
-      mEnd(0),
-      mLength(0),
-      mFetching() {}
+  Fetching Fetch(Step &aStep);
+
+ private:
+  MaybeProblem Transfer(Step &aStep);
+  MaybeProblem Connect();
+  MaybeProblem Greet();
+  MaybeProblem Request();
+  MaybeProblem Receive(Step &aStep);
+  MaybeProblem CheckEnd();
+  void WaitForEnd();
+
+  MaybeProblem Send(const std::string &aText);
+  MaybeProblem ReadLine(std::string &aLine);
+  MaybeProblem FillBuffer();
+  MaybeProblem Wait(bool afToSend);
+  Problem ProblemOfWord(const std::string &aLine) const;
+
+  const FetchSettings &mSettings;
+  zvSocketSelect *const mSelect;
+  const std::function<bool()> &mfStopped;
+  SocketOwner mSocket;
+  std::vector<char> mBuffer;
+  size_t mStart = 0;  // of what is in the buffer and not yet taken
+  size_t mEnd = 0;
+  uint64 mLength = 0;
+  Fetching mFetching = {};
+};
 
 Fetching FileClient::Fetch(Step &aStep) {
   const int64 theStart = Milliseconds();
@@ -222,6 +245,13 @@ Problem FileClient::ProblemOfWord(const std::string &aLine) const {
   if (HasWord(aLine, kWord_Missing, theText))
     return BadInput("'" + Printable(mSettings.mName) + "' on " + theServer + ": " + Printable(theText));
   return Problem(theServer + " is no server of 'zvos serve'");
+}
+
+}  // namespace
+
+Fetching FetchFile(const FetchSettings &aSettings, zvSocketSelect *aSelect,
+                   const std::function<bool()> &afStopped, Step &aStep) {
+  return FileClient(aSettings, aSelect, afStopped).Fetch(aStep);
 }
 
 }  // namespace tool

@@ -1,13 +1,12 @@
 // The client of the file service.
 #pragma once
 
-#include "service/file_protocol.h"
 #include "shared/network.h"
-#include "shared/owners.h"
 #include "shared/terminal.h"
 
+#include <zvOS/zvSocketSelect.h>
+
 #include <functional>
-#include <vector>
 
 namespace tool {
 
@@ -29,38 +28,7 @@ struct Fetching {
 
 // Fetches one file, and checks its length and checksum, before it appears under its name. Whoever
 // wants it to end early makes afStopped() true and triggers the select object.
-class FileClient {
- public:
-  FileClient(const FetchSettings &aSettings, zvSocketSelect *aSelect, std::function<bool()> afStopped);
-  FileClient(const FileClient &) = delete;
-  FileClient &operator=(const FileClient &) = delete;
-
-  Fetching Fetch(Step &aStep);
-
- private:
-  MaybeProblem Transfer(Step &aStep);
-  MaybeProblem Connect();
-  MaybeProblem Greet();
-  MaybeProblem Request();
-  MaybeProblem Receive(Step &aStep);
-  MaybeProblem CheckEnd();
-  void WaitForEnd();
-
-  MaybeProblem Send(const std::string &aText);
-  MaybeProblem ReadLine(std::string &aLine);
-  MaybeProblem FillBuffer();
-  MaybeProblem Wait(bool afToSend);
-  Problem ProblemOfWord(const std::string &aLine) const;
-
-  const FetchSettings mSettings;
-  zvSocketSelect *const mSelect;
-  const std::function<bool()> mfStopped;
-  SocketOwner mSocket;
-  std::vector<char> mBuffer;
-  size_t mStart;  // of what is in the buffer and not yet taken
-  size_t mEnd;
-  uint64 mLength;
-  Fetching mFetching;
-};
+Fetching FetchFile(const FetchSettings &aSettings, zvSocketSelect *aSelect,
+                   const std::function<bool()> &afStopped, Step &aStep);
 
 }  // namespace tool

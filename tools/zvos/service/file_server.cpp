@@ -1,9 +1,18 @@
+// One thread waits in a select object for the listening socket, for all clients that have to wait, and
+// for the trigger. What is ready goes into a queue, from which a few workers take it; a client that
+// cannot go on goes back to the waiting thread, which a trigger tells. No thread ever waits for a
+// single client, so that a slow one delays nobody.
+
 #include "service/file_server.h"
 
 #include "service/exclusion.h"
+#include "service/served_folder.h"
+#include "service/server_connection.h"
 #include "service/traffic.h"
 #include "shared/clock.h"
 #include "shared/files.h"
+#include "shared/owners.h"
+#include "shared/signals.h"
 #include "shared/terminal.h"
 
 #include <zvLog/zvConfigFile.h>
@@ -16,6 +25,9 @@
 #include <cerrno>
 #include <cinttypes>
 #include <cstring>
+#include <deque>
+#include <memory>
+#include <vector>
 
 namespace tool {
 
@@ -34,23 +46,81 @@ constexpr size_t kWorkerCount = 4;
 constexpr int kMostAcceptsAtOnce = 64;
 constexpr int64 kAcceptPause = 100;  // milliseconds
 
-}  // namespace
+class FileServer {
+ public:
+  explicit FileServer(const ServerSettings &aSettings)
+      : mSettings(aSettings),
+        mSelect(zvSocketSelect_New()),
+        mListener(kListenerLabel),
+        mMutex(zvMutex_New()),
+        mHasWork(zvCondition_New()) {}
+  ~FileServer() { StopWorkers(); }
+  FileServer(const FileServer &) = delete;
+  FileServer &operator=(const FileServer &) = delete;
 
-FileServer::FileServer(const ServerSettings &aSettings)
-    : mSettings(aSettings),
-      mSelect(zvSocketSelect_New()),
-      mListener(kListenerLabel),
-      mDescriptorLimit(0),
-      mClients(0),
-      mListenAgain(0),
-      mTotals(),
-      mMutex(zvMutex_New()),
-      mHasWork(zvCondition_New()),
-      mfEnding(false) {}
+  // None when it listens.
+  MaybeProblem Open();
+  Endpoint Address() const { return OwnEndpoint(mListener.Get()); }
+  zvSocketSelect *Select() const { return mSelect.get(); }
 
-FileServer::~FileServer() {
-  StopWorkers();
-}
+  // Serves until a signal says stop, unless there is a problem; prints a line per client and a summary.
+  MaybeProblem Serve(const StopSignals &aSignals);
+
+ private:
+  using ConnectionOwner = std::unique_ptr<ServerConnection>;
+  struct Waiting {
+    ConnectionOwner mConnection;
+    ServerConnection::Wants mWants;
+  };
+  struct Totals {
+    uint64 mSent;
+    uint64 mSentBytes;
+    uint64 mRefused;
+    uint64 mBroken;
+  };
+
+  MaybeProblem OpenPolicy();
+  MaybeProblem OpenListener();
+  bool StartWorkers();
+  void StopWorkers();
+  static void Work(void *aServer);
+  bool Take(ConnectionOwner &aConnection);
+  void HandOver(ConnectionOwner aConnection);
+  void GiveBack(ConnectionOwner aConnection, ServerConnection::Wants aWants);
+
+  MaybeProblem WaitAndHandOver();
+  int FillSets(fd_set &aReadSet, fd_set &aWriteSet, struct timeval &aTimeOut, bool &afTimeOut);
+  void TakeBack();
+  void GiveUpIdle();
+  void AcceptAll();
+  bool AcceptOne();
+  void Admit(zvSocket aSocket, const Endpoint &aPeer);
+  void Keep(ConnectionOwner aConnection, ServerConnection::Wants aWants);
+  void Account(const ServerConnection &aConnection);
+  void ShowEnd(const StopSignals &aSignals);
+
+  const ServerSettings mSettings;
+  ServedFolder mFolder;
+  PolicyOwner mPolicy;
+  SelectOwner mSelect;
+  SocketOwner mListener;
+  int mDescriptorLimit = 0;  // sockets have smaller numbers
+
+  // Of the waiting thread.
+  std::vector<Waiting> mWaiting;
+  uint32 mClients = 0;
+  int64 mListenAgain = 0;  // no accepting before that time
+  Totals mTotals = {};
+
+  const MutexOwner mMutex;
+  const ConditionOwner mHasWork;
+  // Guarded by mMutex.
+  std::deque<ConnectionOwner> mQueue;
+  std::vector<Waiting> mReturned;
+  bool mfEnding = false;
+
+  std::vector<ThreadOwner> mWorkers;
+};
 
 // ---- Beginning ----
 
@@ -366,6 +436,8 @@ void FileServer::ShowEnd(const StopSignals &aSignals) {
         theName, mTotals.mSent, mTotals.mSentBytes, mTotals.mRefused, mTotals.mBroken);
   FlushOutput();
 }
+
+}  // namespace
 
 MaybeProblem ServeFiles(ServerSettings aSettings) {
   if (aSettings.mfTrace) {
