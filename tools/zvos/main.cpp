@@ -1,9 +1,9 @@
 // The program `zvos`: finds the command, helps, and makes sure that the output was really written.
 
-#include "command.h"
-#include "input.h"
-#include "stamp.h"
-#include "terminal.h"
+#include "commands/commands.h"
+#include "shared/files.h"
+#include "shared/stamp.h"
+#include "shared/terminal.h"
 
 #include <new>
 
@@ -82,8 +82,7 @@ int Help(const Arguments &anArguments) {
 }
 
 int Version() {
-  const Stamp theStamp = ReadStamp(OwnExecutable());
-  Print("zvos %s, %s\n", ZVOS_VERSION, theStamp.mfFound ? theStamp.mText.c_str() : theStamp.mWhyNot.c_str());
+  Print("zvos %s, %s\n", ZVOS_VERSION, ReadStamp(OwnExecutable()).mText.c_str());
   return kStatus_Good;
 }
 

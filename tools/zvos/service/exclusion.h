@@ -1,0 +1,14 @@
+// Whether a policy keeps out what it was told to keep out.
+#pragma once
+
+#include "shared/problem.h"
+
+#include <zvOS/zvSocketPolicy.h>
+
+namespace tool {
+
+// Asks a configured policy about every name of the list that its key "exclude-if" was given; none when all
+// are excluded.
+MaybeProblem WhyNotExcluded(zvSocketPolicy *aPolicy, const std::string &aList);
+
+}  // namespace tool

@@ -1,0 +1,43 @@
+#include "shared/text.h"
+
+#include <zvLog/zvLog.h>
+
+#include <algorithm>
+
+namespace tool {
+
+std::vector<std::string> LinesOf(const std::string &aText) {
+  std::vector<std::string> theLines;
+  for (size_t theStart = 0; theStart < aText.size();) {
+    const size_t theEnd = std::min(aText.find('\n', theStart), aText.size());
+    theLines.push_back(aText.substr(theStart, theEnd - theStart));
+    theStart = theEnd + 1;
+  }
+  return theLines;
+}
+
+bool Contains(const std::string &aText, const std::string &aPart) {
+  return aText.find(aPart) != std::string::npos;
+}
+
+bool BeginsWith(const std::string &aText, const std::string &aStart) {
+  return aText.compare(0, aStart.size(), aStart) == 0;
+}
+
+std::string PercentForm(char aByte) {
+  char theText[4];
+  zv_snprintf(theText, sizeof(theText), "%%%02X", static_cast<unsigned>(static_cast<unsigned char>(aByte)));
+  return theText;
+}
+
+std::string Printable(const std::string &aText) {
+  std::string theResult;
+  for (const char theCharacter : aText) {
+    const unsigned theCode = static_cast<unsigned char>(theCharacter);
+    theResult +=
+        theCode >= 0x20 && theCode != 0x7f ? std::string(1, theCharacter) : PercentForm(theCharacter);
+  }
+  return theResult;
+}
+
+}  // namespace tool
