@@ -174,7 +174,7 @@ class OnTerminal : public ::testing::Test {
     const pid_t theProgram = fork();
     if (theProgram == 0) {
       setpgid(0, 0);
-      ResetSignals();
+      zvtest::ResetSignals();
       signal(SIGTTOU, SIG_IGN);  // it puts itself into the foreground from the background
       tcsetpgrp(STDIN_FILENO, getpid());
       signal(SIGTTOU, SIG_DFL);
@@ -187,15 +187,6 @@ class OnTerminal : public ::testing::Test {
     }
     for (;;)
       pause();
-  }
-
-  // Whatever the tests were started with, a shell's jobs begin with nothing ignored and nothing blocked.
-  static void ResetSignals() {
-    for (int theSignal = 1; theSignal < NSIG; ++theSignal)
-      signal(theSignal, SIG_DFL);
-    sigset_t theNone;
-    sigemptyset(&theNone);
-    sigprocmask(SIG_SETMASK, &theNone, nullptr);
   }
 
   // Waits for it; false when the leader has died.
