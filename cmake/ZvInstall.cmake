@@ -7,6 +7,15 @@ set(ZV_INSTALLED_TARGETS zvOS)
 if(TARGET zvLog)
   list(APPEND ZV_INSTALLED_TARGETS zvLog)
   set(ZV_PKGCONFIG_LOG "-lzvLog")
+else()
+  # The headers of this library include the provider's, so the package has that one too; who installs
+  # it installs the provider itself.
+  set(ZV_PKGCONFIG_LOG "-l${ZVLOG_LIBRARY_NAME}")
+  if(ZVLOG_INCLUDE_DIR)
+    install(DIRECTORY ${ZVLOG_INCLUDE_DIR}/zvLog DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}
+      FILES_MATCHING PATTERN "*.h" PATTERN private EXCLUDE)
+  endif()
+  message(STATUS "zvOS: left out of the package: the log provider itself, which programs link as '-l${ZVLOG_LIBRARY_NAME}'")
 endif()
 
 install(TARGETS ${ZV_INSTALLED_TARGETS} EXPORT zvOSTargets
@@ -14,14 +23,14 @@ install(TARGETS ${ZV_INSTALLED_TARGETS} EXPORT zvOSTargets
   FILE_SET HEADERS DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
 install(EXPORT zvOSTargets NAMESPACE zvOS:: DESTINATION ${ZV_CMAKE_FOLDER})
 
-write_basic_package_version_file(${CMAKE_BINARY_DIR}/generated/zvOSConfigVersion.cmake
+write_basic_package_version_file(${PROJECT_BINARY_DIR}/generated/zvOSConfigVersion.cmake
   COMPATIBILITY SameMajorVersion)
 configure_package_config_file(${PROJECT_SOURCE_DIR}/cmake/zvOSConfig.cmake.in
-  ${CMAKE_BINARY_DIR}/generated/zvOSConfig.cmake INSTALL_DESTINATION ${ZV_CMAKE_FOLDER})
-install(FILES ${CMAKE_BINARY_DIR}/generated/zvOSConfig.cmake
-  ${CMAKE_BINARY_DIR}/generated/zvOSConfigVersion.cmake DESTINATION ${ZV_CMAKE_FOLDER})
+  ${PROJECT_BINARY_DIR}/generated/zvOSConfig.cmake INSTALL_DESTINATION ${ZV_CMAKE_FOLDER})
+install(FILES ${PROJECT_BINARY_DIR}/generated/zvOSConfig.cmake
+  ${PROJECT_BINARY_DIR}/generated/zvOSConfigVersion.cmake DESTINATION ${ZV_CMAKE_FOLDER})
 
 # From the folder of the .pc file to the prefix, so that the tree may be moved.
 file(RELATIVE_PATH ZV_PKGCONFIG_PREFIX ${CMAKE_INSTALL_FULL_LIBDIR}/pkgconfig ${CMAKE_INSTALL_PREFIX})
-configure_file(${PROJECT_SOURCE_DIR}/cmake/zvOS.pc.in ${CMAKE_BINARY_DIR}/generated/zvOS.pc @ONLY)
-install(FILES ${CMAKE_BINARY_DIR}/generated/zvOS.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
+configure_file(${PROJECT_SOURCE_DIR}/cmake/zvOS.pc.in ${PROJECT_BINARY_DIR}/generated/zvOS.pc @ONLY)
+install(FILES ${PROJECT_BINARY_DIR}/generated/zvOS.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)

@@ -5,7 +5,7 @@
 set(ZV_REVISION "" CACHE STRING "Revision number to stamp (empty: the count of commits)")
 set(ZV_BRANCH_LABEL "" CACHE STRING "Label to stamp (empty: repository name, /branches/, branch name)")
 
-set(ZV_REVISION_SOURCE ${CMAKE_BINARY_DIR}/generated/revision.S)
+set(ZV_REVISION_SOURCE ${PROJECT_BINARY_DIR}/generated/revision.S)
 add_custom_target(zv_revision_source
   COMMAND ${CMAKE_COMMAND}
     -DSOURCE_DIR=${PROJECT_SOURCE_DIR} -DNAME=${PROJECT_NAME}

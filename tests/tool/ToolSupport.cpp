@@ -74,6 +74,14 @@ std::vector<std::string> ZvosWords(const std::vector<std::string> &anArguments) 
   return theWords;
 }
 
+void ResetSignals() {
+  for (int theSignal = 1; theSignal < NSIG; ++theSignal)
+    signal(theSignal, SIG_DFL);
+  sigset_t theNone;
+  sigemptyset(&theNone);
+  sigprocmask(SIG_SETMASK, &theNone, nullptr);
+}
+
 ZvosImage::ZvosImage(const std::vector<std::string> &anArguments) : mWords(ZvosWords(anArguments)) {
   for (std::string &theWord : mWords)
     mPointers.push_back(&theWord[0]);
@@ -152,6 +160,7 @@ RunningZvos::RunningZvos(const std::vector<std::string> &anArguments, const std:
     dup2(theOutput[1], STDOUT_FILENO);
     dup2(theError[1], STDERR_FILENO);
     if (chdir(aFolder.c_str()) != 0) _exit(126);
+    ResetSignals();
     if (aSetup) aSetup();
     _exit(theProgram.Exec());
   }

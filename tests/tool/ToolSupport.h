@@ -34,6 +34,9 @@ class ZvosImage {
 // Replaces the process by the program; returns only on failure.
 int ExecZvos(const std::vector<std::string> &anArguments);
 
+// In a child: nothing is ignored and nothing blocked, whatever the tests themselves were started with.
+void ResetSignals();
+
 // The program run to its end. The trace file of a crash on purpose is removed.
 ChildResult Zvos(const std::vector<std::string> &anArguments,
                  const std::vector<std::string> &anEnvironment = {});

@@ -174,6 +174,7 @@ class OnTerminal : public ::testing::Test {
     const pid_t theProgram = fork();
     if (theProgram == 0) {
       setpgid(0, 0);
+      zvtest::ResetSignals();
       signal(SIGTTOU, SIG_IGN);  // it puts itself into the foreground from the background
       tcsetpgrp(STDIN_FILENO, getpid());
       signal(SIGTTOU, SIG_DFL);

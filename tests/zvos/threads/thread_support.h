@@ -1,0 +1,172 @@
+// What the tests of threads share: the record behind a handle, events, the work that threads do.
+#pragma once
+
+#include "support/Faults.h"
+#include "support/RecordingLog.h"
+#include "support/Support.h"
+
+#include <zvOS/zvSemaphore.h>
+#include <zvOS/zvThread.h>
+
+#include <pthread.h>
+#include <sched.h>
+#include <semaphore.h>
+#include <signal.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <cerrno>
+#include <climits>
+#include <cstdlib>
+#include <mutex>
+#include <string>
+#include <vector>
+
+// The record behind a handle; its fields and their order are part of the library's promise.
+struct zvThread_t {
+  uint32 _mMagicNumber;
+  pthread_t mThread;
+  zvThread_Func mThreadFunc;
+  zvThread_Func mDeleteFunc;
+  void *mThreadArgs;
+  int mThreadState;
+  int mDetachedState;
+  zvOSSemaphore *mSemaphore;
+};
+
+namespace zvtest {
+namespace threads {
+
+constexpr char kMagicText[] = "((aThread) != NULL) && ((aThread)->_mMagicNumber == (0xFEEDCABE))";
+constexpr char kNotInitedText[] = "aThread->mThreadState == kzvThreadState_Inited";
+constexpr char kDetachedText[] = "aThread->mDetachedState != kzvThreadDetachedState_Detached";
+
+// A value of errno that no call of the system would leave there by itself. Creating a thread
+// and setting its stack report errno, whatever number the call returns; the other calls report the
+// number returned.
+constexpr int kOddErrno = 777;
+
+// Puts the handlers of the fatal signals back as they were.
+class KeepSignalActions {
+ public:
+  KeepSignalActions() {
+    for (size_t i = 0; i < kCount; ++i)
+      sigaction(kSignals[i], nullptr, &mActions[i]);
+  }
+  ~KeepSignalActions() {
+    for (size_t i = 0; i < kCount; ++i)
+      sigaction(kSignals[i], &mActions[i], nullptr);
+  }
+  KeepSignalActions(const KeepSignalActions &) = delete;
+  KeepSignalActions &operator=(const KeepSignalActions &) = delete;
+
+  static void SetAllToDefault() {
+    for (const int theSignal : kSignals)
+      signal(theSignal, SIG_DFL);
+  }
+
+ private:
+  static constexpr size_t kCount = 5;
+  static constexpr int kSignals[kCount] = {SIGSEGV, SIGILL, SIGBUS, SIGABRT, SIGFPE};
+  struct sigaction mActions[kCount];
+};
+
+// An event that one thread reports and another waits for.
+class Event {
+ public:
+  Event() { sem_init(&mSemaphore, 0, 0); }
+  ~Event() { sem_destroy(&mSemaphore); }
+  Event(const Event &) = delete;
+  Event &operator=(const Event &) = delete;
+
+  void Report() { sem_post(&mSemaphore); }
+  bool Wait(int aSeconds = 20) {
+    timespec theDeadline;
+    clock_gettime(CLOCK_REALTIME, &theDeadline);
+    theDeadline.tv_sec += aSeconds;
+    while (sem_timedwait(&mSemaphore, &theDeadline) != 0) {
+      if (errno != EINTR) return false;
+    }
+    return true;
+  }
+
+ private:
+  sem_t mSemaphore;
+};
+
+// What the body of a test's thread saw; also its argument.
+struct Work {
+  std::atomic<int> mRuns{0};
+  std::atomic<int> mDeletes{0};
+  uint32 mThreadID = 0;
+  size_t mStackSize = 0;
+  int mStateSeen = -1;
+  int mDetachedStateAtDelete = -1;
+  zvOSThread *mThread = nullptr;
+  Event mRunning;
+  Event mMayEnd;
+  Event mDeleted;
+};
+
+inline size_t StackSizeOfThisThread() {
+  pthread_attr_t theAttributes;
+  size_t theSize = 0;
+  if (pthread_getattr_np(pthread_self(), &theAttributes) != 0) return 0;
+  pthread_attr_getstacksize(&theAttributes, &theSize);
+  pthread_attr_destroy(&theAttributes);
+  return theSize;
+}
+
+inline void DoWork(void *anArgument) {
+  Work *theWork = static_cast<Work *>(anArgument);
+  theWork->mThreadID = zvThread_GetCurrentThreadID();
+  theWork->mStackSize = StackSizeOfThisThread();
+  if (theWork->mThread != nullptr) theWork->mStateSeen = theWork->mThread->mThreadState;
+  ++theWork->mRuns;
+}
+
+inline void WorkUntilAllowedToEnd(void *anArgument) {
+  Work *theWork = static_cast<Work *>(anArgument);
+  ++theWork->mRuns;
+  theWork->mRunning.Report();
+  theWork->mMayEnd.Wait();
+}
+
+inline void DeleteWork(void *anArgument) {
+  Work *theWork = static_cast<Work *>(anArgument);
+  ++theWork->mDeletes;
+  if (theWork->mThread != nullptr) theWork->mDetachedStateAtDelete = theWork->mThread->mDetachedState;
+  theWork->mDeleted.Report();
+}
+
+inline zvOSThread_Data Joinable(Work &aWork, zvThread_Func aFunction = DoWork, size_t aStackSize = 0) {
+  return {aFunction, DeleteWork, &aWork, aStackSize, zvThread_Kind_Joinable, zvThread_Scheduling_Default};
+}
+
+inline zvOSThread_Data Detached(Work &aWork, zvThread_Func aFunction = DoWork) {
+  return {aFunction, DeleteWork, &aWork, 0, zvThread_Kind_Detached, zvThread_Scheduling_Default};
+}
+
+// Runs a thread from New to Delete.
+inline void RunToTheEnd(const zvOSThread_Data &aData) {
+  zvOSThread *theThread = zvThread_New(&aData);
+  ASSERT_NE(nullptr, theThread);
+  EXPECT_EQ(zvThread_Status_NoError, zvThread_Run(theThread));
+  EXPECT_EQ(zvThread_Status_NoError, zvThread_Wait(theThread));
+  zvThread_Delete(theThread);
+}
+
+class Thread : public ::testing::Test {
+ protected:
+  void ExpectNothingLogged() const {
+    EXPECT_THAT(mLog.Messages(), ::testing::IsEmpty());
+    EXPECT_THAT(mLog.Assertions(), ::testing::IsEmpty());
+  }
+
+  KeepSignalActions mActions;
+  RecordingLog mLog;
+  Work mWork;
+};
+
+}  // namespace threads
+}  // namespace zvtest
