@@ -23,7 +23,7 @@ void AFunctionOfTheProgram() {}
 
 TEST_F(Path, TheFileOfAFunctionOfTheProgramIsTheProgram) {
   const std::string theFile = Take(zvPath_GetFunctionSharedLibraryPath(&AFunctionOfTheProgram));
-  EXPECT_TRUE(std::filesystem::equivalent(theFile, ProgramFile())) << theFile;
+  EXPECT_TRUE(std::filesystem::equivalent(theFile, zvtest::OwnProgram())) << theFile;
 }
 
 TEST_F(Path, TheFileOfAFunctionOfALibraryIsTheLibrary) {
@@ -46,7 +46,7 @@ TEST_F(Path, AnAddressOfNoFileHasNone) {
 //
 
 TEST_F(Path, TheProgramIsSplitBehindItsLastSeparator) {
-  const std::string theProgram = ProgramFile();
+  const std::string theProgram = zvtest::OwnProgram();
   const size_t theNameStart = theProgram.rfind('/') + 1;
   EXPECT_EQ(theProgram, Take(zvPath_GetApplicationFullPath()));
   for (const int afRemoveExtension : {0, 1}) {
@@ -63,7 +63,7 @@ TEST_F(Path, EveryCallGivesTextOfItsOwn) {
   char *theSecond = zvPath_GetApplicationFullPath();
   EXPECT_NE(theFirst, theSecond);
   free(theFirst);
-  EXPECT_EQ(ProgramFile(), Take(theSecond));
+  EXPECT_EQ(zvtest::OwnProgram(), Take(theSecond));
 }
 
 // The library looks for its program once in the life of a process.
@@ -93,7 +93,7 @@ TEST_F(PathFirstLook, TheProgramIsLookedUpOnceByItsProcessId) {
   theFault.PassingThrough().Doing([&](const long long *anArguments) {
     theLink = reinterpret_cast<const char *>(static_cast<uintptr_t>(anArguments[0]));
   });
-  EXPECT_EQ(ProgramFile(), Take(zvPath_GetApplicationFullPath()));
+  EXPECT_EQ(zvtest::OwnProgram(), Take(zvPath_GetApplicationFullPath()));
   EXPECT_EQ(Format("/proc/%u/exe", static_cast<unsigned>(getpid())), theLink);
   Take(zvPath_GetApplicationFullPath());
   Take(zvPath_GetApplicationName(0));
@@ -241,14 +241,15 @@ TEST_F(PathFirstLook, InAJavaHostTheApplicationLivesInTheCurrentFolder) {
     TempFolder theFolder;
     const std::string thePrograms = theFolder.File("java-8") + "/bin";
     ASSERT_TRUE(std::filesystem::create_directories(thePrograms));
-    const std::string theCopy = thePrograms + "/" + std::filesystem::path(ProgramFile()).filename().string();
-    std::filesystem::copy_file(ProgramFile(), theCopy);
+    const std::string theCopy =
+        thePrograms + "/" + std::filesystem::path(zvtest::OwnProgram()).filename().string();
+    std::filesystem::copy_file(zvtest::OwnProgram(), theCopy);
     const auto theLibraries = std::filesystem::path(zvtest::BuiltLibrary("libzvOS.so")).parent_path();
     std::filesystem::create_directory_symlink(theLibraries, theFolder.File("java-8") + "/lib");
     RunAlone(theCopy);
     return;
   }
-  ASSERT_THAT(ProgramFile(), HasSubstr("java"));
+  ASSERT_THAT(zvtest::OwnProgram(), HasSubstr("java"));
   const std::string theCurrent = LinkTarget("/proc/self/cwd");
   EXPECT_EQ(theCurrent + "/java", Take(zvPath_GetApplicationFullPath()));
   EXPECT_EQ(theCurrent + "/", Take(zvPath_GetApplicationPath(0)));

@@ -120,7 +120,7 @@ TEST_F(Path, NormalizeOfNoPathIsNothing) {
 }
 
 TEST_F(Path, NormalizeWithoutAnAnchorTakesTheFolderOfTheProgram) {
-  const std::string theProgram = ProgramFile();
+  const std::string theProgram = zvtest::OwnProgram();
   const std::string theFolder = theProgram.substr(0, theProgram.rfind('/') + 1);
   EXPECT_EQ(theFolder + "a/b", Take(zvPath_Normalize("a\\b", 0, kNative, nullptr)));
   EXPECT_EQ(theFolder + "a", Take(zvPath_Normalize("./a", 0, kNative, nullptr)));

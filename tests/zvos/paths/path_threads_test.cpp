@@ -1,11 +1,8 @@
 // The first look at where the program lives, by several threads at once, and while the process is forked.
 
-#include <zvOS/zvFile.h>
-#include <zvOS/zvPath.h>
+#include "paths_support.h"
 
-#include "support/Alone.h"
-#include "support/Faults.h"
-#include "support/RecordingLog.h"
+#include <zvOS/zvFile.h>
 
 #include <atomic>
 #include <cerrno>
@@ -22,20 +19,12 @@ using ::testing::SizeIs;
 using zvtest::Fault;
 using zvtest::Format;
 using zvtest::IsAlone;
+using zvtest::OwnProgram;
 using zvtest::RecordingLog;
 using zvtest::RunInChild;
+using zvtest::paths::Take;
 
 constexpr size_t kThreads = 8;
-
-std::string Program() {
-  return std::filesystem::read_symlink("/proc/self/exe");
-}
-
-std::string Take(char *aText) {
-  const std::string theText = aText != nullptr ? aText : "(no text)";
-  free(aText);
-  return theText;
-}
 
 // What aCall gives each of the threads, which begin together.
 std::vector<std::string> InThreads(const std::function<std::string()> &aCall) {
@@ -60,7 +49,7 @@ auto CannotRead(int anError) {
 
 TEST(PathThreads, AllThatNeedTheProgramFirstAtTheSameTimeGetItsPath) {
   if (!IsAlone()) return;
-  const std::string theProgram = Program();
+  const std::string theProgram = OwnProgram();
   // A child of a process that has not looked yet looks for itself.
   for (int i = 0; i < 60; ++i) {
     const auto theChild = RunInChild([&] {
@@ -77,7 +66,7 @@ TEST(PathThreads, AllThatNeedTheProgramFirstAtTheSameTimeGetItsPath) {
 
 TEST(PathThreads, AllThatOpenAFileBesideTheProgramFirstFindIt) {
   if (!IsAlone()) return;
-  const std::string theName = std::filesystem::path(Program()).filename();
+  const std::string theName = std::filesystem::path(OwnProgram()).filename();
   for (int i = 0; i < 20; ++i) {
     const auto theChild = RunInChild([&] {
       const auto theAnswers = InThreads([&] {
@@ -99,7 +88,7 @@ TEST(PathThreads, TheLinkIsReadOnceForAllOfThem) {
   if (!IsAlone()) return;
   Fault theLink("readlink", 0, 0, -1);
   theLink.PassingThrough().AnyThread();
-  EXPECT_THAT(InThreads([] { return Take(zvPath_GetApplicationFullPath()); }), Each(Program()));
+  EXPECT_THAT(InThreads([] { return Take(zvPath_GetApplicationFullPath()); }), Each(OwnProgram()));
   EXPECT_EQ(1, theLink.Hits());
 }
 
@@ -115,7 +104,7 @@ TEST(PathThreads, AReadingThatFailedFailedForAllOfThemAndIsToldOnce) {
 
 TEST(PathThreads, AChildForkedDuringTheFirstLookLooksForItself) {
   if (!IsAlone()) return;
-  const std::string theProgram = Program();
+  const std::string theProgram = OwnProgram();
   std::atomic<bool> theReading{false};
   std::atomic<bool> theForked{false};
   Fault theLink("readlink", 0);

@@ -60,10 +60,6 @@ inline std::string LinkTarget(const char *aLink) {
   return theLength < 0 ? std::string() : std::string(theTarget, static_cast<size_t>(theLength));
 }
 
-inline std::string ProgramFile() {
-  return LinkTarget("/proc/self/exe");
-}
-
 class Path : public ::testing::Test {
  protected:
   RecordingLog mLog;
