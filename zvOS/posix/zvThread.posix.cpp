@@ -268,8 +268,7 @@ extern "C" uint32 zvThread_GetID(zvOSThread *aThread) {
 
 // sThread_S_SignalHandler, with the arguments that the system adds to a signal. Who calls it by hand passes
 // the first one only.
-extern "C" ZVOS_API void HandleSignal(int aSignal, siginfo_t *anInfo,
-                                      void *aContext) __asm__("sThread_S_SignalHandler");
+ZVOS_API void HandleSignal(int aSignal, siginfo_t *anInfo, void *aContext) __asm__("sThread_S_SignalHandler");
 
 extern "C" void HandleSignal(int aSignal, siginfo_t *anInfo, void *aContext) {
   if (!IsFatalSignal(aSignal)) return;

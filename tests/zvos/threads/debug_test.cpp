@@ -176,6 +176,7 @@ TEST(BackTraceCurrent, BeginsWithItselfAndItsCaller) {
 }
 
 TEST(BackTraceCurrent, DumpsTheStackOfItsCallers) {
+  if (sizeof(void *) != 4) GTEST_SKIP() << "a word of the dump is half an address here";
   const std::vector<void *> theAddresses = SomeAddresses(3);
   const Trace theTrace = TraceInChild([&] {
     const CapturedAddresses theCapture(theAddresses);
