@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 the libzvOS authors
+// SPDX-License-Identifier: Apache-2.0
+
 // What a row of the benchmark is: an operation of the library beside the bare calls it stands for.
 //
 // A row gives two loops, which the measurement runs in turns. Both call through the program's own

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 the libzvOS authors
+// SPDX-License-Identifier: Apache-2.0
+
 // The picture: a bar per row. Ratios grow from 1, the bare call, so that a bar is what the library
 // adds; added times grow from 0 on a scale of their own. A thin line spans the quartiles of
 // the rounds, a dashed one marks the row's target.

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 the libzvOS authors
+// SPDX-License-Identifier: Apache-2.0
+
 // The least that any library in between does: a function that calls the system and turns the
 // result into a status. What it costs is the price of a layer as such, whatever the layer does.
 #pragma once

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 the libzvOS authors
+// SPDX-License-Identifier: Apache-2.0
+
 // Where the figures come from, and keeping that place quiet and the same for every row.
 #pragma once
 

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 the libzvOS authors
+// SPDX-License-Identifier: Apache-2.0
+
 // What the rows of the network share: sockets on loopback, a scratch folder, the library's tracing.
 #pragma once
 

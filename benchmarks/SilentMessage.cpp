@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 the libzvOS authors
+// SPDX-License-Identifier: Apache-2.0
+
 // In a file of its own, compiled like the library's files, so that the test of the level is the
 // one which the library's own messages make.
 

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 the libzvOS authors
+// SPDX-License-Identifier: Apache-2.0
+
 // Two loops that differ in the messages which the log level keeps silent.
 #pragma once
 

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 the libzvOS authors
+// SPDX-License-Identifier: Apache-2.0
+
 // zvos_bench: what the library costs beside the bare calls of the system, measured in one run.
 
 #include <stdio.h>

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 the libzvOS authors
+// SPDX-License-Identifier: Apache-2.0
+
 // Walking through directories and asking for them. The directories are in memory, so that the system's
 // part is as small as it ever is.
 

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 the libzvOS authors
+// SPDX-License-Identifier: Apache-2.0
+
 // The environment, and the named pointers that are kept in it, beside the least code that does the same.
 
 #include <stdio.h>

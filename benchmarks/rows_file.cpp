@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 the libzvOS authors
+// SPDX-License-Identifier: Apache-2.0
+
 // Reading, writing and seeking. The file stays in memory, so the calls cost as little as they ever
 // do and what the library adds shows most.
 

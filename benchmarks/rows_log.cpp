@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 the libzvOS authors
+// SPDX-License-Identifier: Apache-2.0
+
 // What a message costs that nobody wants: the price of leaving traces in the code.
 
 #include <zvOS/zvLogDefines.h>

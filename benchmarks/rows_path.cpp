@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 the libzvOS authors
+// SPDX-License-Identifier: Apache-2.0
+
 // Making paths absolute, beside the least code that gives the same text.
 
 #include <stdlib.h>

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 the libzvOS authors
+// SPDX-License-Identifier: Apache-2.0
+
 // Local pipes. One thread plays both ends, and both sides of a row use the same pair, so that only the
 // calls differ.
 

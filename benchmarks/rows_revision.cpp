@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 the libzvOS authors
+// SPDX-License-Identifier: Apache-2.0
+
 // Reading the revision stamp of a library, beside the least code that finds the same number.
 
 #include <dlfcn.h>

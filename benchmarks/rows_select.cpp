@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 the libzvOS authors
+// SPDX-License-Identifier: Apache-2.0
+
 // Waking a thread that waits for sockets, beside a pipe and select(), which is what the library uses.
 
 #include <fcntl.h>

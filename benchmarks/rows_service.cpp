@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 the libzvOS authors
+// SPDX-License-Identifier: Apache-2.0
+
 // Fetching a file with the program `zvos`, beside the least that moves the same bytes: a thread that
 // sends with sendfile(), and a receiver that writes what it gets.
 

@@ -1,3 +1,6 @@
+# SPDX-FileCopyrightText: 2026 the libzvOS authors
+# SPDX-License-Identifier: Apache-2.0
+#
 # Writes the assembler source of the revision stamp, only when its text changes.
 #
 # Git is believed only about a work tree of our own: a source archive unpacked inside another

@@ -1,3 +1,6 @@
+# SPDX-FileCopyrightText: 2026 the libzvOS authors
+# SPDX-License-Identifier: Apache-2.0
+#
 # Another provider of the libzvLog interface than the companion library:
 #
 #   -DZVLOG_PROVIDER=<library file>   with -DZVLOG_INCLUDE_DIR=<folder that holds zvLog/zvLog.h>

@@ -1,3 +1,6 @@
+# SPDX-FileCopyrightText: 2026 the libzvOS authors
+# SPDX-License-Identifier: Apache-2.0
+#
 # The section ".zevo.version" in every library and program: line 1 the revision, line 2 the
 # repository and branch. It is written by the assembler, so it needs no tool after the link
 # and looks the same on every architecture: PROGBITS, no flags, alignment 1, not loaded.

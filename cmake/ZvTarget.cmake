@@ -1,3 +1,6 @@
+# SPDX-FileCopyrightText: 2026 the libzvOS authors
+# SPDX-License-Identifier: Apache-2.0
+#
 # How every target of this repository is compiled and linked.
 #
 # zv_target(<target>)          warnings, hardening, sanitizers, reproducible paths, revision stamp

@@ -1,3 +1,6 @@
+# SPDX-FileCopyrightText: 2026 the libzvOS authors
+# SPDX-License-Identifier: Apache-2.0
+#
 # The version stands in <zvOS/zvVersion.h>, where programs read it; the build takes it from there. To be
 # included before project().
 

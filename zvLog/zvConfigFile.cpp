@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 the libzvOS authors
+// SPDX-License-Identifier: Apache-2.0
+
 // Configuration files in INI form, read by SimpleIni.
 //
 // SimpleIni passes over lines that it does not understand, so the form of every line is checked

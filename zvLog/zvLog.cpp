@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 the libzvOS authors
+// SPDX-License-Identifier: Apache-2.0
+
 // Log records: begun, filled and emitted by one thread, without locks and without heap.
 //
 // Each thread has a small stack of records. A signal handler may interrupt the thread at any

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 the libzvOS authors
+// SPDX-License-Identifier: Apache-2.0
+
 // The global level and the levels of modules.
 //
 // Callers compare with `_zvLog_Level` before they ask here, so it has to be the highest of all

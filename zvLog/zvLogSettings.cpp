@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 the libzvOS authors
+// SPDX-License-Identifier: Apache-2.0
+
 // Settings as text: the environment variable ZVLOG and its like.
 
 #include <zvLog/zvLogSettings.h>

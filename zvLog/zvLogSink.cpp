@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 the libzvOS authors
+// SPDX-License-Identifier: Apache-2.0
+
 // The sinks: standard error, a file, the system log.
 //
 // A descriptor once opened here is never closed, only made to refer to another file: a thread that

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 the libzvOS authors
+// SPDX-License-Identifier: Apache-2.0
+
 // Memory and text, over the C library's heap.
 
 #include <zvLog/zvLog.h>

@@ -1,3 +1,6 @@
+# SPDX-FileCopyrightText: 2026 the libzvOS authors
+# SPDX-License-Identifier: Apache-2.0
+#
 # 32-bit x86 with SSE2 (every processor since 2004), on 64-bit Debian. The versioned compiler is used because the unversioned
 # multilib package conflicts with every cross compiler.
 set(CMAKE_SYSTEM_NAME Linux)

@@ -3,6 +3,9 @@
 # compiled as the library is, it compiles.
 #
 #   check_64_bit_time.sh SOURCE_FOLDER LOG_HEADERS C_COMPILER C_FLAGS CXX_COMPILER CXX_FLAGS
+#
+# SPDX-FileCopyrightText: 2026 the libzvOS authors
+# SPDX-License-Identifier: Apache-2.0
 set -uo pipefail
 source=$1 log=$2
 declare -A compilers=([c]=$3 [c++]=$5) flags=([c]=$4 [c++]=$6)

@@ -2,6 +2,9 @@
 # Checks the products of a build with the binary tools of their target.
 #
 #   check_products.sh READELF NM BUILD_FOLDER SOURCE_FOLDER VERSION SANITIZERS
+#
+# SPDX-FileCopyrightText: 2026 the libzvOS authors
+# SPDX-License-Identifier: Apache-2.0
 set -uo pipefail
 readelf=$1 nm=$2 build=$3 source=$4 version=$5 sanitizers=$6
 major=${version%%.*} series=${version%.*}

@@ -2,6 +2,9 @@
 # Builds and installs the library in ways that the presets do not, each in a folder of its own.
 #
 #   check_variants.sh subproject|provider CMAKE BUILD_FOLDER SOURCE_FOLDER TOOLCHAIN_FILE C_COMPILER C_FLAGS READELF
+#
+# SPDX-FileCopyrightText: 2026 the libzvOS authors
+# SPDX-License-Identifier: Apache-2.0
 set -euo pipefail
 way=$1 cmake=$2 build=$3 source=$4 toolchain=$5 compiler=$6 flags=$7 readelf=$8
 work=$build/variant-$way

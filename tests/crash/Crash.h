@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 the libzvOS authors
+// SPDX-License-Identifier: Apache-2.0
+
 // What the parts of the crashing program share. It does without the C++ library, so that nothing but
 // the library under test brings the unwinder into the process.
 #pragma once

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 the libzvOS authors
+// SPDX-License-Identifier: Apache-2.0
+
 // A process that crashed, as the tests find it: the signal it died by, when, the report in the log and the
 // trace in its file.
 #pragma once

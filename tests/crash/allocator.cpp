@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 the libzvOS authors
+// SPDX-License-Identifier: Apache-2.0
+
 // The allocator of the crashing program: that of the C library behind a lock which, like the C
 // library's own, is not to be taken twice.
 

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 the libzvOS authors
+// SPDX-License-Identifier: Apache-2.0
+
 // The program that crashes, in the way that its first argument names. `crash_tests` starts it and
 // looks at what is left.
 

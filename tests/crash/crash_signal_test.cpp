@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 the libzvOS authors
+// SPDX-License-Identifier: Apache-2.0
+
 // Signals around the report of a crash. The guard of the report is up only while something is written:
 // before, between and after that, every signal takes the course that it takes without a crash.
 

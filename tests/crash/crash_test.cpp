@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 the libzvOS authors
+// SPDX-License-Identifier: Apache-2.0
+
 // What is left of a process that crashed: the signal it died by, when, the report in the log and the
 // trace in its file. Whatever breaks while the report is made, the process dies by the signal that
 // came first, within ten seconds.

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 the libzvOS authors
+// SPDX-License-Identifier: Apache-2.0
+
 // The trace of a crash: where it begins, what it shows of a stack that is used up, ruined or left, and what
 // becomes of it without its file.
 

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 the libzvOS authors
+// SPDX-License-Identifier: Apache-2.0
+
 // The ways to crash, innermost functions first. Each is the body of a thread and does not come back.
 
 #include "Crash.h"

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 the libzvOS authors
+// SPDX-License-Identifier: Apache-2.0
+
 // A library that never finishes loading: whoever loads it holds the loader's lock for ever.
 
 #include <unistd.h>

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 the libzvOS authors
+// SPDX-License-Identifier: Apache-2.0
+
 // A log provider that is the last thing a crashing process needs: it hangs, faults or aborts, or does what a
 // script says at each record and then prints it on standard error.
 

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 the libzvOS authors
+// SPDX-License-Identifier: Apache-2.0
+
 // Signals before, while and after a crash is reported, and what becomes of them.
 
 #include "Crash.h"

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 the libzvOS authors
+// SPDX-License-Identifier: Apache-2.0
+
 // Crashes whose stack is used up, ruined or left, and traces that find no file.
 
 #include "Crash.h"

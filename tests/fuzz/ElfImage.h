@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 the libzvOS authors
+// SPDX-License-Identifier: Apache-2.0
+
 // Small 32-bit ELF files, made in memory, that tests then damage.
 #pragma once
 

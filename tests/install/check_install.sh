@@ -3,6 +3,9 @@
 # with find_package and once with pkg-config, and runs both.
 #
 #   check_install.sh CMAKE BUILD_FOLDER SOURCE_FOLDER TOOLCHAIN_FILE C_COMPILER C_FLAGS EMULATOR...
+#
+# SPDX-FileCopyrightText: 2026 the libzvOS authors
+# SPDX-License-Identifier: Apache-2.0
 set -euo pipefail
 cmake=$1 build=$2 source=$3 toolchain=$4 compiler=$5 flags=$6
 shift 6

@@ -1,3 +1,6 @@
+/* SPDX-FileCopyrightText: 2026 the libzvOS authors */
+/* SPDX-License-Identifier: Apache-2.0 */
+
 // A second provider of the log interface, as small as one can be: it writes the text of each
 // message to standard error and offers nothing more than the library imports today.
 

@@ -1,3 +1,6 @@
+/* SPDX-FileCopyrightText: 2026 the libzvOS authors */
+/* SPDX-License-Identifier: Apache-2.0 */
+
 // Runs the library over the second provider: one message and one allocation must come from it.
 
 #include <zvOS/zvMutex.h>

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 the libzvOS authors
+// SPDX-License-Identifier: Apache-2.0
+
 // What the library does once in the life of a process can be seen in a fresh one only: such a test runs
 // the test program again, for itself alone.
 //

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 the libzvOS authors
+// SPDX-License-Identifier: Apache-2.0
+
 // Faults are put between the library under test and the system by changing the library's table of
 // imported addresses: when the test program starts, every entry of a function listed below is
 // replaced with a hook. So exactly the calls of the library are seen, not those of the tests, of

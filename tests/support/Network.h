@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 the libzvOS authors
+// SPDX-License-Identifier: Apache-2.0
+
 // Several hosts on one machine: namespaces of the kernel, joined by virtual cables. Nothing of it can
 // be seen from the machine's own network, and nothing is left when a test ends.
 //

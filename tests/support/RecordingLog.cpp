@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 the libzvOS authors
+// SPDX-License-Identifier: Apache-2.0
+
 // The provider's symbols that libzvOS logs with, defined in the test program and exported by it, so
 // that the loader prefers them to those of the companion library. Memory, texts and lists come from
 // the companion.

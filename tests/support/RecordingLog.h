@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 the libzvOS authors
+// SPDX-License-Identifier: Apache-2.0
+
 // The log provider of all tests: it stands in for the log library in the test program and records
 // what the library under test does with it.
 //

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 the libzvOS authors
+// SPDX-License-Identifier: Apache-2.0
+
 // Small helpers of the tests: temporary folders, child processes, waiting for events.
 #pragma once
 

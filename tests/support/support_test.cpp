@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 the libzvOS authors
+// SPDX-License-Identifier: Apache-2.0
+
 // The means of the other tests: what they report must be true.
 
 #include <zvOS/zvMutex.h>

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 the libzvOS authors
+// SPDX-License-Identifier: Apache-2.0
+
 // A folder that the program serves, and what the tests of serving do with it.
 #pragma once
 

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 the libzvOS authors
+// SPDX-License-Identifier: Apache-2.0
+
 // Running the program zvos beside a test, and talking to it over sockets of the test's own.
 #pragma once
 

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 the libzvOS authors
+// SPDX-License-Identifier: Apache-2.0
+
 // The command console, and run with Ctrl-C, on terminals of the tests' own.
 
 #include "ToolSupport.h"

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 the libzvOS authors
+// SPDX-License-Identifier: Apache-2.0
+
 // The commands ls, lock and plugin, and the last act of the demonstration.
 
 #include "ToolSupport.h"

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 the libzvOS authors
+// SPDX-License-Identifier: Apache-2.0
+
 // The commands `net` and `igmp`, and the network part of the demonstration, in network namespaces of
 // the tests' own where the outcome depends on the network.
 

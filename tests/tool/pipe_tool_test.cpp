@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 the libzvOS authors
+// SPDX-License-Identifier: Apache-2.0
+
 // The command pipe: two programs, or the program and a socket of the test's own.
 
 #include "ToolSupport.h"

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 the libzvOS authors
+// SPDX-License-Identifier: Apache-2.0
+
 // The command run: what a child prints, as it prints it, and the signals that reach it.
 
 #include "ToolSupport.h"

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 the libzvOS authors
+// SPDX-License-Identifier: Apache-2.0
+
 // The options of the command `serve`: who is admitted, how traffic is marked, what a trace shows.
 
 #include "Serving.h"

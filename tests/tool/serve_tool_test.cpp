@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 the libzvOS authors
+// SPDX-License-Identifier: Apache-2.0
+
 // The command `serve` as its clients and the person who runs it see it.
 
 #include "Serving.h"

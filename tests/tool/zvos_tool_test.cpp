@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 the libzvOS authors
+// SPDX-License-Identifier: Apache-2.0
+
 // The program zvos as its users see it: what it prints, where to, and with which exit status.
 
 #include "ToolSupport.h"

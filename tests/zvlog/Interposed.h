@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 the libzvOS authors
+// SPDX-License-Identifier: Apache-2.0
+
 // Calls that the log library makes to the C library, seen and answered by a test.
 //
 // The test program defines these functions itself, so that they take precedence. A hook is in force

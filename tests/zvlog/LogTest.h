@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 the libzvOS authors
+// SPDX-License-Identifier: Apache-2.0
+
 // What the tests of records share: a log in its default state, the log call as callers make it,
 // standard error caught write by write, and records taken apart.
 #pragma once

@@ -1,3 +1,6 @@
+# SPDX-FileCopyrightText: 2026 the libzvOS authors
+# SPDX-License-Identifier: Apache-2.0
+#
 # The library needs the C library and the dynamic loader at run time, and nothing else.
 #   cmake -DREADELF=... -DLIBRARY=... -P NeededLibraries.cmake
 execute_process(COMMAND ${READELF} -d ${LIBRARY} OUTPUT_VARIABLE dynamic COMMAND_ERROR_IS_FATAL ANY)

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 the libzvOS authors
+// SPDX-License-Identifier: Apache-2.0
+
 // Logging from signal handlers: of a crash, whatever the thread was doing, and of signals that come
 // again and again. Each program below must end by its own signal, with the handler's record written.
 

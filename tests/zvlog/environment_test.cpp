@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 the libzvOS authors
+// SPDX-License-Identifier: Apache-2.0
+
 // ZVLOG, seen by a C program that is started with it.
 
 #include "Child.h"

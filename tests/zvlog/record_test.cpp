@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 the libzvOS authors
+// SPDX-License-Identifier: Apache-2.0
+
 // Records: their form, nesting, length, and what callers may rely on while they build them.
 
 #include "Allocation.h"

@@ -1,3 +1,6 @@
+/* SPDX-FileCopyrightText: 2026 the libzvOS authors */
+/* SPDX-License-Identifier: Apache-2.0 */
+
 /* A program that uses the log library as C programs do: it logs one message of every level under
  * three modules, and prints what it sees of the levels. Arguments, in order:
  *

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 the libzvOS authors
+// SPDX-License-Identifier: Apache-2.0
+
 // The program `zvos`: finds the command, helps, and makes sure that the output was really written.
 
 #include "commands/commands.h"

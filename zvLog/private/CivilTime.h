@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 the libzvOS authors
+// SPDX-License-Identifier: Apache-2.0
+
 // Calendar date of a day number, without the C library's functions for it: those take a lock,
 // which a crashing thread may own.
 #pragma once

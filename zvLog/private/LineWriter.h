@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 the libzvOS authors
+// SPDX-License-Identifier: Apache-2.0
+
 // Writes text and numbers into a buffer, and stops at its end. Neither formats nor locales, so that
 // it works wherever a thread may crash.
 #pragma once

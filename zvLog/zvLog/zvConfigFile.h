@@ -1,3 +1,6 @@
+/* SPDX-FileCopyrightText: 2026 the libzvOS authors */
+/* SPDX-License-Identifier: Apache-2.0 */
+
 /* Opening and closing configuration files in INI form.
  *
  *   ; a comment, or with '#'

@@ -1,3 +1,6 @@
+/* SPDX-FileCopyrightText: 2026 the libzvOS authors */
+/* SPDX-License-Identifier: Apache-2.0 */
+
 /* The interface that libraries of the stack import from their log library: log records, and the
  * few memory, text, list, configuration and random helpers that come with it.
  *

@@ -1,3 +1,6 @@
+/* SPDX-FileCopyrightText: 2026 the libzvOS authors */
+/* SPDX-License-Identifier: Apache-2.0 */
+
 /* What is logged and where it goes.
  *
  * The same can be said in the environment variable ZVLOG, which is read when the library is loaded

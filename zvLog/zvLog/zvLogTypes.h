@@ -1,3 +1,6 @@
+/* SPDX-FileCopyrightText: 2026 the libzvOS authors */
+/* SPDX-License-Identifier: Apache-2.0 */
+
 /* Integer names of the stack, and how the names of this library are exported. */
 #ifndef zvLog_zvLogTypes_h
 #define zvLog_zvLogTypes_h

@@ -1,3 +1,6 @@
+/* SPDX-FileCopyrightText: 2026 the libzvOS authors */
+/* SPDX-License-Identifier: Apache-2.0 */
+
 /* Reading and deleting lists of pointers. */
 #ifndef zvLog_zvPtrList_h
 #define zvLog_zvPtrList_h

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 the libzvOS authors
+// SPDX-License-Identifier: Apache-2.0
+
 // The QoS object, and the entries that it has room for and does not keep yet.
 #pragma once
 

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 the libzvOS authors
+// SPDX-License-Identifier: Apache-2.0
+
 // Named pointers in the environment of the process. Set stores under a name of this process, Get reads
 // the plain one, which callers who share values put there themselves.
 

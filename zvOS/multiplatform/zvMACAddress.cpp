@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 the libzvOS authors
+// SPDX-License-Identifier: Apache-2.0
+
 // Two questions to the system's list of interfaces: the device's hardware address, and the name of
 // the interface that has a given address.
 

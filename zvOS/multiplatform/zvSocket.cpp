@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 the libzvOS authors
+// SPDX-License-Identifier: Apache-2.0
+
 // Socket primitives in twins.
 //
 // A `_Debug` twin reads errno once, right after the call, and decides then what its caller finds,

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 the libzvOS authors
+// SPDX-License-Identifier: Apache-2.0
+
 // Addresses as texts, in logs and in the system's structures; IPv4 only.
 
 #include <zvOS/zvSocketAddress.h>

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 the libzvOS authors
+// SPDX-License-Identifier: Apache-2.0
+
 // Datagrams, multicast groups and the two addresses of a socket, in twins.
 
 #include <zvOS/zvSocketAddress.h>

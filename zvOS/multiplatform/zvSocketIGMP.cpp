@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 the libzvOS authors
+// SPDX-License-Identifier: Apache-2.0
+
 // One IGMP version 2 message on a raw socket that is opened and closed for it. The system builds the
 // IP header with its defaults.
 

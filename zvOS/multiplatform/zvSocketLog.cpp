@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 the libzvOS authors
+// SPDX-License-Identifier: Apache-2.0
+
 // Traffic files. A file is opened, written and closed for each transfer, so that it is complete at any
 // moment, even when the process dies; one lock keeps the table and the order of the bytes.
 

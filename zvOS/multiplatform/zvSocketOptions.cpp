@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 the libzvOS authors
+// SPDX-License-Identifier: Apache-2.0
+
 // Socket options in twins. A `_Debug` twin is of one of two kinds: most report the error and give it
 // back to the caller; the first four check the handle, report the function's result, and leave errno
 // as the log left it.

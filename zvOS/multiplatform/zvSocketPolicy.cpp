@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 the libzvOS authors
+// SPDX-License-Identifier: Apache-2.0
+
 // Which addresses and interfaces a service uses, and which connections it accepts. Every decision is a
 // function in the record that a service may replace; the defaults ask the machine's interfaces.
 

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 the libzvOS authors
+// SPDX-License-Identifier: Apache-2.0
+
 // Sockets that come opened and bound. The label of each step is what tells, in a field log, where one
 // of them failed.
 

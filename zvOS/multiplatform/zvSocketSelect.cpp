@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 the libzvOS authors
+// SPDX-License-Identifier: Apache-2.0
+
 // Waiting for sockets, with a wake-up: the waiting thread also waits for the read end of a private
 // pipe, into which a trigger writes a byte.
 //

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 the libzvOS authors
+// SPDX-License-Identifier: Apache-2.0
+
 // The live table of sockets: fixed storage, a linear search, one mutex held for a whole operation, so
 // that the lines of a table are never mixed with those of another.
 

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 the libzvOS authors
+// SPDX-License-Identifier: Apache-2.0
+
 // The report of a fatal signal: its turn, its stretches, its patience. What it is for stands in the header.
 
 #include "private/CrashReport.h"

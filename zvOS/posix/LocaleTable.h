@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 the libzvOS authors
+// SPDX-License-Identifier: Apache-2.0
+
 // Languages by index; the order and the duplicates are those that indexes kept elsewhere count on.
 #pragma once
 

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 the libzvOS authors
+// SPDX-License-Identifier: Apache-2.0
+
 // Stacks for signal handlers, each with a page below it that stops what overflows it in its turn.
 //
 // The system maps the pages of a stack when they are touched, so that a thread that never crashes pays

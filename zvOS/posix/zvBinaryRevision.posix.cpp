@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 the libzvOS authors
+// SPDX-License-Identifier: Apache-2.0
+
 // The revision stamp of a program or library, read from its section ".zevo.version".
 //
 // The file may be anything: every size and offset taken from it is checked before use, and a file

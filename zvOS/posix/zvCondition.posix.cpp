@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 the libzvOS authors
+// SPDX-License-Identifier: Apache-2.0
+
 // Condition variable over the library's mutex.
 //
 // The mutex's owner and count are cleared before each wait and put back after it, so that the

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 the libzvOS authors
+// SPDX-License-Identifier: Apache-2.0
+
 // A raw console. The settings are those of standard input, whatever stream keys are read from.
 
 #include <zvOS/zvConsolePlatform.h>

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 the libzvOS authors
+// SPDX-License-Identifier: Apache-2.0
+
 // Back-traces of the calling thread.
 //
 // Every step may run in the handler of a fatal signal, see private/CrashReport.h: files and

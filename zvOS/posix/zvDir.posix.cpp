@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 the libzvOS authors
+// SPDX-License-Identifier: Apache-2.0
+
 // Directories: testing, making, removing.
 //
 // A link counts as a loop when its own path begins with the path that it leads to: a comparison of

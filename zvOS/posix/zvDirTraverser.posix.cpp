@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 the libzvOS authors
+// SPDX-License-Identifier: Apache-2.0
+
 // Walks through a directory. What readdir() says of an entry's kind costs no system call; links and
 // entries of unknown kind are looked at.
 

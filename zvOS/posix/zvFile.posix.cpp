@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 the libzvOS authors
+// SPDX-License-Identifier: Apache-2.0
+
 // Files over descriptors. A handle is the descriptor itself; nothing is kept between calls.
 
 #include <zvOS/zvFile.h>

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 the libzvOS authors
+// SPDX-License-Identifier: Apache-2.0
+
 // Recursive lock that knows its owner.
 //
 // The owner is written only by the thread that holds the lock, so any thread may read it unlocked

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 the libzvOS authors
+// SPDX-License-Identifier: Apache-2.0
+
 // Paths made absolute, and where the program lives.
 //
 // A relative path counts from the folder of the program, not from the current one, so the path of

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 the libzvOS authors
+// SPDX-License-Identifier: Apache-2.0
+
 // Local pipes over Unix-domain sockets, named in the abstract namespace or, where the kernel has none,
 // by socket files. Failures come back as negated error numbers.
 

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 the libzvOS authors
+// SPDX-License-Identifier: Apache-2.0
+
 // The environment, and programs in the background.
 
 #include <zvOS/zvPlatform.h>

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 the libzvOS authors
+// SPDX-License-Identifier: Apache-2.0
+
 // A shell command with a pipe to or from it. Reads go to the descriptor, past the stream's buffer, so
 // that they never wait. Our end of the pipe stays ours: a program that inherited it would keep the
 // command from ever seeing the end of its input.

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 the libzvOS authors
+// SPDX-License-Identifier: Apache-2.0
+
 // One instance per name: a record lock on the first byte of a file, which ends with the checker or with
 // its process. The file is never removed, since a process could hold the lock of a file that another one
 // removed.

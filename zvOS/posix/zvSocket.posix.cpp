@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 the libzvOS authors
+// SPDX-License-Identifier: Apache-2.0
+
 // Names asked of the system: of other hosts, of this one; and the look at the loopback interface at the
 // start. Address texts are in zvSocketAddress, interfaces in zvSocketInterfaces.
 

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 the libzvOS authors
+// SPDX-License-Identifier: Apache-2.0
+
 // The machine's own interfaces, as the system and a policy know them, and the hardware addresses of
 // neighbours.
 

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 the libzvOS authors
+// SPDX-License-Identifier: Apache-2.0
+
 // Whether a wireless link is encrypted, asked of the interface's supplicant over its control socket, unless
 // another check is registered.
 //

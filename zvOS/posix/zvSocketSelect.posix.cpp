@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 the libzvOS authors
+// SPDX-License-Identifier: Apache-2.0
+
 // The bare wait. The system looks only at descriptors up to the highest one that it is told, so callers with
 // many descriptors may bring sets that are larger than fd_set.
 

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 the libzvOS authors
+// SPDX-License-Identifier: Apache-2.0
+
 // Threads that start when told to, and that report a crash before the process dies.
 //
 // A new thread waits at a gate, a semaphore, which also orders the plain fields of its record:

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 the libzvOS authors
+// SPDX-License-Identifier: Apache-2.0
+
 // Clocks. The results of the system calls are not tested: a clock that cannot be read shows 0.
 
 #include <zvOS/zvTime.h>

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 the libzvOS authors
+// SPDX-License-Identifier: Apache-2.0
+
 // What lets the report of a fatal signal get through when the process is in pieces.
 //
 // The crash may have happened while the thread held the allocator's lock, inside the log, or on a

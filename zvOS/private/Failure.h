@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 the libzvOS authors
+// SPDX-License-Identifier: Apache-2.0
+
 // The two ways to say that a call failed. In both the text of the message stands whole at its place, and the
 // message carries the file and line of its own statement.
 //

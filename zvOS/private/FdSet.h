@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 the libzvOS authors
+// SPDX-License-Identifier: Apache-2.0
+
 // Sets of descriptors that a caller may leave out, and that may be larger than fd_set.
 #pragma once
 

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 the libzvOS authors
+// SPDX-License-Identifier: Apache-2.0
+
 // Times of files as callers get them: whole seconds, into those variables that are wanted.
 #pragma once
 

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 the libzvOS authors
+// SPDX-License-Identifier: Apache-2.0
+
 // The owner of whatever a call gives and another call takes back: released on every path, or handed on with
 // release().
 #pragma once

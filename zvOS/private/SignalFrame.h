@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 the libzvOS authors
+// SPDX-License-Identifier: Apache-2.0
+
 // What the system puts on the stack when it calls the handler of a signal, processor by processor.
 #pragma once
 

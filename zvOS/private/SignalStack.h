@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 the libzvOS authors
+// SPDX-License-Identifier: Apache-2.0
+
 // A stack for the handlers of fatal signals, so that a thread can report that its own has run out.
 #pragma once
 

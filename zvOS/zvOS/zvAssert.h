@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 the libzvOS authors
+// SPDX-License-Identifier: Apache-2.0
+
 // Assertions. A failed one is reported to the log library, which may return: the code that
 // follows an assertion runs with whatever it was given.
 #ifndef zvOS_zvAssert_h

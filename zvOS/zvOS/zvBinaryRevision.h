@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 the libzvOS authors
+// SPDX-License-Identifier: Apache-2.0
+
 // Reading of ELF files, as far as the revision stamp needs it.
 //
 // Every program and library of the product carries the section ".zevo.version": the revision in

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 the libzvOS authors
+// SPDX-License-Identifier: Apache-2.0
+
 // A raw console: single keys from the terminal on standard input.
 //
 //   zvConsolePlatform_Disable(ICANON | ECHO);          // keys come without Enter, and unseen

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 the libzvOS authors
+// SPDX-License-Identifier: Apache-2.0
+
 // Light recursive lock without owner bookkeeping.
 //
 // It locks like zvMutex.h but cannot be asked who holds it and no condition variable waits on it.

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 the libzvOS authors
+// SPDX-License-Identifier: Apache-2.0
+
 // Where the process is, and which build it runs.
 #ifndef zvOS_zvDebug_h
 #define zvOS_zvDebug_h

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 the libzvOS authors
+// SPDX-License-Identifier: Apache-2.0
+
 // What the platform gives: decided here once, the same for every file of the library.
 #ifndef zvOS_zvDefaultDefines_h
 #define zvOS_zvDefaultDefines_h

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 the libzvOS authors
+// SPDX-License-Identifier: Apache-2.0
+
 // The frame of every call of the library, in one include: integer names, export, assertions,
 // checked handles, the log call, delays.
 //

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 the libzvOS authors
+// SPDX-License-Identifier: Apache-2.0
+
 // Directories: testing, making, removing, and, by zvDirTraverser.h, which this includes, walking.
 //
 // Every path goes through zvPath_Normalize (see zvPath.h), so a relative one counts from the folder of

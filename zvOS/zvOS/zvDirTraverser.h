@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 the libzvOS authors
+// SPDX-License-Identifier: Apache-2.0
+
 // Walks through the entries of a directory, one level, by kind and name.
 //
 //   zvDirTraverser *theTraverser = zvDirTraverser_New("/media");

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 the libzvOS authors
+// SPDX-License-Identifier: Apache-2.0
+
 // Files over descriptors, with portable open modes and error codes and 64-bit offsets.
 //
 // Every path goes through zvPath_Normalize (see zvPath.h), so a relative one counts from the

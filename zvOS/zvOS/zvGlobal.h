@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 the libzvOS authors
+// SPDX-License-Identifier: Apache-2.0
+
 // Named pointers of the process, kept in its environment, so that code which has its own copy of this
 // library's data finds them as well.
 //

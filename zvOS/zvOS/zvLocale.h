@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 the libzvOS authors
+// SPDX-License-Identifier: Apache-2.0
+
 // The locale of the process. Not to be used while another thread changes it.
 #ifndef zvOS_zvLocale_h
 #define zvOS_zvLocale_h

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 the libzvOS authors
+// SPDX-License-Identifier: Apache-2.0
+
 // The log call, in the one form in which every message of the library is emitted.
 //
 // The global level is tested first, so that a message which nobody wants costs one load and

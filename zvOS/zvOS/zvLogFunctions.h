@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 the libzvOS authors
+// SPDX-License-Identifier: Apache-2.0
+
 // Messages with a variable number of arguments under the default module, for the few files
 // whose messages belong to no module. Each including file has its own copies; the location in
 // the record is the one of the function here, which tells such messages apart in a log.

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 the libzvOS authors
+// SPDX-License-Identifier: Apache-2.0
+
 // The device's hardware address.
 #ifndef zvOS_zvMACAddress_h
 #define zvOS_zvMACAddress_h

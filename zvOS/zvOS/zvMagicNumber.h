@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 the libzvOS authors
+// SPDX-License-Identifier: Apache-2.0
+
 // Checked handles: the first field of a handle's record, `_mMagicNumber`, holds the magic of its
 // type while the handle is alive and 0 afterwards, so that a wrong or stale handle is reported.
 #ifndef zvOS_zvMagicNumber_h

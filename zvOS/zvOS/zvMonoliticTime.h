@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 the libzvOS authors
+// SPDX-License-Identifier: Apache-2.0
+
 // Monotonic time: never set back, counts from an unspecified start.
 #ifndef zvOS_zvMonoliticTime_h
 #define zvOS_zvMonoliticTime_h

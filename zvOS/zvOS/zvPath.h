@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 the libzvOS authors
+// SPDX-License-Identifier: Apache-2.0
+
 // Paths: absolute native paths, where the program lives, the standard directories.
 //
 // Texts returned are new memory that the caller releases with free().

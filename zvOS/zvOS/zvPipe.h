@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 the libzvOS authors
+// SPDX-License-Identifier: Apache-2.0
+
 // Local pipes: connected sockets between processes and threads of the device, with names, whole
 // messages, and descriptors passed through them.
 //

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 the libzvOS authors
+// SPDX-License-Identifier: Apache-2.0
+
 // The environment, and programs in the background. The environment is the process's: as with getenv() and
 // setenv(), no thread may read it while another one changes it. Messages go to module ZVOS (7).
 #ifndef zvOS_zvPlatform_h

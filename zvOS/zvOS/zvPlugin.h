@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 the libzvOS authors
+// SPDX-License-Identifier: Apache-2.0
+
 // Plug-ins: shared objects that are loaded while the program runs.
 //
 //   zvOSPluginHandle thePlugin = zvPlugin_Load("./Plugins/libdecoder.so");

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 the libzvOS authors
+// SPDX-License-Identifier: Apache-2.0
+
 // A shell command with a pipe to or from it. Reads do not wait. Nothing is logged; one thread uses a
 // process at a time.
 //

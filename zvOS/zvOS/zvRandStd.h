@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 the libzvOS authors
+// SPDX-License-Identifier: Apache-2.0
+
 // The C library's random numbers: one generator for the whole process.
 #ifndef zvOS_zvRandStd_h
 #define zvOS_zvRandStd_h

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 the libzvOS authors
+// SPDX-License-Identifier: Apache-2.0
+
 // Counting semaphore of one process.
 #ifndef zvOS_zvSemaphore_h
 #define zvOS_zvSemaphore_h

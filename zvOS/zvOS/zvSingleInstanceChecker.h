@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 the libzvOS authors
+// SPDX-License-Identifier: Apache-2.0
+
 // Whether another process runs under the same name. The name is a lock file in the folder for temporary
 // files; the system gives the lock up when its holder dies, so a crash blocks nobody.
 //

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 the libzvOS authors
+// SPDX-License-Identifier: Apache-2.0
+
 // Sockets: opening, binding, listening, accepting, connecting, sending, receiving, closing.
 //
 // The layer keeps no state: a socket is the system's descriptor, and the last error is `errno`.

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 the libzvOS authors
+// SPDX-License-Identifier: Apache-2.0
+
 // Addresses, names and the machine's own interfaces; IPv4 only.
 //
 // An address is a uint32 in network byte order; 0 means none. Lists are new memory, one entry per

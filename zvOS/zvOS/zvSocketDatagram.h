@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 the libzvOS authors
+// SPDX-License-Identifier: Apache-2.0
+
 // Datagrams, multicast groups, and the two addresses of a socket. The scheme of twins, the results
 // and the last error are those of zvSocket.h.
 //

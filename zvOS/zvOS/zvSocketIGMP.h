@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 the libzvOS authors
+// SPDX-License-Identifier: Apache-2.0
+
 // Announces membership in multicast groups to network switches: one IGMP version 2 message on a raw
 // socket, whatever groups the system itself joins for sockets (zvSocketMulticastAdd). Raw sockets
 // need the privilege CAP_NET_RAW.

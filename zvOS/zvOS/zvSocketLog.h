@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 the libzvOS authors
+// SPDX-License-Identifier: Apache-2.0
+
 // Traffic files: every byte that a socket sends or receives, copied into a text file named after the
 // peer, for debugging protocols.
 //

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 the libzvOS authors
+// SPDX-License-Identifier: Apache-2.0
+
 // Options of sockets. The scheme of twins, the results and the last error are those of zvSocket.h;
 // a `_Debug` twin logs failures only, in module TCP (21).
 #ifndef zvOS_zvSocketOptions_h

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 the libzvOS authors
+// SPDX-License-Identifier: Apache-2.0
+
 // Which addresses and interfaces a service uses, and which connections it accepts.
 //
 //   zvSocketPolicy *thePolicy = zvSocketPolicy_New(kzvSocketPolicy_IP_AllExceptLocalHost, NULL);

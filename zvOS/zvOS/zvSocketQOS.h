@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 the libzvOS authors
+// SPDX-License-Identifier: Apache-2.0
+
 // Marks what a socket sends with a priority class: the type-of-service byte of the IP header and the
 // system's own queueing priority. Messages go to module TCP_QOS (122).
 #ifndef zvOS_zvSocketQOS_h

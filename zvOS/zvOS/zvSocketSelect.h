@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 the libzvOS authors
+// SPDX-License-Identifier: Apache-2.0
+
 // Waiting for sockets, with a wake-up that any thread can send.
 //
 // One thread waits; any number of threads trigger. A trigger puts a byte into a private pipe whose

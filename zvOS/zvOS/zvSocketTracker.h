@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 the libzvOS authors
+// SPDX-License-Identifier: Apache-2.0
+
 // The live table of sockets, for diagnosis: what the `_Debug` twins opened or accepted, with state,
 // ports and byte counts, written to the log at every change.
 //

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 the libzvOS authors
+// SPDX-License-Identifier: Apache-2.0
+
 // What sockets and the services around them share.
 #ifndef zvOS_zvSocketTypes_h
 #define zvOS_zvSocketTypes_h

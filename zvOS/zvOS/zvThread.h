@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 the libzvOS authors
+// SPDX-License-Identifier: Apache-2.0
+
 // Threads that start when told to, and that report a crash before the process dies.
 //
 //   zvOSThread_Data theData = {Work, NULL, theArguments, 0, zvThread_Kind_Joinable,

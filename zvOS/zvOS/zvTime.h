@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 the libzvOS authors
+// SPDX-License-Identifier: Apache-2.0
+
 // Clocks: time of day, time zone, ticks.
 //
 // All functions may be called from any thread and keep no state.

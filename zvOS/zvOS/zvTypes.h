@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 the libzvOS authors
+// SPDX-License-Identifier: Apache-2.0
+
 // Integer names of the stack, over the standard fixed-width types.
 #ifndef zvOS_zvTypes_h
 #define zvOS_zvTypes_h

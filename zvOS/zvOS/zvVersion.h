@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 the libzvOS authors
+// SPDX-License-Identifier: Apache-2.0
+
 // The version of the library that a program is compiled with, also for the preprocessor:
 //
 //   #include <zvOS/zvVersion.h>

@@ -1,3 +1,6 @@
+/* SPDX-FileCopyrightText: 2026 the libzvOS authors */
+/* SPDX-License-Identifier: Apache-2.0 */
+
 // The log interface as another provider would declare it: the bare prototypes and nothing else.
 #ifndef tests_provider_zvLog_h
 #define tests_provider_zvLog_h

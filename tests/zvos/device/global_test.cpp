@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 the libzvOS authors
+// SPDX-License-Identifier: Apache-2.0
+
 // Named pointers in the environment. Set decorates the name, Get does not.
 
 #include <zvOS/zvGlobal.h>

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 the libzvOS authors
+// SPDX-License-Identifier: Apache-2.0
+
 // The locale of the process. The fixed list of languages: layout/locale_table_test.cpp.
 
 #include <zvOS/zvLocale.h>

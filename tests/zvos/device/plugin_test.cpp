@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 the libzvOS authors
+// SPDX-License-Identifier: Apache-2.0
+
 // Plug-ins: loading good and bad ones, symbols, unloading. The plug-ins themselves: plugins/.
 
 #include <zvOS/zvPlugin.h>

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 the libzvOS authors
+// SPDX-License-Identifier: Apache-2.0
+
 // Shell commands with a pipe to or from them: the close, and what is no process.
 
 #include "process_support.h"

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 the libzvOS authors
+// SPDX-License-Identifier: Apache-2.0
+
 // What the tests of commands share: the record behind a handle, processes that are closed at the end, and
 // commands that wait.
 #pragma once

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 the libzvOS authors
+// SPDX-License-Identifier: Apache-2.0
+
 // Shell commands with a pipe to or from them: opening, reading, writing. Closing: process_close_test.cpp.
 
 #include "process_support.h"

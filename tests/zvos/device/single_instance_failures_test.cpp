@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 the libzvOS authors
+// SPDX-License-Identifier: Apache-2.0
+
 // Single instances where the folder, the lock file or the lock cannot be had, and how a checker ends.
 
 #include "single_instance_support.h"

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 the libzvOS authors
+// SPDX-License-Identifier: Apache-2.0
+
 // A checker, its answers and its messages; for the tests of single instances.
 #pragma once
 

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 the libzvOS authors
+// SPDX-License-Identifier: Apache-2.0
+
 // One instance per name: a record lock that lives as long as its process.
 
 #include "single_instance_support.h"

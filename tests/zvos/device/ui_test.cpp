@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 the libzvOS authors
+// SPDX-License-Identifier: Apache-2.0
+
 // Messages to the user of the device, and what the program is called.
 
 #include <zvOS/zvPath.h>

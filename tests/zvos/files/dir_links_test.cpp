@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 the libzvOS authors
+// SPDX-License-Identifier: Apache-2.0
+
 // Links to directories: which of them zvDir_Exists takes for loops.
 //
 // It compares texts: the path of the link, made absolute, with the place that it leads to.

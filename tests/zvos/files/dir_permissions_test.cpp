@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 the libzvOS authors
+// SPDX-License-Identifier: Apache-2.0
+
 // Directories below a folder of somebody else, with the system's real answers.
 
 #include <zvOS/zvDir.h>

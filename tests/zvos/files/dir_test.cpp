@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 the libzvOS authors
+// SPDX-License-Identifier: Apache-2.0
+
 // Directories: testing, making, removing. Links: dir_links_test.cpp; folders of somebody else:
 // dir_permissions_test.cpp; times and roots: dir_times_test.cpp.
 

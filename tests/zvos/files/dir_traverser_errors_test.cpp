@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 the libzvOS authors
+// SPDX-License-Identifier: Apache-2.0
+
 // What the directory traverser is not given, and what calls of the system leave in errno on its way.
 
 #include <zvOS/zvDirTraverser.h>

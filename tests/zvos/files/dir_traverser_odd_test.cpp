@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 the libzvOS authors
+// SPDX-License-Identifier: Apache-2.0
+
 // The directory traverser among odd entries: names, kinds, paths that do not fit, closed and vanishing
 // directories, very many entries. One bad entry never ends a walk; what it leaves in errno:
 // dir_traverser_errors_test.cpp.

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 the libzvOS authors
+// SPDX-License-Identifier: Apache-2.0
+
 // The directory traverser: its life, flags, patterns, links, errors. Odd entries:
 // dir_traverser_odd_test.cpp. Missing arguments and errno: dir_traverser_errors_test.cpp.
 

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 the libzvOS authors
+// SPDX-License-Identifier: Apache-2.0
+
 // Files by their paths: which file is meant, what it is, its times and names.
 
 #include "files_support.h"

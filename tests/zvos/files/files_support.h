@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 the libzvOS authors
+// SPDX-License-Identifier: Apache-2.0
+
 // What the tests of files and directories share: handles and errors of files, a folder to work in, and
 // walks of the directory traverser.
 #pragma once

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 the libzvOS authors
+// SPDX-License-Identifier: Apache-2.0
+
 // What all modules share: constants, the log call, assertions, and that the library keeps to them.
 
 #include <zvOS/zvCondition.h>

@@ -1,3 +1,6 @@
+/* SPDX-FileCopyrightText: 2026 the libzvOS authors */
+/* SPDX-License-Identifier: Apache-2.0 */
+
 /* The public headers together in one C99 program, and the macros that C callers use. */
 
 #include <zvOS/zvAssert.h>

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 the libzvOS authors
+// SPDX-License-Identifier: Apache-2.0
+
 // What the functions of the interface take and return, and which functions its macros call: programs are
 // compiled with them, so none may change.
 

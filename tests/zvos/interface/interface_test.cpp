@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 the libzvOS authors
+// SPDX-License-Identifier: Apache-2.0
+
 // Constants and types of the interface: programs are compiled with them, so none may change. Those of the
 // common frame are in frame_test.cpp, functions and macros in interface_functions_test.cpp.
 

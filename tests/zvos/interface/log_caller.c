@@ -1,3 +1,6 @@
+/* SPDX-FileCopyrightText: 2026 the libzvOS authors */
+/* SPDX-License-Identifier: Apache-2.0 */
+
 /* A caller of the log macros in C99; the rest of the tests are callers in C++11. */
 
 #include <zvOS/zvDefines.h>

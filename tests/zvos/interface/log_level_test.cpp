@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 the libzvOS authors
+// SPDX-License-Identifier: Apache-2.0
+
 // The level of the log, which anybody may change at any time: what reads it are the callers' own builds,
 // in C and C++, and the library. A wrong reading shows under ThreadSanitizer.
 

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 the libzvOS authors
+// SPDX-License-Identifier: Apache-2.0
+
 // The record behind an object of priority classes, and the entries that it has room for.
 
 #include "multiplatform/SocketQOS.h"

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 the libzvOS authors
+// SPDX-License-Identifier: Apache-2.0
+
 // The revision stamp: damaged files, and files of other kinds, have none.
 
 #include "paths_support.h"

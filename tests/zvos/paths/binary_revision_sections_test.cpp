@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 the libzvOS authors
+// SPDX-License-Identifier: Apache-2.0
+
 // The revision stamp: reading one section at a time, and the stamps of this build.
 
 #include "paths_support.h"

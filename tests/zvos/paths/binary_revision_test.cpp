@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 the libzvOS authors
+// SPDX-License-Identifier: Apache-2.0
+
 // The revision stamp: what is read from sound files, and failures of the system. Damaged files:
 // binary_revision_damage_test.cpp.
 

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 the libzvOS authors
+// SPDX-License-Identifier: Apache-2.0
+
 // Damaged ELF files by the thousand: the reader of the revision stamp must agree with a second
 // reader, written here over bytes in memory, wherever the format says what a file means.
 

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 the libzvOS authors
+// SPDX-License-Identifier: Apache-2.0
+
 // Paths: where the program and its functions live, also inside a Java virtual machine.
 
 #include "paths_support.h"

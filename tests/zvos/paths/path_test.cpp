@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 the libzvOS authors
+// SPDX-License-Identifier: Apache-2.0
+
 // Paths: what is made of relative ones, the standard directories, real paths. Where the program lives:
 // path_program_test.cpp.
 

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 the libzvOS authors
+// SPDX-License-Identifier: Apache-2.0
+
 // The first look at where the program lives, by several threads at once, and while the process is forked.
 
 #include "paths_support.h"

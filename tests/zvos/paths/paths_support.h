@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 the libzvOS authors
+// SPDX-License-Identifier: Apache-2.0
+
 // What the tests of paths and of revision stamps share: texts that the library hands over, files with a
 // stamp, and what is read from them.
 #pragma once

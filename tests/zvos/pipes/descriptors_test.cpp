@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 the libzvOS authors
+// SPDX-License-Identifier: Apache-2.0
+
 // What programs that the process starts have of its descriptors: the ends of pairs, and what they are
 // given deliberately. Whatever else the library has open stays with the process.
 

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 the libzvOS authors
+// SPDX-License-Identifier: Apache-2.0
+
 // What the tests of local pipes share. Where names live and what becomes of SIGPIPE is settled once in a
 // process, so the pipes of a test live in a process of its own, and those of others in a Peer.
 #pragma once

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 the libzvOS authors
+// SPDX-License-Identifier: Apache-2.0
+
 // The registered check of links, a variable that programs may also set themselves.
 
 #include <zvOS/zvSocketAddress.h>

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 the libzvOS authors
+// SPDX-License-Identifier: Apache-2.0
+
 // Whether a link is protected, as a Wi-Fi supplicant tells it over its control socket. The supplicant
 // here is the test itself: it answers at the moment when the library has sent its request.
 

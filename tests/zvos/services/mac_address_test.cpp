@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 the libzvOS authors
+// SPDX-License-Identifier: Apache-2.0
+
 // Hardware addresses: the device's own, and its neighbours' from the ARP table.
 
 #include <zvOS/zvMACAddress.h>

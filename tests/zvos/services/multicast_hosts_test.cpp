@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 the libzvOS authors
+// SPDX-License-Identifier: Apache-2.0
+
 // Datagrams between two hosts: multicast groups, time to live, type of service, and the messages that
 // announce membership, all as the other host receives them.
 

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 the libzvOS authors
+// SPDX-License-Identifier: Apache-2.0
+
 // The link status as the real daemons tell it: wpa_supplicant at our end of a cable, hostapd as the
 // authenticator at the other. Installed daemons are not part of the build, hence only on demand:
 //

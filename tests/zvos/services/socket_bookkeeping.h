@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 the libzvOS authors
+// SPDX-License-Identifier: Apache-2.0
+
 // What the tests of the table of sockets and of the traffic files have in common, as far as the calls
 // on sockets feed them.
 #pragma once

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 the libzvOS authors
+// SPDX-License-Identifier: Apache-2.0
+
 // What the table of sockets and the traffic files hear of a socket, and in which order.
 
 #include <zvOS/zvSocket.h>

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 the libzvOS authors
+// SPDX-License-Identifier: Apache-2.0
+
 // The bytes that the table of sockets and the traffic files count, and what lets them hear of a socket.
 
 #include <zvOS/zvSocket.h>

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 the libzvOS authors
+// SPDX-License-Identifier: Apache-2.0
+
 // IGMP messages: their bytes, where they go, and what becomes of failures.
 
 #include <zvOS/zvSocketIGMP.h>

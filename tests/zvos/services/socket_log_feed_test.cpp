@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 the libzvOS authors
+// SPDX-License-Identifier: Apache-2.0
+
 // Traffic files of sockets that are used through the logged calls of the socket layer.
 
 #include <zvOS/zvSocket.h>

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 the libzvOS authors
+// SPDX-License-Identifier: Apache-2.0
+
 // Traffic files: which file the bytes of a socket go to, and when nothing is written.
 
 #include "socket_traffic_checks.h"

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 the libzvOS authors
+// SPDX-License-Identifier: Apache-2.0
+
 // Policies: which connections are accepted, which addresses listed, and how both are replaced.
 
 #include "socket_policy_support.h"

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 the libzvOS authors
+// SPDX-License-Identifier: Apache-2.0
+
 // What the tests of policies share: a machine with three interfaces, policies that are deleted at the end.
 #pragma once
 

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 the libzvOS authors
+// SPDX-License-Identifier: Apache-2.0
+
 // Policies: their life and their configuration. What they decide: socket_policy_accept_test.cpp.
 
 #include "socket_policy_support.h"

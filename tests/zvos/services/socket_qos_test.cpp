@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 the libzvOS authors
+// SPDX-License-Identifier: Apache-2.0
+
 // Priority classes: what is written to a socket for each, and which failures reach the caller.
 // The record: layout/socket_qos_record_test.cpp.
 

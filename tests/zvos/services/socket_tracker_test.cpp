@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 the libzvOS authors
+// SPDX-License-Identifier: Apache-2.0
+
 // The live table of sockets: what is entered, what the lines say, and what feeds it.
 
 #include <zvOS/zvSocket.h>

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 the libzvOS authors
+// SPDX-License-Identifier: Apache-2.0
+
 // Addresses and names: texts, the resolver, printing, byte order. No name leaves this machine.
 
 #include <zvOS/zvSocket.h>

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 the libzvOS authors
+// SPDX-License-Identifier: Apache-2.0
+
 // The logging connect: what counts as would-block, and a log level that changes while the system waits.
 
 #include <zvOS/zvSocket.h>

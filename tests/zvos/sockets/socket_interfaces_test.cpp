@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 the libzvOS authors
+// SPDX-License-Identifier: Apache-2.0
+
 // The machine's own interfaces and addresses: what is listed, and what counts as local.
 
 #include <zvOS/zvSocket.h>

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 the libzvOS authors
+// SPDX-License-Identifier: Apache-2.0
+
 // The life of a socket from its opening to its close: what is done, logged, and left as the last error.
 
 #include <zvOS/zvSocket.h>

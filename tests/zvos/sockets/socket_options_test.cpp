@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 the libzvOS authors
+// SPDX-License-Identifier: Apache-2.0
+
 // Options of sockets: what the system is told, how wide, and how failures are reported. Keep-alive and
 // time-outs: socket_keep_alive_test.cpp.
 

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 the libzvOS authors
+// SPDX-License-Identifier: Apache-2.0
+
 // What the tests of ready-made sockets share: the messages of each step, and a view of every bind and
 // of every port drawn.
 #pragma once

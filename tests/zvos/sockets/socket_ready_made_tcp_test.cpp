@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 the libzvOS authors
+// SPDX-License-Identifier: Apache-2.0
+
 // Ready-made TCP sockets: with a given port, with any address, with a given address.
 
 #include "socket_ready_made_checks.h"

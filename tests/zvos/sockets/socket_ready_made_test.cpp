@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 the libzvOS authors
+// SPDX-License-Identifier: Apache-2.0
+
 // Sockets that come opened and bound: which port they get, what is tried how often, and the labels
 // that tell the steps apart in a log.
 

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 the libzvOS authors
+// SPDX-License-Identifier: Apache-2.0
+
 // Names to addresses by several threads at once: the call of the C library has one result for all of them.
 
 #include <zvOS/zvSocketAddress.h>

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 the libzvOS authors
+// SPDX-License-Identifier: Apache-2.0
+
 // The life of a select object: what it is made of, and what is left when it cannot be made.
 
 #include "socket_select_checks.h"

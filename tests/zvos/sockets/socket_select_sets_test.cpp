@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 the libzvOS authors
+// SPDX-License-Identifier: Apache-2.0
+
 // What the bare wait hands to the system, and sets for more descriptors than an fd_set holds.
 
 #include "socket_select_checks.h"

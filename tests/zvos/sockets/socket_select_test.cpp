@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 the libzvOS authors
+// SPDX-License-Identifier: Apache-2.0
+
 // Waiting for sockets: what a wait reports, and the trigger that ends one.
 
 #include "socket_select_checks.h"

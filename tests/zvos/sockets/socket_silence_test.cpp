@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 the libzvOS authors
+// SPDX-License-Identifier: Apache-2.0
+
 // Twins that nobody listens to: with the log below debug level they neither ask the log, nor format,
 // nor allocate, nor lock; and with any log at all they answer what the plain twins answer.
 

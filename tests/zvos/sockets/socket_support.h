@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 the libzvOS authors
+// SPDX-License-Identifier: Apache-2.0
+
 // What the tests of sockets share: sockets that close themselves, addresses of the loopback interface,
 // and calls together with the last error they leave.
 #pragma once

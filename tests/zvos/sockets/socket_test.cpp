@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 the libzvOS authors
+// SPDX-License-Identifier: Apache-2.0
+
 // The primitives of sockets: the system call behind each operation, its message, the last error it leaves.
 
 #include <zvOS/zvSocket.h>

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 the libzvOS authors
+// SPDX-License-Identifier: Apache-2.0
+
 // Sockets used by many threads at once, with the socket table and the traffic files on.
 
 #include <zvOS/zvSocket.h>

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 the libzvOS authors
+// SPDX-License-Identifier: Apache-2.0
+
 // Connecting, sending and receiving: what counts as success, and what is left in the last error.
 
 #include <zvOS/zvSocket.h>

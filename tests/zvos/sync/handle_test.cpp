@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 the libzvOS authors
+// SPDX-License-Identifier: Apache-2.0
+
 // What all checked handles promise alike, for each type of handle. What is particular to a type
 // stands in the tests of that type.
 

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 the libzvOS authors
+// SPDX-License-Identifier: Apache-2.0
+
 // What the tests of back-traces share: known return addresses in place of the real ones, and the lines
 // that they become.
 #pragma once

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 the libzvOS authors
+// SPDX-License-Identifier: Apache-2.0
+
 // Back-traces into the log, to standard output and into the file. Into a buffer: debug_text_test.cpp.
 
 #include "debug_support.h"

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 the libzvOS authors
+// SPDX-License-Identifier: Apache-2.0
+
 // Back-traces into a buffer, the library's own revision in the log, hooks of other platforms.
 
 #include "debug_support.h"

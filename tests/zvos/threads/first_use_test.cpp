@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 the libzvOS authors
+// SPDX-License-Identifier: Apache-2.0
+
 // Every module of the library used for the first time by many threads at once, in a process that has not
 // used it before. What is wrong with that shows under ThreadSanitizer.
 //

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 the libzvOS authors
+// SPDX-License-Identifier: Apache-2.0
+
 // Threads: what creation asks of the system and what becomes of each refusal, stack sizes, detached threads.
 
 #include "thread_support.h"

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 the libzvOS authors
+// SPDX-License-Identifier: Apache-2.0
+
 // Threads: the handlers of fatal signals that each installs, and what a handler reports.
 
 #include "thread_support.h"

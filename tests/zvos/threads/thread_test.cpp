@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 the libzvOS authors
+// SPDX-License-Identifier: Apache-2.0
+
 // Threads: the start gate, the states, failures to run and to wait, handles that are none.
 
 #include "thread_support.h"

@@ -1,3 +1,6 @@
+/* SPDX-FileCopyrightText: 2026 the libzvOS authors */
+/* SPDX-License-Identifier: Apache-2.0 */
+
 /* A program that loads the library when it runs, as plug-ins bring it, has one of its threads, and unloads
  * it: prints what is left of the handler that the thread installed, and raises its signal.
  *

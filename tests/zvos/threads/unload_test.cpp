@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 the libzvOS authors
+// SPDX-License-Identifier: Apache-2.0
+
 // The library stays where it is when the last user of it is unloaded: handlers of fatal signals are
 // functions of it.
 

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 the libzvOS authors
+// SPDX-License-Identifier: Apache-2.0
+
 // The commands. Each has a file of its own that defines it; main.cpp holds the table of them. To add one:
 // a file, a line here, a line in the table.
 #pragma once

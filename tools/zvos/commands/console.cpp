@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 the libzvOS authors
+// SPDX-License-Identifier: Apache-2.0
+
 // `zvos console`: the monitor in a process of its own, and this one, which puts the terminal right
 // however the monitor ends.
 

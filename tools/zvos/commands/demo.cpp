@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 the libzvOS authors
+// SPDX-License-Identifier: Apache-2.0
+
 // `zvos demo`: the tour of the library, act by act.
 
 #include "commands/commands.h"

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 the libzvOS authors
+// SPDX-License-Identifier: Apache-2.0
+
 // `zvos get`: the options, and what is shown of a transfer.
 
 #include "commands/commands.h"

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 the libzvOS authors
+// SPDX-License-Identifier: Apache-2.0
+
 // `zvos igmp`: announces the membership in a multicast group to the switches of the network.
 
 #include "commands/commands.h"

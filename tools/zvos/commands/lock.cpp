@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 the libzvOS authors
+// SPDX-License-Identifier: Apache-2.0
+
 // `zvos lock`: runs a command while this process holds a name.
 
 #include "commands/commands.h"

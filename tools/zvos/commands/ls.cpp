@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 the libzvOS authors
+// SPDX-License-Identifier: Apache-2.0
+
 // `zvos ls`: the entries of a folder, as the library tells them apart.
 
 #include "commands/commands.h"

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 the libzvOS authors
+// SPDX-License-Identifier: Apache-2.0
+
 // `zvos pipe`: one end of a named local pipe, and what goes on over it: text both ways, or a descriptor one
 // way.
 

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 the libzvOS authors
+// SPDX-License-Identifier: Apache-2.0
+
 // `zvos plugin`: loads a shared object as the library loads plug-ins, and shows what is in it.
 
 #include "commands/commands.h"

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 the libzvOS authors
+// SPDX-License-Identifier: Apache-2.0
+
 // `zvos run`: shows what a shell command prints, as it prints it.
 
 #include "commands/commands.h"

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 the libzvOS authors
+// SPDX-License-Identifier: Apache-2.0
+
 // The acts of the tour of the library. Each shows what it found and checks it, and returns whether all
 // held. No other thread may be running: some start processes that go on in this program.
 #pragma once

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 the libzvOS authors
+// SPDX-License-Identifier: Apache-2.0
+
 // A file is read by a pool of threads with its checksum, and once more by the caller alone.
 //
 // The parallel reading: the calling thread hands out chunks through a short queue, workers read and

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 the libzvOS authors
+// SPDX-License-Identifier: Apache-2.0
+
 // A file that goes from one process to another: a child serves it to this machine only, and it is fetched.
 
 #include "demo/acts.h"

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 the libzvOS authors
+// SPDX-License-Identifier: Apache-2.0
+
 #include "demo/acts.h"
 #include "shared/files.h"
 #include "shared/terminal.h"

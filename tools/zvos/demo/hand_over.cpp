@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 the libzvOS authors
+// SPDX-License-Identifier: Apache-2.0
+
 // A connection that goes from one process to another: a supervisor, of which there is one only, takes it
 // and hands it to a worker.
 

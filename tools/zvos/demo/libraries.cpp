@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 the libzvOS authors
+// SPDX-License-Identifier: Apache-2.0
+
 // The libraries of the program: their revision stamps, and one of them as a plug-in.
 
 #include "demo/acts.h"

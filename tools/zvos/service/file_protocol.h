@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 the libzvOS authors
+// SPDX-License-Identifier: Apache-2.0
+
 // How `zvos serve` and `zvos get` talk: one file per TCP connection, and the server speaks first.
 //
 //   server   zvos-files 1 ready\n    or, and then it closes:   zvos-files 1 busy TEXT\n

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 the libzvOS authors
+// SPDX-License-Identifier: Apache-2.0
+
 // One thread waits in a select object for the listening socket, for all clients that have to wait, and
 // for the trigger. What is ready goes into a queue, from which a few workers take it; a client that
 // cannot go on goes back to the waiting thread, which a trigger tells. No thread ever waits for a

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 the libzvOS authors
+// SPDX-License-Identifier: Apache-2.0
+
 // One client of the file service: takes its request, sends its file, never waits.
 #pragma once
 

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 the libzvOS authors
+// SPDX-License-Identifier: Apache-2.0
+
 // What --trace switches on: the library's live table of sockets, and its files of what connections send
 // and receive.
 #pragma once

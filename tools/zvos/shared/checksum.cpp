@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 the libzvOS authors
+// SPDX-License-Identifier: Apache-2.0
+
 // A checksum is the remainder of the data, taken as a polynomial over bits, on division by a fixed
 // polynomial. The remainder of two pieces in a row is therefore that of the first, times x to the
 // count of bits in the second, plus that of the second; plus is exclusive or. Bits are kept in

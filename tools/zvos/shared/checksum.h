@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 the libzvOS authors
+// SPDX-License-Identifier: Apache-2.0
+
 // CRC-32 (the one of Ethernet and of gzip) of data that is read in any order.
 #pragma once
 

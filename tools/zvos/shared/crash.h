@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 the libzvOS authors
+// SPDX-License-Identifier: Apache-2.0
+
 // A crash on purpose, to show what the library leaves behind for an engineer in the field.
 #pragma once
 

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 the libzvOS authors
+// SPDX-License-Identifier: Apache-2.0
+
 // Signals that are waited for instead of ending the program: by the caller itself, or by a thread that
 // wakes up a wait in a select object.
 #pragma once

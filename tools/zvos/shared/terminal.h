@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 the libzvOS authors
+// SPDX-License-Identifier: Apache-2.0
+
 // What a person sees: text on standard output, steps with their outcome, one-line complaints.
 //
 // Colours and progress appear only when standard output is a terminal. Not for use by several

@@ -1,3 +1,6 @@
+/* SPDX-FileCopyrightText: 2026 the libzvOS authors */
+/* SPDX-License-Identifier: Apache-2.0 */
+
 /* A plug-in as it should be: a function, data, a name without a value, and a farewell. */
 
 int zvTestPlugin_Double(int aNumber);

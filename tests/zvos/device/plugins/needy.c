@@ -1,3 +1,6 @@
+/* SPDX-FileCopyrightText: 2026 the libzvOS authors */
+/* SPDX-License-Identifier: Apache-2.0 */
+
 /* A plug-in that needs a library which is not there. */
 
 int zvTestDependency_Answer(void);
