@@ -72,6 +72,7 @@ struct Modes {
   size_t mCount;
 };
 Modes SignalModes();
+Modes WritingModes();
 Modes TraceModes();
 
 // The program's second argument.
@@ -86,8 +87,22 @@ void RunInWorker(zvThread_Func aFunction, void *anArgument = nullptr);
 // Handlers are there once a thread has been.
 void InstallHandlers();
 
+// A thread that is there before the crash, with the handlers that it has installed, and faults when it is
+// let: one that began later would install them anew.
+void PrepareOther(zvThread_Func aFault);
+void LetOther();
+
+// An application's own handler of SIGFPE, which threads that begin later do not replace.
+void InstallOwnHandler();
+
 // Prints on standard error.
 void Tell(const char *aText);
+
+// Whatever signals come meanwhile.
+void SleepFor(long aMilliseconds);
+
+// Since the first call, in seconds.
+double Time();
 
 }  // namespace crash
 

@@ -58,6 +58,46 @@ void crash::Tell(const char *aText) {
   if (write(STDERR_FILENO, aText, strlen(aText)) < 0) Exit(kExitUsage);
 }
 
+void crash::SleepFor(long aMilliseconds) {
+  timespec theTime = {aMilliseconds / 1000, aMilliseconds % 1000 * 1000000};
+  while (nanosleep(&theTime, &theTime) != 0)
+    continue;
+}
+
+double crash::Time() {
+  static timespec sStart;
+  timespec theTime;
+  clock_gettime(CLOCK_MONOTONIC, &theTime);
+  if (sStart.tv_sec == 0) sStart = theTime;
+  return static_cast<double>(theTime.tv_sec - sStart.tv_sec) +
+         static_cast<double>(theTime.tv_nsec - sStart.tv_nsec) / 1e9;
+}
+
+static sem_t sOtherIsThere, sOtherMayGo;
+static zvThread_Func sFaultOfOther;
+
+void crash::PrepareOther(zvThread_Func aFault) {
+  sem_init(&sOtherIsThere, 0, 0);
+  sem_init(&sOtherMayGo, 0, 0);
+  sFaultOfOther = aFault;
+  StartWorker([](void *) {
+    sem_post(&sOtherIsThere);
+    sem_wait(&sOtherMayGo);
+    sFaultOfOther(nullptr);
+  });
+  sem_wait(&sOtherIsThere);
+}
+
+void crash::LetOther() {
+  sem_post(&sOtherMayGo);
+}
+
+void crash::InstallOwnHandler() {
+  InstallHandlers();
+  zvThread_SetAllThreadsCatchSignal(0);
+  signal(SIGFPE, [](int) { Tell("own handler\n"); });
+}
+
 namespace {
 
 using crash::Allocator;
@@ -320,8 +360,10 @@ constexpr Mode kModes[] = {
 };
 
 const Mode *FindMode(const char *aName) {
-  const crash::Modes kAll[] = {
-      {kModes, sizeof kModes / sizeof kModes[0]}, crash::SignalModes(), crash::TraceModes()};
+  const crash::Modes kAll[] = {{kModes, sizeof kModes / sizeof kModes[0]},
+                               crash::SignalModes(),
+                               crash::WritingModes(),
+                               crash::TraceModes()};
   for (const crash::Modes &theModes : kAll) {
     for (size_t i = 0; i < theModes.mCount; ++i) {
       if (strcmp(theModes.mFirst[i].mName, aName) == 0) return &theModes.mFirst[i];

@@ -1,7 +1,7 @@
 // SPDX-FileCopyrightText: 2026 the libzvOS authors
 // SPDX-License-Identifier: Apache-2.0
 
-// Signals before, while and after a crash is reported, and what becomes of them.
+// Signals around the two seconds for which the report of a crash waits, and what becomes of them.
 
 #include "Crash.h"
 
@@ -24,15 +24,13 @@ namespace {
 
 using crash::Exit;
 using crash::InstallHandlers;
+using crash::InstallOwnHandler;
+using crash::PrepareOther;
 using crash::RunInWorker;
+using crash::SleepFor;
 using crash::StartWorker;
 using crash::Tell;
-
-void SleepFor(long aMilliseconds) {
-  timespec theTime = {aMilliseconds / 1000, aMilliseconds % 1000 * 1000000};
-  while (nanosleep(&theTime, &theTime) != 0)
-    continue;
-}
+using crash::Time;
 
 // The report waits for its log to drain once the signal has its default action.
 void AwaitDrain(int aSignal) {
@@ -41,16 +39,6 @@ void AwaitDrain(int aSignal) {
     SleepFor(5);
     sigaction(aSignal, nullptr, &theAction);
   } while (theAction.sa_handler != SIG_DFL);
-}
-
-// Since the start of the program, in seconds.
-double Time() {
-  static timespec sStart;
-  timespec theTime;
-  clock_gettime(CLOCK_MONOTONIC, &theTime);
-  if (sStart.tv_sec == 0) sStart = theTime;
-  return static_cast<double>(theTime.tv_sec - sStart.tv_sec) +
-         static_cast<double>(theTime.tv_nsec - sStart.tv_nsec) / 1e9;
 }
 
 // The report is being written.
@@ -114,27 +102,12 @@ void TellActions() {
   zvThread_Wait(theThread);
 }
 
-// A thread that is there before the crash: one that begins later would install the handlers anew.
-sem_t sGo;
-void (*sSecondFault)(void *);
-
-void FaultWhenTold(void *) {
-  sem_wait(&sGo);
-  sSecondFault(nullptr);
-}
-
-void PrepareOther(void (*aFault)(void *)) {
-  sem_init(&sGo, 0, 0);
-  sSecondFault = aFault;
-  StartWorker(FaultWhenTold);
-}
-
 void FaultInTheDrain(void (*aFault)(void *), long aDelay) {
   PrepareOther(aFault);
   zvOSThread *theThread = StartWorker(CrashBySegv);
   AwaitDrain(SIGSEGV);
   SleepFor(aDelay);
-  sem_post(&sGo);
+  crash::LetOther();
   zvThread_Wait(theThread);
 }
 
@@ -174,13 +147,6 @@ void HandlerInTheDrain() {
   });
   SendFromOutside(SIGUSR1);
   RaiseOnce();
-}
-
-// An application's own handler of a fatal signal, which threads that begin later do not replace.
-void InstallOwnHandler() {
-  InstallHandlers();
-  zvThread_SetAllThreadsCatchSignal(0);
-  signal(SIGFPE, [](int) { Tell("own handler\n"); });
 }
 
 // --- handlers that pass a signal on -------------------------------------------------------------
@@ -359,187 +325,6 @@ void TellDeath() {
   }
 }
 
-// --- while the report is written ----------------------------------------------------------------
-
-// What happens during the first record whose text begins so.
-const char *sMoment;
-void (*sMeanwhile)();
-
-void OnRecord(const char *aText) {
-  if (sMoment == nullptr || strncmp(aText, sMoment, strlen(sMoment)) != 0) return;
-  sMoment = nullptr;
-  sMeanwhile();
-}
-
-constexpr char kAnnouncement[] = "zvOSThread: Received";
-constexpr char kTraceBegins[] = "Backtracing this thread";
-
-void CrashAndMeanwhile(const char *aMoment, void (*aMeanwhile)()) {
-  sMoment = aMoment;
-  sMeanwhile = aMeanwhile;
-  crash::SetLogScript(OnRecord);
-  RunInWorker(CrashBySegv);
-}
-
-void LetOtherFault() {
-  sem_post(&sGo);
-  SleepFor(300);
-}
-
-void SameSignalWithTheAnnouncement() {
-  PrepareOther(OtherSegv);
-  CrashAndMeanwhile(kAnnouncement, LetOtherFault);
-}
-
-void SameSignalWithTheTrace() {
-  PrepareOther(OtherSegv);
-  CrashAndMeanwhile(kTraceBegins, LetOtherFault);
-}
-
-void OtherSignalWithTheTrace() {
-  PrepareOther(OtherFpe);
-  CrashAndMeanwhile(kTraceBegins, LetOtherFault);
-}
-
-void RaiseFpe(void *) {
-  raise(SIGFPE);
-  Tell("the other thread went on\n");
-}
-
-void SentSignalOfAnotherThreadWithTheTrace() {
-  PrepareOther(RaiseFpe);
-  CrashAndMeanwhile(kTraceBegins, LetOtherFault);
-}
-
-void OwnHandlerWithTheTrace() {
-  PrepareOther(RaiseFpe);
-  InstallOwnHandler();
-  CrashAndMeanwhile(kTraceBegins, LetOtherFault);
-}
-
-// To the very thread that writes.
-pthread_t sReporter;
-
-void SendToReporter(int aSignal) {
-  sReporter = pthread_self();
-  static int sSignal;
-  sSignal = aSignal;
-  pthread_t theSender;
-  const auto theSend = [](void *) -> void * {
-    pthread_kill(sReporter, sSignal);
-    return nullptr;
-  };
-  if (pthread_create(&theSender, nullptr, theSend, nullptr) != 0) Exit(crash::kExitCannotStart);
-  pthread_join(theSender, nullptr);
-  SleepFor(50);
-}
-
-void OtherSignalSentToTheReporter() {
-  CrashAndMeanwhile(kTraceBegins, [] { SendToReporter(SIGFPE); });
-}
-
-void SameSignalSentToTheReporter() {
-  CrashAndMeanwhile(kTraceBegins, [] { SendToReporter(SIGSEGV); });
-}
-
-void CancelWithTheTrace() {
-  CrashAndMeanwhile(kTraceBegins, [] {
-    pthread_cancel(pthread_self());
-    SleepFor(50);
-  });
-}
-
-void SetOwnHandlerWithTheTrace() {
-  zvOSThread *theThread = StartWorker([](void *) { sem_wait(&sGo); });
-  InstallHandlers();
-  zvThread_SetAllThreadsCatchSignal(0);
-  sMoment = kTraceBegins;
-  sMeanwhile = [] { signal(SIGFPE, [](int) { Tell("own handler\n"); }); };
-  crash::SetLogScript(OnRecord);
-  RunInWorker([](void *) { raise(SIGSEGV); });
-  raise(SIGFPE);
-  sem_post(&sGo);
-  zvThread_Wait(theThread);
-}
-
-// To the very thread that writes, with a word for the handler.
-void SendWithAValue() {
-  sReporter = pthread_self();
-  pthread_t theSender;
-  const auto theSend = [](void *) -> void * {
-    sigval theValue;
-    theValue.sival_int = 77;
-    pthread_sigqueue(sReporter, SIGFPE, theValue);
-    return nullptr;
-  };
-  if (pthread_create(&theSender, nullptr, theSend, nullptr) != 0) Exit(crash::kExitCannotStart);
-  pthread_join(theSender, nullptr);
-  SleepFor(50);
-}
-
-void SignalWithAValueSentToTheReporter() {
-  InstallHandlers();
-  zvThread_SetAllThreadsCatchSignal(0);
-  struct sigaction theAction = {};
-  theAction.sa_flags = SA_SIGINFO;
-  theAction.sa_sigaction = [](int, siginfo_t *anInfo, void *) {
-    Tell(anInfo->si_code == SI_QUEUE && anInfo->si_value.sival_int == 77 ? "as it came\n" : "otherwise\n");
-  };
-  sigaction(SIGFPE, &theAction, nullptr);
-  CrashAndMeanwhile(kTraceBegins, SendWithAValue);
-}
-
-// A child that is forked while another thread writes has a guard that nobody takes down.
-void ForkAndCrash(void *) {
-  const double theStart = Time();
-  const pid_t theChild = fork();
-  if (theChild == 0) {
-    raise(SIGFPE);
-    raise(SIGFPE);
-    Exit(crash::kExitSurvived);
-  }
-  int theStatus = 0;
-  waitpid(theChild, &theStatus, 0);
-  char theName[64];
-  snprintf(theName, sizeof theName, "/tmp/backtrace_%d.txt", static_cast<int>(theChild));
-  const bool afReported = unlink(theName) == 0;
-  const bool afDead = WIFSIGNALED(theStatus) && WTERMSIG(theStatus) == SIGFPE && Time() - theStart < 5;
-  Tell(afReported && afDead ? "the child has reported and died\n" : "the child did otherwise\n");
-  Exit(crash::kExitDone);
-}
-
-// The report goes on until the child has died.
-void ForkWithTheTrace() {
-  PrepareOther(ForkAndCrash);
-  Time();
-  CrashAndMeanwhile(kTraceBegins, [] {
-    sem_post(&sGo);
-    SleepFor(1500);
-  });
-}
-
-void SlowLogForTwo() {
-  crash::SetLogScript([](const char *) { SleepFor(950); });
-  zvOSThread *theOther = StartWorker(CrashByFpe);
-  RunInWorker(CrashBySegv);
-  zvThread_Wait(theOther);
-}
-
-// It takes half of the stack that threads have by default.
-void HungryLog() {
-  crash::SetLogScript([](const char *) {
-    volatile char theLocals[64 * 1024];
-    for (volatile char &theLocal : theLocals)
-      theLocal = 1;
-  });
-  RunInWorker(CrashBySegv);
-}
-
-void SlowLog() {
-  crash::SetLogScript([](const char *) { SleepFor(1200); });
-  RunInWorker(CrashBySegv);
-}
-
 constexpr crash::Mode kModes[] = {
     {"raise-twice", [] { RunInWorker(RaiseTwice); }},
     {"raise-twice-in-main", RaiseTwiceInMain},
@@ -556,13 +341,6 @@ constexpr crash::Mode kModes[] = {
     {"exit-in-another-thread", ExitInAnotherThread},
     {"exit-in-a-forked-child", ExitInAForkedChild},
     {"traced", TellDeath},
-    {"same-signal-with-the-announcement", SameSignalWithTheAnnouncement},
-    {"same-signal-with-the-trace", SameSignalWithTheTrace},
-    {"other-signal-with-the-trace", OtherSignalWithTheTrace},
-    {"sent-signal-with-the-trace", SentSignalOfAnotherThreadWithTheTrace},
-    {"own-handler-with-the-trace", OwnHandlerWithTheTrace},
-    {"other-signal-sent-to-the-reporter", OtherSignalSentToTheReporter},
-    {"same-signal-sent-to-the-reporter", SameSignalSentToTheReporter},
     {"passed-on", [] { CrashWithHandlerInFront(PassOn); }},
     {"passed-on-by-hand", [] { CrashWithHandlerInFront(CallByHand); }},
     {"threads-begin-in-the-drain", ThreadsBeginInTheDrain},
@@ -572,13 +350,6 @@ constexpr crash::Mode kModes[] = {
     {"stopped-in-the-drain", StoppedInTheDrain},
     {"cancelled-in-the-drain", CancelledInTheDrain},
     {"alarm-without-timer", AlarmOfTheApplicationWithoutTimer},
-    {"cancelled-with-the-trace", CancelWithTheTrace},
-    {"own-handler-set-with-the-trace", SetOwnHandlerWithTheTrace},
-    {"value-sent-to-the-reporter", SignalWithAValueSentToTheReporter},
-    {"forked-with-the-trace", ForkWithTheTrace},
-    {"slow-log", SlowLog},
-    {"slow-log-for-two", SlowLogForTwo},
-    {"hungry-log", HungryLog},
 };
 
 }  // namespace
