@@ -3,7 +3,7 @@
 
 // The report of a fatal signal: its turn, its stretches, its patience. What it is for stands in the header.
 
-#include "private/CrashReport.h"
+#include "posix/CrashReport.h"
 #include "private/Failure.h"
 
 #include <pthread.h>

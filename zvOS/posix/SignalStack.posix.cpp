@@ -8,7 +8,7 @@
 
 #include <zvOS/zvThread.h>
 
-#include "private/SignalStack.h"
+#include "posix/SignalStack.h"
 
 #include <pthread.h>
 #include <sys/mman.h>

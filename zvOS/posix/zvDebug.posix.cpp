@@ -3,13 +3,13 @@
 
 // Back-traces of the calling thread.
 //
-// Every step may run in the handler of a fatal signal, see private/CrashReport.h: files and
+// Every step may run in the handler of a fatal signal, see posix/CrashReport.h: files and
 // standard output are written without the C library's streams, and what can break is guarded.
 
 #include <zvOS/zvDebug.h>
 #include <zvOS/zvLogFunctions.h>
 
-#include "private/CrashReport.h"
+#include "posix/CrashReport.h"
 #include "private/SignalFrame.h"
 
 #include <dlfcn.h>

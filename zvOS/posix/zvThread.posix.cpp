@@ -11,12 +11,12 @@
 #include <zvOS/zvSemaphore.h>
 #include <zvOS/zvThread.h>
 
-#include "private/CrashReport.h"
+#include "posix/CrashReport.h"
 #include "private/Failure.h"
 #include "private/Owner.h"
 #include "private/Record.h"
 #include "private/SignalFrame.h"
-#include "private/SignalStack.h"
+#include "posix/SignalStack.h"
 
 #include <pthread.h>
 #include <sched.h>
