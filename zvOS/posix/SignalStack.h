@@ -6,8 +6,8 @@
 
 namespace zvos {
 
-// Gives the calling thread one, which goes when the thread ends, however it ends. A thread that has one
-// already keeps it; without memory for it handlers go on running on the stack of the thread.
+// Gives the calling thread one, which is given back when the thread ends, however it ends. A thread that has
+// one already keeps it; without memory for it handlers go on running on the stack of the thread.
 void ProvideSignalStack();
 
 }  // namespace zvos

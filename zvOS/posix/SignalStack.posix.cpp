@@ -12,6 +12,7 @@
 
 #include <pthread.h>
 #include <sys/mman.h>
+#include <atomic>
 #include <csignal>
 #include <cstddef>
 
@@ -25,6 +26,21 @@ constexpr size_t kStackSize = kzvThread_StackSize + 32 * 1024;
 
 pthread_key_t sKey;
 bool sfKey;
+// One that is free is kept for the next thread: to make it and to release it is most of what it costs.
+std::atomic<void *> sSpare;
+
+void *Map() {
+  if (void *const theSpare = sSpare.exchange(nullptr)) return theSpare;
+  void *const theMapping = mmap(nullptr, kGuardSize + kStackSize, PROT_READ | PROT_WRITE,
+                                MAP_PRIVATE | MAP_ANONYMOUS | MAP_NORESERVE | MAP_STACK, -1, 0);
+  if (theMapping == MAP_FAILED) return nullptr;
+  mprotect(theMapping, kGuardSize, PROT_NONE);
+  return theMapping;
+}
+
+void Unmap(void *aMapping) {
+  if (void *const theSpare = sSpare.exchange(aMapping)) munmap(theSpare, kGuardSize + kStackSize);
+}
 
 void Release(void *aMapping) {
   stack_t theStack;
@@ -32,7 +48,7 @@ void Release(void *aMapping) {
     const stack_t theNone = {nullptr, SS_DISABLE, 0};
     sigaltstack(&theNone, nullptr);
   }
-  munmap(aMapping, kGuardSize + kStackSize);
+  Unmap(aMapping);
 }
 
 // A key's destructor runs at the end of a thread that is cancelled, too.
@@ -46,12 +62,10 @@ void ProvideSignalStack() {
   stack_t theStack;
   if (!sfKey || sigaltstack(nullptr, &theStack) != 0 || (theStack.ss_flags & SS_DISABLE) == 0) return;
 
-  void *const theMapping = mmap(nullptr, kGuardSize + kStackSize, PROT_READ | PROT_WRITE,
-                                MAP_PRIVATE | MAP_ANONYMOUS | MAP_NORESERVE | MAP_STACK, -1, 0);
-  if (theMapping == MAP_FAILED) return;
-  mprotect(theMapping, kGuardSize, PROT_NONE);
+  void *const theMapping = Map();
+  if (theMapping == nullptr) return;
   if (pthread_setspecific(sKey, theMapping) != 0) {
-    munmap(theMapping, kGuardSize + kStackSize);
+    Unmap(theMapping);
     return;
   }
   theStack = {static_cast<char *>(theMapping) + kGuardSize, 0, kStackSize};
