@@ -77,9 +77,10 @@ int64 MillisecondsNow() {
   return static_cast<int64>(theTime.tv_sec) * 1000 + theTime.tv_nsec / 1000000;
 }
 
-// A handler of the application that runs meanwhile ends a sleep.
+// A handler of the application that runs meanwhile ends a sleep. The rest is never too short for what the
+// clock has cut off.
 void LetLogDrain() {
-  const int64 theEnd = MillisecondsNow() + kTimeForLogToDrain;
+  const int64 theEnd = MillisecondsNow() + kTimeForLogToDrain + 1;
   for (int64 theRest = kTimeForLogToDrain; theRest > 0; theRest = theEnd - MillisecondsNow()) {
     errno = 0;
     zvThread_Sleep(static_cast<uint32>(theRest));
