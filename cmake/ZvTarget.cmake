@@ -23,9 +23,6 @@ if(ZVOS_WERROR)
 endif()
 if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
   set(ZV_GCC_WARNINGS -Wduplicated-cond -Wduplicated-branches -Wlogical-op)
-elseif(ZVOS_WERROR)
-  # Shown by clang and not ours to refuse yet: a sanitizer that it does not know, a doubled 'extern'.
-  list(APPEND ZV_WERROR -Wno-error=unknown-sanitizers -Wno-error=duplicate-decl-specifier)
 endif()
 
 target_compile_options(zv_options INTERFACE
