@@ -11,7 +11,7 @@
 
 #include <zvOS/zvProcess.h>
 
-#include "Rows.h"
+#include "support/Rows.h"
 
 namespace zvbench {
 namespace {

@@ -7,7 +7,7 @@
 
 #include <algorithm>
 
-#include "Report.h"
+#include "support/Report.h"
 
 namespace zvbench {
 namespace {

@@ -1,7 +1,7 @@
 // SPDX-FileCopyrightText: 2026 the libzvOS authors
 // SPDX-License-Identifier: Apache-2.0
 
-#include "Measure.h"
+#include "support/Measure.h"
 
 #include <sys/resource.h>
 #include <time.h>

@@ -4,7 +4,7 @@
 // In a file of its own, compiled like the library's files, so that the test of the level is the
 // one which the library's own messages make.
 
-#include "SilentMessage.h"
+#include "log/SilentMessage.h"
 
 #include <zvOS/zvDefines.h>
 

@@ -1,7 +1,7 @@
 // SPDX-FileCopyrightText: 2026 the libzvOS authors
 // SPDX-License-Identifier: Apache-2.0
 
-#include "Network.h"
+#include "support/Network.h"
 
 #include <stdlib.h>
 #include <unistd.h>
@@ -9,7 +9,7 @@
 #include <filesystem>
 #include <set>
 
-#include "Bench.h"
+#include "support/Bench.h"
 
 namespace zvbench {
 namespace {

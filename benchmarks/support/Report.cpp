@@ -1,7 +1,7 @@
 // SPDX-FileCopyrightText: 2026 the libzvOS authors
 // SPDX-License-Identifier: Apache-2.0
 
-#include "Report.h"
+#include "support/Report.h"
 
 #include <stdarg.h>
 #include <stdio.h>

@@ -10,7 +10,7 @@
 
 #include <zvOS/zvSocketAddress.h>
 
-#include "Rows.h"
+#include "support/Rows.h"
 
 namespace zvbench {
 namespace {

@@ -1,7 +1,7 @@
 // SPDX-FileCopyrightText: 2026 the libzvOS authors
 // SPDX-License-Identifier: Apache-2.0
 
-#include "Machine.h"
+#include "support/Machine.h"
 
 #include <gnu/libc-version.h>
 #include <pthread.h>
@@ -16,7 +16,7 @@
 #include <zvOS/zvMutex.h>
 #include <zvOS/zvPath.h>
 
-#include "Bench.h"
+#include "support/Bench.h"
 
 namespace zvbench {
 namespace {

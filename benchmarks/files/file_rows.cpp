@@ -12,8 +12,8 @@
 
 #include <zvOS/zvFile.h>
 
-#include "Layer.h"
-#include "Rows.h"
+#include "support/Layer.h"
+#include "support/Rows.h"
 
 namespace zvbench {
 namespace {

@@ -1,7 +1,7 @@
 // SPDX-FileCopyrightText: 2026 the libzvOS authors
 // SPDX-License-Identifier: Apache-2.0
 
-#include "Rows.h"
+#include "support/Rows.h"
 
 namespace zvbench {
 

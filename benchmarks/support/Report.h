@@ -7,8 +7,8 @@
 #include <string>
 #include <vector>
 
-#include "Machine.h"
-#include "Measure.h"
+#include "support/Machine.h"
+#include "support/Measure.h"
 
 namespace zvbench {
 

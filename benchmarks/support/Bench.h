@@ -5,8 +5,8 @@
 //
 // A row gives two loops, which the measurement runs in turns. Both call through the program's own
 // linkage table, as any user's program does, and both count failures, so that a figure never
-// stems from calls that did nothing. Add rows to one of the rows_*.cpp files, or in a new one
-// named in Rows.h and Rows.cpp.
+// stems from calls that did nothing. Add rows to one of the *_rows.cpp files in the folder of the
+// module's family, or in a new one named in Rows.h and Rows.cpp.
 #pragma once
 
 #include <functional>

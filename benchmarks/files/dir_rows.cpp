@@ -19,8 +19,8 @@
 #include <zvOS/zvDir.h>
 #include <zvOS/zvDirTraverser.h>
 
-#include "Network.h"
-#include "Rows.h"
+#include "support/Network.h"
+#include "support/Rows.h"
 
 namespace zvbench {
 namespace {
@@ -169,14 +169,16 @@ void ExpectSteadyMemory(const std::string &aPath, int aFlags) {
   if (MemoryInUse() > theMemory) Fail("a walk leaves memory behind");
 }
 
+template <Kind kKind>
+constexpr int kFlagsFor = kKind == Kind::kLinkToFolder ? zvDIR_DIRS : zvDIR_FILES;
+
 template <Kind kKind, uint32 kCount>
 Sides Walking() {
-  constexpr int kFlags = kKind == Kind::kLinkToFolder ? zvDIR_DIRS : zvDIR_FILES;
   auto theEntries = std::make_shared<Entries>(kKind, kCount);
   const std::string *thePath = &theEntries->Path();
-  ExpectSteadyMemory(*thePath, kFlags);
+  ExpectSteadyMemory(*thePath, kFlagsFor<kKind>);
   return {Repeat([thePath] { return WalkBare<kKind>(*thePath) != kCount; }),
-          Repeat([thePath] { return WalkOurs<false>(*thePath, kFlags).mCount != kCount; }),
+          Repeat([thePath] { return WalkOurs<false>(*thePath, kFlagsFor<kKind>).mCount != kCount; }),
           {theEntries}};
 }
 

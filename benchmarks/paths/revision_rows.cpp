@@ -16,7 +16,7 @@
 
 #include <zvOS/zvPath.h>
 
-#include "Rows.h"
+#include "support/Rows.h"
 
 namespace zvbench {
 namespace {

@@ -10,8 +10,8 @@
 
 #include <zvOS/zvPipe.h>
 
-#include "Network.h"
-#include "Rows.h"
+#include "support/Network.h"
+#include "support/Rows.h"
 
 namespace zvbench {
 namespace {

@@ -6,7 +6,7 @@
 
 #include <vector>
 
-#include "Bench.h"
+#include "support/Bench.h"
 
 namespace zvbench {
 

@@ -13,8 +13,8 @@
 #include <zvLog/zvLogSettings.h>
 #include <zvOS/zvLogDefines.h>
 
-#include "Network.h"
-#include "Rows.h"
+#include "support/Network.h"
+#include "support/Rows.h"
 
 namespace zvbench {
 namespace {

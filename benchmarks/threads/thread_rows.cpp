@@ -9,7 +9,7 @@
 
 #include <zvOS/zvThread.h>
 
-#include "Rows.h"
+#include "support/Rows.h"
 
 namespace zvbench {
 namespace {

@@ -11,8 +11,8 @@
 #include <zvOS/zvMutex.h>
 #include <zvOS/zvSemaphore.h>
 
-#include "Layer.h"
-#include "Rows.h"
+#include "support/Layer.h"
+#include "support/Rows.h"
 
 namespace zvbench {
 namespace {

@@ -14,7 +14,7 @@
 #include <zvOS/zvGlobal.h>
 #include <zvOS/zvPlatform.h>
 
-#include "Rows.h"
+#include "support/Rows.h"
 
 namespace zvbench {
 namespace {

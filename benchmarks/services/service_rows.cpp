@@ -16,8 +16,8 @@
 
 #include <filesystem>
 
-#include "Network.h"
-#include "Rows.h"
+#include "support/Network.h"
+#include "support/Rows.h"
 
 namespace zvbench {
 namespace {

@@ -5,8 +5,8 @@
 
 #include <zvOS/zvLogDefines.h>
 
-#include "Rows.h"
-#include "SilentMessage.h"
+#include "support/Rows.h"
+#include "log/SilentMessage.h"
 
 namespace zvbench {
 namespace {
