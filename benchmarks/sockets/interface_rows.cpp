@@ -8,7 +8,7 @@
 #include <netinet/in.h>
 #include <stdlib.h>
 
-#include <zvOS/zvSocketAddress.h>
+#include <zvOS/zvSocketInterfaces.h>
 
 #include "support/Rows.h"
 

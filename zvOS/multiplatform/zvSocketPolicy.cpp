@@ -4,7 +4,7 @@
 // Which addresses and interfaces a service uses, and which connections it accepts. Every decision is a
 // function in the record that a service may replace; the defaults ask the machine's interfaces.
 
-#include <zvOS/zvSocketAddress.h>
+#include <zvOS/zvSocketInterfaces.h>
 #include <zvOS/zvSocketPolicy.h>
 #include <zvOS/zvSocketQOS.h>
 
