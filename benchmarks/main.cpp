@@ -13,10 +13,10 @@
 
 #include <zvOS/zvLogDefines.h>
 
-#include "Machine.h"
-#include "Measure.h"
-#include "Report.h"
-#include "Rows.h"
+#include "support/Machine.h"
+#include "support/Measure.h"
+#include "support/Report.h"
+#include "support/Rows.h"
 
 namespace zvbench {
 

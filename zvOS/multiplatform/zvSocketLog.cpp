@@ -7,6 +7,7 @@
 #include <zvOS/zvSocketDatagram.h>
 #include <zvOS/zvSocketLog.h>
 
+#include "private/LockAnnotations.h"
 #include "private/Owner.h"
 
 #include <fcntl.h>
@@ -27,23 +28,26 @@ constexpr char kCloseMark[] = "\r\n*** CLOSED ***\r\n";
 // Stands for a transfer that failed.
 constexpr uint32 kErrorLength = static_cast<uint32>(-1);
 
-// By slot. A socket of 0 marks a free one; descriptor 0 can therefore not be logged.
-zvSocket sSocket[kzvLogBufferMaxSocket];
-int sID[kzvLogBufferMaxSocket];
-int sUsed[kzvLogBufferMaxSocket];
-char sFileName[kzvLogBufferMaxSocket][kzvLogFileNameMaxLength];
-
-int sInited = 0;
-int sIndex = 1;
-int sCount = 0;  // for a debugger: slots in use
-
 // Recursive: a log provider may send its messages over sockets that are logged themselves.
-pthread_mutex_t sLock = PTHREAD_RECURSIVE_MUTEX_INITIALIZER_NP;
+struct ZVOS_LOCK RecursiveLock {
+  pthread_mutex_t mMutex = PTHREAD_RECURSIVE_MUTEX_INITIALIZER_NP;
+};
+RecursiveLock sLock;
 
-class TableLock {
+// By slot. A socket of 0 marks a free one; descriptor 0 can therefore not be logged.
+zvSocket sSocket[kzvLogBufferMaxSocket] ZVOS_GUARDED_BY(sLock);
+int sID[kzvLogBufferMaxSocket] ZVOS_GUARDED_BY(sLock);
+int sUsed[kzvLogBufferMaxSocket] ZVOS_GUARDED_BY(sLock);
+char sFileName[kzvLogBufferMaxSocket][kzvLogFileNameMaxLength] ZVOS_GUARDED_BY(sLock);
+
+int sInited ZVOS_GUARDED_BY(sLock) = 0;
+int sIndex ZVOS_GUARDED_BY(sLock) = 1;
+int sCount ZVOS_GUARDED_BY(sLock) = 0;  // for a debugger: slots in use
+
+class ZVOS_SCOPED_LOCK TableLock {
  public:
-  TableLock() { pthread_mutex_lock(&sLock); }
-  ~TableLock() { pthread_mutex_unlock(&sLock); }
+  TableLock() ZVOS_ACQUIRES(sLock) { pthread_mutex_lock(&sLock.mMutex); }
+  ~TableLock() ZVOS_RELEASES() { pthread_mutex_unlock(&sLock.mMutex); }
   TableLock(const TableLock &) = delete;
   TableLock &operator=(const TableLock &) = delete;
 };
@@ -51,14 +55,14 @@ class TableLock {
 constexpr int kNoSlot = -1;
 
 // The first slot with that socket, or kNoSlot.
-int Find(zvSocket aSocket) {
+int Find(zvSocket aSocket) ZVOS_REQUIRES(sLock) {
   for (int i = 0; i < kzvLogBufferMaxSocket; ++i) {
     if (sSocket[i] == aSocket) return i;
   }
   return kNoSlot;
 }
 
-void SetSlot(int aSlot, zvSocket aSocket, int anID) {
+void SetSlot(int aSlot, zvSocket aSocket, int anID) ZVOS_REQUIRES(sLock) {
   sSocket[aSlot] = aSocket;
   sID[aSlot] = anID;
   sUsed[aSlot] = 0;

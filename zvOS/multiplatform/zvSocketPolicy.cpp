@@ -4,28 +4,44 @@
 // Which addresses and interfaces a service uses, and which connections it accepts. Every decision is a
 // function in the record that a service may replace; the defaults ask the machine's interfaces.
 
-#include <zvOS/zvSocketAddress.h>
+#include <zvOS/zvSocketInterfaces.h>
 #include <zvOS/zvSocketPolicy.h>
 #include <zvOS/zvSocketQOS.h>
 
 #include "private/Failure.h"
 #include "private/Owner.h"
+#include "private/Record.h"
 #include "private/SocketAddress.h"
 
 #include <cstring>
 
 ZVLOG_WITH_MODULE_IF(TCP, 1)
 
+using zvos::Owner;
+
+namespace {
+
+int zvSocketPolicy_Default_IsValidIF(zvSocketPolicy *aSocketPolicy, const char *anIFName);
+
+// As they stand they are those of a new policy, and of no policy.
+struct Decisions {
+  zvSocketAcceptConnectionFunc mAcceptConnectionFunc = zvSocketPolicy_Default_AcceptConnection;
+  zvSocketGetIPAddressListFunc mGetIPAddressListFunc = zvSocketPolicy_Default_GetIPAddressList;
+  zvSocketMapLocalIPAddressToLoopBackFunc mMapLocalIPAddressToLoopBackFunc =
+      zvSocketPolicy_Default_MapLocalIPAddressToLoopBack;
+  zvSocketIsValidIF mIsValidIFFunc = zvSocketPolicy_Default_IsValidIF;
+};
+constexpr Decisions kDefaultDecisions;
+
+}  // namespace
+
 struct zvSocketPolicy_t {
-  uint32 mPolicy;
-  void *mUserData;
-  zvSocketAcceptConnectionFunc mAcceptConnectionFunc;
-  zvSocketGetIPAddressListFunc mGetIPAddressListFunc;
-  zvSocketMapLocalIPAddressToLoopBackFunc mMapLocalIPAddressToLoopBackFunc;
-  zvSocketIsValidIF mIsValidIFFunc;
-  char *mExcludeIFStr;
-  zvCStringParser_TokenList *mExcludeIF;  // its tokens point into mExcludeIFStr
-  zvSocketQOS mSocketQOS;
+  uint32 mPolicy = kzvSocketPolicy_IP_Other;
+  void *mUserData = nullptr;
+  Decisions mDecisions;
+  Owner<char> mExcludeIFStr;
+  Owner<zvCStringParser_TokenList, zvCStringParser_Delete> mExcludeIF;  // its tokens point into mExcludeIFStr
+  Owner<zvSocketQOS_t, zvSocketQOS_Delete> mSocketQOS;
 };
 
 namespace {
@@ -47,22 +63,18 @@ int zvSocketPolicy_Default_IsValidIF(zvSocketPolicy *aSocketPolicy, const char *
   return 1;
 }
 
-// The decisions of a new policy, which are also those of no policy.
-constexpr zvSocketPolicy_t kDefaultPolicy = {kzvSocketPolicy_IP_Other,
-                                             nullptr,
-                                             zvSocketPolicy_Default_AcceptConnection,
-                                             zvSocketPolicy_Default_GetIPAddressList,
-                                             zvSocketPolicy_Default_MapLocalIPAddressToLoopBack,
-                                             zvSocketPolicy_Default_IsValidIF,
-                                             nullptr,
-                                             nullptr,
-                                             nullptr};
-
 // What a policy decides by: its own function, or the default without a policy or a function.
 template <typename Function>
-Function Decision(const zvSocketPolicy *aSocketPolicy, Function zvSocketPolicy_t::*aFunction) {
-  const Function theOwn = aSocketPolicy != nullptr ? aSocketPolicy->*aFunction : nullptr;
-  return theOwn != nullptr ? theOwn : kDefaultPolicy.*aFunction;
+Function Decision(const zvSocketPolicy *aSocketPolicy, Function Decisions::*aFunction) {
+  const Function theOwn = aSocketPolicy != nullptr ? aSocketPolicy->mDecisions.*aFunction : nullptr;
+  return theOwn != nullptr ? theOwn : kDefaultDecisions.*aFunction;
+}
+
+// What the owner has is not released: a policy is configured once.
+template <typename Owning>
+void Replace(Owning &anOwner, typename Owning::pointer aResource) {
+  static_cast<void>(anOwner.release());
+  anOwner.reset(aResource);
 }
 
 void LogExcluded(const zvSocketPolicy *aSocketPolicy) {
@@ -70,7 +82,7 @@ void LogExcluded(const zvSocketPolicy *aSocketPolicy) {
   ZV_INFO(F("zvSocketPolicy: Excluded interfaces:%s", theFirst != nullptr ? "" : "None"));
   for (const zvCStringParser_Token *theToken = theFirst; theToken != nullptr;
        theToken = theToken->mNextToken) {
-    const zvos::Owner<char> theName(zvStrndup(theToken->mData, theToken->mDataLength));
+    const Owner<char> theName(zvStrndup(theToken->mData, theToken->mDataLength));
     ZV_INFO(F(" '%s'", zvos::TextOrNull(theName.get())));
   }
   ZV_INFO(F("\n"));
@@ -79,32 +91,25 @@ void LogExcluded(const zvSocketPolicy *aSocketPolicy) {
 }  // namespace
 
 extern "C" zvSocketPolicy *zvSocketPolicy_New(uint32 aPolicy, void *aUserData) {
-  zvSocketPolicy *const thePolicy = static_cast<zvSocketPolicy *>(zvMallocZeroed(sizeof(zvSocketPolicy)));
+  zvSocketPolicy *const thePolicy = zvos::NewRecord<zvSocketPolicy, zvMallocZeroed>();
   if (thePolicy == nullptr) return nullptr;
 
-  *thePolicy = kDefaultPolicy;
   thePolicy->mPolicy = aPolicy;
   thePolicy->mUserData = aUserData;
   return thePolicy;
 }
 
 extern "C" void zvSocketPolicy_Delete(zvSocketPolicy *aSocketPolicy) {
-  if (aSocketPolicy == nullptr) return;
-
-  zvSocketQOS_Delete(aSocketPolicy->mSocketQOS);
-  zvCStringParser_Delete(aSocketPolicy->mExcludeIF);
-  free(aSocketPolicy->mExcludeIFStr);
-  free(aSocketPolicy);
+  if (aSocketPolicy != nullptr) zvos::DeleteRecord(aSocketPolicy);
 }
 
-// What an earlier call stored is replaced and not released: the policy is configured once.
 extern "C" void zvSocketPolicy_Configure(zvSocketPolicy *aSocketPolicy, zvConfigFile_t *aConfigFile,
                                          const char *aSection) {
   zvAssert(aSocketPolicy != NULL);
   if (aSocketPolicy == nullptr) return;
 
   if (zvConfigFile_GetUInt32(aConfigFile, aSection, "QOSDisabled", 0) == 0) {
-    aSocketPolicy->mSocketQOS = zvSocketQOS_New();
+    Replace(aSocketPolicy->mSocketQOS, zvSocketQOS_New());
   } else {
     ZV_WARN(F("zvSocketPolicy: QOS support is disabled\n"));
   }
@@ -112,9 +117,9 @@ extern "C" void zvSocketPolicy_Configure(zvSocketPolicy *aSocketPolicy, zvConfig
   const char *const theNames = zvConfigFile_GetString(aConfigFile, aSection, "exclude-if", nullptr);
   if (theNames == nullptr || theNames[0] == '\0') return;
   char *const theCopy = zvStrdup(theNames);
-  aSocketPolicy->mExcludeIFStr = theCopy;
-  aSocketPolicy->mExcludeIF =
-      theCopy != nullptr ? zvCStringParser_TokenizeQuotedList(theCopy, 0, strlen(theCopy)) : nullptr;
+  Replace(aSocketPolicy->mExcludeIFStr, theCopy);
+  Replace(aSocketPolicy->mExcludeIF,
+          theCopy != nullptr ? zvCStringParser_TokenizeQuotedList(theCopy, 0, strlen(theCopy)) : nullptr);
   LogExcluded(aSocketPolicy);
 }
 
@@ -132,15 +137,15 @@ extern "C" void zvSocketPolicy_SetFunc(
   zvAssert(aSocketPolicy != NULL);
   if (aSocketPolicy == nullptr) return;
 
-  aSocketPolicy->mAcceptConnectionFunc = anAcceptConnectionFunc;
-  aSocketPolicy->mGetIPAddressListFunc = aGetIPAddressListFunc;
-  aSocketPolicy->mMapLocalIPAddressToLoopBackFunc = aMapLocalIPAddressToLoopBackFunc;
+  aSocketPolicy->mDecisions.mAcceptConnectionFunc = anAcceptConnectionFunc;
+  aSocketPolicy->mDecisions.mGetIPAddressListFunc = aGetIPAddressListFunc;
+  aSocketPolicy->mDecisions.mMapLocalIPAddressToLoopBackFunc = aMapLocalIPAddressToLoopBackFunc;
 }
 
 extern "C" int zvSocketPolicy_AcceptConnection(zvSocketPolicy *aSocketPolicy, uint32 aSourceIPAddress,
                                                uint32 aReceivedIPAddress) {
   if (aSocketPolicy == nullptr) return 1;
-  const int theAnswer = Decision(aSocketPolicy, &zvSocketPolicy_t::mAcceptConnectionFunc)(
+  const int theAnswer = Decision(aSocketPolicy, &Decisions::mAcceptConnectionFunc)(
       aSocketPolicy, aSourceIPAddress, aReceivedIPAddress);
   if (theAnswer != 0 || !IsPolicy(aSocketPolicy, kzvSocketPolicy_IP_LocalHostOnly)) return theAnswer;
 
@@ -153,18 +158,17 @@ extern "C" int zvSocketPolicy_AcceptConnection(zvSocketPolicy *aSocketPolicy, ui
 
 extern "C" int zvSocketPolicy_GetIPAddressList(zvSocketPolicy *aSocketPolicy, uint32 **anIPAddressList,
                                                int afIncludeLocalhost) {
-  return Decision(aSocketPolicy, &zvSocketPolicy_t::mGetIPAddressListFunc)(aSocketPolicy, anIPAddressList,
-                                                                           afIncludeLocalhost);
+  return Decision(aSocketPolicy, &Decisions::mGetIPAddressListFunc)(aSocketPolicy, anIPAddressList,
+                                                                    afIncludeLocalhost);
 }
 
 extern "C" uint32 zvSocketPolicy_MapLocalIPAddressToLoopBack(zvSocketPolicy *aSocketPolicy,
                                                              uint32 anIPAddress) {
-  return Decision(aSocketPolicy, &zvSocketPolicy_t::mMapLocalIPAddressToLoopBackFunc)(aSocketPolicy,
-                                                                                      anIPAddress);
+  return Decision(aSocketPolicy, &Decisions::mMapLocalIPAddressToLoopBackFunc)(aSocketPolicy, anIPAddress);
 }
 
 extern "C" int zvSocketPolicy_IsValidIF(zvSocketPolicy *aSocketPolicy, const char *anIFName) {
-  return Decision(aSocketPolicy, &zvSocketPolicy_t::mIsValidIFFunc)(aSocketPolicy, anIFName);
+  return Decision(aSocketPolicy, &Decisions::mIsValidIFFunc)(aSocketPolicy, anIFName);
 }
 
 extern "C" void *zvSocketPolicy_GetUserData(zvSocketPolicy *aSocketPolicy) {
@@ -174,7 +178,7 @@ extern "C" void *zvSocketPolicy_GetUserData(zvSocketPolicy *aSocketPolicy) {
 
 extern "C" zvSocketQOS zvSocketPolicy_GetQOS(zvSocketPolicy *aSocketPolicy) {
   zvAssert(aSocketPolicy != NULL);
-  return aSocketPolicy != nullptr ? aSocketPolicy->mSocketQOS : nullptr;
+  return aSocketPolicy != nullptr ? aSocketPolicy->mSocketQOS.get() : nullptr;
 }
 
 // ---- Defaults ----

@@ -13,6 +13,7 @@
 
 #include "private/Failure.h"
 #include "private/FdSet.h"
+#include "private/LockAnnotations.h"
 #include "private/Owner.h"
 #include "private/Record.h"
 
@@ -41,10 +42,13 @@ struct zvSocketSelect_t {
 namespace {
 
 // Holds the mutex of an object to the end of the block.
-class Hold {
+class ZVOS_SCOPED_LOCK Hold {
  public:
-  explicit Hold(zvSocketSelect *aSocketSelect) : mMutex(aSocketSelect->mMutex.get()) { zvMutex_Lock(mMutex); }
-  ~Hold() { zvMutex_Unlock(mMutex); }
+  explicit Hold(zvSocketSelect *aSocketSelect) ZVOS_ACQUIRES(aSocketSelect->mMutex)
+      : mMutex(aSocketSelect->mMutex.get()) {
+    zvMutex_Lock(mMutex);
+  }
+  ~Hold() ZVOS_RELEASES() { zvMutex_Unlock(mMutex); }
   Hold(const Hold &) = delete;
   Hold &operator=(const Hold &) = delete;
 
@@ -89,8 +93,9 @@ void Drain(int aDescriptor) {
   }
 }
 
-// The end of a wait, with the mutex held.
-int zvSocketSelect_S_Reset(zvSocketSelect *aSocketSelect, fd_set *aReadSet) {
+// The end of a wait.
+int zvSocketSelect_S_Reset(zvSocketSelect *aSocketSelect, fd_set *aReadSet)
+    ZVOS_REQUIRES(aSocketSelect->mMutex) {
   const int theDescriptor = aSocketSelect->mTerminatePipe[kzvSocketSelect_PipeRead];
   if (!FD_ISSET(theDescriptor, aReadSet)) return 0;
 

@@ -8,6 +8,7 @@
 #include <zvOS/zvSocketAddress.h>
 #include <zvOS/zvSocketTracker.h>
 
+#include "private/LockAnnotations.h"
 #include "private/SocketAddress.h"
 
 #include <atomic>
@@ -50,10 +51,23 @@ struct zvSocketTrackerData {
 
 using zvAtomic_int = std::atomic<int>;
 
-zvSocketTrackerData sInfo[kSocketTrackerMax];
+// Made with the table. Without a mutex it cannot be acquired, and nothing is tracked.
+class ZVOS_LOCK TableMutex {
+ public:
+  void Make() { mMutex = zvMutex_New(); }
+  bool Acquire() ZVOS_ACQUIRES_WHEN(true) {
+    return mMutex != nullptr && zvMutex_Lock(mMutex) == zvMutex_Status_NoError;
+  }
+  void Release() ZVOS_RELEASES() { zvMutex_Unlock(mMutex); }
+
+ private:
+  zvOSMutex *mMutex = nullptr;
+};
+
+TableMutex sMutex;
+zvSocketTrackerData sInfo[kSocketTrackerMax] ZVOS_GUARDED_BY(sMutex);
 zvAtomic_int sInfoInitValue{0};
 zvAtomic_int sfInited{0};
-zvOSMutex *sMutex = nullptr;
 
 // The first caller prepares the table; the others wait for it without a pause, once in the life of
 // the process.
@@ -61,29 +75,20 @@ void zvSocketTracker_Init() {
   while (sfInited.load(std::memory_order_acquire) == 0) {
     if (sInfoInitValue.fetch_add(1, std::memory_order_relaxed) != 0) continue;
     memset(sInfo, 0, sizeof(sInfo));
-    sMutex = zvMutex_New();
+    sMutex.Make();
     sfInited.store(1, std::memory_order_release);
   }
 }
 
-// False without a mutex: nothing is tracked then.
-bool Lock() {
-  zvSocketTracker_Init();
-  return sMutex != nullptr && zvMutex_Lock(sMutex) == zvMutex_Status_NoError;
-}
-
-void Unlock() {
-  zvMutex_Unlock(sMutex);
-}
-
 template <typename Action>
 void WhileLocked(Action anAction) {
-  if (!Lock()) return;
+  zvSocketTracker_Init();
+  if (!sMutex.Acquire()) return;
   anAction();
-  Unlock();
+  sMutex.Release();
 }
 
-void zvSocketTracker_S_Dump(zvSocket aSocketID) {
+void zvSocketTracker_S_Dump(zvSocket aSocketID) ZVOS_REQUIRES(sMutex) {
   int theCount = 0;
   for (const zvSocketTrackerData &theInfo : sInfo) {
     if (theInfo.ID != kFreeSlot) ++theCount;
@@ -114,7 +119,7 @@ void zvSocketTracker_S_FetchInfo(zvSocketTrackerData *anInfo) {
 }
 
 // The first slot with that socket, or NULL.
-zvSocketTrackerData *Find(zvSocket aSocketID) {
+zvSocketTrackerData *Find(zvSocket aSocketID) ZVOS_REQUIRES(sMutex) {
   for (zvSocketTrackerData &theInfo : sInfo) {
     if (theInfo.ID == aSocketID) return &theInfo;
   }
@@ -122,7 +127,7 @@ zvSocketTrackerData *Find(zvSocket aSocketID) {
 }
 
 void EnterState(zvSocket aSocketID, int32 aState) {
-  WhileLocked([=] {
+  WhileLocked([=]() ZVOS_REQUIRES(sMutex) {
     zvSocketTrackerData *const theInfo = Find(aSocketID);
     if (theInfo == nullptr) return;
     theInfo->state = aState;
@@ -132,7 +137,7 @@ void EnterState(zvSocket aSocketID, int32 aState) {
 }
 
 void Count(zvSocket aSocketID, int aCount, uint32 zvSocketTrackerData::*aCounter) {
-  WhileLocked([=] {
+  WhileLocked([=]() ZVOS_REQUIRES(sMutex) {
     for (zvSocketTrackerData &theInfo : sInfo) {
       if (theInfo.ID != aSocketID) continue;
       zvSocketTracker_S_FetchInfo(&theInfo);
@@ -144,7 +149,7 @@ void Count(zvSocket aSocketID, int aCount, uint32 zvSocketTrackerData::*aCounter
 }  // namespace
 
 extern "C" void zvSocketTracker_Add(zvSocket aSocketID, int afIn, const char *aDebugContext) {
-  WhileLocked([=] {
+  WhileLocked([=]() ZVOS_REQUIRES(sMutex) {
     for (int i = 0; i < kSocketTrackerMax; ++i)
       zvAssert(sInfo[i].ID != aSocketID);
 
@@ -164,7 +169,7 @@ extern "C" void zvSocketTracker_Listen(zvSocket aSocketID) {
 }
 
 extern "C" void zvSocketTracker_Remove(zvSocket aSocketID) {
-  WhileLocked([=] {
+  WhileLocked([=]() ZVOS_REQUIRES(sMutex) {
     zvSocketTrackerData *const theInfo = Find(aSocketID);
     if (theInfo == nullptr) return;
     theInfo->state = kSocket_Closed;
@@ -182,5 +187,5 @@ extern "C" void zvSocketTracker_Recv(zvSocket aSocketID, int aCount) {
 }
 
 extern "C" void zvSocketTracker_Dump(void) {
-  WhileLocked([] { zvSocketTracker_S_Dump(kNoSocket); });
+  WhileLocked([]() ZVOS_REQUIRES(sMutex) { zvSocketTracker_S_Dump(kNoSocket); });
 }

@@ -138,11 +138,12 @@ class CrashReport {
 
 // Runs the step. In a thread that writes a report the step may be given up or, when what it depends on
 // is known to be broken, not run at all; the result is false then.
+bool RunGuarded(CrashOutlet anOutlet, void (*aStep)(void *aContext), void *aContext);
+
 template <typename Step>
 bool RunGuarded(CrashOutlet anOutlet, Step aStep) {
-  ZVOS_RUN_GUARDED_HERE(anOutlet, aStep());
-  const CrashReport *const theReport = CrashReport::Writing();
-  return theReport == nullptr || !theReport->IsBroken(anOutlet);
+  return RunGuarded(
+      anOutlet, [](void *aContext) { (*static_cast<Step *>(aContext))(); }, &aStep);
 }
 
 }  // namespace zvos

@@ -445,4 +445,10 @@ __attribute__((destructor)) static void EndBySignal() {
   nanosleep(&kUntilDeath, nullptr);
 }
 
+bool RunGuarded(CrashOutlet anOutlet, void (*aStep)(void *aContext), void *aContext) {
+  ZVOS_RUN_GUARDED_HERE(anOutlet, aStep(aContext));
+  const CrashReport *const theReport = CrashReport::Writing();
+  return theReport == nullptr || !theReport->IsBroken(anOutlet);
+}
+
 }  // namespace zvos

@@ -42,12 +42,17 @@ void Unmap(void *aMapping) {
   if (void *const theSpare = sSpare.exchange(aMapping)) munmap(theSpare, kGuardSize + kStackSize);
 }
 
+void *StackIn(void *aMapping) {
+  return static_cast<char *>(aMapping) + kGuardSize;
+}
+
 void Release(void *aMapping) {
+  const stack_t theNone = {nullptr, SS_DISABLE, 0};
   stack_t theStack;
-  if (sigaltstack(nullptr, &theStack) == 0 && theStack.ss_sp == static_cast<char *>(aMapping) + kGuardSize) {
-    const stack_t theNone = {nullptr, SS_DISABLE, 0};
-    sigaltstack(&theNone, nullptr);
-  }
+  // The system refuses while the thread runs on it: a handler may end the thread.
+  if (sigaltstack(&theNone, &theStack) != 0) return;
+  // The thread may have put another one in its place.
+  if (theStack.ss_sp != StackIn(aMapping)) sigaltstack(&theStack, nullptr);
   Unmap(aMapping);
 }
 
@@ -59,17 +64,17 @@ __attribute__((constructor)) void MakeKey() {
 }  // namespace
 
 void ProvideSignalStack() {
-  stack_t theStack;
-  if (!sfKey || sigaltstack(nullptr, &theStack) != 0 || (theStack.ss_flags & SS_DISABLE) == 0) return;
-
-  void *const theMapping = Map();
+  void *const theMapping = sfKey ? Map() : nullptr;
   if (theMapping == nullptr) return;
-  if (pthread_setspecific(sKey, theMapping) != 0) {
-    Unmap(theMapping);
-    return;
+
+  const stack_t theOwn = {StackIn(theMapping), 0, kStackSize};
+  stack_t theEarlier;
+  if (sigaltstack(&theOwn, &theEarlier) == 0) {
+    const bool afFirst = (theEarlier.ss_flags & SS_DISABLE) != 0;
+    if (afFirst && pthread_setspecific(sKey, theMapping) == 0) return;
+    sigaltstack(&theEarlier, nullptr);
   }
-  theStack = {static_cast<char *>(theMapping) + kGuardSize, 0, kStackSize};
-  sigaltstack(&theStack, nullptr);
+  Unmap(theMapping);
 }
 
 }  // namespace zvos

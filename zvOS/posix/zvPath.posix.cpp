@@ -33,11 +33,11 @@ constexpr size_t kPathBufferSize = 8194;
 constexpr size_t kLinkReadSize = 8192;
 constexpr char kJavaHost[] = "java";
 
+ForkAwareLock sApplicationPathLock;
+uint32 sApplicationProcessID ZVOS_GUARDED_BY(sApplicationPathLock);
 // Written once, with the lock held; read without it when sfApplicationPathIsRead is set.
-uint32 sApplicationProcessID;
 char sApplicationPath[kPathBufferSize];
 std::atomic<bool> sfApplicationPathIsRead;
-ForkAwareLock sApplicationPathLock;
 
 bool IsSeparator(char aCharacter) {
   return aCharacter == '/' || aCharacter == '\\';
@@ -73,7 +73,7 @@ constexpr int kLinkIsTooLong = -2;
 
 // Reads a link of the process's folder under /proc into a buffer of kPathBufferSize, as a native
 // path. On failure the buffer holds the empty text.
-int ReadProcessLink(const char *aLinkName, char *aBuffer) {
+int ReadProcessLink(const char *aLinkName, char *aBuffer) ZVOS_REQUIRES(sApplicationPathLock) {
   char theLink[sizeof("/proc/4294967295/exe")];
   zv_snprintf(theLink, sizeof(theLink), "/proc/%u/%s", sApplicationProcessID, aLinkName);
   const ssize_t theLength = readlink(theLink, aBuffer, kLinkReadSize);
@@ -86,7 +86,7 @@ int ReadProcessLink(const char *aLinkName, char *aBuffer) {
 }
 
 // A Java virtual machine is not the application: the application lives in the current folder.
-int UseWorkingDirectoryOfJavaHost() {
+int UseWorkingDirectoryOfJavaHost() ZVOS_REQUIRES(sApplicationPathLock) {
   char theDirectory[kPathBufferSize];
   const int theOutcome = ReadProcessLink("cwd", theDirectory);
   if (theOutcome == kLinkIsRead)
@@ -95,7 +95,7 @@ int UseWorkingDirectoryOfJavaHost() {
 }
 
 // The second link is read only when the first could be, so there is at most one failure to tell of.
-int ReadApplicationPath() {
+int ReadApplicationPath() ZVOS_REQUIRES(sApplicationPathLock) {
   sApplicationProcessID = static_cast<uint32>(getpid());
   const int theOutcome = ReadProcessLink("exe", sApplicationPath);
   const bool afJavaHost = theOutcome == kLinkIsRead && strstr(sApplicationPath, kJavaHost) != nullptr;

@@ -38,7 +38,7 @@ ForkAwareLock sResolverLock;
 // stayed behind, every such call would wait for ever.
 std::atomic<bool> sfResolverIsBlocked;
 
-uint32 FirstAddressOf(const hostent *aHost) {
+uint32 FirstAddressOf(const hostent *aHost) ZVOS_REQUIRES(sResolverLock) {
   if (aHost == nullptr || aHost->h_addrtype != AF_INET || aHost->h_addr_list[0] == nullptr) return 0;
   in_addr theFirst;
   memcpy(&theFirst, aHost->h_addr_list[0], sizeof(theFirst));

@@ -5,7 +5,7 @@
 // neighbours.
 
 #include <zvOS/zvMACAddress.h>
-#include <zvOS/zvSocketAddress.h>
+#include <zvOS/zvSocketInterfaces.h>
 #include <zvOS/zvSocketPolicy.h>
 
 #include "private/Owner.h"

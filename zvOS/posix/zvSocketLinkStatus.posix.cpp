@@ -8,7 +8,7 @@
 // unprotected. The local end has one fixed name on the whole machine, so a query that runs, or one
 // that died, makes every other query fail, and thus answer "protected".
 
-#include <zvOS/zvSocketAddress.h>
+#include <zvOS/zvSocketLinkStatus.h>
 #include <zvOS/zvSocketSelect.h>
 
 #include "multiplatform/InterfaceFromIP.h"

@@ -48,19 +48,26 @@ constexpr uint32 kTimeForLogToDrain = 2000;
 
 std::atomic<unsigned> sDoNotCatchSignal;
 
-// Lets the handler run on the signal stack of a thread that has one, and learn what was interrupted.
-void RefineAction(int aSignal) {
+bool IsHandled(int aSignal) {
   struct sigaction theAction;
-  if (sigaction(aSignal, nullptr, &theAction) != 0) return;
-  if (theAction.sa_handler != sThread_S_SignalHandler) return;
-  theAction.sa_flags |= SA_ONSTACK | SA_SIGINFO;
+  return sigaction(aSignal, nullptr, &theAction) == 0 && theAction.sa_handler == sThread_S_SignalHandler;
+}
+
+// The action as signal() has made it, but the handler runs on the signal stack of a thread that has one, and
+// learns what was interrupted.
+void RefineAction(int aSignal) {
+  struct sigaction theAction = {};
+  theAction.sa_handler = sThread_S_SignalHandler;
+  theAction.sa_flags = SA_RESTART | SA_ONSTACK | SA_SIGINFO;
+  sigaddset(&theAction.sa_mask, aSignal);
   sigaction(aSignal, &theAction, nullptr);
 }
 
+// An action that an earlier thread has installed is taken for granted: asking for it is what a thread pays.
 void CatchFatalSignals() {
   for (const int theSignal : zvos::kFatalSignals) {
-    signal(theSignal, sThread_S_SignalHandler);
-    RefineAction(theSignal);
+    const bool afAgain = signal(theSignal, sThread_S_SignalHandler) == sThread_S_SignalHandler;
+    if (afAgain || IsHandled(theSignal)) RefineAction(theSignal);
   }
 }
 

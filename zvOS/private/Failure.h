@@ -34,14 +34,13 @@ ZV_COLD auto OutOfLine(Function aFunction) {
   return aFunction();
 }
 
-// Why a call failed that answers -1 then and says why in errno; 0 when it did not. A call that fails says
-// why: knowing that, the compiler tests once.
+// Why a call failed that answers -1 then and says why in errno; 0 when it did not. EIO stands for a failure
+// that says nothing.
 template <typename Result>
 int ErrorOf(Result aResult) {
   if (!ZV_UNLIKELY(aResult == -1)) return 0;
   const int theError = errno;
-  if (theError == 0) __builtin_unreachable();
-  return theError;
+  return theError != 0 ? theError : EIO;
 }
 
 // Puts into errno, at the end of its block, what the caller is to find there, whatever logging and

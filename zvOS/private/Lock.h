@@ -4,6 +4,8 @@
 // The locks that modules share.
 #pragma once
 
+#include "private/LockAnnotations.h"
+
 #include <linux/futex.h>
 #include <pthread.h>
 #include <sys/syscall.h>
@@ -30,7 +32,7 @@ inline int InitRecursiveMutex(pthread_mutex_t *aMutex) {
 // its holder, and a process that finds another one's name takes it over.
 //
 // Statically initialised, so that any thread may be the first to need it. Not recursive.
-class ForkAwareLock {
+class ZVOS_LOCK ForkAwareLock {
  public:
   constexpr ForkAwareLock() = default;
   ForkAwareLock(const ForkAwareLock &) = delete;
@@ -38,7 +40,7 @@ class ForkAwareLock {
 
   // False: it is held now too, but its former holder stayed behind at a fork, and what that was doing
   // was never finished here.
-  bool Acquire() {
+  bool Acquire() ZVOS_ACQUIRES() {
     const int theProcess = getpid();
     int theHolder = kNobody;
     while (!mHolder.compare_exchange_strong(theHolder, theProcess, std::memory_order_acquire,
@@ -52,7 +54,7 @@ class ForkAwareLock {
     return theHolder == kNobody;
   }
 
-  void Release() {
+  void Release() ZVOS_RELEASES() {
     mHolder.store(kNobody, std::memory_order_release);
     syscall(SYS_futex, &mHolder, FUTEX_WAKE_PRIVATE, 1);
   }
@@ -64,10 +66,11 @@ class ForkAwareLock {
   static_assert(sizeof(mHolder) == sizeof(int), "the system waits on the number itself");
 };
 
-class ForkAwareHold {
+class ZVOS_SCOPED_LOCK ForkAwareHold {
  public:
-  explicit ForkAwareHold(ForkAwareLock &aLock) : mLock(aLock), mfUndisturbed(aLock.Acquire()) {}
-  ~ForkAwareHold() { mLock.Release(); }
+  explicit ForkAwareHold(ForkAwareLock &aLock) ZVOS_ACQUIRES(aLock)
+      : mLock(aLock), mfUndisturbed(aLock.Acquire()) {}
+  ~ForkAwareHold() ZVOS_RELEASES() { mLock.Release(); }
   ForkAwareHold(const ForkAwareHold &) = delete;
   ForkAwareHold &operator=(const ForkAwareHold &) = delete;
 

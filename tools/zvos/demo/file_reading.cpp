@@ -72,11 +72,10 @@ class Pool {
   const ConditionOwner mHasRoom;
   const SemaphoreOwner mReadPermits;
 
-  // Guarded by mMutex.
-  std::vector<Chunk> mQueue;
-  bool mfClosed;  // nothing will be put any more
-  int mReads;     // under way now
-  Reading mReading;
+  std::vector<Chunk> mQueue ZVOS_GUARDED_BY(mMutex);
+  bool mfClosed ZVOS_GUARDED_BY(mMutex);  // nothing will be put any more
+  int mReads ZVOS_GUARDED_BY(mMutex);     // under way now
+  Reading mReading ZVOS_GUARDED_BY(mMutex);
 };
 
 Pool::Pool(const std::string &aPath, uint64 aSize)
@@ -95,8 +94,9 @@ Pool::Pool(const std::string &aPath, uint64 aSize)
 Reading Pool::Read(Step &aStep) {
   const int64 theStart = Microseconds();
   if (!mMutex || !mHasChunks || !mHasRoom || !mReadPermits) {
-    mReading.mProblem.emplace("no locks could be made");
-    return mReading;
+    Reading theFailure = {};
+    theFailure.mProblem.emplace("no locks could be made");
+    return theFailure;
   }
   {
     // Threads are waited for when this block is left, whatever happened in it.
@@ -112,6 +112,7 @@ Reading Pool::Read(Step &aStep) {
     HandOut(aStep);
     Close();
   }
+  const MutexHold theHold(mMutex);
   mReading.mMicroseconds = Microseconds() - theStart;
   return mReading;
 }

@@ -117,10 +117,9 @@ class FileServer {
 
   const MutexOwner mMutex;
   const ConditionOwner mHasWork;
-  // Guarded by mMutex.
-  std::deque<ConnectionOwner> mQueue;
-  std::vector<Waiting> mReturned;
-  bool mfEnding = false;
+  std::deque<ConnectionOwner> mQueue ZVOS_GUARDED_BY(mMutex);
+  std::vector<Waiting> mReturned ZVOS_GUARDED_BY(mMutex);
+  bool mfEnding ZVOS_GUARDED_BY(mMutex) = false;
 
   std::vector<ThreadOwner> mWorkers;
 };
@@ -422,9 +421,12 @@ void FileServer::Account(const ServerConnection &aConnection) {
 
 void FileServer::ShowEnd(const StopSignals &aSignals) {
   TakeBack();
-  for (ConnectionOwner &theConnection : mQueue)
-    mWaiting.push_back({std::move(theConnection), ServerConnection::kToSend});
-  mQueue.clear();
+  {
+    const MutexHold theHold(mMutex);
+    for (ConnectionOwner &theConnection : mQueue)
+      mWaiting.push_back({std::move(theConnection), ServerConnection::kToSend});
+    mQueue.clear();
+  }
   SOCKETTRACKER_DUMP();
   for (Waiting &theWaiting : mWaiting) {
     theWaiting.mConnection->GiveUp("the server ends");

@@ -11,7 +11,8 @@
 // A pointer that the compiler knows nothing of.
 static int *volatile sNowhere = nullptr;
 
-extern "C" __attribute__((noinline, no_sanitize("address,undefined,thread"))) void zvos_CrashOnPurpose(void) {
+extern "C" __attribute__((noinline, no_sanitize("address", "undefined", "thread"))) void zvos_CrashOnPurpose(
+    void) {
   *const_cast<volatile int *>(sNowhere) = 1;
 }
 

@@ -14,6 +14,8 @@
 #include <zvOS/zvSocketSelect.h>
 #include <zvOS/zvThread.h>
 
+#include "private/LockAnnotations.h"
+
 #include <cstdlib>
 #include <memory>
 #include <string>
@@ -63,10 +65,12 @@ inline ThreadOwner StartThread(zvThread_Func aFunction, void *anArgument) {
 }
 
 // Holds a mutex for the length of a block.
-class MutexHold {
+class ZVOS_SCOPED_LOCK MutexHold {
  public:
-  explicit MutexHold(const MutexOwner &aMutex) : mMutex(aMutex.get()) { zvMutex_Lock(mMutex); }
-  ~MutexHold() { zvMutex_Unlock(mMutex); }
+  explicit MutexHold(const MutexOwner &aMutex) ZVOS_ACQUIRES(aMutex) : mMutex(aMutex.get()) {
+    zvMutex_Lock(mMutex);
+  }
+  ~MutexHold() ZVOS_RELEASES() { zvMutex_Unlock(mMutex); }
   MutexHold(const MutexHold &) = delete;
   MutexHold &operator=(const MutexHold &) = delete;
 
