@@ -14,7 +14,6 @@ namespace {
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
 using zvtest::CallsOf;
-using zvtest::Disguise;
 using zvtest::Error;
 using zvtest::Fault;
 
@@ -196,13 +195,6 @@ TEST_F(MutexTest, TagHeldMakesTheCallingThreadTheOwner) {
   EXPECT_EQ(0, zvMutex_IsHeld(mMutex));
   zvMutex_Posix_Tag_Held(mMutex, 1);
   zvMutex_Unlock(mMutex);
-}
-
-TEST_F(MutexTest, TagOperationsDoNotCheckTheMagic) {
-  const Disguise theDisguise(mMutex);
-  zvMutex_Posix_Tag_Held(mMutex, 1);
-  EXPECT_EQ(1u, zvMutex_Posix_Tag_Unheld(mMutex));
-  EXPECT_THAT(mLog.Calls(), IsEmpty());
 }
 
 TEST_F(MutexTest, PosixGetIsTheLockInside) {
