@@ -286,6 +286,13 @@ std::set<int> OpenDescriptors() {
   return theDescriptors;
 }
 
+std::set<int> DescriptorsBesides(const std::set<int> &someFormer) {
+  std::set<int> theDescriptors = OpenDescriptors();
+  for (const int theFormer : someFormer)
+    theDescriptors.erase(theFormer);
+  return theDescriptors;
+}
+
 bool WaitUntil(const std::function<bool()> &aTest, double aSeconds) {
   const Clock::time_point theStart = Clock::now();
   while (!aTest()) {

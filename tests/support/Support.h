@@ -70,6 +70,8 @@ bool IsEmulated();
 
 // The descriptors that this process has open.
 std::set<int> OpenDescriptors();
+// Those that were not among these.
+std::set<int> DescriptorsBesides(const std::set<int> &someFormer);
 
 // Repeats a cheap test until it holds or the time is over; for conditions without an event.
 bool WaitUntil(const std::function<bool()> &aTest, double aSeconds = 10);

@@ -49,8 +49,6 @@ TEST_F(ProcessTest, CloseKeepsTheRecord) {
   theWatch.Watch(theProcess);
   EXPECT_EQ(0, zvProcess_Close(theProcess));
   EXPECT_EQ(0, theWatch.ReleasesOf(theProcess));
-  EXPECT_EQ(0, RecordOf(theProcess).mPID);
-  EXPECT_EQ(nullptr, RecordOf(theProcess).mPipeFD);
   free(theProcess);
 }
 
@@ -82,17 +80,6 @@ TEST_F(ProcessTest, ReadingNothingCountsAsTheEnd) {
   char theByte = 'x';
   EXPECT_EQ(kzvProcessStatus_EOS, zvProcess_Read(theProcess.Handle(), &theByte, 0));
   EXPECT_EQ('x', theByte);
-}
-
-TEST_F(ProcessTest, WithoutARecordOrAStreamThereIsNoProcess) {
-  Record theClosed = {nullptr, 0};
-  for (const zvProcessFD theProcess : {zvProcessFD{nullptr}, HandleOf(&theClosed)}) {
-    char theByte = 'x';
-    EXPECT_EQ(kzvProcessStatus_InvalidFD, zvProcess_Read(theProcess, &theByte, 1));
-    EXPECT_EQ(-1, zvProcess_Write(theProcess, &theByte, 1));
-    EXPECT_EQ(0, zvProcess_Close(theProcess));
-    EXPECT_EQ('x', theByte);
-  }
 }
 
 TEST_F(ProcessTest, NothingIsKnownAboutLife) {

@@ -37,7 +37,7 @@ TEST_F(SingleInstanceFailureTest, AFileThatMayNotBeWrittenCountsAsTaken) {
       return 1;
     }
     const Checker theChecker;
-    printf("%s %d", theChecker.State().c_str(), theChecker.Contents().mLockFile);
+    printf("%s %d", theChecker.State().c_str(), theChecker.Descriptor());
     for (const zvtest::Message &theMessage : mLog.Messages())
       printf(" %d %d %s", theMessage.mLevel, theMessage.mModule, theMessage.mText.c_str());
     return 0;
@@ -50,7 +50,7 @@ TEST_F(SingleInstanceFailureTest, AFileThatMayNotBeWrittenCountsAsTaken) {
 TEST_F(SingleInstanceFailureTest, AMissingFolderIsAnError) {
   const Checker theChecker("x/y");
   EXPECT_EQ("taken, error", theChecker.State());
-  EXPECT_EQ(-1, theChecker.Contents().mLockFile);
+  EXPECT_EQ(-1, theChecker.Descriptor());
   EXPECT_THAT(mLog.Messages(), ElementsAre(NotOpened(mFolder.File("x/y"))));
 }
 
@@ -86,7 +86,7 @@ TEST_F(SingleInstanceFailureTest, OnlyTwoErrorsOfOpeningMeanTaken) {
     Fault theFault("open", theAnswer.mError);
     const Checker theChecker;
     EXPECT_EQ(theAnswer.mState, theChecker.State()) << strerror(theAnswer.mError);
-    EXPECT_EQ(-1, theChecker.Contents().mLockFile);
+    EXPECT_EQ(-1, theChecker.Descriptor());
     EXPECT_THAT(mLog.Messages(), ElementsAre(NotOpened(LockFile())));
   }
 }
@@ -98,7 +98,7 @@ TEST_F(SingleInstanceFailureTest, OnlyTwoErrorsOfLockingMeanTaken) {
     Fault theFault("fcntl", theAnswer.mError);
     const Checker theChecker;
     EXPECT_EQ(theAnswer.mState, theChecker.State()) << strerror(theAnswer.mError);
-    EXPECT_TRUE(IsOpen(theChecker.Contents().mLockFile));
+    EXPECT_TRUE(IsOpen(theChecker.Descriptor()));
     EXPECT_THAT(mLog.Messages(), ElementsAre(Locked()));
   }
 }
@@ -206,7 +206,7 @@ TEST_F(SingleInstanceFailureTest, DeletingNothingDoesNothing) {
 
 TEST_F(SingleInstanceFailureTest, DeleteClosesTheFile) {
   Checker theChecker;
-  const int theDescriptor = theChecker.Contents().mLockFile;
+  const int theDescriptor = theChecker.Descriptor();
   mLog.Clear();
   theChecker.Delete();
   EXPECT_FALSE(IsOpen(theDescriptor));
@@ -220,26 +220,6 @@ TEST_F(SingleInstanceFailureTest, DeleteOfACheckerWithoutAFileClosesNothing) {
   theChecker.Delete();
   EXPECT_EQ(theCalls, CallsOf("close"));
   EXPECT_THAT(mLog.Calls(), IsEmpty());
-}
-
-TEST_F(SingleInstanceFailureTest, DeleteLeavesNoDescriptorInTheRecordItReleases) {
-  for (const char *theName : {kName, "x/y"}) {
-    for (const int theError : {0, EIO}) {
-      zvOSSingleInstanceChecker *const theChecker = zvSingleInstanceChecker_New(theName);
-      const int theDescriptor = zvtest::single_instance::RecordOf(theChecker).mLockFile;
-      int theLast = 77;
-      Fault theClose("close", theError);
-      if (theError == 0) theClose.PassingThrough();
-      Fault theRelease("free", 0, 0, -1);
-      theRelease.PassingThrough().Doing([&](const long long *anArguments) {
-        const auto *theRecord = zvtest::ArgumentAs<const zvOSSingleInstanceChecker>(anArguments[0]);
-        if (theRecord == theChecker) theLast = zvtest::single_instance::RecordOf(theRecord).mLockFile;
-      });
-      zvSingleInstanceChecker_Delete(theChecker);
-      EXPECT_EQ(-1, theLast) << theName << theError;
-      if (theError != 0) close(theDescriptor);
-    }
-  }
 }
 
 TEST_F(SingleInstanceFailureTest, AFailingCloseIsLoggedAndTheRecordReleased) {

@@ -112,7 +112,7 @@ TEST_F(SingleInstanceTest, TheFirstOneHasTheName) {
   const Checker theChecker;
   EXPECT_EQ("free", theChecker.State());
   EXPECT_THAT(mLog.Messages(), ElementsAre(Owned()));
-  EXPECT_TRUE(IsOpen(theChecker.Contents().mLockFile));
+  EXPECT_TRUE(IsOpen(theChecker.Descriptor()));
 }
 
 TEST_F(SingleInstanceTest, ASecondProcessLearnsThatTheNameIsTaken) {
@@ -126,7 +126,7 @@ TEST_F(SingleInstanceTest, ASecondProcessLearnsThatTheNameIsTaken) {
 TEST_F(SingleInstanceTest, ItsDescriptorStaysOpenUntilTheDeleteAlthoughTheNameIsTaken) {
   const OtherProcess theHolder;
   Checker theChecker;
-  const int theDescriptor = theChecker.Contents().mLockFile;
+  const int theDescriptor = theChecker.Descriptor();
   EXPECT_TRUE(IsOpen(theDescriptor));
   theChecker.Delete();
   EXPECT_FALSE(IsOpen(theDescriptor));
@@ -273,7 +273,7 @@ TEST_F(SingleInstanceTest, TheLockIsTriedForAndNotWaitedFor) {
     theLock = *ArgumentAs<struct flock>(anArguments[2]);
   });
   const Checker theChecker;
-  EXPECT_THAT(theArguments, ElementsAre(theChecker.Contents().mLockFile, F_SETLK));
+  EXPECT_THAT(theArguments, ElementsAre(theChecker.Descriptor(), F_SETLK));
   EXPECT_EQ(F_WRLCK, theLock.l_type);
   EXPECT_EQ(SEEK_SET, theLock.l_whence);
   EXPECT_EQ(0, theLock.l_start);

@@ -78,13 +78,6 @@ inline Policy NewPolicy(uint32 aPolicy, void *aUserData = nullptr) {
   return Policy(zvSocketPolicy_New(aPolicy, aUserData));
 }
 
-// The number that the record begins with.
-inline uint32 NumberOf(const Policy &aPolicy) {
-  uint32 theNumber;
-  memcpy(&theNumber, aPolicy.get(), sizeof theNumber);
-  return theNumber;
-}
-
 class SocketPolicy : public ::testing::Test {
  protected:
   // Configures from a file with these lines in the section "server".

@@ -21,18 +21,11 @@ using zvtest::OpenDescriptors;
 using zvtest::net::AsArgument;
 using zvtest::net::Socket;
 
-std::set<int> Added(const std::set<int> &someBefore, const std::set<int> &someAfter) {
-  std::set<int> theResult;
-  std::set_difference(someAfter.begin(), someAfter.end(), someBefore.begin(), someBefore.end(),
-                      std::inserter(theResult, theResult.end()));
-  return theResult;
-}
-
 TEST_F(SocketSelect, TheReadEndIsNonBlockingAndTheWriteEndIsBlocking) {
   const std::set<int> theBefore = OpenDescriptors();
   zvSocketSelect *const theSelect = zvSocketSelect_New();
   ASSERT_NE(nullptr, theSelect);
-  std::set<int> theEnds = Added(theBefore, OpenDescriptors());
+  std::set<int> theEnds = zvtest::DescriptorsBesides(theBefore);
   ASSERT_EQ(2u, theEnds.size());
 
   Set theReadSet;
