@@ -46,7 +46,7 @@ class ReleaseWatch {
  public:
   ReleaseWatch() : mFree("free", 0, 0, -1) {
     mFree.PassingThrough().Doing([this](const long long *anArguments) {
-      const auto theRecord = mRecords.find(anArguments[0]);
+      const auto theRecord = mRecords.find(ArgumentAs<void>(anArguments[0]));
       if (theRecord == mRecords.end()) return;
       ++theRecord->second.mReleases;
       if (theRecord->second.mLook) theRecord->second.mLook();
@@ -60,17 +60,11 @@ class ReleaseWatch {
   int ReleasesOf(void *aRecord) const { return mRecords.at(aRecord).mReleases; }
 
  private:
-  struct Key {
-    Key(void *aPointer) : mPointer(aPointer) {}
-    Key(long long aValue) : mPointer(reinterpret_cast<void *>(static_cast<intptr_t>(aValue))) {}
-    bool operator<(const Key &another) const { return mPointer < another.mPointer; }
-    void *mPointer;
-  };
   struct Record {
     int mReleases;
     std::function<void()> mLook;
   };
-  std::map<Key, Record> mRecords;
+  std::map<void *, Record> mRecords;
   Fault mFree;
 };
 
@@ -83,7 +77,7 @@ class JunkMemory {
   explicit JunkMemory(const std::function<void(const void *aMemory)> &aLook = [](const void *) {})
       : mMemory(malloc(kSize)), mMalloc("malloc", 0) {
     memset(mMemory, 0xA5, kSize);
-    mMalloc.Returning(static_cast<long long>(reinterpret_cast<intptr_t>(mMemory)));
+    mMalloc.Returning(AsArgument(mMemory));
     mWatch.Watch(mMemory, [this, aLook] { aLook(mMemory); });
   }
   JunkMemory(const JunkMemory &) = delete;
@@ -105,13 +99,7 @@ class JunkMemory {
 // is allowed; for arguments of interposed calls.
 template <typename Type>
 bool IsInitial(long long anAddress, const Type &anInitialValue) {
-  const auto *theObject = reinterpret_cast<const void *>(static_cast<intptr_t>(anAddress));
-  return memcmp(theObject, &anInitialValue, sizeof(Type)) == 0;
-}
-
-template <typename Type>
-Type *ArgumentAs(long long anArgument) {
-  return reinterpret_cast<Type *>(static_cast<intptr_t>(anArgument));
+  return memcmp(ArgumentAs<void>(anAddress), &anInitialValue, sizeof(Type)) == 0;
 }
 
 }  // namespace zvtest

@@ -9,6 +9,7 @@
 namespace {
 
 using ::testing::IsEmpty;
+using zvtest::ArgumentAs;
 using zvtest::Fault;
 using zvtest::RecordingLog;
 using zvtest::TempFolder;
@@ -76,7 +77,7 @@ TEST(ConsoleKeyTest, AvailabilityIsAskedForWithoutWaiting) {
     EXPECT_EQ(fileno(theInput) + 1, someArguments[0]);
     EXPECT_EQ(0, someArguments[2]);
     EXPECT_EQ(0, someArguments[3]);
-    theTime = *net::Pointer<const timeval>(someArguments[4]);
+    theTime = *ArgumentAs<const timeval>(someArguments[4]);
   });
   EXPECT_EQ(0, zvConsolePlatform_IsCharAvailable(theInput));
   EXPECT_EQ(0, theTime.tv_sec);
@@ -96,7 +97,7 @@ TEST(ConsoleKeyTest, NothingIsAvailableWhereItCannotBeFoundOut) {
     // Ready, but not for reading.
     Fault theFault("select", 0);
     theFault.Returning(1).Doing(
-        [](const long long *someArguments) { FD_ZERO(net::Pointer<fd_set>(someArguments[1])); });
+        [](const long long *someArguments) { FD_ZERO(ArgumentAs<fd_set>(someArguments[1])); });
     EXPECT_EQ(0, zvConsolePlatform_IsCharAvailable(theInput));
   }
   EXPECT_EQ(1, zvConsolePlatform_IsCharAvailable(theInput));

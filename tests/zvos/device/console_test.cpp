@@ -13,6 +13,8 @@ namespace {
 
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
+using zvtest::Arguments;
+using zvtest::CopyInto;
 using zvtest::Fault;
 using zvtest::RecordingLog;
 using zvtest::console::Stream;
@@ -241,9 +243,9 @@ TEST(ConsoleTest, TheSettingsAreAppliedAtOnceAndAFailureIsIgnored) {
     const Terminal theTerminal;
     const tcflag_t theOldMode = theTerminal.LocalMode();
     Console(theTerminal, [&] {
-      net::Arguments theArguments;
+      Arguments theArguments;
       Fault theFault("tcsetattr", EIO, 0, -1);
-      theFault.Doing(net::CopyInto(&theArguments, 2));
+      theFault.Doing(CopyInto(&theArguments, 2));
       zvConsolePlatform_Disable(kKeys);
       EXPECT_THAT(theArguments, ElementsAre(STDIN_FILENO, TCSANOW));
       zvConsolePlatform_Enable(kKeys);

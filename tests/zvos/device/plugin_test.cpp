@@ -25,6 +25,7 @@
 using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::IsEmpty;
+using zvtest::AsArgument;
 using zvtest::ChildResult;
 using zvtest::Fault;
 using zvtest::RecordingLog;
@@ -37,7 +38,7 @@ constexpr char kNoText[] = "(no text)";
 
 // An argument or a result of a faulted call.
 long long ValueOf(const void *aPointer) {
-  return static_cast<long long>(reinterpret_cast<intptr_t>(aPointer));
+  return AsArgument(aPointer);
 }
 
 auto PluginError(const std::string &aText) {

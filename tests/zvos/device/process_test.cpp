@@ -6,7 +6,10 @@
 #include "process_support.h"
 
 using zvtest::ArgumentAs;
+using zvtest::Arguments;
+using zvtest::AsArgument;
 using zvtest::CallsOf;
+using zvtest::CopyInto;
 using zvtest::Fault;
 using namespace zvtest::process;
 
@@ -49,10 +52,9 @@ TEST_F(ProcessTest, BothModesTogetherRead) {
 TEST_F(ProcessTest, TheStatusFlagsAreSetToNonBlockingAlone) {
   for (const zvProcessOpenMode theMode : {zvProcessOpenMode_Read, zvProcessOpenMode_Write}) {
     const int theCalls = CallsOf("fcntl");
-    std::vector<long long> theArguments;
+    Arguments theArguments;
     Fault theFault("fcntl", 0);
-    theFault.PassingThrough().Doing(
-        [&](const long long *anArguments) { theArguments.assign(anArguments, anArguments + 3); });
+    theFault.PassingThrough().Doing(CopyInto(&theArguments, 3));
     const Process theProcess("exit 0", theMode);
     EXPECT_THAT(theArguments, ::testing::ElementsAre(theProcess.Descriptor(), F_SETFL, O_NONBLOCK));
     EXPECT_EQ(theCalls + 1, CallsOf("fcntl"));
@@ -131,14 +133,11 @@ TEST_F(ProcessTest, BinaryOutputIsNotChanged) {
 TEST_F(ProcessTest, AReadGoesToTheDescriptorPastTheStream) {
   const Process theProcess("exit 0", zvProcessOpenMode_Read);
   char theBuffer[100];
-  std::vector<long long> theArguments;
+  Arguments theArguments;
   Fault theFault("read", 0);
-  theFault.Returning(17).Doing(
-      [&](const long long *anArguments) { theArguments.assign(anArguments, anArguments + 3); });
+  theFault.Returning(17).Doing(CopyInto(&theArguments, 3));
   EXPECT_EQ(17, zvProcess_Read(theProcess.Handle(), theBuffer, 100));
-  EXPECT_THAT(theArguments,
-              ::testing::ElementsAre(theProcess.Descriptor(),
-                                     static_cast<long long>(reinterpret_cast<intptr_t>(theBuffer)), 100));
+  EXPECT_THAT(theArguments, ::testing::ElementsAre(theProcess.Descriptor(), AsArgument(theBuffer), 100));
 }
 
 TEST_F(ProcessTest, AFailedReadIsAnInvalidProcess) {
@@ -196,10 +195,9 @@ TEST_F(ProcessTest, WrittenBytesReachTheCommandAtTheLatestWhenItIsClosed) {
 TEST_F(ProcessTest, AWriteIsOneOfSingleBytesThroughTheStream) {
   const Process theProcess("cat", zvProcessOpenMode_Write);
   const std::string theText = "some bytes";
-  std::vector<long long> theArguments;
+  Arguments theArguments;
   Fault theFault("fwrite", 0);
-  theFault.Returning(4).Doing(
-      [&](const long long *anArguments) { theArguments.assign(anArguments, anArguments + 4); });
+  theFault.Returning(4).Doing(CopyInto(&theArguments, 4));
   EXPECT_EQ(4, theProcess.Write(theText));
   ASSERT_EQ(4u, theArguments.size());
   EXPECT_EQ(theText.data(), ArgumentAs<const char>(theArguments[0]));

@@ -17,6 +17,7 @@ namespace {
 using namespace zvtest::single_instance;
 using ::testing::ElementsAre;
 using zvtest::ArgumentAs;
+using zvtest::Arguments;
 using zvtest::Fault;
 using zvtest::Format;
 
@@ -265,7 +266,7 @@ TEST_F(SingleInstanceTest, ExactlyTheFirstByteIsLocked) {
 }
 
 TEST_F(SingleInstanceTest, TheLockIsTriedForAndNotWaitedFor) {
-  std::vector<long long> theArguments;
+  Arguments theArguments;
   struct flock theLock = {};
   Fault theFault("fcntl", 0);
   theFault.PassingThrough().Doing([&](const long long *anArguments) {
@@ -282,7 +283,7 @@ TEST_F(SingleInstanceTest, TheLockIsTriedForAndNotWaitedFor) {
 
 TEST_F(SingleInstanceTest, TheFileIsOpenedForWritingAndMadeWhenMissing) {
   std::string thePath;
-  std::vector<long long> theArguments;
+  Arguments theArguments;
   Fault theFault("open", 0);
   theFault.PassingThrough().Doing([&](const long long *anArguments) {
     thePath = ArgumentAs<const char>(anArguments[0]);

@@ -23,6 +23,7 @@ namespace {
 
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
+using zvtest::AsArgument;
 using zvtest::ElfImage;
 using zvtest::ElfLayout;
 using zvtest::Fault;
@@ -162,7 +163,7 @@ TEST_F(UITest, OutputThatCannotBeFlushedIsNoFailure) {
       EXPECT_EQ(0, zvUI_DisplayToEndUser("a", "b"));
     else
       EXPECT_EQ(7, zvUI_AskToEndUserYesNo("a", "b", 7));
-    EXPECT_EQ(static_cast<long long>(reinterpret_cast<intptr_t>(stdout)), theStream);
+    EXPECT_EQ(AsArgument(stdout), theStream);
   }
 }
 

@@ -10,6 +10,7 @@
 
 using testing::ElementsAre;
 using testing::IsEmpty;
+using zvtest::ArgumentAs;
 using zvtest::CallsOf;
 using zvtest::Dir;
 using zvtest::DirError;
@@ -20,7 +21,6 @@ using zvtest::IsAlone;
 using zvtest::IsDir;
 using zvtest::kSpoiledErrno;
 using zvtest::Replaced;
-using zvtest::TextOf;
 
 namespace {
 
@@ -252,7 +252,7 @@ std::vector<std::string> LevelsOf(const std::string &aPath, int aResult) {
   std::vector<std::string> theLevels;
   Fault theFault("mkdir", 0, 0, -1);
   theFault.Returning(0).Doing(
-      [&](const long long *anArguments) { theLevels.emplace_back(TextOf(anArguments[0])); });
+      [&](const long long *anArguments) { theLevels.emplace_back(ArgumentAs<const char>(anArguments[0])); });
   EXPECT_EQ(aResult, zvDir_CreatePath(aPath.c_str())) << aPath;
   return theLevels;
 }
@@ -282,7 +282,7 @@ TEST_F(Dir, CreatePathNeverLooksAtTheFirstComponent) {
   {
     Fault theFault("stat", 0, 0, -1);
     theFault.PassingThrough().Doing(
-        [&](const long long *anArguments) { theLooks.emplace_back(TextOf(anArguments[0])); });
+        [&](const long long *anArguments) { theLooks.emplace_back(ArgumentAs<const char>(anArguments[0])); });
     EXPECT_EQ(1, zvDir_CreatePath(mTree.At("a/b").c_str()));
   }
   std::vector<std::string> theExpected;

@@ -23,13 +23,14 @@ using testing::ElementsAre;
 using testing::IsEmpty;
 using testing::Not;
 using testing::UnorderedElementsAre;
+using zvtest::ArgumentAs;
+using zvtest::AsArgument;
 using zvtest::CallsOf;
 using zvtest::DirError;
 using zvtest::Fault;
 using zvtest::Format;
 using zvtest::InOwnProcess;
 using zvtest::RecordingLog;
-using zvtest::TextOf;
 using zvtest::Traverser;
 using zvtest::Tree;
 using zvtest::Walk;
@@ -174,7 +175,7 @@ TEST_F(DirTraverserOdd, EntriesOfUnknownKindAreLookedAt) {
     const int theStats = CallsOf("stat");
     Fault theEnd("readdir", 0, 0, -1);
     Fault theFault("readdir", 0);
-    theFault.Returning(static_cast<long long>(reinterpret_cast<intptr_t>(&theRaw)));
+    theFault.Returning(AsArgument(&theRaw));
     const zvDirEntry *theEntry = theTraverser.First("*", zvDIR_DEFAULT | zvDIR_DOTDOT);
     EXPECT_LT(theStats, CallsOf("stat"));
     EXPECT_EQ(kNoError, theTraverser.Status());
@@ -250,8 +251,8 @@ class DirTraverserLongPath : public DirTraverserOdd {
     const Traverser theTraverser(mPath);
     Fault theFault("opendir", 0);
     theFault.Doing([&](const long long *anArguments) {
-      EXPECT_EQ(mPath, TextOf(anArguments[0]));
-      theFault.Returning(static_cast<long long>(reinterpret_cast<intptr_t>(opendir(mTree.Path().c_str()))));
+      EXPECT_EQ(mPath, ArgumentAs<const char>(anArguments[0]));
+      theFault.Returning(AsArgument(opendir(mTree.Path().c_str())));
     });
     return Walk(theTraverser);
   }
@@ -279,7 +280,8 @@ TEST_F(DirTraverserLongPath, ALinkWhosePathJustFitsIsLookedAt) {
   mTree.MakeLink("link", "/usr");
   std::vector<std::string> theLooks;
   Fault theFault("stat", ENAMETOOLONG, 0, -1);
-  theFault.Doing([&](const long long *anArguments) { theLooks.emplace_back(TextOf(anArguments[0])); });
+  theFault.Doing(
+      [&](const long long *anArguments) { theLooks.emplace_back(ArgumentAs<const char>(anArguments[0])); });
   EXPECT_THAT(WalkWithPathLength(kBufferSize - 1 - strlen("/link")), IsEmpty());
   EXPECT_THAT(theLooks, ElementsAre(mPath + "/link", mPath + "/link"));
   EXPECT_THAT(mLog.Messages(), IsEmpty());

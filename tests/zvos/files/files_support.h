@@ -80,11 +80,6 @@ inline bool IsDir(const std::string &aPath) {
   return stat(aPath.c_str(), &theData) == 0 && S_ISDIR(theData.st_mode);
 }
 
-// The text that an argument of a faulted call points to.
-inline const char *TextOf(long long anArgument) {
-  return reinterpret_cast<const char *>(static_cast<uintptr_t>(anArgument));
-}
-
 inline std::string Replaced(std::string aText, char anOld, char aNew) {
   for (char &theChar : aText)
     if (theChar == anOld) theChar = aNew;
@@ -144,15 +139,6 @@ inline int CodeOf(int anErrno) {
 
 inline auto FileError(const std::string &aText) {
   return Error(kFileModule, aText);
-}
-
-// The arguments of every call that a fault saw, as many as the function has.
-using CallList = std::vector<std::vector<long long>>;
-
-inline std::function<void(const long long *)> RecordInto(CallList &aList, size_t aCount) {
-  return [&aList, aCount](const long long *anArguments) {
-    aList.emplace_back(anArguments, anArguments + aCount);
-  };
 }
 
 class File : public ::testing::Test {

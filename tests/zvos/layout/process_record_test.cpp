@@ -5,6 +5,7 @@
 
 #include "zvos/device/process_support.h"
 
+using zvtest::AsArgument;
 using zvtest::Fault;
 using namespace zvtest::process;
 
@@ -18,7 +19,7 @@ struct Record {
 TEST_F(ProcessTest, TheRecordHasTheStreamAndNoProcessId) {
   FILE *const theStream = popen("exit 0", "r");
   Fault theFault("popen", 0);
-  theFault.Returning(static_cast<long long>(reinterpret_cast<intptr_t>(theStream)));
+  theFault.Returning(AsArgument(theStream));
   zvProcessFD theProcess = nullptr;
   ASSERT_EQ(0, zvProcess_Open("exit 0", zvProcessOpenMode_Read, &theProcess));
   const Record &theRecord = *reinterpret_cast<Record *>(theProcess);

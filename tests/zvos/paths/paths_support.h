@@ -131,10 +131,9 @@ inline void GiveWithTextBehind(Fault &aFault, size_t aSize, const std::string &a
   char *theMemory = static_cast<char *>(malloc(aSize + aText.size() + 1));
   ASSERT_NE(nullptr, theMemory);
   memcpy(theMemory + aSize, aText.c_str(), aText.size() + 1);
-  aFault.Returning(static_cast<long long>(reinterpret_cast<intptr_t>(theMemory)))
-      .Doing([aSize](const long long *anArguments) {
-        EXPECT_EQ(static_cast<long long>(aSize), anArguments[0]);
-      });
+  aFault.Returning(AsArgument(theMemory)).Doing([aSize](const long long *anArguments) {
+    EXPECT_EQ(static_cast<long long>(aSize), anArguments[0]);
+  });
 }
 
 class BinaryRevision : public ::testing::Test {

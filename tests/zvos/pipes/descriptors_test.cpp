@@ -32,6 +32,7 @@ using ::testing::Each;
 using ::testing::SizeIs;
 using ::testing::Truly;
 using zvtest::Address;
+using zvtest::ArgumentAs;
 using zvtest::Fault;
 using zvtest::Format;
 using zvtest::InOwnProcess;
@@ -258,8 +259,7 @@ TEST(Descriptors, ThatAreOpenForTheTimeOfACallAreMadeSo) {
 
     std::string theMode;
     Fault theTable("fopen", ENOENT);
-    theTable.Doing(
-        [&](const long long *anArguments) { theMode = zvtest::net::Pointer<const char>(anArguments[1]); });
+    theTable.Doing([&](const long long *anArguments) { theMode = ArgumentAs<const char>(anArguments[1]); });
     sockaddr_in theAddress = zvtest::net::Loopback();
     size_t theLength = sizeof theHardwareAddress;
     EXPECT_EQ(-1, zvSocket_QueryARP(Generic(&theAddress), theHardwareAddress, &theLength));

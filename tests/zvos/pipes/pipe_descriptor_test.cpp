@@ -12,6 +12,7 @@ using namespace zvtest::pipes;
 
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
+using zvtest::ArgumentAs;
 using zvtest::Fault;
 using zvtest::Format;
 using zvtest::OpenDescriptors;
@@ -358,7 +359,7 @@ TEST_P(PipeDescriptorTest, AHandleOfTheSendersProcessAloneIsABadMessageAndIsNotL
     int theType = -1;
     Fault theRecvmsg("recvmsg", 0);
     theRecvmsg.PassingThrough().Doing([&](const long long *someArguments) {
-      auto *const theMessage = net::Pointer<msghdr>(someArguments[1]);
+      auto *const theMessage = ArgumentAs<msghdr>(someArguments[1]);
       const cmsghdr *const theHeader = CMSG_FIRSTHDR(theMessage);
       if (theHeader != nullptr) theType = theHeader->cmsg_type;
     });

@@ -12,6 +12,7 @@ using namespace zvtest::pipes;
 
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
+using zvtest::ArgumentAs;
 using zvtest::CallsOf;
 using zvtest::Error;
 using zvtest::Fault;
@@ -228,7 +229,7 @@ TEST_P(FirstPipeTest, MakesTheProcessIgnoreBrokenPipesOnceAndForAll) {
     Fault theSigaction("sigaction", 0, 0, -1);
     theSigaction.PassingThrough().Doing([&](const long long *someArguments) {
       theSignal = someArguments[0];
-      theAction = *net::Pointer<const struct sigaction>(someArguments[1]);
+      theAction = *ArgumentAs<const struct sigaction>(someArguments[1]);
     });
     const int thePipe = GetParam().mMake();
     EXPECT_GE(thePipe, 0);

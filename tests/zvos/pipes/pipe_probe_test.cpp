@@ -14,6 +14,7 @@ using namespace zvtest::pipes;
 
 using ::testing::IsEmpty;
 using ::testing::StartsWith;
+using zvtest::ArgumentAs;
 using zvtest::CallsOf;
 using zvtest::Fault;
 using zvtest::Format;
@@ -132,7 +133,7 @@ class Times {
   explicit Times(std::vector<timeval> someTimes)
       : mTimes(std::move(someTimes)), mFault("gettimeofday", 0, 0, -1) {
     mFault.Returning(0).Doing([this](const long long *someArguments) {
-      *net::Pointer<timeval>(someArguments[0]) = mTimes.at(mNext);
+      *ArgumentAs<timeval>(someArguments[0]) = mTimes.at(mNext);
       if (mNext + 1 < mTimes.size()) ++mNext;
     });
   }

@@ -164,7 +164,7 @@ struct NativeAddress {
 };
 
 inline NativeAddress AddressFrom(const long long *someArguments) {
-  const auto *theAddress = net::Pointer<const sockaddr_un>(someArguments[1]);
+  const auto *theAddress = ArgumentAs<const sockaddr_un>(someArguments[1]);
   EXPECT_EQ(AF_UNIX, theAddress->sun_family);
   const auto theLength = static_cast<socklen_t>(someArguments[2]);
   return {std::string(theAddress->sun_path, theLength - offsetof(sockaddr_un, sun_path)), theLength};

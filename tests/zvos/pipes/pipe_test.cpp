@@ -17,6 +17,9 @@ using namespace zvtest::pipes;
 using ::testing::AnyOf;
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
+using zvtest::Arguments;
+using zvtest::AsArgument;
+using zvtest::CopyInto;
 using zvtest::Fault;
 using zvtest::Format;
 using zvtest::Info;
@@ -194,18 +197,18 @@ TEST(PipeTest, ReadsAndWritesAreOneCallThatRaisesNoSignal) {
   InNewProcess([] {
     const Pair thePair(ZVPIPE_DEFAULT);
     const char theText[] = "hello";
-    net::Arguments theSend;
+    Arguments theSend;
     Fault theSendFault("send", 0);
-    theSendFault.PassingThrough().Doing(net::CopyInto(&theSend, 4));
+    theSendFault.PassingThrough().Doing(CopyInto(&theSend, 4));
     EXPECT_EQ(5, zvPipe_Write(thePair[0], theText, 5));
-    EXPECT_THAT(theSend, ElementsAre(thePair[0], net::AsArgument(theText), 5, MSG_NOSIGNAL));
+    EXPECT_THAT(theSend, ElementsAre(thePair[0], AsArgument(theText), 5, MSG_NOSIGNAL));
 
     char theBuffer[5];
-    net::Arguments theRecv;
+    Arguments theRecv;
     Fault theRecvFault("recv", 0);
-    theRecvFault.PassingThrough().Doing(net::CopyInto(&theRecv, 4));
+    theRecvFault.PassingThrough().Doing(CopyInto(&theRecv, 4));
     EXPECT_EQ(5, zvPipe_Read(thePair[1], theBuffer, sizeof theBuffer));
-    EXPECT_THAT(theRecv, ElementsAre(thePair[1], net::AsArgument(theBuffer), 5, MSG_NOSIGNAL | MSG_WAITALL));
+    EXPECT_THAT(theRecv, ElementsAre(thePair[1], AsArgument(theBuffer), 5, MSG_NOSIGNAL | MSG_WAITALL));
   });
 }
 

@@ -29,6 +29,7 @@ using ::testing::ElementsAre;
 using ::testing::IsEmpty;
 using zvtest::Address;
 using zvtest::ArgumentAs;
+using zvtest::AsArgument;
 using zvtest::CallsOf;
 using zvtest::Error;
 using zvtest::Fault;
@@ -392,7 +393,7 @@ TEST_F(LinkStatus, AFailureOfTheExchangeIsLoggedProtectedAndLeaksTheAnswer) {
       zvtest::ReleaseWatch theWatch;
       theWatch.Watch(theMemory);
       Fault theAllocation("calloc", 0, 1);  // after the list of interfaces
-      theAllocation.Returning(static_cast<long long>(reinterpret_cast<intptr_t>(theMemory)));
+      theAllocation.Returning(AsArgument(theMemory));
 
       Fault theFault(theCase.mCall, EIO, theCase.mSkip);
       EXPECT_EQ(1, Query()) << theCase.mCall;

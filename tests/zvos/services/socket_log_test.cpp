@@ -13,6 +13,7 @@ using ::testing::Each;
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
 using zvtest::AdmitTraffic;
+using zvtest::ArgumentAs;
 using zvtest::Asserted;
 using zvtest::CallsOf;
 using zvtest::Error;
@@ -261,8 +262,7 @@ TEST_F(SocketLog, TheNameIsMadeOfPeerAndDescriptorAndHasAtMost39Characters) {
     Fault theFault("getpeername", 0);
     theFault.Returning(0).Doing([&](const long long *anArguments) {
       EXPECT_EQ(theCase.mSocket, anArguments[0]);
-      *zvtest::net::Pointer<sockaddr_in>(anArguments[1]) =
-          zvtest::net::Address(theCase.mAddress, theCase.mPort);
+      *ArgumentAs<sockaddr_in>(anArguments[1]) = zvtest::net::Address(theCase.mAddress, theCase.mPort);
     });
     // Only one of them has a place, so that the first with that number is the one.
     _Log_Buffer_Close(theCase.mSocket);

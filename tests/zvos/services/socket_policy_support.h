@@ -39,7 +39,7 @@ class Machine {
     Add("eth0", kFirstOwn, IFF_UP);
     Add("wlan0", kSecondOwn, IFF_UP);
     mList.Returning(0).Doing([this](const long long *anArguments) {
-      *net::Pointer<ifaddrs *>(anArguments[0]) = &mInterfaces.front().mEntry;
+      *ArgumentAs<ifaddrs *>(anArguments[0]) = &mInterfaces.front().mEntry;
     });
   }
 

@@ -12,6 +12,8 @@
 using testing::ElementsAre;
 using testing::IsEmpty;
 using testing::SizeIs;
+using zvtest::Arguments;
+using zvtest::CopyInto;
 using zvtest::Debug;
 using zvtest::Error;
 using zvtest::Fault;

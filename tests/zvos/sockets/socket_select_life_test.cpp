@@ -13,12 +13,13 @@ using namespace zvtest::selects;
 
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
+using zvtest::ArgumentAs;
+using zvtest::AsArgument;
 using zvtest::Error;
 using zvtest::Fault;
 using zvtest::Format;
 using zvtest::kModuleOfSelects;
 using zvtest::OpenDescriptors;
-using zvtest::net::AsArgument;
 using zvtest::net::Socket;
 
 TEST_F(SocketSelect, TheReadEndIsNonBlockingAndTheWriteEndIsBlocking) {
@@ -142,7 +143,7 @@ TEST_F(SocketSelect, APipeThatCannotBePreparedLeavesNothingBehind) {
     int thePipe[2] = {-1, -1};
     Fault theObserver("pipe2", 0);
     theObserver.PassingThrough().Doing([&](const long long *anArguments) {
-      memcpy(thePipe, zvtest::net::Pointer<int>(anArguments[0]), sizeof thePipe);
+      memcpy(thePipe, ArgumentAs<int>(anArguments[0]), sizeof thePipe);
     });
     Fault theFault(theStep.mCall, ENOMEM, theStep.mSkipped);
     EXPECT_EQ(nullptr, zvSocketSelect_New());

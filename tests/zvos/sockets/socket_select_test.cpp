@@ -20,6 +20,7 @@ using namespace zvtest::selects;
 
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
+using zvtest::ArgumentAs;
 using zvtest::Fault;
 using zvtest::Format;
 using zvtest::net::ClosedDescriptor;
@@ -236,11 +237,11 @@ TEST_F(SocketSelect, TheWaitGetsOneMoreThanTheHighestDescriptorAndTheCallersTime
     Fault theFault("select", 0);
     theFault.Returning(0).Doing([&](const long long *anArguments) {
       EXPECT_EQ(std::max(mReader, theHighest) + 1, anArguments[0]);
-      EXPECT_EQ(&theReadSet, zvtest::ArgumentAs<fd_set>(anArguments[1]));
+      EXPECT_EQ(&theReadSet, ArgumentAs<fd_set>(anArguments[1]));
       EXPECT_THAT(MarkedIn(theReadSet), ::testing::UnorderedElementsAre(mReader, int{theReceiver}));
-      EXPECT_EQ(&theWriteSet, zvtest::ArgumentAs<fd_set>(anArguments[2]));
-      EXPECT_EQ(&theErrorSet, zvtest::ArgumentAs<fd_set>(anArguments[3]));
-      EXPECT_EQ(&mLong, zvtest::ArgumentAs<timeval>(anArguments[4]));
+      EXPECT_EQ(&theWriteSet, ArgumentAs<fd_set>(anArguments[2]));
+      EXPECT_EQ(&theErrorSet, ArgumentAs<fd_set>(anArguments[3]));
+      EXPECT_EQ(&mLong, ArgumentAs<timeval>(anArguments[4]));
     });
     zvSocketSelect_Select(mSelect, &theReadSet, &theWriteSet, &theErrorSet, theHighest, &mLong, &mfTriggered);
     EXPECT_EQ(1, theFault.Hits());

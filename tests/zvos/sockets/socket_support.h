@@ -188,24 +188,6 @@ class SignalCount {
   struct sigaction mFormerAction;
 };
 
-using Arguments = std::vector<long long>;
-
-// For Fault::Doing: keeps a copy of the arguments, as many as the function has.
-inline std::function<void(const long long *)> CopyInto(Arguments *someArguments, size_t aCount) {
-  return [someArguments, aCount](const long long *anArguments) {
-    someArguments->assign(anArguments, anArguments + aCount);
-  };
-}
-
-inline long long AsArgument(const void *aPointer) {
-  return static_cast<long long>(reinterpret_cast<intptr_t>(aPointer));
-}
-
-template <typename Type>
-Type *Pointer(long long anArgument) {
-  return reinterpret_cast<Type *>(static_cast<intptr_t>(anArgument));
-}
-
 // A text with its places filled in: "{socket}", "{error}", "{label}" (which is kLabel).
 inline std::string Fill(std::string aText, int aSocket, int anError = 0) {
   const std::pair<std::string, std::string> thePlaces[] = {

@@ -18,6 +18,7 @@ namespace {
 using ::testing::Each;
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
+using zvtest::ArgumentAs;
 using zvtest::Error;
 using zvtest::Fault;
 
@@ -41,7 +42,7 @@ void PrintTo(const Deadline &aDeadline, std::ostream *aStream) {
 }
 
 Deadline DeadlineOf(const long long *anArguments) {
-  const auto *theTime = zvtest::ArgumentAs<const timespec>(anArguments[2]);
+  const auto *theTime = ArgumentAs<const timespec>(anArguments[2]);
   return {static_cast<long>(theTime->tv_sec), theTime->tv_nsec};
 }
 
@@ -50,7 +51,7 @@ class TimeOfDay {
  public:
   TimeOfDay(long aSeconds, long someMicroseconds) : mFault("gettimeofday", 0, 0, -1) {
     mFault.Returning(0).Doing([=](const long long *anArguments) {
-      auto *theTime = zvtest::ArgumentAs<timeval>(anArguments[0]);
+      auto *theTime = ArgumentAs<timeval>(anArguments[0]);
       theTime->tv_sec = aSeconds;
       theTime->tv_usec = someMicroseconds;
     });
@@ -232,7 +233,7 @@ TEST_F(ConditionTest, AWaitClearsTheHoldsAndPutsThemAllBack) {
     uint32 theCountInside = ~0u;
     Fault theFault(theCall, 0);
     theFault.Returning(0).Doing([&](const long long *anArguments) {
-      EXPECT_EQ(zvMutex_Posix_Get(mMutex), zvtest::ArgumentAs<pthread_mutex_t>(anArguments[1]));
+      EXPECT_EQ(zvMutex_Posix_Get(mMutex), ArgumentAs<pthread_mutex_t>(anArguments[1]));
       theHeldInside = zvMutex_IsHeld(mMutex);
       theCountInside = zvMutex_Posix_Tag_Unheld(mMutex);
     });

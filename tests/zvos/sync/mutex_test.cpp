@@ -13,6 +13,7 @@ namespace {
 
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
+using zvtest::ArgumentAs;
 using zvtest::CallsOf;
 using zvtest::Error;
 using zvtest::Fault;
@@ -202,7 +203,7 @@ TEST_F(MutexTest, PosixGetIsTheLockInside) {
   Fault theFault("pthread_mutex_lock", 0);
   theFault.PassingThrough().Doing([&](const long long *anArguments) { theLocked = anArguments[0]; });
   zvMutex_Lock(mMutex);
-  EXPECT_EQ(zvtest::ArgumentAs<pthread_mutex_t>(theLocked), zvMutex_Posix_Get(mMutex));
+  EXPECT_EQ(ArgumentAs<pthread_mutex_t>(theLocked), zvMutex_Posix_Get(mMutex));
   zvMutex_Unlock(mMutex);
 }
 

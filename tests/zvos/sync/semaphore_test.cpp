@@ -21,6 +21,7 @@ namespace {
 
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
+using zvtest::ArgumentAs;
 using zvtest::CallsOf;
 using zvtest::Fault;
 
@@ -42,12 +43,11 @@ class SemaphoreTest : public ::testing::Test {
     Fault theNow("clock_gettime", 0);
     theNow.Returning(0).Doing([&](const long long *anArguments) {
       theClock = anArguments[0];
-      *zvtest::ArgumentAs<timespec>(anArguments[1]) = {aSeconds, someNanoseconds};
+      *ArgumentAs<timespec>(anArguments[1]) = {aSeconds, someNanoseconds};
     });
     Fault theWait("sem_timedwait", ETIMEDOUT);
-    theWait.Doing([&](const long long *anArguments) {
-      theDeadline = *zvtest::ArgumentAs<const timespec>(anArguments[1]);
-    });
+    theWait.Doing(
+        [&](const long long *anArguments) { theDeadline = *ArgumentAs<const timespec>(anArguments[1]); });
     EXPECT_EQ(zvSemaphore_Status_TimeOut, zvSemaphore_WaitTimeout(mSemaphore, aDelay));
     EXPECT_EQ(CLOCK_REALTIME, theClock);
     return theDeadline;
