@@ -2,7 +2,7 @@
 // SPDX-License-Identifier: Apache-2.0
 
 // Makes a call of the system or of the C library fail, or answer what a test wants, when the
-// library under test makes it. The functions listed in Faults.cpp can be faulted; those of 64-bit
+// library under test makes it. The functions listed in FaultedCalls.h can be faulted; those of 64-bit
 // file offsets go by their plain names ("open", "lseek", "stat"). Without a fault in force they pass
 // straight through. A fault of a function that the library does not import fails the test.
 //
