@@ -11,12 +11,12 @@ namespace {
 using ::testing::IsEmpty;
 using zvtest::ArgumentAs;
 using zvtest::Fault;
+using zvtest::InOwnProcess;
 using zvtest::RecordingLog;
 using zvtest::TempFolder;
 using zvtest::console::Input;
 using zvtest::console::Stream;
 using zvtest::console::StreamOf;
-using zvtest::pipes::InNewProcess;
 namespace net = zvtest::net;
 
 TEST(ConsoleKeyTest, EveryByteIsReadAsAnUnsignedValue) {
@@ -105,7 +105,7 @@ TEST(ConsoleKeyTest, NothingIsAvailableWhereItCannotBeFoundOut) {
 }
 
 TEST(ConsoleKeyTest, NothingIsAvailableOnADescriptorThatNoSetCanHold) {
-  InNewProcess([] {
+  InOwnProcess([] {
     rlimit theLimit = {};
     EXPECT_EQ(0, getrlimit(RLIMIT_NOFILE, &theLimit));
     if (theLimit.rlim_cur <= FD_SETSIZE) {

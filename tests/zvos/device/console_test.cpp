@@ -16,10 +16,10 @@ using ::testing::IsEmpty;
 using zvtest::Arguments;
 using zvtest::CopyInto;
 using zvtest::Fault;
+using zvtest::InOwnProcess;
 using zvtest::RecordingLog;
 using zvtest::console::Stream;
 using zvtest::console::StreamOf;
-using zvtest::pipes::InNewProcess;
 using zvtest::pipes::Peer;
 namespace net = zvtest::net;
 
@@ -131,7 +131,7 @@ class Console {
 
 TEST(ConsoleTest, KeysComeWithoutEnterAndAreNotShown) {
   NEEDS_TERMINAL();
-  InNewProcess([] {
+  InOwnProcess([] {
     const Terminal theTerminal;
     const Signpost theStart;
     Console theConsole(theTerminal, [&] {
@@ -153,7 +153,7 @@ TEST(ConsoleTest, KeysComeWithoutEnterAndAreNotShown) {
 
 TEST(ConsoleTest, EnablingTheSameBitsRestoresLineInputAndEcho) {
   NEEDS_TERMINAL();
-  InNewProcess([] {
+  InOwnProcess([] {
     const Terminal theTerminal;
     const Signpost theStart;
     const Signpost theKey;
@@ -182,7 +182,7 @@ TEST(ConsoleTest, EnablingTheSameBitsRestoresLineInputAndEcho) {
 
 TEST(ConsoleTest, OnlyTheBitsOfTheCallAndTheRuleOfReadingChange) {
   NEEDS_TERMINAL();
-  InNewProcess([] {
+  InOwnProcess([] {
     const int theValues[] = {0, ICANON, ECHO, kKeys, ISIG, IEXTEN | ECHOCTL, kKeys | ISIG};
     for (const int theValue : theValues) {
       for (const bool afEnable : {false, true}) {
@@ -220,7 +220,7 @@ TEST(ConsoleTest, OnlyTheBitsOfTheCallAndTheRuleOfReadingChange) {
 
 TEST(ConsoleTest, KeysThatWaitAreKeptWhenTheModeChanges) {
   NEEDS_TERMINAL();
-  InNewProcess([] {
+  InOwnProcess([] {
     const Terminal theTerminal;
     const Signpost theStart;
     Console theConsole(theTerminal, [&] {
@@ -239,7 +239,7 @@ TEST(ConsoleTest, KeysThatWaitAreKeptWhenTheModeChanges) {
 
 TEST(ConsoleTest, TheSettingsAreAppliedAtOnceAndAFailureIsIgnored) {
   NEEDS_TERMINAL();
-  InNewProcess([] {
+  InOwnProcess([] {
     const Terminal theTerminal;
     const tcflag_t theOldMode = theTerminal.LocalMode();
     Console(theTerminal, [&] {
@@ -257,7 +257,7 @@ TEST(ConsoleTest, TheSettingsAreAppliedAtOnceAndAFailureIsIgnored) {
 }
 
 TEST(ConsoleTest, AStandardInputThatIsNoTerminalIsLeftAlone) {
-  InNewProcess([] {
+  InOwnProcess([] {
     const RecordingLog theLog;
     const net::Socket theNull(open("/dev/null", O_RDWR));
     EXPECT_EQ(STDIN_FILENO, dup2(theNull, STDIN_FILENO));
@@ -272,7 +272,7 @@ TEST(ConsoleTest, AStandardInputThatIsNoTerminalIsLeftAlone) {
 
 TEST(ConsoleTest, TheModeIsThatOfStandardInputAlsoWhenKeysComeFromElsewhere) {
   NEEDS_TERMINAL();
-  InNewProcess([] {
+  InOwnProcess([] {
     const Terminal theTerminal;
     const Terminal theOther;
     const tcflag_t theOldMode = theTerminal.LocalMode();
@@ -302,7 +302,7 @@ TEST(ConsoleTest, TheModeIsThatOfStandardInputAlsoWhenKeysComeFromElsewhere) {
 
 TEST(ConsoleTest, AKeyIsAvailableOnceItWasTypedAndUntilItIsRead) {
   NEEDS_TERMINAL();
-  InNewProcess([] {
+  InOwnProcess([] {
     const Terminal theTerminal;
     const Signpost theStart;
     Console theConsole(theTerminal, [&] {
@@ -322,7 +322,7 @@ TEST(ConsoleTest, AKeyIsAvailableOnceItWasTypedAndUntilItIsRead) {
 
 TEST(ConsoleTest, TheKeyForTheEndOfTheInputGives0) {
   NEEDS_TERMINAL();
-  InNewProcess([] {
+  InOwnProcess([] {
     const Terminal theTerminal;
     Console theConsole(theTerminal, [] {
       EXPECT_EQ(0, zvConsolePlatform_GetChar(stdin));
@@ -336,7 +336,7 @@ TEST(ConsoleTest, TheKeyForTheEndOfTheInputGives0) {
 
 TEST(ConsoleTest, ATerminalThatIsUnpluggedGives0AndIsAvailable) {
   NEEDS_TERMINAL();
-  InNewProcess([] {
+  InOwnProcess([] {
     Terminal theTerminal;
     const Signpost theStart;
     Console theConsole(theTerminal, [&] {
@@ -357,7 +357,7 @@ TEST(ConsoleTest, ATerminalThatIsUnpluggedGives0AndIsAvailable) {
 
 TEST(ConsoleTest, OpenConsoleDoesNothingInAnyMode) {
   NEEDS_TERMINAL();
-  InNewProcess([] {
+  InOwnProcess([] {
     const Terminal theTerminal;
     const termios theOldSettings = theTerminal.Settings();
     Console(theTerminal, [] {

@@ -22,17 +22,11 @@ using zvtest::ArgumentAs;
 using zvtest::CallsOf;
 using zvtest::Fault;
 using zvtest::Format;
+using zvtest::kNoText;
+using zvtest::Take;
 
 constexpr zvLogModule kModule = 7;
 constexpr char kVariable[] = "ZVTEST_PLATFORM";
-constexpr char kNone[] = "(no text)";
-
-// The text that the library handed over.
-std::string Take(char *aText) {
-  const std::string theText = aText != nullptr ? aText : kNone;
-  free(aText);
-  return theText;
-}
 
 auto Unset(const std::string &aName, const std::string &aValue, int anError) {
   return zvtest::Error(kModule,
@@ -171,7 +165,7 @@ class System {
   const std::string &CommandLine() const { return mCommand; }
 
  private:
-  std::string mCommand = kNone;
+  std::string mCommand = kNoText;
   Fault mFault;
 };
 

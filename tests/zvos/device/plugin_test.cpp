@@ -28,6 +28,7 @@ using testing::IsEmpty;
 using zvtest::AsArgument;
 using zvtest::ChildResult;
 using zvtest::Fault;
+using zvtest::kNoText;
 using zvtest::RecordingLog;
 using zvtest::TempFolder;
 

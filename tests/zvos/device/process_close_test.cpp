@@ -7,7 +7,7 @@
 
 using ::testing::IsEmpty;
 using zvtest::ArgumentAs;
-using zvtest::CallsOf;
+using zvtest::Exists;
 using zvtest::Fault;
 using namespace zvtest::process;
 
@@ -20,9 +20,9 @@ namespace {
 TEST_F(ProcessTest, CloseWaitsForTheEndOfTheCommand) {
   const Gate theGate;
   Process theProcess("cat > /dev/null; echo > " + theGate.File("ended"), zvProcessOpenMode_Write);
-  EXPECT_NE(0, access(theGate.File("ended").c_str(), F_OK));
+  EXPECT_FALSE(Exists(theGate.File("ended")));
   theProcess.Close();
-  EXPECT_EQ(0, access(theGate.File("ended").c_str(), F_OK));
+  EXPECT_TRUE(Exists(theGate.File("ended")));
 }
 
 TEST_F(ProcessTest, CloseDropsTheStatusOfTheCommand) {

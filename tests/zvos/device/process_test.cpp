@@ -10,6 +10,7 @@ using zvtest::Arguments;
 using zvtest::AsArgument;
 using zvtest::CallsOf;
 using zvtest::CopyInto;
+using zvtest::Exists;
 using zvtest::Fault;
 using namespace zvtest::process;
 
@@ -160,10 +161,10 @@ TEST_F(ProcessTest, TheEndOfTheOutputIsToldWhileTheCommandStillRuns) {
   Process theProcess("echo last; exec 1>&-; " + theGate.Wait() + "; echo > " + theGate.File("ended"),
                      zvProcessOpenMode_Read);
   EXPECT_EQ("last\n", theProcess.ReadAll());
-  EXPECT_NE(0, access(theGate.File("ended").c_str(), F_OK));
+  EXPECT_FALSE(Exists(theGate.File("ended")));
   theGate.Open();
   theProcess.Close();
-  EXPECT_EQ(0, access(theGate.File("ended").c_str(), F_OK));
+  EXPECT_TRUE(Exists(theGate.File("ended")));
 }
 
 TEST_F(ProcessTest, ACommandThatIsKilledEndsItsOutput) {

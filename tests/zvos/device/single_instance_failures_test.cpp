@@ -16,10 +16,10 @@ using namespace zvtest::single_instance;
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
 using zvtest::CallsOf;
+using zvtest::Exists;
 using zvtest::Fault;
 using zvtest::Format;
-
-constexpr uid_t kNobody = 65534;
+using zvtest::IsOpen;
 
 class SingleInstanceFailureTest : public SingleInstanceTest {};
 
@@ -32,7 +32,7 @@ TEST_F(SingleInstanceFailureTest, AFileThatMayNotBeWrittenCountsAsTaken) {
   chmod(LockFile().c_str(), 0444);
   chmod(mFolder.Path().c_str(), 0755);
   const auto theResult = zvtest::RunInChild([this] {
-    if (geteuid() == 0 && setuid(kNobody) != 0) {
+    if (!zvtest::BecomeNobody()) {
       printf("%s", strerror(errno));
       return 1;
     }
@@ -162,7 +162,7 @@ TEST_F(SingleInstanceFailureTest, AFolderMayBeALink) {
   ASSERT_EQ(0, symlink("folder", mFolder.File("link").c_str()));
   SetFolder(mFolder.File("link"));
   EXPECT_EQ("free", Checker().State());
-  EXPECT_EQ(0, access(mFolder.File(std::string("folder/") + kName).c_str(), F_OK));
+  EXPECT_TRUE(Exists(mFolder.File(std::string("folder/") + kName)));
 }
 
 TEST_F(SingleInstanceFailureTest, WithoutTheVariableTheSystemsFolderIsUsed) {

@@ -39,10 +39,6 @@ inline auto NotOpened(const std::string &aPath) {
   return Told("Unable to open file (" + aPath + ")");
 }
 
-inline bool IsOpen(int aDescriptor) {
-  return fcntl(aDescriptor, F_GETFD) != -1;
-}
-
 class Checker {
  public:
   explicit Checker(const char *aName = kName) {
@@ -101,7 +97,7 @@ class SingleInstanceTest : public ::testing::Test {
 
   static void SetFolder(const std::string &aFolder) { setenv("TMPDIR", aFolder.c_str(), 1); }
   std::string LockFile(const std::string &aName = kName) const { return mFolder.File(aName); }
-  bool LockFileExists() const { return access(LockFile().c_str(), F_OK) == 0; }
+  bool LockFileExists() const { return Exists(LockFile()); }
 
   TempFolder mFolder;
   RecordingLog mLog;

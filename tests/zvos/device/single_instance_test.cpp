@@ -18,8 +18,10 @@ using namespace zvtest::single_instance;
 using ::testing::ElementsAre;
 using zvtest::ArgumentAs;
 using zvtest::Arguments;
+using zvtest::Exists;
 using zvtest::Fault;
 using zvtest::Format;
+using zvtest::IsOpen;
 
 // Another process, which makes a checker at once and then does as it is told.
 class OtherProcess {
@@ -326,15 +328,15 @@ TEST_F(SingleInstanceTest, AFileThatItMadeStaysToo) {
 TEST_F(SingleInstanceTest, ANameMayHaveFoldersInIt) {
   mkdir(mFolder.File("x").c_str(), 0700);
   EXPECT_EQ("free", Checker("x/y").State());
-  EXPECT_EQ(0, access(mFolder.File("x/y").c_str(), F_OK));
+  EXPECT_TRUE(Exists(mFolder.File("x/y")));
   EXPECT_EQ("free", Checker("x/../z").State());
-  EXPECT_EQ(0, access(mFolder.File("z").c_str(), F_OK));
+  EXPECT_TRUE(Exists(mFolder.File("z")));
 }
 
 TEST_F(SingleInstanceTest, ANameIsUsedAsGiven) {
   for (const char *theName : {"with blank", "percent %s %n", ".hidden", "back\\slash"}) {
     EXPECT_EQ("free", Checker(theName).State());
-    EXPECT_EQ(0, access(mFolder.File(theName).c_str(), F_OK)) << theName;
+    EXPECT_TRUE(Exists(mFolder.File(theName))) << theName;
   }
 }
 

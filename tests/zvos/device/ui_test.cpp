@@ -28,16 +28,10 @@ using zvtest::ElfImage;
 using zvtest::ElfLayout;
 using zvtest::Fault;
 using zvtest::Format;
+using zvtest::kNoText;
+using zvtest::Take;
 
 constexpr zvLogModule kModule = 0;
-constexpr char kNone[] = "(no text)";
-
-// The text that the library handed over.
-std::string Take(char *aText) {
-  const std::string theText = aText != nullptr ? aText : kNone;
-  free(aText);
-  return theText;
-}
 
 // What a call prints that really reaches the system: the child leaves without flushing anything.
 template <typename Call>
@@ -240,7 +234,7 @@ TEST_F(UIProgramTest, WithoutAStampOrWithRevisionZeroThereIsNoVersion) {
 
 TEST_F(UIProgramTest, TheVersionOfTheTestsIsTheirOwn) {
   const int theRevision = zvPath_GetBinaryRevision(zvtest::OwnProgram().c_str(), nullptr);
-  EXPECT_EQ(theRevision != 0 ? std::to_string(theRevision) : kNone, Take(zvUI_GetApplicationVersion()));
+  EXPECT_EQ(theRevision != 0 ? std::to_string(theRevision) : kNoText, Take(zvUI_GetApplicationVersion()));
 }
 
 TEST_F(UIProgramTest, WithoutMemoryThereIsNoVersion) {
@@ -254,7 +248,7 @@ TEST_F(UIProgramTest, WithoutMemoryThereIsNoVersion) {
     for (;; ++theFailures) {
       Fault theFault(theFunction, ENOMEM, theFailures);
       const std::string theVersion = Take(zvUI_GetApplicationVersion());
-      EXPECT_EQ(theFault.Hits() != 0 ? kNone : "1234", theVersion) << theFunction << " " << theFailures;
+      EXPECT_EQ(theFault.Hits() != 0 ? kNoText : "1234", theVersion) << theFunction << " " << theFailures;
       if (theFault.Hits() == 0) break;
     }
     EXPECT_GE(theFailures, 1) << theFunction;

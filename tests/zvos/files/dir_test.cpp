@@ -94,7 +94,7 @@ TEST_F(Dir, ADirectoryBehindAClosedOneDoesNotExist) {
   std::filesystem::permissions(mTree.Path(), std::filesystem::perms(0755));
   ASSERT_EQ(0, chmod(mTree.At("closed").c_str(), 0));
   InOwnProcess([&] {
-    zvtest::BecomeAnybody();
+    ASSERT_TRUE(zvtest::BecomeNobody());
     EXPECT_EQ(1, zvDir_Exists(mTree.At("closed").c_str()));
     EXPECT_EQ(0, zvDir_Exists(mTree.At("closed/inner").c_str()));
     EXPECT_THAT(mLog.Messages(), IsEmpty());

@@ -21,14 +21,13 @@ using zvtest::Asserted;
 using zvtest::DirError;
 using zvtest::Fault;
 using zvtest::Format;
+using zvtest::kError;
+using zvtest::kNoError;
 using zvtest::RecordingLog;
 using zvtest::Traverser;
 using zvtest::Tree;
 
 namespace {
-
-constexpr int kNoError = kzvDirTraverserStatus_NoError;
-constexpr int kError = kzvDirTraverserStatus_Error;
 
 class DirTraverserErrors : public testing::Test {
  protected:

@@ -30,15 +30,14 @@ using zvtest::DirError;
 using zvtest::Fault;
 using zvtest::Format;
 using zvtest::InOwnProcess;
+using zvtest::kError;
+using zvtest::kNoError;
 using zvtest::RecordingLog;
 using zvtest::Traverser;
 using zvtest::Tree;
 using zvtest::Walk;
 
 namespace {
-
-constexpr int kNoError = kzvDirTraverserStatus_NoError;
-constexpr int kError = kzvDirTraverserStatus_Error;
 
 // The traverser builds the path of an entry in a buffer of this size.
 constexpr size_t kBufferSize = 8192;
@@ -313,7 +312,7 @@ TEST_F(DirTraverserOdd, AClosedDirectoryCannotBeWalkedThrough) {
   std::filesystem::permissions(mTree.Path(), std::filesystem::perms(0755));
   ASSERT_EQ(0, chmod(theDir.c_str(), 0));
   InOwnProcess([&] {
-    zvtest::BecomeAnybody();
+    ASSERT_TRUE(zvtest::BecomeNobody());
     const Traverser theTraverser(theDir);
     EXPECT_EQ(nullptr, theTraverser.First("*", zvDIR_DEFAULT));
     EXPECT_EQ(kError, theTraverser.Status());
@@ -334,7 +333,7 @@ TEST_F(DirTraverserOdd, InADirectoryThatCanOnlyBeListedLinksAreSkipped) {
   std::filesystem::permissions(mTree.Path(), std::filesystem::perms(0755));
   ASSERT_EQ(0, chmod(theDir.c_str(), 0444));
   InOwnProcess([&] {
-    zvtest::BecomeAnybody();
+    ASSERT_TRUE(zvtest::BecomeNobody());
     const Traverser theTraverser(theDir);
     EXPECT_THAT(Walk(theTraverser), UnorderedElementsAre("file", "dir"));
     EXPECT_THAT(Walk(Traverser(mTree.Path())), ElementsAre("listed"));

@@ -22,6 +22,9 @@ using zvtest::DirError;
 using zvtest::Fault;
 using zvtest::Format;
 using zvtest::InOwnProcess;
+using zvtest::kError;
+using zvtest::kNoError;
+using zvtest::kSpoiledErrno;
 using zvtest::LeftAtAssertion;
 using zvtest::OwnProgramName;
 using zvtest::RecordingLog;
@@ -30,10 +33,6 @@ using zvtest::Tree;
 using zvtest::Walk;
 
 namespace {
-
-constexpr int kSpoiledErrno = EXDEV;
-constexpr int kNoError = kzvDirTraverserStatus_NoError;
-constexpr int kError = kzvDirTraverserStatus_Error;
 
 class DirTraverser : public testing::Test {
  protected:

@@ -12,6 +12,7 @@ using zvtest::ElfImage;
 using zvtest::ElfLayout;
 using zvtest::Fault;
 using zvtest::Format;
+using zvtest::kFileModule;
 using zvtest::MemoryFile;
 using namespace zvtest::paths;
 

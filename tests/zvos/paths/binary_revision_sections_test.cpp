@@ -12,6 +12,8 @@ using zvtest::CallsOf;
 using zvtest::ElfImage;
 using zvtest::Fault;
 using zvtest::Format;
+using zvtest::HandleOf;
+using zvtest::kFileModule;
 using zvtest::MemoryFile;
 using namespace zvtest::paths;
 

@@ -10,9 +10,11 @@ using testing::HasSubstr;
 using testing::IsEmpty;
 using zvtest::CallsOf;
 using zvtest::Fault;
+using zvtest::FileError;
 using zvtest::Format;
 using zvtest::IsAlone;
 using zvtest::RunAlone;
+using zvtest::Take;
 using zvtest::TempFolder;
 using namespace zvtest::paths;
 

@@ -9,7 +9,10 @@
 using testing::ElementsAre;
 using testing::IsEmpty;
 using zvtest::Fault;
+using zvtest::FileError;
 using zvtest::Format;
+using zvtest::kNoText;
+using zvtest::Take;
 using zvtest::TempFolder;
 using namespace zvtest::paths;
 
@@ -106,7 +109,7 @@ TEST_F(Path, NormalizePutsRelativePathsBehindTheAnchorAndCopiesAbsoluteOnes) {
   for (const Normalization &theCase : kNormalizations) {
     for (const int afDir : {0, 1}) {
       SCOPED_TRACE(Format("'%s', mode %d, anchor '%s', afDir %d", theCase.mPath, theCase.mMode,
-                          theCase.mAnchor != nullptr ? theCase.mAnchor : kNone, afDir));
+                          theCase.mAnchor != nullptr ? theCase.mAnchor : kNoText, afDir));
       char *theResult = zvPath_Normalize(theCase.mPath, afDir, theCase.mMode, theCase.mAnchor);
       EXPECT_NE(theCase.mPath, theResult);
       EXPECT_NE(theCase.mAnchor, theResult);

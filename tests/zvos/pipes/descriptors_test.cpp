@@ -33,6 +33,7 @@ using ::testing::SizeIs;
 using ::testing::Truly;
 using zvtest::Address;
 using zvtest::ArgumentAs;
+using zvtest::Exists;
 using zvtest::Fault;
 using zvtest::Format;
 using zvtest::InOwnProcess;
@@ -101,7 +102,7 @@ class Helper {
   // What the script prints is there when the constructor is done.
   explicit Helper(const std::string &aScript = ":") {
     Launch("echo $$; " + aScript, Output());
-    EXPECT_TRUE(WaitUntil([&] { return access(Output().c_str(), F_OK) == 0; }));
+    EXPECT_TRUE(WaitUntil([&] { return Exists(Output()); }));
     std::istringstream theText(zvtest::ReadWholeFile(Output()));
     theText >> mPid;
     EXPECT_GT(mPid, 1);

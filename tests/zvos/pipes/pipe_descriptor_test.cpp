@@ -15,6 +15,8 @@ using ::testing::IsEmpty;
 using zvtest::ArgumentAs;
 using zvtest::Fault;
 using zvtest::Format;
+using zvtest::InOwnProcess;
+using zvtest::IsOpen;
 using zvtest::OpenDescriptors;
 using zvtest::RecordingLog;
 using zvtest::TempFolder;
@@ -84,7 +86,7 @@ int ReceiveWithoutLeak(int aPipe) {
 class PipeDescriptorTest : public ::testing::TestWithParam<int> {};
 
 TEST_P(PipeDescriptorTest, AFileIsGivenAwayAndStaysTheSameOpenFile) {
-  InNewProcess([] {
+  InOwnProcess([] {
     const TempFolder theFolder;
     zvtest::WriteWholeFile(theFolder.File("file"), "0123456789");
     const Pair thePair(GetParam());
@@ -103,7 +105,7 @@ TEST_P(PipeDescriptorTest, AFileIsGivenAwayAndStaysTheSameOpenFile) {
 }
 
 TEST_P(PipeDescriptorTest, DescriptorsOfEveryKindArriveInAnotherProcess) {
-  InNewProcess([] {
+  InOwnProcess([] {
     const TempFolder theFolder;
     Pair thePair(GetParam());
     Peer theSender([&] {
@@ -151,7 +153,7 @@ TEST_P(PipeDescriptorTest, DescriptorsOfEveryKindArriveInAnotherProcess) {
 }
 
 TEST_P(PipeDescriptorTest, OneByteThatIs0CarriesTheDescriptor) {
-  InNewProcess([] {
+  InOwnProcess([] {
     const Pair thePair(GetParam());
     const int theSent = OpenFile("/dev/null");
     const struct stat theStatus = StatusOf(theSent);
@@ -184,7 +186,7 @@ TEST_P(PipeDescriptorTest, OneByteThatIs0CarriesTheDescriptor) {
 }
 
 TEST_P(PipeDescriptorTest, DescriptorsArriveInOrderBetweenTheDataAroundThem) {
-  InNewProcess([] {
+  InOwnProcess([] {
     const TempFolder theFolder;
     const Pair thePair(GetParam());
     std::vector<struct stat> theSent;
@@ -204,7 +206,7 @@ TEST_P(PipeDescriptorTest, DescriptorsArriveInOrderBetweenTheDataAroundThem) {
 }
 
 TEST_P(PipeDescriptorTest, WhatAKilledSenderHadSentArrives) {
-  InNewProcess([] {
+  InOwnProcess([] {
     Pair thePair(GetParam());
     const Pair theSync(ZVPIPE_DEFAULT);
     Peer theSender([&] {
@@ -225,7 +227,7 @@ TEST_P(PipeDescriptorTest, WhatAKilledSenderHadSentArrives) {
 }
 
 TEST_P(PipeDescriptorTest, TheEndOfTheStreamIsABrokenPipeWhateverTheLastErrorWas) {
-  InNewProcess([] {
+  InOwnProcess([] {
     Pair thePair(GetParam());
     thePair.Close(0);
     for (const int theLastError : {0, EDOM}) {
@@ -238,7 +240,7 @@ TEST_P(PipeDescriptorTest, TheEndOfTheStreamIsABrokenPipeWhateverTheLastErrorWas
 }
 
 TEST_P(PipeDescriptorTest, AnEmptyNonBlockingPipeWouldBlock) {
-  InNewProcess([] {
+  InOwnProcess([] {
     const Pair thePair(GetParam() | ZVPIPE_NONBLOCKING);
     RecordingLog theLog;
     EXPECT_EQ(-EWOULDBLOCK, zvPipe_RecvFD(thePair[1]));
@@ -247,7 +249,7 @@ TEST_P(PipeDescriptorTest, AnEmptyNonBlockingPipeWouldBlock) {
 }
 
 TEST_P(PipeDescriptorTest, AFullNonBlockingPipeWouldBlockAndTheDescriptorStays) {
-  InNewProcess([] {
+  InOwnProcess([] {
     const Pair thePair(GetParam() | ZVPIPE_NONBLOCKING);
     while (Write(thePair[0], "x") > 0) {
     }
@@ -260,7 +262,7 @@ TEST_P(PipeDescriptorTest, AFullNonBlockingPipeWouldBlockAndTheDescriptorStays) 
 }
 
 TEST_P(PipeDescriptorTest, WhatCannotBeSentStaysWithTheSender) {
-  InNewProcess([] {
+  InOwnProcess([] {
     Pair thePair(GetParam());
     const net::Socket theFile(OpenFile("/dev/null"));
     RecordingLog theLog;
@@ -278,7 +280,7 @@ TEST_P(PipeDescriptorTest, WhatCannotBeSentStaysWithTheSender) {
 }
 
 TEST_P(PipeDescriptorTest, AMessageOfWhichNothingWasSentIsAFailure) {
-  InNewProcess([] {
+  InOwnProcess([] {
     const Pair thePair(GetParam());
     const net::Socket theFile(OpenFile("/dev/null"));
     RecordingLog theLog;
@@ -291,7 +293,7 @@ TEST_P(PipeDescriptorTest, AMessageOfWhichNothingWasSentIsAFailure) {
 }
 
 TEST_P(PipeDescriptorTest, TheSendersCloseMayFail) {
-  InNewProcess([] {
+  InOwnProcess([] {
     const Pair thePair(GetParam());
     const net::Socket theFile(OpenFile("/dev/null"));
     RecordingLog theLog;
@@ -311,7 +313,7 @@ void ExpectBadMessage(int aPipe) {
 }
 
 TEST_P(PipeDescriptorTest, DataWithoutADescriptorIsABadMessageOfWhichOneByteIsTaken) {
-  InNewProcess([] {
+  InOwnProcess([] {
     const Pair thePair(GetParam());
     EXPECT_EQ(3, Write(thePair[0], "abc"));
     EXPECT_EQ(4, Write(thePair[0], "next"));
@@ -325,7 +327,7 @@ TEST_P(PipeDescriptorTest, DataWithoutADescriptorIsABadMessageOfWhichOneByteIsTa
 }
 
 TEST_P(PipeDescriptorTest, CredentialsAloneAreABadMessage) {
-  InNewProcess([] {
+  InOwnProcess([] {
     const Pair thePair(GetParam());
     Enable(thePair[1], SO_PASSCRED);
     EXPECT_EQ(1, Write(thePair[0], "x"));
@@ -334,7 +336,7 @@ TEST_P(PipeDescriptorTest, CredentialsAloneAreABadMessage) {
 }
 
 TEST_P(PipeDescriptorTest, CredentialsLeaveNoRoomForADescriptorWhichIsNotLeaked) {
-  InNewProcess([] {
+  InOwnProcess([] {
     const Pair thePair(GetParam());
     Enable(thePair[1], SO_PASSCRED);
     EXPECT_EQ(0, zvPipe_SendFD(thePair[0], OpenFile("/dev/null")));
@@ -352,7 +354,7 @@ std::string WhyNoHandles() {
 
 TEST_P(PipeDescriptorTest, AHandleOfTheSendersProcessAloneIsABadMessageAndIsNotLeaked) {
   if (!WhyNoHandles().empty()) GTEST_SKIP() << WhyNoHandles();
-  InNewProcess([] {
+  InOwnProcess([] {
     const Pair thePair(GetParam());
     Enable(thePair[1], kPassPidFD);
     EXPECT_EQ(1, Write(thePair[0], "x"));
@@ -371,7 +373,7 @@ TEST_P(PipeDescriptorTest, AHandleOfTheSendersProcessAloneIsABadMessageAndIsNotL
 // It comes behind the descriptor, for which alone there is room whatever the size of a control header.
 TEST_P(PipeDescriptorTest, ADescriptorArrivesBeforeTheHandleOfTheSendersProcess) {
   if (!WhyNoHandles().empty()) GTEST_SKIP() << WhyNoHandles();
-  InNewProcess([] {
+  InOwnProcess([] {
     const TempFolder theFolder;
     const Pair thePair(GetParam());
     Enable(thePair[1], kPassPidFD);
@@ -391,7 +393,7 @@ TEST_P(PipeDescriptorTest, ADescriptorArrivesBeforeTheHandleOfTheSendersProcess)
 
 TEST_P(PipeDescriptorTest, OfTwoDescriptorsInAMessageTheFirstArrivesAndNoneIsLeaked) {
   if (zvtest::IsEmulated()) GTEST_SKIP() << "the emulator makes more room for descriptors than it hands on";
-  InNewProcess([] {
+  InOwnProcess([] {
     const TempFolder theFolder;
     const Pair thePair(GetParam());
     const net::Socket theFirst(OpenFile(theFolder.File("first")));
@@ -412,7 +414,7 @@ TEST_P(PipeDescriptorTest, OfTwoDescriptorsInAMessageTheFirstArrivesAndNoneIsLea
 }
 
 TEST(PipeDescriptorMessageTest, ADescriptorInAMessageWithoutDataIsNotLeaked) {
-  InNewProcess([] {
+  InOwnProcess([] {
     const Pair thePair(ZVPIPE_MSG);
     const net::Socket theFile(OpenFile("/dev/null"));
     SendNative(thePair[0], "", {theFile});
@@ -423,7 +425,7 @@ TEST(PipeDescriptorMessageTest, ADescriptorInAMessageWithoutDataIsNotLeaked) {
 }
 
 TEST_P(PipeDescriptorTest, AProcessWithoutRoomForTheDescriptorGetsABadMessage) {
-  InNewProcess([] {
+  InOwnProcess([] {
     const Pair thePair(GetParam());
     EXPECT_EQ(0, zvPipe_SendFD(thePair[0], OpenFile("/dev/null")));
     rlimit theOldLimit;

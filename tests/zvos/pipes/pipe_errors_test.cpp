@@ -18,6 +18,8 @@ using zvtest::Error;
 using zvtest::Fault;
 using zvtest::Format;
 using zvtest::Info;
+using zvtest::InOwnProcess;
+using zvtest::IsOpen;
 using zvtest::Logged;
 using zvtest::OpenDescriptors;
 using zvtest::RecordingLog;
@@ -73,7 +75,7 @@ const ErrorCase kErrors[] = {
 };
 
 TEST(PipeErrorTest, EveryFailureIsReturnedAndLoggedUnderTheNameOfItsCallAndLeavesNothingOpen) {
-  InNewProcess([] {
+  InOwnProcess([] {
     SettleOn(Names::kAbstract);
     const Pair thePair(ZVPIPE_DEFAULT);
     for (const FailingCall &theCall : FailingCalls(thePair[0])) {
@@ -99,7 +101,7 @@ TEST(PipeErrorTest, EveryFailureIsReturnedAndLoggedUnderTheNameOfItsCallAndLeave
 }
 
 TEST(PipeErrorTest, AFailureIsReturnedAlsoWhenTheCloseAfterItFails) {
-  InNewProcess([] {
+  InOwnProcess([] {
     SettleOn(Names::kAbstract);
     int theCount = 0;
     for (const FailingCall &theCall : FailingCalls(-1)) {
@@ -143,7 +145,7 @@ TEST(PipeErrorTest, NoNameIsAnInvalidArgumentAndTheLineNamesNoCall) {
 }
 
 TEST(PipeErrorTest, WhatIsNoPipeIsRefusedByTheSystemAndLogged) {
-  InNewProcess([] {
+  InOwnProcess([] {
     SettleOn(Names::kAbstract);
     const net::Socket theFile(open("/dev/null", O_RDWR));
     RecordingLog theLog;
@@ -222,7 +224,7 @@ const FirstPipe kFirstPipes[] = {
 class FirstPipeTest : public ::testing::TestWithParam<FirstPipe> {};
 
 TEST_P(FirstPipeTest, MakesTheProcessIgnoreBrokenPipesOnceAndForAll) {
-  InNewProcess([] {
+  InOwnProcess([] {
     signal(SIGPIPE, SIG_DFL);
     long long theSignal = -1;
     struct sigaction theAction = {};
@@ -252,7 +254,7 @@ INSTANTIATE_TEST_SUITE_P(Makers, FirstPipeTest, ::testing::ValuesIn(kFirstPipes)
 
 // What a thread would lose is its process, at the first plain write to a closed peer.
 TEST(PipeErrorTest, NoThreadHasItsPipeBeforeBrokenPipesAreIgnored) {
-  InNewProcess([] {
+  InOwnProcess([] {
     std::atomic<bool> theFirstIsAtIt{false};
     std::atomic<bool> theSecondHasItsPipe{false};
     Fault theSigaction("sigaction", 0, 0, -1);
@@ -274,7 +276,7 @@ TEST(PipeErrorTest, NoThreadHasItsPipeBeforeBrokenPipesAreIgnored) {
 }
 
 TEST(PipeErrorTest, WhatMakesNoPipeLeavesBrokenPipesAlone) {
-  InNewProcess([] {
+  InOwnProcess([] {
     signal(SIGPIPE, SIG_DFL);
     free(zvPipe_GenerateUniqueName("zvtest"));
     EXPECT_LT(zvPipe_Connect("zvtest-nobody-listens-here", ZVPIPE_DEFAULT), 0);
@@ -290,7 +292,7 @@ TEST(PipeErrorTest, WhatMakesNoPipeLeavesBrokenPipesAlone) {
 }
 
 TEST(PipeErrorTest, AWriteToAClosedPeerRaisesNoSignalWhateverTheDisposition) {
-  InNewProcess([] {
+  InOwnProcess([] {
     Pair thePair(ZVPIPE_DEFAULT);
     const net::SignalCount theSignals(SIGPIPE);
     thePair.Close(1);

@@ -15,6 +15,7 @@ using ::testing::IsEmpty;
 using zvtest::ArgumentAs;
 using zvtest::Arguments;
 using zvtest::CopyInto;
+using zvtest::Exists;
 using zvtest::Fault;
 using zvtest::Format;
 using zvtest::Info;

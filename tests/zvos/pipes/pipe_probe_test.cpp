@@ -16,8 +16,10 @@ using ::testing::IsEmpty;
 using ::testing::StartsWith;
 using zvtest::ArgumentAs;
 using zvtest::CallsOf;
+using zvtest::Exists;
 using zvtest::Fault;
 using zvtest::Format;
+using zvtest::InOwnProcess;
 using zvtest::OpenDescriptors;
 using zvtest::RecordingLog;
 using zvtest::TempFolder;
@@ -34,7 +36,7 @@ Names FormInUse() {
 }
 
 TEST(PipeProbeTest, NamesAreAbstractWhereSuchANameCanBeBound) {
-  InNewProcess([] {
+  InOwnProcess([] {
     NativeAddress theAddress = {};
     int theType = -1;
     int theSocket = -1;
@@ -58,7 +60,7 @@ TEST(PipeProbeTest, NamesAreAbstractWhereSuchANameCanBeBound) {
 }
 
 TEST(PipeProbeTest, NamesAreAbstractWhereTheProbesNameIsTaken) {
-  InNewProcess([] {
+  InOwnProcess([] {
     sockaddr_un theAddress = {};
     theAddress.sun_family = AF_UNIX;
     memcpy(theAddress.sun_path + 1, kProbeName, strlen(kProbeName));
@@ -78,7 +80,7 @@ TEST(PipeProbeTest, NamesAreAbstractWhereTheProbesNameIsTaken) {
 TEST(PipeProbeTest, NamesAreFilesWhereTheBindFailsOtherwise) {
   for (const int theError : {EINVAL, ENOENT, EACCES, EAFNOSUPPORT, ENOMEM}) {
     SCOPED_TRACE(theError);
-    InNewProcess([&] {
+    InOwnProcess([&] {
       const auto theOpenOnes = OpenDescriptors();
       Fault theBind("bind", theError);
       EXPECT_EQ(Names::kFiles, FormInUse());
@@ -89,7 +91,7 @@ TEST(PipeProbeTest, NamesAreFilesWhereTheBindFailsOtherwise) {
 }
 
 TEST(PipeProbeTest, NamesAreFilesWhereTheProbeGetsNoSocket) {
-  InNewProcess([] {
+  InOwnProcess([] {
     Fault theSocket("socket", EMFILE);
     EXPECT_EQ(-EBADF, zvPipe_Close(-1, 1));
     EXPECT_EQ(1, theSocket.Hits());
@@ -111,7 +113,7 @@ TEST(PipeProbeTest, TheAnswerIsFoundOnce) {
 }
 
 TEST(PipeProbeTest, ThreadsThatProbeAtTheSameTimeFindTheSame) {
-  InNewProcess([] {
+  InOwnProcess([] {
     std::vector<std::thread> theThreads;
     for (int i = 0; i < 8; ++i)
       theThreads.emplace_back([] { EXPECT_EQ(Names::kAbstract, FormInUse()); });

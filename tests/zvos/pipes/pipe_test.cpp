@@ -23,6 +23,8 @@ using zvtest::CopyInto;
 using zvtest::Fault;
 using zvtest::Format;
 using zvtest::Info;
+using zvtest::InOwnProcess;
+using zvtest::IsOpen;
 using zvtest::RecordingLog;
 using zvtest::WaitUntil;
 namespace net = zvtest::net;
@@ -50,7 +52,7 @@ const PairCase kPairs[] = {
 class PipePairTest : public ::testing::TestWithParam<PairCase> {};
 
 TEST_P(PipePairTest, IsOfTheKindThatTheFlagsSayAndIsLoggedWithItsArrow) {
-  InNewProcess([] {
+  InOwnProcess([] {
     RecordingLog theLog;
     const Pair thePair(GetParam().mFlags);
     EXPECT_THAT(theLog.Messages(),
@@ -64,7 +66,7 @@ TEST_P(PipePairTest, IsOfTheKindThatTheFlagsSayAndIsLoggedWithItsArrow) {
 }
 
 TEST_P(PipePairTest, CarriesDataInTheDirectionsOfItsFlagsAndRefusesTheOthers) {
-  InNewProcess([] {
+  InOwnProcess([] {
     const Pair thePair(GetParam().mFlags);
     for (const int theWriter : {0, 1}) {
       SCOPED_TRACE(theWriter);
@@ -87,7 +89,7 @@ INSTANTIATE_TEST_SUITE_P(Flags, PipePairTest, ::testing::ValuesIn(kPairs),
                          [](const auto &anInfo) { return anInfo.param.mName; });
 
 TEST(PipeTest, APairWithMessagesKeepsThemWholeAndCutsWhatTheReaderHasNoRoomFor) {
-  InNewProcess([] {
+  InOwnProcess([] {
     const Pair thePair(ZVPIPE_MSG);
     for (const char *theMessage : {"one", "twelve", "a long message", "end"})
       EXPECT_EQ(static_cast<int>(strlen(theMessage)), Write(thePair[0], theMessage));
@@ -99,7 +101,7 @@ TEST(PipeTest, APairWithMessagesKeepsThemWholeAndCutsWhatTheReaderHasNoRoomFor) 
 }
 
 TEST(PipeTest, APairWithoutMessagesJoinsWhatWasWritten) {
-  InNewProcess([] {
+  InOwnProcess([] {
     const Pair thePair(ZVPIPE_DEFAULT);
     EXPECT_EQ(3, Write(thePair[0], "one"));
     EXPECT_EQ(3, Write(thePair[0], "two"));
@@ -109,7 +111,7 @@ TEST(PipeTest, APairWithoutMessagesJoinsWhatWasWritten) {
 }
 
 TEST(PipeTest, APairConnectsTwoProcesses) {
-  InNewProcess([] {
+  InOwnProcess([] {
     Pair thePair(ZVPIPE_DEFAULT);
     Peer thePeer([&] {
       thePair.Close(0);
@@ -124,7 +126,7 @@ TEST(PipeTest, APairConnectsTwoProcesses) {
 }
 
 TEST(PipeTest, AReadWaitsUntilAllHasArrived) {
-  InNewProcess([] {
+  InOwnProcess([] {
     const Pair thePair(ZVPIPE_DEFAULT);
     std::thread theReader([&] { EXPECT_EQ("onetwosix", Read(thePair[1], 9)); });
     for (const char *thePart : {"one", "two", "six"}) {
@@ -140,7 +142,7 @@ TEST(PipeTest, AReadWaitsUntilAllHasArrived) {
 }
 
 TEST(PipeTest, AReadEndsShortWhenThePeerCloses) {
-  InNewProcess([] {
+  InOwnProcess([] {
     RecordingLog theLog;
     Pair thePair(ZVPIPE_DEFAULT);
     EXPECT_EQ(3, Write(thePair[0], "one"));
@@ -173,7 +175,7 @@ std::string ReadUnderSignals(int aPipe, size_t aLength) {
 }
 
 TEST(PipeTest, ASignalEndsAReadWithWhatHasArrived) {
-  InNewProcess([] {
+  InOwnProcess([] {
     RecordingLog theLog;
     const Pair thePair(ZVPIPE_DEFAULT);
     EXPECT_EQ(3, Write(thePair[0], "one"));
@@ -184,7 +186,7 @@ TEST(PipeTest, ASignalEndsAReadWithWhatHasArrived) {
 }
 
 TEST(PipeTest, ASignalEndsAReadThatHasNothingYetWithAnError) {
-  InNewProcess([] {
+  InOwnProcess([] {
     RecordingLog theLog;
     const Pair thePair(ZVPIPE_DEFAULT);
     theLog.Clear();
@@ -194,7 +196,7 @@ TEST(PipeTest, ASignalEndsAReadThatHasNothingYetWithAnError) {
 }
 
 TEST(PipeTest, ReadsAndWritesAreOneCallThatRaisesNoSignal) {
-  InNewProcess([] {
+  InOwnProcess([] {
     const Pair thePair(ZVPIPE_DEFAULT);
     const char theText[] = "hello";
     Arguments theSend;
@@ -215,7 +217,7 @@ TEST(PipeTest, ReadsAndWritesAreOneCallThatRaisesNoSignal) {
 class PipeKindTest : public ::testing::TestWithParam<int> {};
 
 TEST_P(PipeKindTest, ANonBlockingEndAnswersWouldBlockWhichIsLoggedAsInformation) {
-  InNewProcess([] {
+  InOwnProcess([] {
     RecordingLog theLog;
     const Pair thePair(GetParam() | ZVPIPE_NONBLOCKING);
     theLog.Clear();
@@ -234,7 +236,7 @@ TEST_P(PipeKindTest, ANonBlockingEndAnswersWouldBlockWhichIsLoggedAsInformation)
 }
 
 TEST_P(PipeKindTest, AReadOfNothingLooksLikeTheEndOfTheStream) {
-  InNewProcess([] {
+  InOwnProcess([] {
     const Pair thePair(GetParam());
     EXPECT_EQ(3, Write(thePair[0], "one"));
     EXPECT_EQ(3, Write(thePair[0], "two"));
@@ -259,7 +261,7 @@ int WriteUntilFailure(int aPipe) {
 }
 
 TEST_P(PipeKindTest, AReaderThatIsKilledEndsTheBlockedWriterWithAnErrorAndNoSignal) {
-  InNewProcess([] {
+  InOwnProcess([] {
     Pair thePair(GetParam());
     Peer theReader([&] {
       thePair.Close(0);
@@ -288,7 +290,7 @@ TEST_P(PipeKindTest, AReaderThatIsKilledEndsTheBlockedWriterWithAnErrorAndNoSign
 }
 
 TEST_P(PipeKindTest, WhatAKilledWriterHadWrittenArrivesBeforeTheEnd) {
-  InNewProcess([] {
+  InOwnProcess([] {
     Pair thePair(GetParam());
     Pair theSync(ZVPIPE_DEFAULT);
     Peer theWriter([&] {
@@ -313,7 +315,7 @@ INSTANTIATE_TEST_SUITE_P(Kinds, PipeKindTest, ::testing::Values(ZVPIPE_DEFAULT, 
                          });
 
 TEST(PipeTest, AWriteMayBeShort) {
-  InNewProcess([] {
+  InOwnProcess([] {
     const Pair thePair(ZVPIPE_NONBLOCKING);
     const std::string theText(8 * 1024 * 1024, 'x');
     const int theCount = Write(thePair[0], theText);
@@ -323,7 +325,7 @@ TEST(PipeTest, AWriteMayBeShort) {
 }
 
 TEST(PipeTest, NonBlockingKeepsTheOtherStatusFlags) {
-  InNewProcess([] {
+  InOwnProcess([] {
     Fault theStatus("fcntl", 0);
     theStatus.Returning(O_RDWR | O_APPEND);
     const Pair thePair(ZVPIPE_NONBLOCKING);
@@ -333,7 +335,7 @@ TEST(PipeTest, NonBlockingKeepsTheOtherStatusFlags) {
 }
 
 TEST(PipeTest, AnEndWhoseStatusCannotBeReadStaysBlocking) {
-  InNewProcess([] {
+  InOwnProcess([] {
     Fault theStatus("fcntl", EBADF, 0, -1);
     const Pair thePair(ZVPIPE_NONBLOCKING);
     EXPECT_EQ(2, theStatus.Hits());
@@ -343,7 +345,7 @@ TEST(PipeTest, AnEndWhoseStatusCannotBeReadStaysBlocking) {
 }
 
 TEST(PipeTest, CloseEndsThePipeForHoldersOfCopiesAsWell) {
-  InNewProcess([] {
+  InOwnProcess([] {
     int theEnds[2] = {-1, -1};
     ASSERT_EQ(0, zvPipe_Pair(theEnds, ZVPIPE_DEFAULT));
     const net::Socket theOther(theEnds[1]);
@@ -360,7 +362,7 @@ TEST(PipeTest, CloseEndsThePipeForHoldersOfCopiesAsWell) {
 }
 
 TEST(PipeTest, CloseDoesNotCareWhetherItIsCleanNorWhetherItCouldShutDown) {
-  InNewProcess([] {
+  InOwnProcess([] {
     SettleOn(Names::kAbstract);
     for (const int theClean : {0, 1, -1}) {
       RecordingLog theLog;

@@ -183,7 +183,7 @@ TEST_F(SocketIGMP, WithoutARawSocketNothingIsSent) {
 }
 
 TEST_F(SocketIGMP, AnUnprivilegedProcessSendsNothingAndJoinsAllTheSame) {
-  zvtest::InChild([this] {
+  zvtest::InOwnProcess([this] {
     constexpr uid_t kNobody = 65534;
     if (geteuid() == 0) {
       ASSERT_EQ(0, setuid(kNobody));

@@ -305,7 +305,7 @@ TEST_F(SocketLog, AnUnknownSocketIsAnErrorOfEachFunction) {
 }
 
 TEST_F(SocketLog, DescriptorZeroIsAFreePlace) {
-  zvtest::InChild([this] {
+  zvtest::InOwnProcess([this] {
     ASSERT_EQ(0, dup2(open("/dev/null", O_RDONLY), 0));
     for (const Direction &theDirection : kDirections) {
       SCOPED_TRACE(theDirection.mName);

@@ -144,7 +144,7 @@ TEST_F(SocketPolicy, WithoutMemoryForTheExclusionNothingIsExcluded) {
 
 TEST_F(SocketPolicy, ASecondConfigurationReplacesTheFirstWithoutReleasingIt) {
   // In a process of its own, for what it leaks.
-  zvtest::InChild([this] {
+  zvtest::InOwnProcess([this] {
     const Policy thePolicy = NewPolicy(kzvSocketPolicy_IP_All);
     Configure(thePolicy, "exclude-if = eth0\n");
     const zvSocketQOS theFirst = zvSocketPolicy_GetQOS(thePolicy.get());

@@ -19,10 +19,6 @@ using zvtest::Format;
 using zvtest::RecordingLog;
 using namespace zvtest::net;
 
-constexpr zvLogLevel kUpToInformation = 4;
-constexpr zvLogLevel kUpToDebug = 5;
-constexpr zvLogLevel kNothing = 0;
-
 class SocketConnect : public testing::Test {
  protected:
   // What a twin leaves in errno never comes from the log.

@@ -24,6 +24,7 @@ using zvtest::Error;
 using zvtest::Fault;
 using zvtest::Format;
 using zvtest::RecordingLog;
+using zvtest::WithoutBlanks;
 using namespace zvtest::net;
 
 class SocketDatagram : public testing::Test {

@@ -27,7 +27,7 @@ using zvtest::CopyInto;
 using zvtest::Error;
 using zvtest::Fault;
 using zvtest::Format;
-using zvtest::RecordingLog;
+using zvtest::WithoutBlanks;
 using namespace zvtest::net;
 
 using Plain = int (*)(zvSocket);

@@ -12,7 +12,6 @@ using namespace zvtest::readymade;
 using ::testing::ElementsAre;
 using ::testing::ElementsAreArray;
 using ::testing::IsEmpty;
-using zvtest::Error;
 using zvtest::Fault;
 using zvtest::Format;
 

@@ -19,7 +19,6 @@ using ::testing::ElementsAre;
 using ::testing::IsEmpty;
 using zvtest::ArgumentAs;
 using zvtest::Fault;
-using zvtest::net::ClosedDescriptor;
 using zvtest::net::Socket;
 
 constexpr int kRoom = 4096;

@@ -28,11 +28,6 @@ using zvtest::Format;
 using zvtest::RecordingLog;
 using namespace zvtest::net;
 
-constexpr zvLogLevel kNothing = 0;
-constexpr zvLogLevel kBelowErrors = 1;
-constexpr zvLogLevel kUpToErrors = 2;
-constexpr zvLogLevel kUpToInformation = 4;
-
 // What memory, locks, tables and files would cost.
 constexpr const char *kCosts[] = {"malloc",
                                   "calloc",

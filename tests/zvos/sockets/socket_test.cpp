@@ -25,12 +25,11 @@ using testing::SizeIs;
 using zvtest::Arguments;
 using zvtest::AsArgument;
 using zvtest::CopyInto;
-using zvtest::Debug;
 using zvtest::Error;
 using zvtest::Fault;
 using zvtest::Format;
 using zvtest::Message;
-using zvtest::RecordingLog;
+using zvtest::WithoutBlanks;
 using namespace zvtest::net;
 
 static_assert(sizeof(zvSocket) == 4 && std::is_signed<zvSocket>::value, "a descriptor");

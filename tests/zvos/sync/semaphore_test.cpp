@@ -4,7 +4,7 @@
 #include <zvOS/zvSemaphore.h>
 
 #include "support/HandleChecks.h"
-#include "support/Support.h"
+#include "support/Threads.h"
 
 #include <pthread.h>
 #include <semaphore.h>
@@ -24,6 +24,7 @@ using ::testing::IsEmpty;
 using zvtest::ArgumentAs;
 using zvtest::CallsOf;
 using zvtest::Fault;
+using zvtest::InterruptBy;
 
 constexpr uint32 kVeryLong = 60 * 1000;
 
@@ -157,27 +158,6 @@ TEST_F(SemaphoreTest, AnInterruptedWaitShowsItsResultAndIsNotRepeated) {
   EXPECT_EQ(zvSemaphore_Status_Error, zvSemaphore_Wait(mSemaphore));
   EXPECT_THAT(mLog.Messages(), ElementsAre(Failed("sem_wait", -1)));
   EXPECT_EQ(theWaits + 1, CallsOf("sem_wait"));
-}
-
-// Sends a blocked thread a signal that does not restart calls, until aWait has returned there.
-template <typename Wait>
-void InterruptBy(int aSignal, Wait aWait) {
-  struct sigaction theAction = {};
-  struct sigaction theFormerAction;
-  theAction.sa_handler = [](int) {};
-  ASSERT_EQ(0, sigaction(aSignal, &theAction, &theFormerAction));
-  std::atomic<bool> theWaitHasEnded{false};
-  std::thread theWaiter([&] {
-    aWait();
-    theWaitHasEnded = true;
-  });
-  // A signal that comes before the thread has blocked is lost on it.
-  EXPECT_TRUE(zvtest::WaitUntil([&] {
-    if (!theWaitHasEnded) pthread_kill(theWaiter.native_handle(), aSignal);
-    return theWaitHasEnded.load();
-  }));
-  theWaiter.join();
-  sigaction(aSignal, &theFormerAction, nullptr);
 }
 
 TEST_F(SemaphoreTest, ASignalEndsABlockedWait) {
