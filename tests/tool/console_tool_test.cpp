@@ -32,12 +32,12 @@ using ::testing::AllOf;
 using ::testing::EndsWith;
 using ::testing::HasSubstr;
 using zvtest::ExecZvos;
+using zvtest::kPatience;
 using zvtest::RawClient;
 using zvtest::RunningZvos;
 using zvtest::WaitUntil;
 
 using Clock = std::chrono::steady_clock;
-constexpr int kPatience = 20;  // seconds
 
 constexpr char kCtrlC[] = "\003";
 constexpr char kCtrlD[] = "\004";

@@ -33,6 +33,7 @@ using ::testing::MatchesRegex;
 using zvtest::BuiltProgram;
 using zvtest::ChildResult;
 using zvtest::FakeServer;
+using zvtest::kReady;
 using zvtest::NamesIn;
 using zvtest::RawClient;
 using zvtest::ReadWholeFile;
@@ -41,8 +42,6 @@ using zvtest::RunProgram;
 using zvtest::SomeBytes;
 using zvtest::TempFolder;
 using zvtest::WriteWholeFile;
-
-constexpr char kReady[] = "zvos-files 1 ready\n";
 
 ChildResult Get(const std::vector<std::string> &anArguments) {
   std::vector<std::string> theWords = {"get"};

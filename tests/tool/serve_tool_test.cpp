@@ -28,7 +28,6 @@ using ::testing::ElementsAre;
 using ::testing::EndsWith;
 using ::testing::HasSubstr;
 using ::testing::MatchesRegex;
-using ::testing::Not;
 using ::testing::StartsWith;
 using zvtest::ChildResult;
 using zvtest::ClientsUntilBusy;
