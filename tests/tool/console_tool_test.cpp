@@ -31,11 +31,7 @@ namespace {
 using ::testing::AllOf;
 using ::testing::EndsWith;
 using ::testing::HasSubstr;
-using zvtest::ExecZvos;
-using zvtest::kPatience;
-using zvtest::RawClient;
-using zvtest::RunningZvos;
-using zvtest::WaitUntil;
+using namespace zvtest;
 
 using Clock = std::chrono::steady_clock;
 

@@ -23,19 +23,7 @@ using ::testing::AllOf;
 using ::testing::EndsWith;
 using ::testing::HasSubstr;
 using ::testing::StartsWith;
-using zvtest::BuiltProgram;
-using zvtest::ChildResult;
-using zvtest::kSixtyFourBits;
-using zvtest::RemoveTraceFile;
-using zvtest::RunInChild;
-using zvtest::RunProgram;
-using zvtest::RunShell;
-using zvtest::Search;
-using zvtest::SomeBytes;
-using zvtest::TempFolder;
-using zvtest::WriteWholeFile;
-using zvtest::Zvos;
-using zvtest::ZvosCommand;
+using namespace zvtest;
 
 // The checksum by definition, bit after bit; a table spares the inner loop.
 uint32_t ChecksumOf(const std::string &aText) {

@@ -28,19 +28,7 @@ using ::testing::HasSubstr;
 using ::testing::MatchesRegex;
 using ::testing::Not;
 using ::testing::StartsWith;
-using zvtest::BuiltLibrary;
-using zvtest::ChildResult;
-using zvtest::ExecZvos;
-using zvtest::ExpectOutcome;
-using zvtest::ExpectRefusal;
-using zvtest::IsAlive;
-using zvtest::kSixtyFourBits;
-using zvtest::NamesIn;
-using zvtest::RunInChild;
-using zvtest::RunningZvos;
-using zvtest::TempFolder;
-using zvtest::WriteWholeFile;
-using zvtest::Zvos;
+using namespace zvtest;
 
 TEST(Local, WrongUsageIsOneLine) {
   ExpectRefusal(Zvos({"ls"}), "zvos: ls: one DIR and one PATTERN at most, see 'zvos help ls'\n");

@@ -31,13 +31,7 @@ using ::testing::AllOf;
 using ::testing::ContainsRegex;
 using ::testing::EndsWith;
 using ::testing::HasSubstr;
-using zvtest::BuiltProgram;
-using zvtest::ChildResult;
-using zvtest::ExecZvos;
-using zvtest::RemoveTraceFile;
-using zvtest::RunInChild;
-using zvtest::RunProgram;
-using zvtest::Zvos;
+using namespace zvtest;
 
 constexpr int kNotPossible = 99;
 

@@ -17,19 +17,7 @@ namespace {
 
 using ::testing::MatchesRegex;
 using ::testing::StartsWith;
-using zvtest::BuiltLibrary;
-using zvtest::BuiltProgram;
-using zvtest::ChildResult;
-using zvtest::ExpectRefusal;
-using zvtest::kSixtyFourBits;
-using zvtest::RunInChild;
-using zvtest::RunShell;
-using zvtest::Shell;
-using zvtest::SomeBytes;
-using zvtest::TempFolder;
-using zvtest::WriteWholeFile;
-using zvtest::Zvos;
-using zvtest::ZvosCommand;
+using namespace zvtest;
 
 // A 32-bit file of this machine's byte order that has nothing but the stamp.
 std::string StampedFile(const std::string &aStamp) {

@@ -28,15 +28,7 @@ using ::testing::AllOf;
 using ::testing::ContainsRegex;
 using ::testing::ElementsAre;
 using ::testing::MatchesRegex;
-using zvtest::ChildResult;
-using zvtest::ClientsUntilBusy;
-using zvtest::Joined;
-using zvtest::kReady;
-using zvtest::NamesIn;
-using zvtest::RawClient;
-using zvtest::ReadWholeFile;
-using zvtest::RunningZvos;
-using zvtest::Zvos;
+using namespace zvtest;
 
 class ServeOptions : public zvtest::Serving {};
 

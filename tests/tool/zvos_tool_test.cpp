@@ -28,18 +28,7 @@ using ::testing::HasSubstr;
 using ::testing::MatchesRegex;
 using ::testing::Not;
 using ::testing::StartsWith;
-using zvtest::BuiltProgram;
-using zvtest::ChildResult;
-using zvtest::ExpectRefusal;
-using zvtest::kSixtyFourBits;
-using zvtest::RemoveTraceFile;
-using zvtest::RunInChild;
-using zvtest::RunShell;
-using zvtest::Search;
-using zvtest::Shell;
-using zvtest::TempFolder;
-using zvtest::Zvos;
-using zvtest::ZvosCommand;
+using namespace zvtest;
 
 // A machine without /dev/pts has no terminal to give.
 bool HasTerminals() {

@@ -9,11 +9,7 @@
 namespace {
 
 using ::testing::IsEmpty;
-using zvtest::ArgumentAs;
-using zvtest::Fault;
-using zvtest::InOwnProcess;
-using zvtest::RecordingLog;
-using zvtest::TempFolder;
+using namespace zvtest;
 using zvtest::console::Input;
 using zvtest::console::Stream;
 using zvtest::console::StreamOf;

@@ -13,11 +13,7 @@ namespace {
 
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
-using zvtest::Arguments;
-using zvtest::CopyInto;
-using zvtest::Fault;
-using zvtest::InOwnProcess;
-using zvtest::RecordingLog;
+using namespace zvtest;
 using zvtest::console::Stream;
 using zvtest::console::StreamOf;
 using zvtest::pipes::Peer;

@@ -14,10 +14,7 @@
 namespace {
 
 using ::testing::IsEmpty;
-using zvtest::ArgumentAs;
-using zvtest::AsArgument;
-using zvtest::CallsOf;
-using zvtest::Fault;
+using namespace zvtest;
 
 class LocaleTest : public ::testing::Test {
  protected:

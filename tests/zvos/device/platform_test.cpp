@@ -18,12 +18,7 @@ namespace {
 
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
-using zvtest::ArgumentAs;
-using zvtest::CallsOf;
-using zvtest::Fault;
-using zvtest::Format;
-using zvtest::kNoText;
-using zvtest::Take;
+using namespace zvtest;
 
 constexpr zvLogModule kModule = 7;
 constexpr char kVariable[] = "ZVTEST_PLATFORM";

@@ -25,12 +25,7 @@
 using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::IsEmpty;
-using zvtest::AsArgument;
-using zvtest::ChildResult;
-using zvtest::Fault;
-using zvtest::kNoText;
-using zvtest::RecordingLog;
-using zvtest::TempFolder;
+using namespace zvtest;
 
 namespace {
 

@@ -6,9 +6,7 @@
 #include "process_support.h"
 
 using ::testing::IsEmpty;
-using zvtest::ArgumentAs;
-using zvtest::Exists;
-using zvtest::Fault;
+using namespace zvtest;
 using namespace zvtest::process;
 
 namespace {

@@ -5,13 +5,7 @@
 
 #include "process_support.h"
 
-using zvtest::ArgumentAs;
-using zvtest::Arguments;
-using zvtest::AsArgument;
-using zvtest::CallsOf;
-using zvtest::CopyInto;
-using zvtest::Exists;
-using zvtest::Fault;
+using namespace zvtest;
 using namespace zvtest::process;
 
 namespace {

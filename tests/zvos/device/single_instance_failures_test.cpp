@@ -15,11 +15,7 @@ namespace {
 using namespace zvtest::single_instance;
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
-using zvtest::CallsOf;
-using zvtest::Exists;
-using zvtest::Fault;
-using zvtest::Format;
-using zvtest::IsOpen;
+using namespace zvtest;
 
 class SingleInstanceFailureTest : public SingleInstanceTest {};
 

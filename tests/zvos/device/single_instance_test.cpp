@@ -16,12 +16,7 @@ namespace {
 
 using namespace zvtest::single_instance;
 using ::testing::ElementsAre;
-using zvtest::ArgumentAs;
-using zvtest::Arguments;
-using zvtest::Exists;
-using zvtest::Fault;
-using zvtest::Format;
-using zvtest::IsOpen;
+using namespace zvtest;
 
 // Another process, which makes a checker at once and then does as it is told.
 class OtherProcess {

@@ -18,10 +18,7 @@ namespace {
 
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
-using zvtest::ArgumentAs;
-using zvtest::Error;
-using zvtest::Fault;
-using zvtest::Format;
+using namespace zvtest;
 
 constexpr zvLogModule kModule = 7;
 

@@ -23,13 +23,7 @@ namespace {
 
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
-using zvtest::AsArgument;
-using zvtest::ElfImage;
-using zvtest::ElfLayout;
-using zvtest::Fault;
-using zvtest::Format;
-using zvtest::kNoText;
-using zvtest::Take;
+using namespace zvtest;
 
 constexpr zvLogModule kModule = 0;
 

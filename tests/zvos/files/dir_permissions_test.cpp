@@ -9,12 +9,7 @@
 
 using testing::ElementsAre;
 using testing::IsEmpty;
-using zvtest::DirError;
-using zvtest::Format;
-using zvtest::InOwnProcess;
-using zvtest::IsDir;
-using zvtest::RecordingLog;
-using zvtest::Tree;
+using namespace zvtest;
 
 namespace {
 

@@ -10,17 +10,7 @@
 
 using testing::ElementsAre;
 using testing::IsEmpty;
-using zvtest::ArgumentAs;
-using zvtest::CallsOf;
-using zvtest::Dir;
-using zvtest::DirError;
-using zvtest::Fault;
-using zvtest::Format;
-using zvtest::InOwnProcess;
-using zvtest::IsAlone;
-using zvtest::IsDir;
-using zvtest::kSpoiledErrno;
-using zvtest::Replaced;
+using namespace zvtest;
 
 namespace {
 

@@ -9,13 +9,7 @@
 
 using testing::ElementsAre;
 using testing::IsEmpty;
-using zvtest::ArgumentAs;
-using zvtest::Dir;
-using zvtest::DirError;
-using zvtest::Fault;
-using zvtest::Format;
-using zvtest::InOwnProcess;
-using zvtest::kSpoiledErrno;
+using namespace zvtest;
 
 namespace {
 

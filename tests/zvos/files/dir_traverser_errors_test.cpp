@@ -15,17 +15,7 @@
 using testing::ElementsAre;
 using testing::ElementsAreArray;
 using testing::IsEmpty;
-using zvtest::ArgumentAs;
-using zvtest::AsArgument;
-using zvtest::Asserted;
-using zvtest::DirError;
-using zvtest::Fault;
-using zvtest::Format;
-using zvtest::kError;
-using zvtest::kNoError;
-using zvtest::RecordingLog;
-using zvtest::Traverser;
-using zvtest::Tree;
+using namespace zvtest;
 
 namespace {
 

@@ -23,19 +23,7 @@ using testing::ElementsAre;
 using testing::IsEmpty;
 using testing::Not;
 using testing::UnorderedElementsAre;
-using zvtest::ArgumentAs;
-using zvtest::AsArgument;
-using zvtest::CallsOf;
-using zvtest::DirError;
-using zvtest::Fault;
-using zvtest::Format;
-using zvtest::InOwnProcess;
-using zvtest::kError;
-using zvtest::kNoError;
-using zvtest::RecordingLog;
-using zvtest::Traverser;
-using zvtest::Tree;
-using zvtest::Walk;
+using namespace zvtest;
 
 namespace {
 

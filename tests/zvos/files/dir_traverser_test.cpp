@@ -16,21 +16,7 @@
 using testing::ElementsAre;
 using testing::IsEmpty;
 using testing::UnorderedElementsAre;
-using zvtest::ArgumentAs;
-using zvtest::Asserted;
-using zvtest::DirError;
-using zvtest::Fault;
-using zvtest::Format;
-using zvtest::InOwnProcess;
-using zvtest::kError;
-using zvtest::kNoError;
-using zvtest::kSpoiledErrno;
-using zvtest::LeftAtAssertion;
-using zvtest::OwnProgramName;
-using zvtest::RecordingLog;
-using zvtest::Traverser;
-using zvtest::Tree;
-using zvtest::Walk;
+using namespace zvtest;
 
 namespace {
 

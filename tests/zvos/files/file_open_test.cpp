@@ -6,24 +6,7 @@
 #include "files_support.h"
 
 using testing::IsEmpty;
-using zvtest::AppendTo;
-using zvtest::ArgumentAs;
-using zvtest::Arguments;
-using zvtest::CallsOf;
-using zvtest::DescriptorOf;
-using zvtest::Fault;
-using zvtest::File;
-using zvtest::FileError;
-using zvtest::Format;
-using zvtest::HandleOf;
-using zvtest::kAppend;
-using zvtest::kCreate;
-using zvtest::kExclusive;
-using zvtest::kRead;
-using zvtest::kTruncate;
-using zvtest::kUntouchedHandle;
-using zvtest::kWrite;
-using zvtest::ReadWholeFile;
+using namespace zvtest;
 
 namespace {
 

@@ -6,17 +6,7 @@
 #include "files_support.h"
 
 using testing::IsEmpty;
-using zvtest::AppendTo;
-using zvtest::ArgumentAs;
-using zvtest::Arguments;
-using zvtest::Asserted;
-using zvtest::CallsOf;
-using zvtest::Fault;
-using zvtest::File;
-using zvtest::FileError;
-using zvtest::Format;
-using zvtest::kRead;
-using zvtest::ReadWholeFile;
+using namespace zvtest;
 
 namespace {
 

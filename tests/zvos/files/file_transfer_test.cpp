@@ -6,20 +6,7 @@
 #include "files_support.h"
 
 using testing::IsEmpty;
-using zvtest::AppendTo;
-using zvtest::ArgumentAs;
-using zvtest::Arguments;
-using zvtest::Asserted;
-using zvtest::CallsOf;
-using zvtest::DescriptorOf;
-using zvtest::Fault;
-using zvtest::File;
-using zvtest::FileError;
-using zvtest::Format;
-using zvtest::HandleOf;
-using zvtest::kAppend;
-using zvtest::kGiB;
-using zvtest::kRead;
+using namespace zvtest;
 
 namespace {
 

@@ -32,13 +32,7 @@ namespace {
 using ::testing::ElementsAre;
 using ::testing::EndsWith;
 using ::testing::IsEmpty;
-using zvtest::Asserted;
-using zvtest::Debug;
-using zvtest::Error;
-using zvtest::Fault;
-using zvtest::Info;
-using zvtest::Logged;
-using zvtest::Warning;
+using namespace zvtest;
 
 // ---- Constants ----
 

@@ -20,8 +20,7 @@ namespace {
 
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
-using zvtest::CallsOf;
-using zvtest::Fault;
+using namespace zvtest;
 
 uint32 MagicOf(const void *aHandle) {
   uint32 theMagic;

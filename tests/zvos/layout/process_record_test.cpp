@@ -5,8 +5,7 @@
 
 #include "zvos/device/process_support.h"
 
-using zvtest::AsArgument;
-using zvtest::Fault;
+using namespace zvtest;
 using namespace zvtest::process;
 
 namespace {

@@ -8,12 +8,7 @@
 
 using testing::ElementsAre;
 using testing::IsEmpty;
-using zvtest::Fault;
-using zvtest::FileError;
-using zvtest::Format;
-using zvtest::kNoText;
-using zvtest::Take;
-using zvtest::TempFolder;
+using namespace zvtest;
 using namespace zvtest::paths;
 
 namespace {

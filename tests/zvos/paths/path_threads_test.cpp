@@ -20,13 +20,7 @@ namespace {
 using ::testing::Each;
 using ::testing::ElementsAre;
 using ::testing::SizeIs;
-using zvtest::Fault;
-using zvtest::Format;
-using zvtest::IsAlone;
-using zvtest::OwnProgram;
-using zvtest::RecordingLog;
-using zvtest::RunInChild;
-using zvtest::Take;
+using namespace zvtest;
 
 constexpr int kThreads = 8;
 

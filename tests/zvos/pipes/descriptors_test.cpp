@@ -31,15 +31,7 @@ namespace {
 using ::testing::Each;
 using ::testing::SizeIs;
 using ::testing::Truly;
-using zvtest::Address;
-using zvtest::ArgumentAs;
-using zvtest::Exists;
-using zvtest::Fault;
-using zvtest::Format;
-using zvtest::InOwnProcess;
-using zvtest::OpenDescriptors;
-using zvtest::TempFolder;
-using zvtest::WaitUntil;
+using namespace zvtest;
 using zvtest::net::Generic;
 using zvtest::net::kAddressLength;
 

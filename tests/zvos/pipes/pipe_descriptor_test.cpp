@@ -12,14 +12,7 @@ using namespace zvtest::pipes;
 
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
-using zvtest::ArgumentAs;
-using zvtest::Fault;
-using zvtest::Format;
-using zvtest::InOwnProcess;
-using zvtest::IsOpen;
-using zvtest::OpenDescriptors;
-using zvtest::RecordingLog;
-using zvtest::TempFolder;
+using namespace zvtest;
 namespace net = zvtest::net;
 
 // Older headers do not have them: what asks for handles of the sender's process, and what brings one.

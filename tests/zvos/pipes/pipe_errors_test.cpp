@@ -12,17 +12,7 @@ using namespace zvtest::pipes;
 
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
-using zvtest::ArgumentAs;
-using zvtest::CallsOf;
-using zvtest::Error;
-using zvtest::Fault;
-using zvtest::Format;
-using zvtest::Info;
-using zvtest::InOwnProcess;
-using zvtest::IsOpen;
-using zvtest::Logged;
-using zvtest::OpenDescriptors;
-using zvtest::RecordingLog;
+using namespace zvtest;
 namespace net = zvtest::net;
 
 // A call of the library that fails because a call of the system does.

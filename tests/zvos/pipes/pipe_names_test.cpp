@@ -12,16 +12,7 @@ using namespace zvtest::pipes;
 using ::testing::AnyOf;
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
-using zvtest::ArgumentAs;
-using zvtest::Arguments;
-using zvtest::CopyInto;
-using zvtest::Exists;
-using zvtest::Fault;
-using zvtest::Format;
-using zvtest::Info;
-using zvtest::OpenDescriptors;
-using zvtest::RecordingLog;
-using zvtest::TempFolder;
+using namespace zvtest;
 namespace net = zvtest::net;
 
 constexpr size_t kLongestName = 107;

@@ -14,15 +14,7 @@ using namespace zvtest::pipes;
 
 using ::testing::IsEmpty;
 using ::testing::StartsWith;
-using zvtest::ArgumentAs;
-using zvtest::CallsOf;
-using zvtest::Exists;
-using zvtest::Fault;
-using zvtest::Format;
-using zvtest::InOwnProcess;
-using zvtest::OpenDescriptors;
-using zvtest::RecordingLog;
-using zvtest::TempFolder;
+using namespace zvtest;
 namespace net = zvtest::net;
 
 constexpr char kProbeName[] = "/tmp/zvPipeAbstractTest";

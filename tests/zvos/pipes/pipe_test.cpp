@@ -17,16 +17,7 @@ using namespace zvtest::pipes;
 using ::testing::AnyOf;
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
-using zvtest::Arguments;
-using zvtest::AsArgument;
-using zvtest::CopyInto;
-using zvtest::Fault;
-using zvtest::Format;
-using zvtest::Info;
-using zvtest::InOwnProcess;
-using zvtest::IsOpen;
-using zvtest::RecordingLog;
-using zvtest::WaitUntil;
+using namespace zvtest;
 namespace net = zvtest::net;
 
 struct PairCase {

@@ -9,8 +9,7 @@
 
 namespace {
 
-using zvtest::Address;
-using zvtest::CallsOf;
+using namespace zvtest;
 using namespace zvtest::link_status;
 
 int32 sAskedFor;

@@ -11,12 +11,7 @@ namespace {
 
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
-using zvtest::ArgumentAs;
-using zvtest::AsArgument;
-using zvtest::CallsOf;
-using zvtest::Error;
-using zvtest::Fault;
-using zvtest::Ip;
+using namespace zvtest;
 using namespace zvtest::link_status;
 
 constexpr size_t kLongestAnswer = 512;

@@ -25,15 +25,7 @@ namespace {
 
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
-using zvtest::Address;
-using zvtest::ArgumentAs;
-using zvtest::AsArgument;
-using zvtest::Asserted;
-using zvtest::CallsOf;
-using zvtest::Fault;
-using zvtest::Ip;
-using zvtest::Neighbour;
-using zvtest::OnOwnHost;
+using namespace zvtest;
 
 std::string Hexadecimal(const uint8 *someBytes, size_t aCount) {
   std::string theText;

@@ -28,14 +28,7 @@ using ::testing::ElementsAre;
 using ::testing::HasSubstr;
 using ::testing::IsEmpty;
 using ::testing::Not;
-using zvtest::Address;
-using zvtest::Daemon;
-using zvtest::Exists;
-using zvtest::Neighbour;
-using zvtest::OnOwnHost;
-using zvtest::ReadWholeFile;
-using zvtest::WaitUntil;
-using zvtest::WriteWholeFile;
+using namespace zvtest;
 using zvtest::net::Socket;
 
 constexpr char kControlSocket[] = "/var/run/wpa_supplicant/eth0";

@@ -17,11 +17,7 @@ namespace {
 
 using testing::ElementsAre;
 using testing::IsEmpty;
-using zvtest::Debug;
-using zvtest::Error;
-using zvtest::Fault;
-using zvtest::Format;
-using zvtest::Message;
+using namespace zvtest;
 using namespace zvtest::net;
 
 class SocketCounts : public BookkeepingTest {};

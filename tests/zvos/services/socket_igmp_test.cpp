@@ -19,13 +19,7 @@ namespace {
 
 using ::testing::Contains;
 using ::testing::ElementsAre;
-using zvtest::ArgumentAs;
-using zvtest::AsArgument;
-using zvtest::CallsOf;
-using zvtest::Debug;
-using zvtest::Error;
-using zvtest::Fault;
-using zvtest::Format;
+using namespace zvtest;
 using zvtest::net::kTCP;
 using zvtest::net::kTCPRW;
 using zvtest::net::Socket;

@@ -7,12 +7,7 @@
 
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
-using zvtest::AsArgument;
-using zvtest::Asserted;
-using zvtest::Fault;
-using zvtest::Info;
-using zvtest::LeftAtAssertion;
-using zvtest::Warning;
+using namespace zvtest;
 using zvtest::net::kTCP;
 using namespace zvtest::policy;
 

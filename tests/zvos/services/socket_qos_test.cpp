@@ -12,12 +12,7 @@ namespace {
 
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
-using zvtest::ArgumentAs;
-using zvtest::CallsOf;
-using zvtest::Error;
-using zvtest::Fault;
-using zvtest::kModuleOfQOS;
-using zvtest::SocketQOS;
+using namespace zvtest;
 using zvtest::net::IntOption;
 using zvtest::net::Socket;
 

@@ -15,15 +15,7 @@ namespace {
 using ::testing::ElementsAre;
 using ::testing::ElementsAreArray;
 using ::testing::IsEmpty;
-using zvtest::ArgumentAs;
-using zvtest::Asserted;
-using zvtest::CallsOf;
-using zvtest::Debug;
-using zvtest::Fault;
-using zvtest::Format;
-using zvtest::kDebugLevel;
-using zvtest::Message;
-using zvtest::MessagesOf;
+using namespace zvtest;
 using zvtest::net::kTracker;
 using zvtest::net::PortOf;
 using zvtest::net::Socket;

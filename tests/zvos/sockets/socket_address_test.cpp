@@ -22,12 +22,7 @@ namespace {
 using ::testing::Each;
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
-using zvtest::Address;
-using zvtest::ArgumentAs;
-using zvtest::AsArgument;
-using zvtest::Error;
-using zvtest::Fault;
-using zvtest::Format;
+using namespace zvtest;
 
 class SocketAddress : public ::testing::Test {
  protected:

@@ -12,11 +12,7 @@ namespace {
 
 using testing::ElementsAre;
 using testing::IsEmpty;
-using zvtest::Debug;
-using zvtest::Error;
-using zvtest::Fault;
-using zvtest::Format;
-using zvtest::RecordingLog;
+using namespace zvtest;
 using namespace zvtest::net;
 
 class SocketConnect : public testing::Test {

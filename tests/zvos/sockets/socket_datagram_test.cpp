@@ -15,16 +15,7 @@ namespace {
 
 using testing::ElementsAre;
 using testing::IsEmpty;
-using zvtest::ArgumentAs;
-using zvtest::Arguments;
-using zvtest::AsArgument;
-using zvtest::CopyInto;
-using zvtest::Debug;
-using zvtest::Error;
-using zvtest::Fault;
-using zvtest::Format;
-using zvtest::RecordingLog;
-using zvtest::WithoutBlanks;
+using namespace zvtest;
 using namespace zvtest::net;
 
 class SocketDatagram : public testing::Test {

@@ -14,11 +14,7 @@
 
 using testing::ElementsAre;
 using testing::IsEmpty;
-using zvtest::ArgumentAs;
-using zvtest::CallsOf;
-using zvtest::Error;
-using zvtest::Fault;
-using zvtest::Format;
+using namespace zvtest;
 using namespace zvtest::net;
 
 namespace {

@@ -19,15 +19,7 @@ namespace {
 
 using testing::ElementsAre;
 using testing::IsEmpty;
-using zvtest::ArgumentAs;
-using zvtest::Arguments;
-using zvtest::AsArgument;
-using zvtest::CallsOf;
-using zvtest::CopyInto;
-using zvtest::Error;
-using zvtest::Fault;
-using zvtest::Format;
-using zvtest::WithoutBlanks;
+using namespace zvtest;
 using namespace zvtest::net;
 
 using Plain = int (*)(zvSocket);

@@ -21,12 +21,7 @@
 
 namespace {
 
-using zvtest::Address;
-using zvtest::ArgumentAs;
-using zvtest::AsArgument;
-using zvtest::CallsOf;
-using zvtest::Fault;
-using zvtest::RunInChild;
+using namespace zvtest;
 
 constexpr int kThreads = 4;
 constexpr int kRounds = 200;

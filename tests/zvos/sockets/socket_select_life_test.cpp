@@ -13,13 +13,7 @@ using namespace zvtest::selects;
 
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
-using zvtest::ArgumentAs;
-using zvtest::AsArgument;
-using zvtest::Error;
-using zvtest::Fault;
-using zvtest::Format;
-using zvtest::kModuleOfSelects;
-using zvtest::OpenDescriptors;
+using namespace zvtest;
 using zvtest::net::Socket;
 
 TEST_F(SocketSelect, TheReadEndIsNonBlockingAndTheWriteEndIsBlocking) {

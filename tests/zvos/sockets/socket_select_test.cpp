@@ -21,9 +21,7 @@ using namespace zvtest::selects;
 
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
-using zvtest::ArgumentAs;
-using zvtest::Fault;
-using zvtest::Format;
+using namespace zvtest;
 using zvtest::net::ClosedDescriptor;
 using zvtest::net::Socket;
 

@@ -21,11 +21,7 @@ using testing::ElementsAre;
 using testing::IsEmpty;
 using testing::Not;
 using testing::StartsWith;
-using zvtest::CallsOf;
-using zvtest::Error;
-using zvtest::Fault;
-using zvtest::Format;
-using zvtest::RecordingLog;
+using namespace zvtest;
 using namespace zvtest::net;
 
 // What memory, locks, tables and files would cost.

@@ -15,19 +15,7 @@ namespace {
 
 using ::testing::Each;
 using ::testing::IsEmpty;
-using zvtest::AdmitTraffic;
-using zvtest::Fault;
-using zvtest::Format;
-using zvtest::InThreads;
-using zvtest::kClosed;
-using zvtest::kDebugLevel;
-using zvtest::Meeting;
-using zvtest::Message;
-using zvtest::MessagesOf;
-using zvtest::OpenDescriptors;
-using zvtest::ReadWholeFile;
-using zvtest::TrafficFileOf;
-using zvtest::WriteWholeFile;
+using namespace zvtest;
 using zvtest::net::Generic;
 using zvtest::net::kAddressLength;
 using zvtest::net::kTracker;

@@ -18,9 +18,7 @@ namespace {
 using ::testing::Each;
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
-using zvtest::ArgumentAs;
-using zvtest::Error;
-using zvtest::Fault;
+using namespace zvtest;
 
 // Long enough that a test which waits for it has failed.
 constexpr uint32 kVeryLong = 60 * 1000;

@@ -13,10 +13,7 @@ namespace {
 
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
-using zvtest::ArgumentAs;
-using zvtest::CallsOf;
-using zvtest::Error;
-using zvtest::Fault;
+using namespace zvtest;
 
 constexpr char kFile[] = "zvMutex.posix.cpp";
 constexpr char kNotHeld[] = "zvOSMutex: unlock failed because not held by caller\n";

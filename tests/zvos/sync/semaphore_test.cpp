@@ -21,10 +21,7 @@ namespace {
 
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
-using zvtest::ArgumentAs;
-using zvtest::CallsOf;
-using zvtest::Fault;
-using zvtest::InterruptBy;
+using namespace zvtest;
 
 constexpr uint32 kVeryLong = 60 * 1000;
 

@@ -50,10 +50,7 @@
 namespace {
 
 using ::testing::IsEmpty;
-using zvtest::Fault;
-using zvtest::Format;
-using zvtest::kDebugLevel;
-using zvtest::RecordingLog;
+using namespace zvtest;
 using zvtest::net::Generic;
 using zvtest::net::kAddressLength;
 
