@@ -2,7 +2,7 @@
 // SPDX-License-Identifier: Apache-2.0
 
 // Makes a call of the system or of the C library fail, or answer what a test wants, when the
-// library under test makes it. The functions listed in Faults.cpp can be faulted; those of 64-bit
+// library under test makes it. The functions listed in FaultedCalls.h can be faulted; those of 64-bit
 // file offsets go by their plain names ("open", "lseek", "stat"). Without a fault in force they pass
 // straight through. A fault of a function that the library does not import fails the test.
 //
@@ -11,8 +11,11 @@
 //   EXPECT_EQ(1, theFault.Hits());
 #pragma once
 
+#include <cstddef>
+#include <cstdint>
 #include <functional>
 #include <string>
+#include <vector>
 
 namespace zvtest {
 
@@ -34,7 +37,7 @@ class Fault {
   Fault &Returning(long long aValue);
 
   // Runs before the faulted call answers; may look at or change the caller's memory through the
-  // arguments, which come as pointer-sized integers in order.
+  // arguments, which come as pointer-sized integers in order (see ArgumentAs).
   Fault &Doing(std::function<void(const long long *anArguments)> anAction);
 
   // The call is really made and its result returned; the action of Doing runs after it (for free()
@@ -55,5 +58,26 @@ class Fault {
 
 // How often the library under test called the named function on this thread since the program began.
 int CallsOf(const char *aFunction);
+
+// A pointer among the arguments of a faulted call, and a pointer as such an argument or answer.
+template <typename Type>
+Type *ArgumentAs(long long anArgument) {
+  return reinterpret_cast<Type *>(static_cast<intptr_t>(anArgument));
+}
+inline long long AsArgument(const void *aPointer) {
+  return static_cast<long long>(reinterpret_cast<intptr_t>(aPointer));
+}
+
+using Arguments = std::vector<long long>;
+
+// For Fault::Doing: keeps a copy of the arguments of the last call, as many as the function has.
+inline std::function<void(const long long *)> CopyInto(Arguments *someArguments, size_t aCount) {
+  return [=](const long long *anArguments) { someArguments->assign(anArguments, anArguments + aCount); };
+}
+
+// For Fault::Doing: keeps a copy of the arguments of every call.
+inline std::function<void(const long long *)> AppendTo(std::vector<Arguments> *someCalls, size_t aCount) {
+  return [=](const long long *anArguments) { someCalls->emplace_back(anArguments, anArguments + aCount); };
+}
 
 }  // namespace zvtest

@@ -11,34 +11,10 @@
 #include <functional>
 #include <map>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace zvtest {
-
-inline uint32 MagicOf(const void *aHandle) {
-  uint32 theMagic;
-  memcpy(&theMagic, aHandle, sizeof theMagic);
-  return theMagic;
-}
-
-inline void SetMagic(void *aHandle, uint32 aMagic) {
-  memcpy(aHandle, &aMagic, sizeof aMagic);
-}
-
-// Gives a live handle the wrong magic for a while.
-class Disguise {
- public:
-  explicit Disguise(void *aHandle) : mHandle(aHandle), mMagic(MagicOf(aHandle)) {
-    SetMagic(aHandle, 0x12345678);
-  }
-  ~Disguise() { SetMagic(mHandle, mMagic); }
-  Disguise(const Disguise &) = delete;
-  Disguise &operator=(const Disguise &) = delete;
-
- private:
-  void *mHandle;
-  uint32 mMagic;
-};
 
 // The text of the check of a handle: MagicCheck("aMutex", "0xFEEDBABE").
 inline std::string MagicCheck(const std::string &aHandle, const std::string &aMagic) {
@@ -70,31 +46,25 @@ class ReleaseWatch {
  public:
   ReleaseWatch() : mFree("free", 0, 0, -1) {
     mFree.PassingThrough().Doing([this](const long long *anArguments) {
-      const auto theRecord = mRecords.find(anArguments[0]);
+      const auto theRecord = mRecords.find(ArgumentAs<void>(anArguments[0]));
       if (theRecord == mRecords.end()) return;
       ++theRecord->second.mReleases;
-      theRecord->second.mMagic = MagicOf(theRecord->first.mPointer);
+      if (theRecord->second.mLook) theRecord->second.mLook();
     });
   }
 
-  void Watch(void *aRecord) { mRecords[aRecord] = {0, ~0u}; }
+  // aLook is called at each release, while the record is still there.
+  void Watch(void *aRecord, std::function<void()> aLook = {}) { mRecords[aRecord] = {0, std::move(aLook)}; }
 
-  // How often the record was released, and its magic number then.
+  // How often the record was released.
   int ReleasesOf(void *aRecord) const { return mRecords.at(aRecord).mReleases; }
-  uint32 MagicAtReleaseOf(void *aRecord) const { return mRecords.at(aRecord).mMagic; }
 
  private:
-  struct Key {
-    Key(void *aPointer) : mPointer(aPointer) {}
-    Key(long long aValue) : mPointer(reinterpret_cast<void *>(static_cast<intptr_t>(aValue))) {}
-    bool operator<(const Key &another) const { return mPointer < another.mPointer; }
-    void *mPointer;
-  };
   struct Record {
     int mReleases;
-    uint32 mMagic;
+    std::function<void()> mLook;
   };
-  std::map<Key, Record> mRecords;
+  std::map<void *, Record> mRecords;
   Fault mFree;
 };
 
@@ -103,19 +73,20 @@ class JunkMemory {
  public:
   static constexpr size_t kSize = 512;
 
-  JunkMemory() : mMemory(malloc(kSize)), mMalloc("malloc", 0) {
+  // aLook is called when the memory is released.
+  explicit JunkMemory(const std::function<void(const void *aMemory)> &aLook = [](const void *) {})
+      : mMemory(malloc(kSize)), mMalloc("malloc", 0) {
     memset(mMemory, 0xA5, kSize);
-    mMalloc.Returning(static_cast<long long>(reinterpret_cast<intptr_t>(mMemory)));
-    mWatch.Watch(mMemory);
+    mMalloc.Returning(AsArgument(mMemory));
+    mWatch.Watch(mMemory, [this, aLook] { aLook(mMemory); });
   }
   JunkMemory(const JunkMemory &) = delete;
   JunkMemory &operator=(const JunkMemory &) = delete;
 
-  // The constructor took the memory, gave it back once, and its magic number was 0 by then.
+  // The constructor took the memory and gave it back once.
   void ExpectUsedAndReleased() const {
     EXPECT_EQ(1, mMalloc.Hits());
     EXPECT_EQ(1, mWatch.ReleasesOf(mMemory));
-    EXPECT_EQ(0u, mWatch.MagicAtReleaseOf(mMemory));
   }
 
  private:
@@ -128,13 +99,7 @@ class JunkMemory {
 // is allowed; for arguments of interposed calls.
 template <typename Type>
 bool IsInitial(long long anAddress, const Type &anInitialValue) {
-  const auto *theObject = reinterpret_cast<const void *>(static_cast<intptr_t>(anAddress));
-  return memcmp(theObject, &anInitialValue, sizeof(Type)) == 0;
-}
-
-template <typename Type>
-Type *ArgumentAs(long long anArgument) {
-  return reinterpret_cast<Type *>(static_cast<intptr_t>(anArgument));
+  return memcmp(ArgumentAs<void>(anAddress), &anInitialValue, sizeof(Type)) == 0;
 }
 
 }  // namespace zvtest

@@ -6,11 +6,14 @@
 #include <gtest/gtest.h>
 
 #include <fcntl.h>
+#include <grp.h>
 #include <poll.h>
 #include <sys/prctl.h>
+#include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <chrono>
 #include <climits>
@@ -219,6 +222,22 @@ void WriteWholeFile(const std::string &aPath, const std::string &aText) {
   if (!theFile) ADD_FAILURE() << "cannot write " << aPath;
 }
 
+bool Exists(const std::string &aPath) {
+  struct stat theStatus;
+  return lstat(aPath.c_str(), &theStatus) == 0;
+}
+
+std::string Take(char *aText) {
+  const std::string theText = aText != nullptr ? aText : kNoText;
+  free(aText);
+  return theText;
+}
+
+std::string WithoutBlanks(std::string aText) {
+  aText.erase(std::remove(aText.begin(), aText.end(), ' '), aText.end());
+  return aText;
+}
+
 ChildResult RunInChild(const std::function<int()> &aBody, double aSeconds) {
   return RunForked(aBody, aSeconds);
 }
@@ -276,13 +295,29 @@ bool IsEmulated() {
   return ZVTEST_EMULATOR[0] != '\0';
 }
 
+bool BecomeNobody() {
+  constexpr unsigned kNobody = 65534;
+  return geteuid() != 0 || (setgroups(0, nullptr) == 0 && setgid(kNobody) == 0 && setuid(kNobody) == 0);
+}
+
+bool IsOpen(int aDescriptor) {
+  return fcntl(aDescriptor, F_GETFD) != -1;
+}
+
 std::set<int> OpenDescriptors() {
   std::set<int> theDescriptors;
   for (const auto &theEntry : std::filesystem::directory_iterator("/proc/self/fd"))
     theDescriptors.insert(std::stoi(theEntry.path().filename()));
   // One of them was the listing's own.
   for (auto theNext = theDescriptors.begin(); theNext != theDescriptors.end();)
-    theNext = fcntl(*theNext, F_GETFD) < 0 ? theDescriptors.erase(theNext) : std::next(theNext);
+    theNext = IsOpen(*theNext) ? std::next(theNext) : theDescriptors.erase(theNext);
+  return theDescriptors;
+}
+
+std::set<int> DescriptorsBesides(const std::set<int> &someFormer) {
+  std::set<int> theDescriptors = OpenDescriptors();
+  for (const int theFormer : someFormer)
+    theDescriptors.erase(theFormer);
   return theDescriptors;
 }
 

@@ -29,6 +29,15 @@ class TempFolder {
 std::string ReadWholeFile(const std::string &aPath);
 void WriteWholeFile(const std::string &aPath, const std::string &aText);
 
+// Whether there is anything of that name, a dangling link too.
+bool Exists(const std::string &aPath);
+
+// The text that the library handed over, which is released; kNoText without one.
+constexpr char kNoText[] = "(no text)";
+std::string Take(char *aText);
+
+std::string WithoutBlanks(std::string aText);
+
 // What became of a child process.
 struct ChildResult {
   bool mfSignaled;  // died by a signal
@@ -68,8 +77,16 @@ std::string BuiltLibrary(const std::string &aName);
 // Whether the tests run under an emulator of the processor, whose system calls are not all complete.
 bool IsEmulated();
 
+// In a child: the superuser, whom no permission stops, becomes somebody else; others stay who they are.
+// False, with errno, when that is not possible.
+[[nodiscard]] bool BecomeNobody();
+
+bool IsOpen(int aDescriptor);
+
 // The descriptors that this process has open.
 std::set<int> OpenDescriptors();
+// Those that were not among these.
+std::set<int> DescriptorsBesides(const std::set<int> &someFormer);
 
 // Repeats a cheap test until it holds or the time is over; for conditions without an event.
 bool WaitUntil(const std::function<bool()> &aTest, double aSeconds = 10);

@@ -27,11 +27,7 @@
 namespace {
 
 using ::testing::ElementsAre;
-using zvtest::CallsOf;
-using zvtest::ChildResult;
-using zvtest::Fault;
-using zvtest::RunInChild;
-using zvtest::RunProgram;
+using namespace zvtest;
 
 TEST(Faults, FailTheWantedCallsOnly) {
   zvOSSemaphore *const theSemaphore = zvSemaphore_New(5);

@@ -17,7 +17,6 @@
 
 namespace zvtest {
 
-inline constexpr char kReady[] = "zvos-files 1 ready\n";
 inline constexpr char kBusy[] = "zvos-files 1 busy too many clients\n";
 
 // More than fits into the buffers of both sides.

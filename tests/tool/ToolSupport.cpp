@@ -14,6 +14,7 @@
 #include <sys/prctl.h>
 #include <sys/socket.h>
 #include <sys/wait.h>
+#include <regex.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -29,8 +30,6 @@ namespace zvtest {
 namespace {
 
 using Clock = std::chrono::steady_clock;
-
-constexpr int kPatience = 20;  // seconds
 
 sockaddr_in AddressOf(const char *anAddress, uint16_t aPort) {
   sockaddr_in theAddress = {};
@@ -104,6 +103,42 @@ ChildResult Zvos(const std::vector<std::string> &anArguments, const std::vector<
   const ChildResult theResult = RunProgram(BuiltProgram("zvos"), anArguments, anEnvironment);
   RemoveTraceFile(theResult.mOutput);
   return theResult;
+}
+
+std::string ZvosCommand(const std::string &aProgram) {
+  std::string theCommand;
+  for (const std::string &theWord : WordsToRun(aProgram))
+    theCommand += "'" + theWord + "' ";
+  return theCommand;
+}
+
+int Shell(const std::string &aCommand) {
+  execl("/bin/sh", "sh", "-c", aCommand.c_str(), static_cast<char *>(nullptr));
+  return 127;
+}
+
+ChildResult RunShell(const std::string &aCommand) {
+  const ChildResult theResult = RunInChild([&] { return Shell(aCommand); }, 60);
+  RemoveTraceFile(theResult.mOutput);
+  return theResult;
+}
+
+std::vector<std::string> Search(const std::string &aText, const std::string &aPattern) {
+  regex_t theExpression;
+  std::vector<std::string> theGroups;
+  if (regcomp(&theExpression, aPattern.c_str(), REG_EXTENDED | REG_NEWLINE) != 0) {
+    ADD_FAILURE() << "bad pattern " << aPattern;
+    return theGroups;
+  }
+  regmatch_t theMatches[4];
+  if (regexec(&theExpression, aText.c_str(), 4, theMatches, 0) == 0) {
+    for (size_t i = 0; i <= theExpression.re_nsub && i < 4; i++) {
+      const size_t theStart = static_cast<size_t>(theMatches[i].rm_so);
+      theGroups.push_back(aText.substr(theStart, static_cast<size_t>(theMatches[i].rm_eo) - theStart));
+    }
+  }
+  regfree(&theExpression);
+  return theGroups;
 }
 
 void RemoveTraceFile(const std::string &anOutput) {

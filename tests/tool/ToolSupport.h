@@ -16,6 +16,14 @@
 
 namespace zvtest {
 
+constexpr bool kSixtyFourBits = sizeof(void *) == 8;
+
+// How long a test waits for what it expects, in seconds.
+constexpr int kPatience = 20;
+
+// What the file service says first.
+inline constexpr char kReady[] = "zvos-files 1 ready\n";
+
 // A program with what it takes to run it here.
 std::vector<std::string> WordsToRun(const std::string &aProgram);
 
@@ -43,6 +51,18 @@ void ResetSignals();
 // The program run to its end. The trace file of a crash on purpose is removed.
 ChildResult Zvos(const std::vector<std::string> &anArguments,
                  const std::vector<std::string> &anEnvironment = {});
+
+// The program, or another path to it, with what it takes to run it here, for a shell.
+std::string ZvosCommand(const std::string &aProgram = BuiltProgram("zvos"));
+
+// Replaces the process by a shell; returns only on failure.
+int Shell(const std::string &aCommand);
+
+// A shell command run to its end, as above.
+ChildResult RunShell(const std::string &aCommand);
+
+// The first match of an extended regular expression and its groups; none when there is no match.
+std::vector<std::string> Search(const std::string &aText, const std::string &aPattern);
 
 // Removes the trace file that an output names, if it does.
 void RemoveTraceFile(const std::string &anOutput);

@@ -31,13 +31,9 @@ namespace {
 using ::testing::AllOf;
 using ::testing::EndsWith;
 using ::testing::HasSubstr;
-using zvtest::ExecZvos;
-using zvtest::RawClient;
-using zvtest::RunningZvos;
-using zvtest::WaitUntil;
+using namespace zvtest;
 
 using Clock = std::chrono::steady_clock;
-constexpr int kPatience = 20;  // seconds
 
 constexpr char kCtrlC[] = "\003";
 constexpr char kCtrlD[] = "\004";

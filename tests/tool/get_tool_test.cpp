@@ -30,19 +30,7 @@ using ::testing::ContainsRegex;
 using ::testing::ElementsAre;
 using ::testing::HasSubstr;
 using ::testing::MatchesRegex;
-using zvtest::BuiltProgram;
-using zvtest::ChildResult;
-using zvtest::FakeServer;
-using zvtest::NamesIn;
-using zvtest::RawClient;
-using zvtest::ReadWholeFile;
-using zvtest::RunningZvos;
-using zvtest::RunProgram;
-using zvtest::SomeBytes;
-using zvtest::TempFolder;
-using zvtest::WriteWholeFile;
-
-constexpr char kReady[] = "zvos-files 1 ready\n";
+using namespace zvtest;
 
 ChildResult Get(const std::vector<std::string> &anArguments) {
   std::vector<std::string> theWords = {"get"};

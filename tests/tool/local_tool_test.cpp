@@ -10,7 +10,6 @@
 #include <gtest/gtest.h>
 
 #include <fcntl.h>
-#include <grp.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -29,21 +28,7 @@ using ::testing::HasSubstr;
 using ::testing::MatchesRegex;
 using ::testing::Not;
 using ::testing::StartsWith;
-using zvtest::BuiltLibrary;
-using zvtest::ChildResult;
-using zvtest::ExecZvos;
-using zvtest::ExpectOutcome;
-using zvtest::ExpectRefusal;
-using zvtest::IsAlive;
-using zvtest::NamesIn;
-using zvtest::RunInChild;
-using zvtest::RunningZvos;
-using zvtest::TempFolder;
-using zvtest::WriteWholeFile;
-using zvtest::Zvos;
-
-constexpr bool kSixtyFourBits = sizeof(void *) == 8;
-constexpr uid_t kNobody = 65534;
+using namespace zvtest;
 
 TEST(Local, WrongUsageIsOneLine) {
   ExpectRefusal(Zvos({"ls"}), "zvos: ls: one DIR and one PATTERN at most, see 'zvos help ls'\n");
@@ -197,9 +182,7 @@ TEST(ListAnywhere, FolderOfAnotherUserIsOneLine) {
   ASSERT_EQ(0, mkdir(theDir.c_str(), 0));
   ASSERT_EQ(0, chmod(theFolder.Path().c_str(), 0755));
   const ChildResult theResult = RunInChild([&] {
-    const bool afPrivileged = geteuid() == 0;
-    if (afPrivileged && (setgroups(0, nullptr) != 0 || setgid(kNobody) != 0 || setuid(kNobody) != 0))
-      return 126;
+    if (!zvtest::BecomeNobody()) return 126;
     return ExecZvos({"ls", theDir});
   });
   if (theResult.mStatus == 126 || theResult.mStatus == 127) {

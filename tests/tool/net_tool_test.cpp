@@ -11,7 +11,6 @@
 #include <gtest/gtest.h>
 
 #include <arpa/inet.h>
-#include <grp.h>
 #include <linux/if_packet.h>
 #include <net/ethernet.h>
 #include <net/if.h>
@@ -32,16 +31,9 @@ using ::testing::AllOf;
 using ::testing::ContainsRegex;
 using ::testing::EndsWith;
 using ::testing::HasSubstr;
-using zvtest::BuiltProgram;
-using zvtest::ChildResult;
-using zvtest::ExecZvos;
-using zvtest::RemoveTraceFile;
-using zvtest::RunInChild;
-using zvtest::RunProgram;
-using zvtest::Zvos;
+using namespace zvtest;
 
 constexpr int kNotPossible = 99;
-constexpr uid_t kNobody = 65534;
 
 // Changes an interface of the child's own network; the name may be any.
 bool Configure(unsigned long aRequest, ifreq &anInterface) {
@@ -313,8 +305,7 @@ TEST(IGMP, WrongUsageIsOneLine) {
 
 TEST(IGMP, WithoutThePrivilegeItSaysSo) {
   const ChildResult theResult = RunInChild([] {
-    if (geteuid() == 0 && (setgroups(0, nullptr) != 0 || setgid(kNobody) != 0 || setuid(kNobody) != 0))
-      return kNotPossible;
+    if (!zvtest::BecomeNobody()) return kNotPossible;
     return ExecZvos({"igmp", "join", "239.1.1.1"});
   });
   if (theResult.mStatus == kNotPossible || theResult.mStatus == 127) {

@@ -22,13 +22,7 @@
 
 namespace {
 
-using zvtest::ExpectRefusal;
-using zvtest::RawClient;
-using zvtest::RunningZvos;
-using zvtest::SomeBytes;
-using zvtest::TempFolder;
-using zvtest::WriteWholeFile;
-using zvtest::Zvos;
+using namespace zvtest;
 
 class Pipe : public ::testing::Test {
  protected:

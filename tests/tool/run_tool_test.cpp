@@ -21,16 +21,7 @@
 namespace {
 
 using ::testing::HasSubstr;
-using zvtest::ChildResult;
-using zvtest::ExecZvos;
-using zvtest::ExpectOutcome;
-using zvtest::IsAlive;
-using zvtest::ReadWholeFile;
-using zvtest::RunInChild;
-using zvtest::RunningZvos;
-using zvtest::TempFolder;
-using zvtest::WriteWholeFile;
-using zvtest::Zvos;
+using namespace zvtest;
 
 // For a child, which then has no pipes but its standard streams.
 void CloseAllButStandardStreams() {

@@ -9,7 +9,6 @@
 #include <gtest/gtest.h>
 
 #include <arpa/inet.h>
-#include <grp.h>
 #include <linux/if_packet.h>
 #include <net/ethernet.h>
 #include <linux/filter.h>
@@ -29,17 +28,7 @@ using ::testing::AllOf;
 using ::testing::ContainsRegex;
 using ::testing::ElementsAre;
 using ::testing::MatchesRegex;
-using zvtest::ChildResult;
-using zvtest::ClientsUntilBusy;
-using zvtest::Joined;
-using zvtest::kReady;
-using zvtest::NamesIn;
-using zvtest::RawClient;
-using zvtest::ReadWholeFile;
-using zvtest::RunningZvos;
-using zvtest::Zvos;
-
-constexpr uid_t kNobody = 65534;
+using namespace zvtest;
 
 class ServeOptions : public zvtest::Serving {};
 
@@ -139,9 +128,7 @@ TEST_F(ServeOptions, TrafficIsMarkedWithTheClass) {
 TEST_F(ServeOptions, ClassThatTakesAPrivilegeIsRefusedWithoutIt) {
   ASSERT_EQ(0, chmod(mFolder.Path().c_str(), 0755));
   const ChildResult theResult = zvtest::RunInChild([this] {
-    const bool afPrivileged = geteuid() == 0;
-    if (afPrivileged && (setgroups(0, nullptr) != 0 || setgid(kNobody) != 0 || setuid(kNobody) != 0))
-      return 127;
+    if (!zvtest::BecomeNobody()) return 127;
     return zvtest::ExecZvos({"serve", "--bind", "127.0.0.1", "--qos", "control", ServedFolder()});
   });
   if (theResult.mStatus == 127) GTEST_SKIP() << "an unprivileged user cannot run the program here";

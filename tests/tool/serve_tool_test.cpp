@@ -28,19 +28,8 @@ using ::testing::ElementsAre;
 using ::testing::EndsWith;
 using ::testing::HasSubstr;
 using ::testing::MatchesRegex;
-using ::testing::Not;
 using ::testing::StartsWith;
-using zvtest::ChildResult;
-using zvtest::ClientsUntilBusy;
-using zvtest::kBigSize;
-using zvtest::kReady;
-using zvtest::NamesIn;
-using zvtest::RawClient;
-using zvtest::ReadWholeFile;
-using zvtest::RunningZvos;
-using zvtest::SomeBytes;
-using zvtest::WriteWholeFile;
-using zvtest::Zvos;
+using namespace zvtest;
 
 class Serve : public zvtest::Serving {};
 

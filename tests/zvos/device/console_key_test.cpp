@@ -9,13 +9,10 @@
 namespace {
 
 using ::testing::IsEmpty;
-using zvtest::Fault;
-using zvtest::RecordingLog;
-using zvtest::TempFolder;
+using namespace zvtest;
 using zvtest::console::Input;
 using zvtest::console::Stream;
 using zvtest::console::StreamOf;
-using zvtest::pipes::InNewProcess;
 namespace net = zvtest::net;
 
 TEST(ConsoleKeyTest, EveryByteIsReadAsAnUnsignedValue) {
@@ -76,7 +73,7 @@ TEST(ConsoleKeyTest, AvailabilityIsAskedForWithoutWaiting) {
     EXPECT_EQ(fileno(theInput) + 1, someArguments[0]);
     EXPECT_EQ(0, someArguments[2]);
     EXPECT_EQ(0, someArguments[3]);
-    theTime = *net::Pointer<const timeval>(someArguments[4]);
+    theTime = *ArgumentAs<const timeval>(someArguments[4]);
   });
   EXPECT_EQ(0, zvConsolePlatform_IsCharAvailable(theInput));
   EXPECT_EQ(0, theTime.tv_sec);
@@ -96,7 +93,7 @@ TEST(ConsoleKeyTest, NothingIsAvailableWhereItCannotBeFoundOut) {
     // Ready, but not for reading.
     Fault theFault("select", 0);
     theFault.Returning(1).Doing(
-        [](const long long *someArguments) { FD_ZERO(net::Pointer<fd_set>(someArguments[1])); });
+        [](const long long *someArguments) { FD_ZERO(ArgumentAs<fd_set>(someArguments[1])); });
     EXPECT_EQ(0, zvConsolePlatform_IsCharAvailable(theInput));
   }
   EXPECT_EQ(1, zvConsolePlatform_IsCharAvailable(theInput));
@@ -104,7 +101,7 @@ TEST(ConsoleKeyTest, NothingIsAvailableWhereItCannotBeFoundOut) {
 }
 
 TEST(ConsoleKeyTest, NothingIsAvailableOnADescriptorThatNoSetCanHold) {
-  InNewProcess([] {
+  InOwnProcess([] {
     rlimit theLimit = {};
     EXPECT_EQ(0, getrlimit(RLIMIT_NOFILE, &theLimit));
     if (theLimit.rlim_cur <= FD_SETSIZE) {

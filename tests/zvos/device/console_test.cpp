@@ -13,11 +13,9 @@ namespace {
 
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
-using zvtest::Fault;
-using zvtest::RecordingLog;
+using namespace zvtest;
 using zvtest::console::Stream;
 using zvtest::console::StreamOf;
-using zvtest::pipes::InNewProcess;
 using zvtest::pipes::Peer;
 namespace net = zvtest::net;
 
@@ -129,7 +127,7 @@ class Console {
 
 TEST(ConsoleTest, KeysComeWithoutEnterAndAreNotShown) {
   NEEDS_TERMINAL();
-  InNewProcess([] {
+  InOwnProcess([] {
     const Terminal theTerminal;
     const Signpost theStart;
     Console theConsole(theTerminal, [&] {
@@ -151,7 +149,7 @@ TEST(ConsoleTest, KeysComeWithoutEnterAndAreNotShown) {
 
 TEST(ConsoleTest, EnablingTheSameBitsRestoresLineInputAndEcho) {
   NEEDS_TERMINAL();
-  InNewProcess([] {
+  InOwnProcess([] {
     const Terminal theTerminal;
     const Signpost theStart;
     const Signpost theKey;
@@ -180,7 +178,7 @@ TEST(ConsoleTest, EnablingTheSameBitsRestoresLineInputAndEcho) {
 
 TEST(ConsoleTest, OnlyTheBitsOfTheCallAndTheRuleOfReadingChange) {
   NEEDS_TERMINAL();
-  InNewProcess([] {
+  InOwnProcess([] {
     const int theValues[] = {0, ICANON, ECHO, kKeys, ISIG, IEXTEN | ECHOCTL, kKeys | ISIG};
     for (const int theValue : theValues) {
       for (const bool afEnable : {false, true}) {
@@ -218,7 +216,7 @@ TEST(ConsoleTest, OnlyTheBitsOfTheCallAndTheRuleOfReadingChange) {
 
 TEST(ConsoleTest, KeysThatWaitAreKeptWhenTheModeChanges) {
   NEEDS_TERMINAL();
-  InNewProcess([] {
+  InOwnProcess([] {
     const Terminal theTerminal;
     const Signpost theStart;
     Console theConsole(theTerminal, [&] {
@@ -237,13 +235,13 @@ TEST(ConsoleTest, KeysThatWaitAreKeptWhenTheModeChanges) {
 
 TEST(ConsoleTest, TheSettingsAreAppliedAtOnceAndAFailureIsIgnored) {
   NEEDS_TERMINAL();
-  InNewProcess([] {
+  InOwnProcess([] {
     const Terminal theTerminal;
     const tcflag_t theOldMode = theTerminal.LocalMode();
     Console(theTerminal, [&] {
-      net::Arguments theArguments;
+      Arguments theArguments;
       Fault theFault("tcsetattr", EIO, 0, -1);
-      theFault.Doing(net::CopyInto(&theArguments, 2));
+      theFault.Doing(CopyInto(&theArguments, 2));
       zvConsolePlatform_Disable(kKeys);
       EXPECT_THAT(theArguments, ElementsAre(STDIN_FILENO, TCSANOW));
       zvConsolePlatform_Enable(kKeys);
@@ -255,7 +253,7 @@ TEST(ConsoleTest, TheSettingsAreAppliedAtOnceAndAFailureIsIgnored) {
 }
 
 TEST(ConsoleTest, AStandardInputThatIsNoTerminalIsLeftAlone) {
-  InNewProcess([] {
+  InOwnProcess([] {
     const RecordingLog theLog;
     const net::Socket theNull(open("/dev/null", O_RDWR));
     EXPECT_EQ(STDIN_FILENO, dup2(theNull, STDIN_FILENO));
@@ -270,7 +268,7 @@ TEST(ConsoleTest, AStandardInputThatIsNoTerminalIsLeftAlone) {
 
 TEST(ConsoleTest, TheModeIsThatOfStandardInputAlsoWhenKeysComeFromElsewhere) {
   NEEDS_TERMINAL();
-  InNewProcess([] {
+  InOwnProcess([] {
     const Terminal theTerminal;
     const Terminal theOther;
     const tcflag_t theOldMode = theTerminal.LocalMode();
@@ -300,7 +298,7 @@ TEST(ConsoleTest, TheModeIsThatOfStandardInputAlsoWhenKeysComeFromElsewhere) {
 
 TEST(ConsoleTest, AKeyIsAvailableOnceItWasTypedAndUntilItIsRead) {
   NEEDS_TERMINAL();
-  InNewProcess([] {
+  InOwnProcess([] {
     const Terminal theTerminal;
     const Signpost theStart;
     Console theConsole(theTerminal, [&] {
@@ -320,7 +318,7 @@ TEST(ConsoleTest, AKeyIsAvailableOnceItWasTypedAndUntilItIsRead) {
 
 TEST(ConsoleTest, TheKeyForTheEndOfTheInputGives0) {
   NEEDS_TERMINAL();
-  InNewProcess([] {
+  InOwnProcess([] {
     const Terminal theTerminal;
     Console theConsole(theTerminal, [] {
       EXPECT_EQ(0, zvConsolePlatform_GetChar(stdin));
@@ -334,7 +332,7 @@ TEST(ConsoleTest, TheKeyForTheEndOfTheInputGives0) {
 
 TEST(ConsoleTest, ATerminalThatIsUnpluggedGives0AndIsAvailable) {
   NEEDS_TERMINAL();
-  InNewProcess([] {
+  InOwnProcess([] {
     Terminal theTerminal;
     const Signpost theStart;
     Console theConsole(theTerminal, [&] {
@@ -355,7 +353,7 @@ TEST(ConsoleTest, ATerminalThatIsUnpluggedGives0AndIsAvailable) {
 
 TEST(ConsoleTest, OpenConsoleDoesNothingInAnyMode) {
   NEEDS_TERMINAL();
-  InNewProcess([] {
+  InOwnProcess([] {
     const Terminal theTerminal;
     const termios theOldSettings = theTerminal.Settings();
     Console(theTerminal, [] {

@@ -22,8 +22,7 @@ namespace {
 using ::testing::Contains;
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
-using zvtest::Fault;
-using zvtest::Format;
+using namespace zvtest;
 
 constexpr zvLogModule kDefaultModule = 0;
 constexpr zvLogModule kSystemModule = 7;

@@ -14,9 +14,7 @@
 namespace {
 
 using ::testing::IsEmpty;
-using zvtest::ArgumentAs;
-using zvtest::CallsOf;
-using zvtest::Fault;
+using namespace zvtest;
 
 class LocaleTest : public ::testing::Test {
  protected:
@@ -33,7 +31,7 @@ class LocaleTest : public ::testing::Test {
 class Current {
  public:
   explicit Current(const char *aLocale) : mFault("setlocale", 0) {
-    mFault.Returning(static_cast<long long>(reinterpret_cast<intptr_t>(aLocale)));
+    mFault.Returning(AsArgument(aLocale));
     mFault.Doing([](const long long *anArguments) {
       EXPECT_EQ(LC_ALL, anArguments[0]);
       EXPECT_EQ(0, anArguments[1]);

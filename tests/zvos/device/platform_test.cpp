@@ -18,21 +18,10 @@ namespace {
 
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
-using zvtest::ArgumentAs;
-using zvtest::CallsOf;
-using zvtest::Fault;
-using zvtest::Format;
+using namespace zvtest;
 
 constexpr zvLogModule kModule = 7;
 constexpr char kVariable[] = "ZVTEST_PLATFORM";
-constexpr char kNone[] = "(no text)";
-
-// The text that the library handed over.
-std::string Take(char *aText) {
-  const std::string theText = aText != nullptr ? aText : kNone;
-  free(aText);
-  return theText;
-}
 
 auto Unset(const std::string &aName, const std::string &aValue, int anError) {
   return zvtest::Error(kModule,
@@ -171,7 +160,7 @@ class System {
   const std::string &CommandLine() const { return mCommand; }
 
  private:
-  std::string mCommand = kNone;
+  std::string mCommand = kNoText;
   Fault mFault;
 };
 

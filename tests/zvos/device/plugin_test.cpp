@@ -25,10 +25,7 @@
 using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::IsEmpty;
-using zvtest::ChildResult;
-using zvtest::Fault;
-using zvtest::RecordingLog;
-using zvtest::TempFolder;
+using namespace zvtest;
 
 namespace {
 
@@ -37,7 +34,7 @@ constexpr char kNoText[] = "(no text)";
 
 // An argument or a result of a faulted call.
 long long ValueOf(const void *aPointer) {
-  return static_cast<long long>(reinterpret_cast<intptr_t>(aPointer));
+  return AsArgument(aPointer);
 }
 
 auto PluginError(const std::string &aText) {

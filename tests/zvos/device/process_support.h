@@ -1,8 +1,7 @@
 // SPDX-FileCopyrightText: 2026 the libzvOS authors
 // SPDX-License-Identifier: Apache-2.0
 
-// What the tests of commands share: the record behind a handle, processes that are closed at the end, and
-// commands that wait.
+// What the tests of commands share: processes that are closed at the end, and commands that wait.
 #pragma once
 
 #include <zvOS/zvProcess.h>
@@ -20,28 +19,11 @@
 #include <cstdio>
 #include <cstdlib>
 #include <fstream>
+#include <set>
 #include <thread>
 
 namespace zvtest {
 namespace process {
-
-// The record behind a handle.
-struct Record {
-  FILE *mPipeFD;
-  int mPID;
-};
-
-inline Record &RecordOf(zvProcessFD aProcess) {
-  return *reinterpret_cast<Record *>(aProcess);
-}
-
-inline zvProcessFD HandleOf(Record *aRecord) {
-  return reinterpret_cast<zvProcessFD>(aRecord);
-}
-
-inline int DescriptorOf(zvProcessFD aProcess) {
-  return fileno(RecordOf(aProcess).mPipeFD);
-}
 
 class ProcessTest : public ::testing::Test {
  protected:
@@ -55,7 +37,10 @@ class ProcessTest : public ::testing::Test {
 class Process {
  public:
   Process(const std::string &aCommand, zvProcessOpenMode aMode) {
+    const std::set<int> theFormer = OpenDescriptors();
     EXPECT_EQ(0, zvProcess_Open(aCommand.c_str(), aMode, &mProcess)) << aCommand;
+    const std::set<int> theOpened = DescriptorsBesides(theFormer);
+    if (theOpened.size() == 1) mDescriptor = *theOpened.begin();
   }
   ~Process() { Close(); }
   Process(const Process &) = delete;
@@ -63,9 +48,15 @@ class Process {
 
   zvProcessFD Handle() const { return mProcess; }
 
+  // Our end of its pipe.
+  int Descriptor() const {
+    EXPECT_NE(-1, mDescriptor) << "the library opened none, or several";
+    return mDescriptor;
+  }
+
   // Waits until a read gets something, or the end.
   void Await() const {
-    pollfd theEvent = {DescriptorOf(mProcess), POLLIN, 0};
+    pollfd theEvent = {Descriptor(), POLLIN, 0};
     EXPECT_EQ(1, poll(&theEvent, 1, 20000));
   }
 
@@ -99,6 +90,7 @@ class Process {
 
  private:
   zvProcessFD mProcess = nullptr;
+  int mDescriptor = -1;
 };
 
 // A folder with a named pipe, at which commands wait for a line.

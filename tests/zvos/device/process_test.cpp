@@ -5,12 +5,13 @@
 
 #include "process_support.h"
 
-using zvtest::ArgumentAs;
-using zvtest::CallsOf;
-using zvtest::Fault;
+using namespace zvtest;
 using namespace zvtest::process;
 
 namespace {
+
+int sNoProcess;
+const zvProcessFD kUntouched = reinterpret_cast<zvProcessFD>(&sNoProcess);
 
 //
 // Open
@@ -43,44 +44,32 @@ TEST_F(ProcessTest, BothModesTogetherRead) {
   EXPECT_EQ("both\n", theProcess.ReadAll());
 }
 
-TEST_F(ProcessTest, TheRecordHasTheStreamAndNoProcessId) {
-  FILE *const theStream = popen("exit 0", "r");
-  Fault theFault("popen", 0);
-  theFault.Returning(static_cast<long long>(reinterpret_cast<intptr_t>(theStream)));
-  const Process theProcess("exit 0", zvProcessOpenMode_Read);
-  EXPECT_EQ(theStream, RecordOf(theProcess.Handle()).mPipeFD);
-  EXPECT_EQ(0, RecordOf(theProcess.Handle()).mPID);
-}
-
 TEST_F(ProcessTest, TheStatusFlagsAreSetToNonBlockingAlone) {
   for (const zvProcessOpenMode theMode : {zvProcessOpenMode_Read, zvProcessOpenMode_Write}) {
     const int theCalls = CallsOf("fcntl");
-    std::vector<long long> theArguments;
+    Arguments theArguments;
     Fault theFault("fcntl", 0);
-    theFault.PassingThrough().Doing(
-        [&](const long long *anArguments) { theArguments.assign(anArguments, anArguments + 3); });
+    theFault.PassingThrough().Doing(CopyInto(&theArguments, 3));
     const Process theProcess("exit 0", theMode);
-    EXPECT_THAT(theArguments, ::testing::ElementsAre(DescriptorOf(theProcess.Handle()), F_SETFL, O_NONBLOCK));
+    EXPECT_THAT(theArguments, ::testing::ElementsAre(theProcess.Descriptor(), F_SETFL, O_NONBLOCK));
     EXPECT_EQ(theCalls + 1, CallsOf("fcntl"));
-    EXPECT_NE(0, fcntl(DescriptorOf(theProcess.Handle()), F_GETFL) & O_NONBLOCK);
+    EXPECT_NE(0, fcntl(theProcess.Descriptor(), F_GETFL) & O_NONBLOCK);
   }
 }
 
 TEST_F(ProcessTest, ACommandThatCannotBeStartedLeavesTheHandleAlone) {
-  Record theRecord = {};
-  zvProcessFD theProcess = HandleOf(&theRecord);
+  zvProcessFD theProcess = kUntouched;
   Fault theFault("popen", EMFILE);
   EXPECT_EQ(-1, zvProcess_Open("exit 0", zvProcessOpenMode_Read, &theProcess));
-  EXPECT_EQ(HandleOf(&theRecord), theProcess);
+  EXPECT_EQ(kUntouched, theProcess);
 }
 
 TEST_F(ProcessTest, WithoutMemoryTheCommandIsEndedAndTheHandleLeftAlone) {
-  Record theRecord = {};
-  zvProcessFD theProcess = HandleOf(&theRecord);
+  zvProcessFD theProcess = kUntouched;
   const int theCalls = CallsOf("pclose");
   Fault theFault("zvMalloc", ENOMEM);
   EXPECT_EQ(-1, zvProcess_Open("exit 0", zvProcessOpenMode_Read, &theProcess));
-  EXPECT_EQ(HandleOf(&theRecord), theProcess);
+  EXPECT_EQ(kUntouched, theProcess);
   EXPECT_EQ(theCalls + 1, CallsOf("pclose"));
 }
 
@@ -139,14 +128,11 @@ TEST_F(ProcessTest, BinaryOutputIsNotChanged) {
 TEST_F(ProcessTest, AReadGoesToTheDescriptorPastTheStream) {
   const Process theProcess("exit 0", zvProcessOpenMode_Read);
   char theBuffer[100];
-  std::vector<long long> theArguments;
+  Arguments theArguments;
   Fault theFault("read", 0);
-  theFault.Returning(17).Doing(
-      [&](const long long *anArguments) { theArguments.assign(anArguments, anArguments + 3); });
+  theFault.Returning(17).Doing(CopyInto(&theArguments, 3));
   EXPECT_EQ(17, zvProcess_Read(theProcess.Handle(), theBuffer, 100));
-  EXPECT_THAT(theArguments,
-              ::testing::ElementsAre(DescriptorOf(theProcess.Handle()),
-                                     static_cast<long long>(reinterpret_cast<intptr_t>(theBuffer)), 100));
+  EXPECT_THAT(theArguments, ::testing::ElementsAre(theProcess.Descriptor(), AsArgument(theBuffer), 100));
 }
 
 TEST_F(ProcessTest, AFailedReadIsAnInvalidProcess) {
@@ -169,10 +155,10 @@ TEST_F(ProcessTest, TheEndOfTheOutputIsToldWhileTheCommandStillRuns) {
   Process theProcess("echo last; exec 1>&-; " + theGate.Wait() + "; echo > " + theGate.File("ended"),
                      zvProcessOpenMode_Read);
   EXPECT_EQ("last\n", theProcess.ReadAll());
-  EXPECT_NE(0, access(theGate.File("ended").c_str(), F_OK));
+  EXPECT_FALSE(Exists(theGate.File("ended")));
   theGate.Open();
   theProcess.Close();
-  EXPECT_EQ(0, access(theGate.File("ended").c_str(), F_OK));
+  EXPECT_TRUE(Exists(theGate.File("ended")));
 }
 
 TEST_F(ProcessTest, ACommandThatIsKilledEndsItsOutput) {
@@ -204,15 +190,15 @@ TEST_F(ProcessTest, WrittenBytesReachTheCommandAtTheLatestWhenItIsClosed) {
 TEST_F(ProcessTest, AWriteIsOneOfSingleBytesThroughTheStream) {
   const Process theProcess("cat", zvProcessOpenMode_Write);
   const std::string theText = "some bytes";
-  std::vector<long long> theArguments;
+  Arguments theArguments;
   Fault theFault("fwrite", 0);
-  theFault.Returning(4).Doing(
-      [&](const long long *anArguments) { theArguments.assign(anArguments, anArguments + 4); });
+  theFault.Returning(4).Doing(CopyInto(&theArguments, 4));
   EXPECT_EQ(4, theProcess.Write(theText));
-  EXPECT_THAT(theArguments,
-              ::testing::ElementsAre(
-                  static_cast<long long>(reinterpret_cast<intptr_t>(theText.data())), 1, 10,
-                  static_cast<long long>(reinterpret_cast<intptr_t>(RecordOf(theProcess.Handle()).mPipeFD))));
+  ASSERT_EQ(4u, theArguments.size());
+  EXPECT_EQ(theText.data(), ArgumentAs<const char>(theArguments[0]));
+  EXPECT_EQ(1, theArguments[1]);
+  EXPECT_EQ(10, theArguments[2]);
+  EXPECT_EQ(theProcess.Descriptor(), fileno(ArgumentAs<FILE>(theArguments[3])));
 }
 
 TEST_F(ProcessTest, NothingWrittenIsNothing) {
@@ -241,7 +227,7 @@ TEST_F(ProcessTest, AFullPipeTakesPartOfALargeWriteWithoutWaiting) {
 TEST_F(ProcessTest, WhatTheStreamTookBehindAFullPipeIsLostAtTheClose) {
   const Gate theGate;
   Process theProcess(theGate.Wait() + "; cat > " + theGate.File("written"), zvProcessOpenMode_Write);
-  const int theDescriptor = DescriptorOf(theProcess.Handle());
+  const int theDescriptor = theProcess.Descriptor();
   const std::string thePipeful(static_cast<size_t>(fcntl(theDescriptor, F_GETPIPE_SZ)), 'p');
   ASSERT_EQ(static_cast<ssize_t>(thePipeful.size()),
             write(theDescriptor, thePipeful.data(), thePipeful.size()));
@@ -263,7 +249,7 @@ TEST_F(ProcessTest, WhatIsReadFromCannotBeWrittenTo) {
 
 // Waits until nobody can read what is written any more.
 void AwaitDeath(const Process &aProcess) {
-  pollfd theEvent = {DescriptorOf(aProcess.Handle()), 0, 0};
+  pollfd theEvent = {aProcess.Descriptor(), 0, 0};
   EXPECT_EQ(1, poll(&theEvent, 1, 20000));
   EXPECT_NE(0, theEvent.revents & POLLERR);
 }

@@ -13,7 +13,7 @@
 #include <unistd.h>
 
 #include <cstdlib>
-#include <cstring>
+#include <set>
 #include <string>
 
 namespace zvtest {
@@ -39,26 +39,15 @@ inline auto NotOpened(const std::string &aPath) {
   return Told("Unable to open file (" + aPath + ")");
 }
 
-// The record behind a handle.
-struct Record {
-  int mLockFile;
-  int mfExists;
-  int mfError;
-};
-
-inline Record RecordOf(const zvOSSingleInstanceChecker *aChecker) {
-  Record theRecord;
-  memcpy(&theRecord, aChecker, sizeof theRecord);
-  return theRecord;
-}
-
-inline bool IsOpen(int aDescriptor) {
-  return fcntl(aDescriptor, F_GETFD) != -1;
-}
-
 class Checker {
  public:
-  explicit Checker(const char *aName = kName) : mChecker(zvSingleInstanceChecker_New(aName)) {}
+  explicit Checker(const char *aName = kName) {
+    const std::set<int> theFormer = OpenDescriptors();
+    mChecker = zvSingleInstanceChecker_New(aName);
+    const std::set<int> theOpened = DescriptorsBesides(theFormer);
+    EXPECT_LE(theOpened.size(), 1u);
+    if (!theOpened.empty()) mDescriptor = *theOpened.begin();
+  }
   explicit Checker(const std::string &aName) : Checker(aName.c_str()) {}
   ~Checker() { Delete(); }
   Checker(const Checker &) = delete;
@@ -69,7 +58,9 @@ class Checker {
     mChecker = nullptr;
   }
   bool IsThere() const { return mChecker != nullptr; }
-  Record Contents() const { return RecordOf(mChecker); }
+
+  // The lock file's, or -1.
+  int Descriptor() const { return mDescriptor; }
 
   // What it answers: "free", "taken" or "taken, error".
   std::string State() const {
@@ -84,6 +75,7 @@ class Checker {
 
  private:
   zvOSSingleInstanceChecker *mChecker;
+  int mDescriptor = -1;
 };
 
 // The folder of the test is the one for temporary files.
@@ -105,7 +97,7 @@ class SingleInstanceTest : public ::testing::Test {
 
   static void SetFolder(const std::string &aFolder) { setenv("TMPDIR", aFolder.c_str(), 1); }
   std::string LockFile(const std::string &aName = kName) const { return mFolder.File(aName); }
-  bool LockFileExists() const { return access(LockFile().c_str(), F_OK) == 0; }
+  bool LockFileExists() const { return Exists(LockFile()); }
 
   TempFolder mFolder;
   RecordingLog mLog;

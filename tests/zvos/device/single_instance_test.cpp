@@ -16,9 +16,7 @@ namespace {
 
 using namespace zvtest::single_instance;
 using ::testing::ElementsAre;
-using zvtest::ArgumentAs;
-using zvtest::Fault;
-using zvtest::Format;
+using namespace zvtest;
 
 // Another process, which makes a checker at once and then does as it is told.
 class OtherProcess {
@@ -112,7 +110,7 @@ TEST_F(SingleInstanceTest, TheFirstOneHasTheName) {
   const Checker theChecker;
   EXPECT_EQ("free", theChecker.State());
   EXPECT_THAT(mLog.Messages(), ElementsAre(Owned()));
-  EXPECT_TRUE(IsOpen(theChecker.Contents().mLockFile));
+  EXPECT_TRUE(IsOpen(theChecker.Descriptor()));
 }
 
 TEST_F(SingleInstanceTest, ASecondProcessLearnsThatTheNameIsTaken) {
@@ -126,7 +124,7 @@ TEST_F(SingleInstanceTest, ASecondProcessLearnsThatTheNameIsTaken) {
 TEST_F(SingleInstanceTest, ItsDescriptorStaysOpenUntilTheDeleteAlthoughTheNameIsTaken) {
   const OtherProcess theHolder;
   Checker theChecker;
-  const int theDescriptor = theChecker.Contents().mLockFile;
+  const int theDescriptor = theChecker.Descriptor();
   EXPECT_TRUE(IsOpen(theDescriptor));
   theChecker.Delete();
   EXPECT_FALSE(IsOpen(theDescriptor));
@@ -265,7 +263,7 @@ TEST_F(SingleInstanceTest, ExactlyTheFirstByteIsLocked) {
 }
 
 TEST_F(SingleInstanceTest, TheLockIsTriedForAndNotWaitedFor) {
-  std::vector<long long> theArguments;
+  Arguments theArguments;
   struct flock theLock = {};
   Fault theFault("fcntl", 0);
   theFault.PassingThrough().Doing([&](const long long *anArguments) {
@@ -273,7 +271,7 @@ TEST_F(SingleInstanceTest, TheLockIsTriedForAndNotWaitedFor) {
     theLock = *ArgumentAs<struct flock>(anArguments[2]);
   });
   const Checker theChecker;
-  EXPECT_THAT(theArguments, ElementsAre(theChecker.Contents().mLockFile, F_SETLK));
+  EXPECT_THAT(theArguments, ElementsAre(theChecker.Descriptor(), F_SETLK));
   EXPECT_EQ(F_WRLCK, theLock.l_type);
   EXPECT_EQ(SEEK_SET, theLock.l_whence);
   EXPECT_EQ(0, theLock.l_start);
@@ -282,7 +280,7 @@ TEST_F(SingleInstanceTest, TheLockIsTriedForAndNotWaitedFor) {
 
 TEST_F(SingleInstanceTest, TheFileIsOpenedForWritingAndMadeWhenMissing) {
   std::string thePath;
-  std::vector<long long> theArguments;
+  Arguments theArguments;
   Fault theFault("open", 0);
   theFault.PassingThrough().Doing([&](const long long *anArguments) {
     thePath = ArgumentAs<const char>(anArguments[0]);
@@ -325,15 +323,15 @@ TEST_F(SingleInstanceTest, AFileThatItMadeStaysToo) {
 TEST_F(SingleInstanceTest, ANameMayHaveFoldersInIt) {
   mkdir(mFolder.File("x").c_str(), 0700);
   EXPECT_EQ("free", Checker("x/y").State());
-  EXPECT_EQ(0, access(mFolder.File("x/y").c_str(), F_OK));
+  EXPECT_TRUE(Exists(mFolder.File("x/y")));
   EXPECT_EQ("free", Checker("x/../z").State());
-  EXPECT_EQ(0, access(mFolder.File("z").c_str(), F_OK));
+  EXPECT_TRUE(Exists(mFolder.File("z")));
 }
 
 TEST_F(SingleInstanceTest, ANameIsUsedAsGiven) {
   for (const char *theName : {"with blank", "percent %s %n", ".hidden", "back\\slash"}) {
     EXPECT_EQ("free", Checker(theName).State());
-    EXPECT_EQ(0, access(mFolder.File(theName).c_str(), F_OK)) << theName;
+    EXPECT_TRUE(Exists(mFolder.File(theName))) << theName;
   }
 }
 

@@ -18,9 +18,7 @@ namespace {
 
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
-using zvtest::Error;
-using zvtest::Fault;
-using zvtest::Format;
+using namespace zvtest;
 
 constexpr zvLogModule kModule = 7;
 
@@ -102,7 +100,7 @@ class MonotonicClock {
   MonotonicClock(long aSeconds, long someNanoseconds) : mFault("clock_gettime", 0) {
     mFault.Returning(0).Doing([=](const long long *anArguments) {
       EXPECT_EQ(CLOCK_MONOTONIC, anArguments[0]);
-      *zvtest::ArgumentAs<timespec>(anArguments[1]) = {aSeconds, someNanoseconds};
+      *ArgumentAs<timespec>(anArguments[1]) = {aSeconds, someNanoseconds};
     });
   }
   ~MonotonicClock() { EXPECT_EQ(1, mFault.Hits()); }
@@ -120,7 +118,7 @@ TEST(TimeOfDay, IsTheSystemsWithoutZone) {
   long long theZone = -1;
   Fault theFault("gettimeofday", 0);
   theFault.Returning(0).Doing([&](const long long *anArguments) {
-    auto *theTime = zvtest::ArgumentAs<timeval>(anArguments[0]);
+    auto *theTime = ArgumentAs<timeval>(anArguments[0]);
     theTime->tv_sec = 1447632000;
     theTime->tv_usec = 999999;
     theZone = anArguments[1];

@@ -23,20 +23,9 @@ namespace {
 
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
-using zvtest::ElfImage;
-using zvtest::ElfLayout;
-using zvtest::Fault;
-using zvtest::Format;
+using namespace zvtest;
 
 constexpr zvLogModule kModule = 0;
-constexpr char kNone[] = "(no text)";
-
-// The text that the library handed over.
-std::string Take(char *aText) {
-  const std::string theText = aText != nullptr ? aText : kNone;
-  free(aText);
-  return theText;
-}
 
 // What a call prints that really reaches the system: the child leaves without flushing anything.
 template <typename Call>
@@ -162,7 +151,7 @@ TEST_F(UITest, OutputThatCannotBeFlushedIsNoFailure) {
       EXPECT_EQ(0, zvUI_DisplayToEndUser("a", "b"));
     else
       EXPECT_EQ(7, zvUI_AskToEndUserYesNo("a", "b", 7));
-    EXPECT_EQ(static_cast<long long>(reinterpret_cast<intptr_t>(stdout)), theStream);
+    EXPECT_EQ(AsArgument(stdout), theStream);
   }
 }
 
@@ -239,7 +228,7 @@ TEST_F(UIProgramTest, WithoutAStampOrWithRevisionZeroThereIsNoVersion) {
 
 TEST_F(UIProgramTest, TheVersionOfTheTestsIsTheirOwn) {
   const int theRevision = zvPath_GetBinaryRevision(zvtest::OwnProgram().c_str(), nullptr);
-  EXPECT_EQ(theRevision != 0 ? std::to_string(theRevision) : kNone, Take(zvUI_GetApplicationVersion()));
+  EXPECT_EQ(theRevision != 0 ? std::to_string(theRevision) : kNoText, Take(zvUI_GetApplicationVersion()));
 }
 
 TEST_F(UIProgramTest, WithoutMemoryThereIsNoVersion) {
@@ -253,7 +242,7 @@ TEST_F(UIProgramTest, WithoutMemoryThereIsNoVersion) {
     for (;; ++theFailures) {
       Fault theFault(theFunction, ENOMEM, theFailures);
       const std::string theVersion = Take(zvUI_GetApplicationVersion());
-      EXPECT_EQ(theFault.Hits() != 0 ? kNone : "1234", theVersion) << theFunction << " " << theFailures;
+      EXPECT_EQ(theFault.Hits() != 0 ? kNoText : "1234", theVersion) << theFunction << " " << theFailures;
       if (theFault.Hits() == 0) break;
     }
     EXPECT_GE(theFailures, 1) << theFunction;

@@ -14,15 +14,7 @@
 
 using testing::ElementsAre;
 using testing::IsEmpty;
-using zvtest::CallsOf;
-using zvtest::DirError;
-using zvtest::Fault;
-using zvtest::Format;
-using zvtest::InOwnProcess;
-using zvtest::IsAlone;
-using zvtest::RecordingLog;
-using zvtest::Replaced;
-using zvtest::Tree;
+using namespace zvtest;
 
 namespace {
 

@@ -9,12 +9,7 @@
 
 using testing::ElementsAre;
 using testing::IsEmpty;
-using zvtest::DirError;
-using zvtest::Format;
-using zvtest::InOwnProcess;
-using zvtest::IsDir;
-using zvtest::RecordingLog;
-using zvtest::Tree;
+using namespace zvtest;
 
 namespace {
 
@@ -39,7 +34,7 @@ auto CreateError(const std::string &aPath) {
 
 TEST_F(DirPermissions, NothingIsMadeThere) {
   InOwnProcess([&] {
-    zvtest::BecomeAnybody();
+    ASSERT_TRUE(zvtest::BecomeNobody());
     const std::string theNewOne = mTree.At("theirs/new");
     EXPECT_EQ(-1, zvDir_Create(theNewOne.c_str()));
     EXPECT_FALSE(IsDir(theNewOne));
@@ -49,7 +44,7 @@ TEST_F(DirPermissions, NothingIsMadeThere) {
 
 TEST_F(DirPermissions, APathIsMadeThereOnlyWhenAllOfItExists) {
   InOwnProcess([&] {
-    zvtest::BecomeAnybody();
+    ASSERT_TRUE(zvtest::BecomeNobody());
     EXPECT_EQ(1, zvDir_CreatePath(mTree.At("theirs/inner").c_str()));
     EXPECT_THAT(mLog.Messages(), IsEmpty());
 
@@ -67,7 +62,7 @@ TEST_F(DirPermissions, APathIsMadeThereOnlyWhenAllOfItExists) {
 
 TEST_F(DirPermissions, NothingIsRemovedThere) {
   InOwnProcess([&] {
-    zvtest::BecomeAnybody();
+    ASSERT_TRUE(zvtest::BecomeNobody());
     const std::string theInner = mTree.At("theirs/inner");
     EXPECT_EQ(-1, zvDir_Remove(theInner.c_str()));
     EXPECT_TRUE(IsDir(theInner));
@@ -82,7 +77,7 @@ TEST_F(DirPermissions, InASharedFolderOnlyWhatIsOnesOwnIsRemoved) {
   mTree.MakeDir("shared/theirs");
   ASSERT_EQ(0, chmod(mTree.At("shared").c_str(), 01777));
   InOwnProcess([&] {
-    zvtest::BecomeAnybody();
+    ASSERT_TRUE(zvtest::BecomeNobody());
     EXPECT_EQ(0, zvDir_Create(mTree.At("shared/ours").c_str()));
     EXPECT_EQ(0, zvDir_Remove(mTree.At("shared/ours").c_str()));
     EXPECT_FALSE(IsDir(mTree.At("shared/ours")));

@@ -10,17 +10,7 @@
 
 using testing::ElementsAre;
 using testing::IsEmpty;
-using zvtest::CallsOf;
-using zvtest::Dir;
-using zvtest::DirError;
-using zvtest::Fault;
-using zvtest::Format;
-using zvtest::InOwnProcess;
-using zvtest::IsAlone;
-using zvtest::IsDir;
-using zvtest::kSpoiledErrno;
-using zvtest::Replaced;
-using zvtest::TextOf;
+using namespace zvtest;
 
 namespace {
 
@@ -94,7 +84,7 @@ TEST_F(Dir, ADirectoryBehindAClosedOneDoesNotExist) {
   std::filesystem::permissions(mTree.Path(), std::filesystem::perms(0755));
   ASSERT_EQ(0, chmod(mTree.At("closed").c_str(), 0));
   InOwnProcess([&] {
-    zvtest::BecomeAnybody();
+    ASSERT_TRUE(zvtest::BecomeNobody());
     EXPECT_EQ(1, zvDir_Exists(mTree.At("closed").c_str()));
     EXPECT_EQ(0, zvDir_Exists(mTree.At("closed/inner").c_str()));
     EXPECT_THAT(mLog.Messages(), IsEmpty());
@@ -252,7 +242,7 @@ std::vector<std::string> LevelsOf(const std::string &aPath, int aResult) {
   std::vector<std::string> theLevels;
   Fault theFault("mkdir", 0, 0, -1);
   theFault.Returning(0).Doing(
-      [&](const long long *anArguments) { theLevels.emplace_back(TextOf(anArguments[0])); });
+      [&](const long long *anArguments) { theLevels.emplace_back(ArgumentAs<const char>(anArguments[0])); });
   EXPECT_EQ(aResult, zvDir_CreatePath(aPath.c_str())) << aPath;
   return theLevels;
 }
@@ -282,7 +272,7 @@ TEST_F(Dir, CreatePathNeverLooksAtTheFirstComponent) {
   {
     Fault theFault("stat", 0, 0, -1);
     theFault.PassingThrough().Doing(
-        [&](const long long *anArguments) { theLooks.emplace_back(TextOf(anArguments[0])); });
+        [&](const long long *anArguments) { theLooks.emplace_back(ArgumentAs<const char>(anArguments[0])); });
     EXPECT_EQ(1, zvDir_CreatePath(mTree.At("a/b").c_str()));
   }
   std::vector<std::string> theExpected;

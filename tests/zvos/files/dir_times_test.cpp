@@ -9,13 +9,7 @@
 
 using testing::ElementsAre;
 using testing::IsEmpty;
-using zvtest::Dir;
-using zvtest::DirError;
-using zvtest::Fault;
-using zvtest::Format;
-using zvtest::InOwnProcess;
-using zvtest::kSpoiledErrno;
-using zvtest::TextOf;
+using namespace zvtest;
 
 namespace {
 
@@ -102,7 +96,7 @@ TEST_F(Dir, TheOnlyRootIsASlashThatTheListReleases) {
   Fault theFault("free", 0);
   const void *theReleased = nullptr;
   theFault.PassingThrough().Doing(
-      [&](const long long *anArguments) { theReleased = TextOf(anArguments[0]); });
+      [&](const long long *anArguments) { theReleased = ArgumentAs<const char>(anArguments[0]); });
   const void *theRoot = zvPtrList_Get(theList, 0);
   EXPECT_STREQ("/", static_cast<const char *>(theRoot));
   zvPtrList_Delete(theList);

@@ -15,19 +15,9 @@
 using testing::ElementsAre;
 using testing::ElementsAreArray;
 using testing::IsEmpty;
-using zvtest::Asserted;
-using zvtest::DirError;
-using zvtest::Fault;
-using zvtest::Format;
-using zvtest::RecordingLog;
-using zvtest::TextOf;
-using zvtest::Traverser;
-using zvtest::Tree;
+using namespace zvtest;
 
 namespace {
-
-constexpr int kNoError = kzvDirTraverserStatus_NoError;
-constexpr int kError = kzvDirTraverserStatus_Error;
 
 class DirTraverserErrors : public testing::Test {
  protected:
@@ -101,8 +91,7 @@ TEST_F(DirTraverserErrors, WhatASuccessfulOpeningLeavesInErrnoIsNotTakenForAnErr
   for (const int theError : {0, EACCES}) {
     Fault theOpening("opendir", ENOTTY);
     theOpening.Doing([&](const long long *anArguments) {
-      theOpening.Returning(
-          static_cast<long long>(reinterpret_cast<intptr_t>(opendir(TextOf(anArguments[0])))));
+      theOpening.Returning(AsArgument(opendir(ArgumentAs<const char>(anArguments[0]))));
     });
     ExpectEndAtOnce(theTraverser, theError);
     EXPECT_EQ(1, theOpening.Hits());

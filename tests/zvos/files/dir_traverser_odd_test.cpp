@@ -23,21 +23,9 @@ using testing::ElementsAre;
 using testing::IsEmpty;
 using testing::Not;
 using testing::UnorderedElementsAre;
-using zvtest::CallsOf;
-using zvtest::DirError;
-using zvtest::Fault;
-using zvtest::Format;
-using zvtest::InOwnProcess;
-using zvtest::RecordingLog;
-using zvtest::TextOf;
-using zvtest::Traverser;
-using zvtest::Tree;
-using zvtest::Walk;
+using namespace zvtest;
 
 namespace {
-
-constexpr int kNoError = kzvDirTraverserStatus_NoError;
-constexpr int kError = kzvDirTraverserStatus_Error;
 
 // The traverser builds the path of an entry in a buffer of this size.
 constexpr size_t kBufferSize = 8192;
@@ -174,7 +162,7 @@ TEST_F(DirTraverserOdd, EntriesOfUnknownKindAreLookedAt) {
     const int theStats = CallsOf("stat");
     Fault theEnd("readdir", 0, 0, -1);
     Fault theFault("readdir", 0);
-    theFault.Returning(static_cast<long long>(reinterpret_cast<intptr_t>(&theRaw)));
+    theFault.Returning(AsArgument(&theRaw));
     const zvDirEntry *theEntry = theTraverser.First("*", zvDIR_DEFAULT | zvDIR_DOTDOT);
     EXPECT_LT(theStats, CallsOf("stat"));
     EXPECT_EQ(kNoError, theTraverser.Status());
@@ -250,8 +238,8 @@ class DirTraverserLongPath : public DirTraverserOdd {
     const Traverser theTraverser(mPath);
     Fault theFault("opendir", 0);
     theFault.Doing([&](const long long *anArguments) {
-      EXPECT_EQ(mPath, TextOf(anArguments[0]));
-      theFault.Returning(static_cast<long long>(reinterpret_cast<intptr_t>(opendir(mTree.Path().c_str()))));
+      EXPECT_EQ(mPath, ArgumentAs<const char>(anArguments[0]));
+      theFault.Returning(AsArgument(opendir(mTree.Path().c_str())));
     });
     return Walk(theTraverser);
   }
@@ -279,7 +267,8 @@ TEST_F(DirTraverserLongPath, ALinkWhosePathJustFitsIsLookedAt) {
   mTree.MakeLink("link", "/usr");
   std::vector<std::string> theLooks;
   Fault theFault("stat", ENAMETOOLONG, 0, -1);
-  theFault.Doing([&](const long long *anArguments) { theLooks.emplace_back(TextOf(anArguments[0])); });
+  theFault.Doing(
+      [&](const long long *anArguments) { theLooks.emplace_back(ArgumentAs<const char>(anArguments[0])); });
   EXPECT_THAT(WalkWithPathLength(kBufferSize - 1 - strlen("/link")), IsEmpty());
   EXPECT_THAT(theLooks, ElementsAre(mPath + "/link", mPath + "/link"));
   EXPECT_THAT(mLog.Messages(), IsEmpty());
@@ -311,7 +300,7 @@ TEST_F(DirTraverserOdd, AClosedDirectoryCannotBeWalkedThrough) {
   std::filesystem::permissions(mTree.Path(), std::filesystem::perms(0755));
   ASSERT_EQ(0, chmod(theDir.c_str(), 0));
   InOwnProcess([&] {
-    zvtest::BecomeAnybody();
+    ASSERT_TRUE(zvtest::BecomeNobody());
     const Traverser theTraverser(theDir);
     EXPECT_EQ(nullptr, theTraverser.First("*", zvDIR_DEFAULT));
     EXPECT_EQ(kError, theTraverser.Status());
@@ -332,7 +321,7 @@ TEST_F(DirTraverserOdd, InADirectoryThatCanOnlyBeListedLinksAreSkipped) {
   std::filesystem::permissions(mTree.Path(), std::filesystem::perms(0755));
   ASSERT_EQ(0, chmod(theDir.c_str(), 0444));
   InOwnProcess([&] {
-    zvtest::BecomeAnybody();
+    ASSERT_TRUE(zvtest::BecomeNobody());
     const Traverser theTraverser(theDir);
     EXPECT_THAT(Walk(theTraverser), UnorderedElementsAre("file", "dir"));
     EXPECT_THAT(Walk(Traverser(mTree.Path())), ElementsAre("listed"));

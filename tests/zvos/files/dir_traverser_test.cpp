@@ -16,24 +16,9 @@
 using testing::ElementsAre;
 using testing::IsEmpty;
 using testing::UnorderedElementsAre;
-using zvtest::Asserted;
-using zvtest::DirError;
-using zvtest::Fault;
-using zvtest::Format;
-using zvtest::InOwnProcess;
-using zvtest::LeftAtAssertion;
-using zvtest::OwnProgramName;
-using zvtest::RecordingLog;
-using zvtest::TextOf;
-using zvtest::Traverser;
-using zvtest::Tree;
-using zvtest::Walk;
+using namespace zvtest;
 
 namespace {
-
-constexpr int kSpoiledErrno = EXDEV;
-constexpr int kNoError = kzvDirTraverserStatus_NoError;
-constexpr int kError = kzvDirTraverserStatus_Error;
 
 class DirTraverser : public testing::Test {
  protected:
@@ -283,7 +268,8 @@ TEST_F(DirTraverser, TheLogLibraryDecidesWhatMatches) {
     std::vector<std::string> theQuestions;
     Fault theFault("zvCStringParser_Match", 0, 0, -1);
     theFault.Returning(theAnswer).Doing([&](const long long *anArguments) {
-      theQuestions.push_back(std::string(TextOf(anArguments[0])) + " " + TextOf(anArguments[1]));
+      theQuestions.push_back(std::string(ArgumentAs<const char>(anArguments[0])) + " " +
+                             ArgumentAs<const char>(anArguments[1]));
     });
     EXPECT_EQ(theAnswer != 0 ? 1U : 0U, Walk(theTraverser, "no match").size());
     EXPECT_THAT(theQuestions, ElementsAre("no match file"));

@@ -6,14 +6,7 @@
 #include "files_support.h"
 
 using testing::IsEmpty;
-using zvtest::CodeOf;
-using zvtest::DescriptorOf;
-using zvtest::Fault;
-using zvtest::File;
-using zvtest::FileError;
-using zvtest::Format;
-using zvtest::kLargestErrno;
-using zvtest::kRead;
+using namespace zvtest;
 
 namespace {
 

@@ -6,24 +6,7 @@
 #include "files_support.h"
 
 using testing::IsEmpty;
-using zvtest::CallList;
-using zvtest::CallsOf;
-using zvtest::DescriptorOf;
-using zvtest::Fault;
-using zvtest::File;
-using zvtest::FileError;
-using zvtest::Format;
-using zvtest::HandleOf;
-using zvtest::kAppend;
-using zvtest::kCreate;
-using zvtest::kExclusive;
-using zvtest::kRead;
-using zvtest::kTruncate;
-using zvtest::kUntouchedHandle;
-using zvtest::kWrite;
-using zvtest::ReadWholeFile;
-using zvtest::RecordInto;
-using zvtest::TextOf;
+using namespace zvtest;
 
 namespace {
 
@@ -105,14 +88,14 @@ TEST_F(File, EveryModeIsEitherRefusedOrOpenedWithExactlyItsFlags) {
   for (int theMode = 0; theMode < 0x40; ++theMode) {
     SCOPED_TRACE(Format("mode 0x%02x", static_cast<unsigned>(theMode)));
     mLog.Clear();
-    CallList theCalls;
+    std::vector<Arguments> theCalls;
     std::string theOpenedPath;
     zvFileFD theHandle = kUntouchedHandle;
     {
       Fault theFault("open", EROFS, 0, -1);
       theFault.Doing([&](const long long *anArguments) {
-        RecordInto(theCalls, 3)(anArguments);
-        theOpenedPath = TextOf(anArguments[0]);
+        AppendTo(&theCalls, 3)(anArguments);
+        theOpenedPath = ArgumentAs<const char>(anArguments[0]);
       });
       const int theResult = zvFile_Open(thePath.c_str(), theMode, 0, &theHandle);
       EXPECT_EQ(theCalls.empty() ? kzvFileErrorUnknown : kzvFileErrorReadOnlyFileSystem, theResult);
@@ -163,10 +146,10 @@ TEST_F(File, OpenWithoutAPlaceForTheHandleIsRefusedBeforeTheModeIsLookedAt) {
 TEST_F(File, OpenGivesTheDescriptorAsTheHandleAndLogsNothing) {
   const std::string thePath = MakeFile();
   zvFileFD theHandle = kzvFileFDInvalid;
-  CallList theCalls;
+  std::vector<Arguments> theCalls;
   {
     Fault theFault("open", 0, 0, -1);
-    theFault.PassingThrough().Doing(RecordInto(theCalls, 3));
+    theFault.PassingThrough().Doing(AppendTo(&theCalls, 3));
     ASSERT_EQ(0, zvFile_Open(thePath.c_str(), kRead, 12345, &theHandle));
   }
   EXPECT_EQ(1u, theCalls.size());
@@ -264,12 +247,12 @@ TEST_F(File, AppendThatCannotReachTheEndClosesTheDescriptorAndReturnsTheSeeksCod
   const std::string thePath = MakeFile();
   const auto theDescriptors = zvtest::OpenDescriptors();
   zvFileFD theHandle = kUntouchedHandle;
-  CallList theCloses, theSeeks;
+  std::vector<Arguments> theCloses, theSeeks;
   {
     Fault theSeekFault("lseek", ENOSPC);
-    theSeekFault.Doing(RecordInto(theSeeks, 3));
+    theSeekFault.Doing(AppendTo(&theSeeks, 3));
     Fault theCloseFault("close", 0, 0, -1);
-    theCloseFault.PassingThrough().Doing(RecordInto(theCloses, 1));
+    theCloseFault.PassingThrough().Doing(AppendTo(&theCloses, 1));
     EXPECT_EQ(kzvFileErrorNoSpace, zvFile_Open(thePath.c_str(), kAppend, 0, &theHandle));
   }
   EXPECT_EQ(theDescriptors, zvtest::OpenDescriptors());

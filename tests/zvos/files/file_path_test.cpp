@@ -6,17 +6,7 @@
 #include "files_support.h"
 
 using testing::IsEmpty;
-using zvtest::Asserted;
-using zvtest::CallList;
-using zvtest::CallsOf;
-using zvtest::Fault;
-using zvtest::File;
-using zvtest::FileError;
-using zvtest::Format;
-using zvtest::kRead;
-using zvtest::ReadWholeFile;
-using zvtest::RecordInto;
-using zvtest::TextOf;
+using namespace zvtest;
 
 namespace {
 
@@ -47,7 +37,7 @@ TEST_F(File, RelativePathsCountFromTheFolderOfTheProgram) {
     SCOPED_TRACE(theCall.mSystemCall);
     std::string thePath;
     Fault theFault(theCall.mSystemCall, EIO);
-    theFault.Doing([&](const long long *anArguments) { thePath = TextOf(anArguments[0]); });
+    theFault.Doing([&](const long long *anArguments) { thePath = ArgumentAs<const char>(anArguments[0]); });
     theCall.mRun();
     EXPECT_EQ(theExpected, thePath);
   }
@@ -56,8 +46,8 @@ TEST_F(File, RelativePathsCountFromTheFolderOfTheProgram) {
   {
     Fault theFault("rename", EIO);
     theFault.Doing([&](const long long *anArguments) {
-      theOld = TextOf(anArguments[0]);
-      theNew = TextOf(anArguments[1]);
+      theOld = ArgumentAs<const char>(anArguments[0]);
+      theNew = ArgumentAs<const char>(anArguments[1]);
     });
     EXPECT_EQ(kzvFileErrorUnknown, zvFile_Rename("sub/file", "sub\\file"));
   }
@@ -67,7 +57,7 @@ TEST_F(File, RelativePathsCountFromTheFolderOfTheProgram) {
   std::string theRaw;
   {
     Fault theFault("truncate", EIO);
-    theFault.Doing([&](const long long *anArguments) { theRaw = TextOf(anArguments[0]); });
+    theFault.Doing([&](const long long *anArguments) { theRaw = ArgumentAs<const char>(anArguments[0]); });
     EXPECT_EQ(-1, zvFile_SetSize(".\\sub/file", 0));
   }
   EXPECT_EQ(".\\sub/file", theRaw);
@@ -107,9 +97,9 @@ TEST_F(File, AccessAsksForExactlyTheModeGiven) {
                 {0, F_OK},
                 {4, F_OK}};
   for (const auto &theCase : kModes) {
-    CallList theCalls;
+    std::vector<Arguments> theCalls;
     Fault theFault("access", 0);
-    theFault.PassingThrough().Doing(RecordInto(theCalls, 2));
+    theFault.PassingThrough().Doing(AppendTo(&theCalls, 2));
     EXPECT_EQ(1, zvFile_Access(thePath.c_str(), theCase.mMode));
     ASSERT_EQ(1u, theCalls.size());
     EXPECT_EQ(theCase.mAsked, theCalls[0][1]) << theCase.mMode;

@@ -6,18 +6,7 @@
 #include "files_support.h"
 
 using testing::IsEmpty;
-using zvtest::CallsOf;
-using zvtest::DescriptorOf;
-using zvtest::Fault;
-using zvtest::File;
-using zvtest::FileError;
-using zvtest::Format;
-using zvtest::HandleOf;
-using zvtest::kAppend;
-using zvtest::kGiB;
-using zvtest::kRead;
-using zvtest::kWrite;
-using zvtest::ReadWholeFile;
+using namespace zvtest;
 
 namespace {
 

@@ -6,20 +6,7 @@
 #include "files_support.h"
 
 using testing::IsEmpty;
-using zvtest::Asserted;
-using zvtest::CallList;
-using zvtest::CallsOf;
-using zvtest::DescriptorOf;
-using zvtest::Fault;
-using zvtest::File;
-using zvtest::FileError;
-using zvtest::Format;
-using zvtest::HandleOf;
-using zvtest::kAppend;
-using zvtest::kGiB;
-using zvtest::kRead;
-using zvtest::RecordInto;
-using zvtest::TextOf;
+using namespace zvtest;
 
 namespace {
 
@@ -65,11 +52,11 @@ TEST_F(File, ACountOfTwoToThe31OrMoreMovesNothing) {
 }
 
 TEST_F(File, TheLargestCountIsGivenToTheSystemWhole) {
-  CallList theReads, theWrites;
+  std::vector<Arguments> theReads, theWrites;
   Fault theReadFault("read", 0);
-  theReadFault.Returning(0).Doing(RecordInto(theReads, 3));
+  theReadFault.Returning(0).Doing(AppendTo(&theReads, 3));
   Fault theWriteFault("write", 0);
-  theWriteFault.Returning(0).Doing(RecordInto(theWrites, 3));
+  theWriteFault.Returning(0).Doing(AppendTo(&theWrites, 3));
   EXPECT_EQ(0, zvFile_Read(HandleOf(1000), nullptr, 0x7fffffff));
   EXPECT_EQ(0, zvFile_Write(HandleOf(1000), nullptr, 0x7fffffff));
   ASSERT_EQ(1u, theReads.size());
@@ -81,10 +68,10 @@ TEST_F(File, TheLargestCountIsGivenToTheSystemWhole) {
 TEST_F(File, PartialReadsContinueBehindWhatCame) {
   char theBuffer[11] = {};
   int theNext = 0;
-  CallList theCalls;
+  std::vector<Arguments> theCalls;
   Fault theFault("read", 0, 0, -1);
   theFault.Returning(2).Doing([&](const long long *anArguments) {
-    RecordInto(theCalls, 3)(anArguments);
+    AppendTo(&theCalls, 3)(anArguments);
     char *theTarget = reinterpret_cast<char *>(static_cast<uintptr_t>(anArguments[1]));
     theTarget[0] = static_cast<char>('a' + theNext++);
     theTarget[1] = static_cast<char>('a' + theNext++);
@@ -94,7 +81,7 @@ TEST_F(File, PartialReadsContinueBehindWhatCame) {
   ASSERT_EQ(5u, theCalls.size());
   for (size_t theIndex = 0; theIndex < theCalls.size(); ++theIndex) {
     EXPECT_EQ(1000, theCalls[theIndex][0]);
-    EXPECT_EQ(theBuffer + 2 * theIndex, TextOf(theCalls[theIndex][1]));
+    EXPECT_EQ(theBuffer + 2 * theIndex, ArgumentAs<const char>(theCalls[theIndex][1]));
     EXPECT_EQ(static_cast<long long>(10 - 2 * theIndex), theCalls[theIndex][2]);
   }
 }
@@ -104,7 +91,7 @@ TEST_F(File, PartialWritesContinueBehindWhatWent) {
   std::string theWritten;
   Fault theFault("write", 0, 0, -1);
   theFault.Returning(2).Doing(
-      [&](const long long *anArguments) { theWritten.append(TextOf(anArguments[1]), 2); });
+      [&](const long long *anArguments) { theWritten.append(ArgumentAs<const char>(anArguments[1]), 2); });
   EXPECT_EQ(10, zvFile_Write(HandleOf(1000), theText, 10));
   EXPECT_EQ(5, theFault.Hits());
   EXPECT_EQ("abcdefghij", theWritten);

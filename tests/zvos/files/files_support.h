@@ -17,10 +17,10 @@
 #include "support/Alone.h"
 #include "support/Faults.h"
 #include "support/RecordingLog.h"
+#include "support/FileHandles.h"
 #include "support/Support.h"
 
 #include <fcntl.h>
-#include <grp.h>
 #include <sys/stat.h>
 #include <sys/time.h>
 #include <unistd.h>
@@ -80,27 +80,15 @@ inline bool IsDir(const std::string &aPath) {
   return stat(aPath.c_str(), &theData) == 0 && S_ISDIR(theData.st_mode);
 }
 
-// The text that an argument of a faulted call points to.
-inline const char *TextOf(long long anArgument) {
-  return reinterpret_cast<const char *>(static_cast<uintptr_t>(anArgument));
-}
-
 inline std::string Replaced(std::string aText, char anOld, char aNew) {
   for (char &theChar : aText)
     if (theChar == anOld) theChar = aNew;
   return aText;
 }
 
-// In a child: the superuser, whom no permission stops, becomes somebody else.
-inline void BecomeAnybody() {
-  constexpr unsigned kAnybody = 65534;
-  if (geteuid() != 0) return;
-  ASSERT_EQ(0, setgroups(0, nullptr));
-  ASSERT_EQ(0, setgid(kAnybody));
-  ASSERT_EQ(0, setuid(kAnybody));
-}
-
 constexpr int kSpoiledErrno = EXDEV;
+constexpr int kNoError = kzvDirTraverserStatus_NoError;
+constexpr int kError = kzvDirTraverserStatus_Error;
 
 class Dir : public ::testing::Test {
  protected:
@@ -110,17 +98,8 @@ class Dir : public ::testing::Test {
 
 // ---- Files ----
 
-constexpr zvLogModule kFileModule = 42;
 constexpr zvFileOffset kGiB = 1024LL * 1024 * 1024;
 constexpr int kLargestErrno = 133;
-
-inline zvFileFD HandleOf(int aDescriptor) {
-  return reinterpret_cast<zvFileFD>(static_cast<intptr_t>(aDescriptor));
-}
-
-inline int DescriptorOf(zvFileFD aHandle) {
-  return static_cast<int>(reinterpret_cast<intptr_t>(aHandle));
-}
 
 const zvFileFD kUntouchedHandle = HandleOf(0x1234);
 
@@ -140,19 +119,6 @@ inline int CodeOf(int anErrno) {
     default:
       return kzvFileErrorUnknown;
   }
-}
-
-inline auto FileError(const std::string &aText) {
-  return Error(kFileModule, aText);
-}
-
-// The arguments of every call that a fault saw, as many as the function has.
-using CallList = std::vector<std::vector<long long>>;
-
-inline std::function<void(const long long *)> RecordInto(CallList &aList, size_t aCount) {
-  return [&aList, aCount](const long long *anArguments) {
-    aList.emplace_back(anArguments, anArguments + aCount);
-  };
 }
 
 class File : public ::testing::Test {

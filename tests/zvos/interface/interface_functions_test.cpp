@@ -51,7 +51,8 @@
 
 #include <gtest/gtest.h>
 
-#include <algorithm>
+#include "support/Support.h"
+
 #include <cstdio>
 #include <cstring>
 #include <string>
@@ -398,14 +399,9 @@ constexpr Mapping kMappings[] = {
 };
 // clang-format on
 
-std::string WithoutBlanks(std::string aText) {
-  aText.erase(std::remove(aText.begin(), aText.end(), ' '), aText.end());
-  return aText;
-}
-
 TEST(Interface, PlainNamesCallTheTwinThatLogs) {
   for (const Mapping &theMapping : kMappings)
-    EXPECT_EQ(WithoutBlanks(theMapping.mCall), WithoutBlanks(theMapping.mExpansion));
+    EXPECT_EQ(zvtest::WithoutBlanks(theMapping.mCall), zvtest::WithoutBlanks(theMapping.mExpansion));
 }
 
 TEST(Interface, AddressesCanBeTakenApart) {

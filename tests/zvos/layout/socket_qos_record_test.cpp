@@ -11,10 +11,7 @@
 
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
-using zvtest::CallsOf;
-using zvtest::Error;
-using zvtest::kModuleOfQOS;
-using zvtest::SocketQOS;
+using namespace zvtest;
 
 namespace {
 

@@ -7,12 +7,7 @@
 
 using testing::ElementsAre;
 using testing::IsEmpty;
-using zvtest::CallsOf;
-using zvtest::ElfImage;
-using zvtest::ElfLayout;
-using zvtest::Fault;
-using zvtest::Format;
-using zvtest::MemoryFile;
+using namespace zvtest;
 using namespace zvtest::paths;
 
 namespace {

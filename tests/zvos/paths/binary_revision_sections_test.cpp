@@ -8,11 +8,7 @@
 using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::IsEmpty;
-using zvtest::CallsOf;
-using zvtest::ElfImage;
-using zvtest::Fault;
-using zvtest::Format;
-using zvtest::MemoryFile;
+using namespace zvtest;
 using namespace zvtest::paths;
 
 namespace {

@@ -7,11 +7,7 @@
 #include "paths_support.h"
 
 using testing::IsEmpty;
-using zvtest::CallsOf;
-using zvtest::ElfImage;
-using zvtest::ElfLayout;
-using zvtest::Fault;
-using zvtest::MemoryFile;
+using namespace zvtest;
 using namespace zvtest::paths;
 
 namespace {

@@ -19,10 +19,7 @@
 #include <string>
 #include <vector>
 
-using zvtest::ElfImage;
-using zvtest::ElfLayout;
-using zvtest::MemoryFile;
-using zvtest::RecordingLog;
+using namespace zvtest;
 
 namespace {
 

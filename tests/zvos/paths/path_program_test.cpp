@@ -8,12 +8,7 @@
 using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::IsEmpty;
-using zvtest::CallsOf;
-using zvtest::Fault;
-using zvtest::Format;
-using zvtest::IsAlone;
-using zvtest::RunAlone;
-using zvtest::TempFolder;
+using namespace zvtest;
 using namespace zvtest::paths;
 
 namespace {

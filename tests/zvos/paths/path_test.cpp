@@ -8,9 +8,7 @@
 
 using testing::ElementsAre;
 using testing::IsEmpty;
-using zvtest::Fault;
-using zvtest::Format;
-using zvtest::TempFolder;
+using namespace zvtest;
 using namespace zvtest::paths;
 
 namespace {
@@ -106,7 +104,7 @@ TEST_F(Path, NormalizePutsRelativePathsBehindTheAnchorAndCopiesAbsoluteOnes) {
   for (const Normalization &theCase : kNormalizations) {
     for (const int afDir : {0, 1}) {
       SCOPED_TRACE(Format("'%s', mode %d, anchor '%s', afDir %d", theCase.mPath, theCase.mMode,
-                          theCase.mAnchor != nullptr ? theCase.mAnchor : kNone, afDir));
+                          theCase.mAnchor != nullptr ? theCase.mAnchor : kNoText, afDir));
       char *theResult = zvPath_Normalize(theCase.mPath, afDir, theCase.mMode, theCase.mAnchor);
       EXPECT_NE(theCase.mPath, theResult);
       EXPECT_NE(theCase.mAnchor, theResult);

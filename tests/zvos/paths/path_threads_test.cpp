@@ -4,6 +4,7 @@
 // The first look at where the program lives, by several threads at once, and while the process is forked.
 
 #include "paths_support.h"
+#include "support/Threads.h"
 
 #include <zvOS/zvFile.h>
 
@@ -19,31 +20,15 @@ namespace {
 using ::testing::Each;
 using ::testing::ElementsAre;
 using ::testing::SizeIs;
-using zvtest::Fault;
-using zvtest::Format;
-using zvtest::IsAlone;
-using zvtest::OwnProgram;
-using zvtest::RecordingLog;
-using zvtest::RunInChild;
-using zvtest::paths::Take;
+using namespace zvtest;
 
-constexpr size_t kThreads = 8;
+constexpr int kThreads = 8;
 
 // What aCall gives each of the threads, which begin together.
-std::vector<std::string> InThreads(const std::function<std::string()> &aCall) {
-  std::vector<std::string> theResults(kThreads);
-  std::atomic<size_t> theWaiting{kThreads};
-  std::vector<std::thread> theThreads;
-  for (size_t i = 0; i < kThreads; ++i) {
-    theThreads.emplace_back([&, i] {
-      for (--theWaiting; theWaiting > 0;) {
-      }
-      theResults[i] = aCall();
-    });
-  }
-  for (std::thread &theThread : theThreads)
-    theThread.join();
-  return theResults;
+std::vector<std::string> AnswersInThreads(const std::function<std::string()> &aCall) {
+  std::vector<std::string> theAnswers(kThreads);
+  zvtest::InThreads(kThreads, [&](int aThread) { theAnswers[static_cast<size_t>(aThread)] = aCall(); });
+  return theAnswers;
 }
 
 auto CannotRead(int anError) {
@@ -56,7 +41,7 @@ TEST(PathThreads, AllThatNeedTheProgramFirstAtTheSameTimeGetItsPath) {
   // A child of a process that has not looked yet looks for itself.
   for (int i = 0; i < 60; ++i) {
     const auto theChild = RunInChild([&] {
-      const auto theAnswers = InThreads([] { return Take(zvPath_GetApplicationFullPath()); });
+      const auto theAnswers = AnswersInThreads([] { return Take(zvPath_GetApplicationFullPath()); });
       for (const std::string &theAnswer : theAnswers) {
         if (theAnswer != theProgram) return 1;
       }
@@ -72,7 +57,7 @@ TEST(PathThreads, AllThatOpenAFileBesideTheProgramFirstFindIt) {
   const std::string theName = std::filesystem::path(OwnProgram()).filename();
   for (int i = 0; i < 20; ++i) {
     const auto theChild = RunInChild([&] {
-      const auto theAnswers = InThreads([&] {
+      const auto theAnswers = AnswersInThreads([&] {
         zvFileFD theFile = kzvFileFDInvalid;
         const int theResult = zvFile_Open(theName.c_str(), zvFileOpenMode_Read, 0, &theFile);
         if (theResult == 0) zvFile_Close(theFile);
@@ -91,7 +76,7 @@ TEST(PathThreads, TheLinkIsReadOnceForAllOfThem) {
   if (!IsAlone()) return;
   Fault theLink("readlink", 0, 0, -1);
   theLink.PassingThrough().AnyThread();
-  EXPECT_THAT(InThreads([] { return Take(zvPath_GetApplicationFullPath()); }), Each(OwnProgram()));
+  EXPECT_THAT(AnswersInThreads([] { return Take(zvPath_GetApplicationFullPath()); }), Each(OwnProgram()));
   EXPECT_EQ(1, theLink.Hits());
 }
 
@@ -100,7 +85,7 @@ TEST(PathThreads, AReadingThatFailedFailedForAllOfThemAndIsToldOnce) {
   RecordingLog theLog;
   Fault theLink("readlink", EACCES);
   theLink.AnyThread();
-  EXPECT_THAT(InThreads([] { return Take(zvPath_GetApplicationFullPath()); }), Each(""));
+  EXPECT_THAT(AnswersInThreads([] { return Take(zvPath_GetApplicationFullPath()); }), Each(""));
   EXPECT_EQ("", Take(zvPath_GetApplicationFullPath()));
   EXPECT_THAT(theLog.Messages(), ElementsAre(CannotRead(EACCES)));
 }
@@ -116,8 +101,7 @@ TEST(PathThreads, AChildForkedDuringTheFirstLookLooksForItself) {
         theReading = true;
         while (!theForked)
           std::this_thread::yield();
-        memcpy(reinterpret_cast<void *>(static_cast<uintptr_t>(anArguments[1])), theProgram.data(),
-               theProgram.size());
+        memcpy(zvtest::ArgumentAs<void>(anArguments[1]), theProgram.data(), theProgram.size());
       })
       .AnyThread();
   std::thread theReader([&] { EXPECT_EQ(theProgram, Take(zvPath_GetApplicationFullPath())); });

@@ -6,12 +6,12 @@
 #pragma once
 
 #include <zvOS/zvBinaryRevision.h>
-#include <zvOS/zvFile.h>
 #include <zvOS/zvPath.h>
 
 #include "fuzz/ElfImage.h"
 #include "support/Alone.h"
 #include "support/Faults.h"
+#include "support/FileHandles.h"
 #include "support/RecordingLog.h"
 #include "support/Support.h"
 
@@ -33,28 +33,15 @@
 namespace zvtest {
 namespace paths {
 
-constexpr zvLogModule kFileModule = 42;
 constexpr zvLogModule kPathModule = 57;
 
 // The library keeps the path of the program in a buffer of this size.
 constexpr size_t kBufferSize = 8194;
 
-constexpr char kNone[] = "(no text)";
-
 constexpr int kNative = kzvPathNormalizeMode_Native;
 
 inline auto PathError(const std::string &aText) {
   return Error(kPathModule, aText);
-}
-inline auto FileError(const std::string &aText) {
-  return Error(kFileModule, aText);
-}
-
-// The text that the library handed over.
-inline std::string Take(char *aText) {
-  const std::string theText = aText != nullptr ? aText : kNone;
-  free(aText);
-  return theText;
 }
 
 inline std::string LinkTarget(const char *aLink) {
@@ -86,10 +73,6 @@ inline std::vector<ElfSection> SectionsWith(const std::string &aStamp) {
 
 inline ElfImage ImageWith(const std::string &aStamp, ElfLayout aLayout = ElfLayout::kHeadersLast) {
   return ElfImage(SectionsWith(aStamp), aLayout);
-}
-
-inline zvFileFD HandleOf(int aDescriptor) {
-  return reinterpret_cast<zvFileFD>(static_cast<intptr_t>(aDescriptor));
 }
 
 inline char sUntouched[] = "untouched";
@@ -131,10 +114,9 @@ inline void GiveWithTextBehind(Fault &aFault, size_t aSize, const std::string &a
   char *theMemory = static_cast<char *>(malloc(aSize + aText.size() + 1));
   ASSERT_NE(nullptr, theMemory);
   memcpy(theMemory + aSize, aText.c_str(), aText.size() + 1);
-  aFault.Returning(static_cast<long long>(reinterpret_cast<intptr_t>(theMemory)))
-      .Doing([aSize](const long long *anArguments) {
-        EXPECT_EQ(static_cast<long long>(aSize), anArguments[0]);
-      });
+  aFault.Returning(AsArgument(theMemory)).Doing([aSize](const long long *anArguments) {
+    EXPECT_EQ(static_cast<long long>(aSize), anArguments[0]);
+  });
 }
 
 class BinaryRevision : public ::testing::Test {

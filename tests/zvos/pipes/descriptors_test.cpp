@@ -31,13 +31,7 @@ namespace {
 using ::testing::Each;
 using ::testing::SizeIs;
 using ::testing::Truly;
-using zvtest::Address;
-using zvtest::Fault;
-using zvtest::Format;
-using zvtest::InOwnProcess;
-using zvtest::OpenDescriptors;
-using zvtest::TempFolder;
-using zvtest::WaitUntil;
+using namespace zvtest;
 using zvtest::net::Generic;
 using zvtest::net::kAddressLength;
 
@@ -100,7 +94,7 @@ class Helper {
   // What the script prints is there when the constructor is done.
   explicit Helper(const std::string &aScript = ":") {
     Launch("echo $$; " + aScript, Output());
-    EXPECT_TRUE(WaitUntil([&] { return access(Output().c_str(), F_OK) == 0; }));
+    EXPECT_TRUE(WaitUntil([&] { return Exists(Output()); }));
     std::istringstream theText(zvtest::ReadWholeFile(Output()));
     theText >> mPid;
     EXPECT_GT(mPid, 1);
@@ -258,8 +252,7 @@ TEST(Descriptors, ThatAreOpenForTheTimeOfACallAreMadeSo) {
 
     std::string theMode;
     Fault theTable("fopen", ENOENT);
-    theTable.Doing(
-        [&](const long long *anArguments) { theMode = zvtest::net::Pointer<const char>(anArguments[1]); });
+    theTable.Doing([&](const long long *anArguments) { theMode = ArgumentAs<const char>(anArguments[1]); });
     sockaddr_in theAddress = zvtest::net::Loopback();
     size_t theLength = sizeof theHardwareAddress;
     EXPECT_EQ(-1, zvSocket_QueryARP(Generic(&theAddress), theHardwareAddress, &theLength));

@@ -12,11 +12,7 @@ using namespace zvtest::pipes;
 
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
-using zvtest::Fault;
-using zvtest::Format;
-using zvtest::OpenDescriptors;
-using zvtest::RecordingLog;
-using zvtest::TempFolder;
+using namespace zvtest;
 namespace net = zvtest::net;
 
 // Older headers do not have them: what asks for handles of the sender's process, and what brings one.
@@ -83,7 +79,7 @@ int ReceiveWithoutLeak(int aPipe) {
 class PipeDescriptorTest : public ::testing::TestWithParam<int> {};
 
 TEST_P(PipeDescriptorTest, AFileIsGivenAwayAndStaysTheSameOpenFile) {
-  InNewProcess([] {
+  InOwnProcess([] {
     const TempFolder theFolder;
     zvtest::WriteWholeFile(theFolder.File("file"), "0123456789");
     const Pair thePair(GetParam());
@@ -102,7 +98,7 @@ TEST_P(PipeDescriptorTest, AFileIsGivenAwayAndStaysTheSameOpenFile) {
 }
 
 TEST_P(PipeDescriptorTest, DescriptorsOfEveryKindArriveInAnotherProcess) {
-  InNewProcess([] {
+  InOwnProcess([] {
     const TempFolder theFolder;
     Pair thePair(GetParam());
     Peer theSender([&] {
@@ -150,7 +146,7 @@ TEST_P(PipeDescriptorTest, DescriptorsOfEveryKindArriveInAnotherProcess) {
 }
 
 TEST_P(PipeDescriptorTest, OneByteThatIs0CarriesTheDescriptor) {
-  InNewProcess([] {
+  InOwnProcess([] {
     const Pair thePair(GetParam());
     const int theSent = OpenFile("/dev/null");
     const struct stat theStatus = StatusOf(theSent);
@@ -183,7 +179,7 @@ TEST_P(PipeDescriptorTest, OneByteThatIs0CarriesTheDescriptor) {
 }
 
 TEST_P(PipeDescriptorTest, DescriptorsArriveInOrderBetweenTheDataAroundThem) {
-  InNewProcess([] {
+  InOwnProcess([] {
     const TempFolder theFolder;
     const Pair thePair(GetParam());
     std::vector<struct stat> theSent;
@@ -203,7 +199,7 @@ TEST_P(PipeDescriptorTest, DescriptorsArriveInOrderBetweenTheDataAroundThem) {
 }
 
 TEST_P(PipeDescriptorTest, WhatAKilledSenderHadSentArrives) {
-  InNewProcess([] {
+  InOwnProcess([] {
     Pair thePair(GetParam());
     const Pair theSync(ZVPIPE_DEFAULT);
     Peer theSender([&] {
@@ -224,7 +220,7 @@ TEST_P(PipeDescriptorTest, WhatAKilledSenderHadSentArrives) {
 }
 
 TEST_P(PipeDescriptorTest, TheEndOfTheStreamIsABrokenPipeWhateverTheLastErrorWas) {
-  InNewProcess([] {
+  InOwnProcess([] {
     Pair thePair(GetParam());
     thePair.Close(0);
     for (const int theLastError : {0, EDOM}) {
@@ -237,7 +233,7 @@ TEST_P(PipeDescriptorTest, TheEndOfTheStreamIsABrokenPipeWhateverTheLastErrorWas
 }
 
 TEST_P(PipeDescriptorTest, AnEmptyNonBlockingPipeWouldBlock) {
-  InNewProcess([] {
+  InOwnProcess([] {
     const Pair thePair(GetParam() | ZVPIPE_NONBLOCKING);
     RecordingLog theLog;
     EXPECT_EQ(-EWOULDBLOCK, zvPipe_RecvFD(thePair[1]));
@@ -246,7 +242,7 @@ TEST_P(PipeDescriptorTest, AnEmptyNonBlockingPipeWouldBlock) {
 }
 
 TEST_P(PipeDescriptorTest, AFullNonBlockingPipeWouldBlockAndTheDescriptorStays) {
-  InNewProcess([] {
+  InOwnProcess([] {
     const Pair thePair(GetParam() | ZVPIPE_NONBLOCKING);
     while (Write(thePair[0], "x") > 0) {
     }
@@ -259,7 +255,7 @@ TEST_P(PipeDescriptorTest, AFullNonBlockingPipeWouldBlockAndTheDescriptorStays) 
 }
 
 TEST_P(PipeDescriptorTest, WhatCannotBeSentStaysWithTheSender) {
-  InNewProcess([] {
+  InOwnProcess([] {
     Pair thePair(GetParam());
     const net::Socket theFile(OpenFile("/dev/null"));
     RecordingLog theLog;
@@ -277,7 +273,7 @@ TEST_P(PipeDescriptorTest, WhatCannotBeSentStaysWithTheSender) {
 }
 
 TEST_P(PipeDescriptorTest, AMessageOfWhichNothingWasSentIsAFailure) {
-  InNewProcess([] {
+  InOwnProcess([] {
     const Pair thePair(GetParam());
     const net::Socket theFile(OpenFile("/dev/null"));
     RecordingLog theLog;
@@ -290,7 +286,7 @@ TEST_P(PipeDescriptorTest, AMessageOfWhichNothingWasSentIsAFailure) {
 }
 
 TEST_P(PipeDescriptorTest, TheSendersCloseMayFail) {
-  InNewProcess([] {
+  InOwnProcess([] {
     const Pair thePair(GetParam());
     const net::Socket theFile(OpenFile("/dev/null"));
     RecordingLog theLog;
@@ -310,7 +306,7 @@ void ExpectBadMessage(int aPipe) {
 }
 
 TEST_P(PipeDescriptorTest, DataWithoutADescriptorIsABadMessageOfWhichOneByteIsTaken) {
-  InNewProcess([] {
+  InOwnProcess([] {
     const Pair thePair(GetParam());
     EXPECT_EQ(3, Write(thePair[0], "abc"));
     EXPECT_EQ(4, Write(thePair[0], "next"));
@@ -324,7 +320,7 @@ TEST_P(PipeDescriptorTest, DataWithoutADescriptorIsABadMessageOfWhichOneByteIsTa
 }
 
 TEST_P(PipeDescriptorTest, CredentialsAloneAreABadMessage) {
-  InNewProcess([] {
+  InOwnProcess([] {
     const Pair thePair(GetParam());
     Enable(thePair[1], SO_PASSCRED);
     EXPECT_EQ(1, Write(thePair[0], "x"));
@@ -333,7 +329,7 @@ TEST_P(PipeDescriptorTest, CredentialsAloneAreABadMessage) {
 }
 
 TEST_P(PipeDescriptorTest, CredentialsLeaveNoRoomForADescriptorWhichIsNotLeaked) {
-  InNewProcess([] {
+  InOwnProcess([] {
     const Pair thePair(GetParam());
     Enable(thePair[1], SO_PASSCRED);
     EXPECT_EQ(0, zvPipe_SendFD(thePair[0], OpenFile("/dev/null")));
@@ -351,14 +347,14 @@ std::string WhyNoHandles() {
 
 TEST_P(PipeDescriptorTest, AHandleOfTheSendersProcessAloneIsABadMessageAndIsNotLeaked) {
   if (!WhyNoHandles().empty()) GTEST_SKIP() << WhyNoHandles();
-  InNewProcess([] {
+  InOwnProcess([] {
     const Pair thePair(GetParam());
     Enable(thePair[1], kPassPidFD);
     EXPECT_EQ(1, Write(thePair[0], "x"));
     int theType = -1;
     Fault theRecvmsg("recvmsg", 0);
     theRecvmsg.PassingThrough().Doing([&](const long long *someArguments) {
-      auto *const theMessage = net::Pointer<msghdr>(someArguments[1]);
+      auto *const theMessage = ArgumentAs<msghdr>(someArguments[1]);
       const cmsghdr *const theHeader = CMSG_FIRSTHDR(theMessage);
       if (theHeader != nullptr) theType = theHeader->cmsg_type;
     });
@@ -370,7 +366,7 @@ TEST_P(PipeDescriptorTest, AHandleOfTheSendersProcessAloneIsABadMessageAndIsNotL
 // It comes behind the descriptor, for which alone there is room whatever the size of a control header.
 TEST_P(PipeDescriptorTest, ADescriptorArrivesBeforeTheHandleOfTheSendersProcess) {
   if (!WhyNoHandles().empty()) GTEST_SKIP() << WhyNoHandles();
-  InNewProcess([] {
+  InOwnProcess([] {
     const TempFolder theFolder;
     const Pair thePair(GetParam());
     Enable(thePair[1], kPassPidFD);
@@ -390,7 +386,7 @@ TEST_P(PipeDescriptorTest, ADescriptorArrivesBeforeTheHandleOfTheSendersProcess)
 
 TEST_P(PipeDescriptorTest, OfTwoDescriptorsInAMessageTheFirstArrivesAndNoneIsLeaked) {
   if (zvtest::IsEmulated()) GTEST_SKIP() << "the emulator makes more room for descriptors than it hands on";
-  InNewProcess([] {
+  InOwnProcess([] {
     const TempFolder theFolder;
     const Pair thePair(GetParam());
     const net::Socket theFirst(OpenFile(theFolder.File("first")));
@@ -411,7 +407,7 @@ TEST_P(PipeDescriptorTest, OfTwoDescriptorsInAMessageTheFirstArrivesAndNoneIsLea
 }
 
 TEST(PipeDescriptorMessageTest, ADescriptorInAMessageWithoutDataIsNotLeaked) {
-  InNewProcess([] {
+  InOwnProcess([] {
     const Pair thePair(ZVPIPE_MSG);
     const net::Socket theFile(OpenFile("/dev/null"));
     SendNative(thePair[0], "", {theFile});
@@ -422,7 +418,7 @@ TEST(PipeDescriptorMessageTest, ADescriptorInAMessageWithoutDataIsNotLeaked) {
 }
 
 TEST_P(PipeDescriptorTest, AProcessWithoutRoomForTheDescriptorGetsABadMessage) {
-  InNewProcess([] {
+  InOwnProcess([] {
     const Pair thePair(GetParam());
     EXPECT_EQ(0, zvPipe_SendFD(thePair[0], OpenFile("/dev/null")));
     rlimit theOldLimit;

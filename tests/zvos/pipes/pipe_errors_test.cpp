@@ -12,14 +12,7 @@ using namespace zvtest::pipes;
 
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
-using zvtest::CallsOf;
-using zvtest::Error;
-using zvtest::Fault;
-using zvtest::Format;
-using zvtest::Info;
-using zvtest::Logged;
-using zvtest::OpenDescriptors;
-using zvtest::RecordingLog;
+using namespace zvtest;
 namespace net = zvtest::net;
 
 // A call of the library that fails because a call of the system does.
@@ -72,7 +65,7 @@ const ErrorCase kErrors[] = {
 };
 
 TEST(PipeErrorTest, EveryFailureIsReturnedAndLoggedUnderTheNameOfItsCallAndLeavesNothingOpen) {
-  InNewProcess([] {
+  InOwnProcess([] {
     SettleOn(Names::kAbstract);
     const Pair thePair(ZVPIPE_DEFAULT);
     for (const FailingCall &theCall : FailingCalls(thePair[0])) {
@@ -98,7 +91,7 @@ TEST(PipeErrorTest, EveryFailureIsReturnedAndLoggedUnderTheNameOfItsCallAndLeave
 }
 
 TEST(PipeErrorTest, AFailureIsReturnedAlsoWhenTheCloseAfterItFails) {
-  InNewProcess([] {
+  InOwnProcess([] {
     SettleOn(Names::kAbstract);
     int theCount = 0;
     for (const FailingCall &theCall : FailingCalls(-1)) {
@@ -142,7 +135,7 @@ TEST(PipeErrorTest, NoNameIsAnInvalidArgumentAndTheLineNamesNoCall) {
 }
 
 TEST(PipeErrorTest, WhatIsNoPipeIsRefusedByTheSystemAndLogged) {
-  InNewProcess([] {
+  InOwnProcess([] {
     SettleOn(Names::kAbstract);
     const net::Socket theFile(open("/dev/null", O_RDWR));
     RecordingLog theLog;
@@ -221,14 +214,14 @@ const FirstPipe kFirstPipes[] = {
 class FirstPipeTest : public ::testing::TestWithParam<FirstPipe> {};
 
 TEST_P(FirstPipeTest, MakesTheProcessIgnoreBrokenPipesOnceAndForAll) {
-  InNewProcess([] {
+  InOwnProcess([] {
     signal(SIGPIPE, SIG_DFL);
     long long theSignal = -1;
     struct sigaction theAction = {};
     Fault theSigaction("sigaction", 0, 0, -1);
     theSigaction.PassingThrough().Doing([&](const long long *someArguments) {
       theSignal = someArguments[0];
-      theAction = *net::Pointer<const struct sigaction>(someArguments[1]);
+      theAction = *ArgumentAs<const struct sigaction>(someArguments[1]);
     });
     const int thePipe = GetParam().mMake();
     EXPECT_GE(thePipe, 0);
@@ -251,7 +244,7 @@ INSTANTIATE_TEST_SUITE_P(Makers, FirstPipeTest, ::testing::ValuesIn(kFirstPipes)
 
 // What a thread would lose is its process, at the first plain write to a closed peer.
 TEST(PipeErrorTest, NoThreadHasItsPipeBeforeBrokenPipesAreIgnored) {
-  InNewProcess([] {
+  InOwnProcess([] {
     std::atomic<bool> theFirstIsAtIt{false};
     std::atomic<bool> theSecondHasItsPipe{false};
     Fault theSigaction("sigaction", 0, 0, -1);
@@ -273,7 +266,7 @@ TEST(PipeErrorTest, NoThreadHasItsPipeBeforeBrokenPipesAreIgnored) {
 }
 
 TEST(PipeErrorTest, WhatMakesNoPipeLeavesBrokenPipesAlone) {
-  InNewProcess([] {
+  InOwnProcess([] {
     signal(SIGPIPE, SIG_DFL);
     free(zvPipe_GenerateUniqueName("zvtest"));
     EXPECT_LT(zvPipe_Connect("zvtest-nobody-listens-here", ZVPIPE_DEFAULT), 0);
@@ -289,7 +282,7 @@ TEST(PipeErrorTest, WhatMakesNoPipeLeavesBrokenPipesAlone) {
 }
 
 TEST(PipeErrorTest, AWriteToAClosedPeerRaisesNoSignalWhateverTheDisposition) {
-  InNewProcess([] {
+  InOwnProcess([] {
     Pair thePair(ZVPIPE_DEFAULT);
     const net::SignalCount theSignals(SIGPIPE);
     thePair.Close(1);

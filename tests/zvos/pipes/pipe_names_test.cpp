@@ -12,12 +12,7 @@ using namespace zvtest::pipes;
 using ::testing::AnyOf;
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
-using zvtest::Fault;
-using zvtest::Format;
-using zvtest::Info;
-using zvtest::OpenDescriptors;
-using zvtest::RecordingLog;
-using zvtest::TempFolder;
+using namespace zvtest;
 namespace net = zvtest::net;
 
 constexpr size_t kLongestName = 107;
@@ -297,9 +292,9 @@ TEST_P(PipeNameTest, ANonBlockingListenerDoesNotWaitForClients) {
 TEST_P(PipeNameTest, OneClientWaitsBesideTheOneThatIsNext) {
   WithNames(GetParam(), [] {
     const TempFolder theFolder;
-    net::Arguments theListen;
+    Arguments theListen;
     Fault theListenFault("listen", 0);
-    theListenFault.PassingThrough().Doing(net::CopyInto(&theListen, 2));
+    theListenFault.PassingThrough().Doing(CopyInto(&theListen, 2));
     const net::Socket theListener(Listener(theFolder.File("player")));
     EXPECT_THAT(theListen, ElementsAre(int{theListener}, 1));
     sockaddr_un theAddress = {};
@@ -431,9 +426,8 @@ TEST(FilePipeNameTest, AFileWhoseNameCannotBeAskedForStays) {
     const int theListener = Listener(theFolder.File("player"));
     long long theLength = -1;
     Fault theFault("getsockname", ENOBUFS);
-    theFault.Doing([&](const long long *someArguments) {
-      theLength = *net::Pointer<const socklen_t>(someArguments[2]);
-    });
+    theFault.Doing(
+        [&](const long long *someArguments) { theLength = *ArgumentAs<const socklen_t>(someArguments[2]); });
     RecordingLog theLog;
     EXPECT_EQ(0, zvPipe_Close(theListener, 1));
     EXPECT_EQ(110, theLength);

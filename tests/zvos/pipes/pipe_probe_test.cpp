@@ -14,12 +14,7 @@ using namespace zvtest::pipes;
 
 using ::testing::IsEmpty;
 using ::testing::StartsWith;
-using zvtest::CallsOf;
-using zvtest::Fault;
-using zvtest::Format;
-using zvtest::OpenDescriptors;
-using zvtest::RecordingLog;
-using zvtest::TempFolder;
+using namespace zvtest;
 namespace net = zvtest::net;
 
 constexpr char kProbeName[] = "/tmp/zvPipeAbstractTest";
@@ -33,7 +28,7 @@ Names FormInUse() {
 }
 
 TEST(PipeProbeTest, NamesAreAbstractWhereSuchANameCanBeBound) {
-  InNewProcess([] {
+  InOwnProcess([] {
     NativeAddress theAddress = {};
     int theType = -1;
     int theSocket = -1;
@@ -57,7 +52,7 @@ TEST(PipeProbeTest, NamesAreAbstractWhereSuchANameCanBeBound) {
 }
 
 TEST(PipeProbeTest, NamesAreAbstractWhereTheProbesNameIsTaken) {
-  InNewProcess([] {
+  InOwnProcess([] {
     sockaddr_un theAddress = {};
     theAddress.sun_family = AF_UNIX;
     memcpy(theAddress.sun_path + 1, kProbeName, strlen(kProbeName));
@@ -77,7 +72,7 @@ TEST(PipeProbeTest, NamesAreAbstractWhereTheProbesNameIsTaken) {
 TEST(PipeProbeTest, NamesAreFilesWhereTheBindFailsOtherwise) {
   for (const int theError : {EINVAL, ENOENT, EACCES, EAFNOSUPPORT, ENOMEM}) {
     SCOPED_TRACE(theError);
-    InNewProcess([&] {
+    InOwnProcess([&] {
       const auto theOpenOnes = OpenDescriptors();
       Fault theBind("bind", theError);
       EXPECT_EQ(Names::kFiles, FormInUse());
@@ -88,7 +83,7 @@ TEST(PipeProbeTest, NamesAreFilesWhereTheBindFailsOtherwise) {
 }
 
 TEST(PipeProbeTest, NamesAreFilesWhereTheProbeGetsNoSocket) {
-  InNewProcess([] {
+  InOwnProcess([] {
     Fault theSocket("socket", EMFILE);
     EXPECT_EQ(-EBADF, zvPipe_Close(-1, 1));
     EXPECT_EQ(1, theSocket.Hits());
@@ -110,7 +105,7 @@ TEST(PipeProbeTest, TheAnswerIsFoundOnce) {
 }
 
 TEST(PipeProbeTest, ThreadsThatProbeAtTheSameTimeFindTheSame) {
-  InNewProcess([] {
+  InOwnProcess([] {
     std::vector<std::thread> theThreads;
     for (int i = 0; i < 8; ++i)
       theThreads.emplace_back([] { EXPECT_EQ(Names::kAbstract, FormInUse()); });
@@ -132,7 +127,7 @@ class Times {
   explicit Times(std::vector<timeval> someTimes)
       : mTimes(std::move(someTimes)), mFault("gettimeofday", 0, 0, -1) {
     mFault.Returning(0).Doing([this](const long long *someArguments) {
-      *net::Pointer<timeval>(someArguments[0]) = mTimes.at(mNext);
+      *ArgumentAs<timeval>(someArguments[0]) = mTimes.at(mNext);
       if (mNext + 1 < mTimes.size()) ++mNext;
     });
   }

@@ -27,11 +27,6 @@ namespace pipes {
 
 constexpr zvLogModule kModule = 7;
 
-// Runs aBody in a process in which the library has made no pipe yet: see InOwnProcess.
-inline void InNewProcess(const std::function<void()> &aBody) {
-  InOwnProcess(aBody);
-}
-
 enum class Names { kAbstract, kFiles };
 
 inline std::string NameOfForm(const ::testing::TestParamInfo<Names> &anInfo) {
@@ -52,7 +47,7 @@ inline void SettleOn(Names aForm) {
 }
 
 inline void WithNames(Names aForm, const std::function<void()> &aBody) {
-  InNewProcess([&] {
+  InOwnProcess([&] {
     SettleOn(aForm);
     aBody();
   });
@@ -115,10 +110,6 @@ class Pair {
   net::Socket mEnds[2];
 };
 
-inline bool IsOpen(int aDescriptor) {
-  return fcntl(aDescriptor, F_GETFD) != -1;
-}
-
 inline bool IsNonBlocking(int aDescriptor) {
   return (fcntl(aDescriptor, F_GETFL) & O_NONBLOCK) != 0;
 }
@@ -137,11 +128,6 @@ inline std::string Read(int aPipe, size_t aLength) {
   const int theCount = zvPipe_Read(aPipe, &theText[0], aLength);
   if (theCount < 0) return "error " + std::to_string(-theCount);
   return theText.substr(0, static_cast<size_t>(theCount));
-}
-
-inline bool Exists(const std::string &aPath) {
-  struct stat theStatus;
-  return lstat(aPath.c_str(), &theStatus) == 0;
 }
 
 // The messages of a failed call.
@@ -164,7 +150,7 @@ struct NativeAddress {
 };
 
 inline NativeAddress AddressFrom(const long long *someArguments) {
-  const auto *theAddress = net::Pointer<const sockaddr_un>(someArguments[1]);
+  const auto *theAddress = ArgumentAs<const sockaddr_un>(someArguments[1]);
   EXPECT_EQ(AF_UNIX, theAddress->sun_family);
   const auto theLength = static_cast<socklen_t>(someArguments[2]);
   return {std::string(theAddress->sun_path, theLength - offsetof(sockaddr_un, sun_path)), theLength};

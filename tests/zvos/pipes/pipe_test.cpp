@@ -17,11 +17,7 @@ using namespace zvtest::pipes;
 using ::testing::AnyOf;
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
-using zvtest::Fault;
-using zvtest::Format;
-using zvtest::Info;
-using zvtest::RecordingLog;
-using zvtest::WaitUntil;
+using namespace zvtest;
 namespace net = zvtest::net;
 
 struct PairCase {
@@ -47,7 +43,7 @@ const PairCase kPairs[] = {
 class PipePairTest : public ::testing::TestWithParam<PairCase> {};
 
 TEST_P(PipePairTest, IsOfTheKindThatTheFlagsSayAndIsLoggedWithItsArrow) {
-  InNewProcess([] {
+  InOwnProcess([] {
     RecordingLog theLog;
     const Pair thePair(GetParam().mFlags);
     EXPECT_THAT(theLog.Messages(),
@@ -61,7 +57,7 @@ TEST_P(PipePairTest, IsOfTheKindThatTheFlagsSayAndIsLoggedWithItsArrow) {
 }
 
 TEST_P(PipePairTest, CarriesDataInTheDirectionsOfItsFlagsAndRefusesTheOthers) {
-  InNewProcess([] {
+  InOwnProcess([] {
     const Pair thePair(GetParam().mFlags);
     for (const int theWriter : {0, 1}) {
       SCOPED_TRACE(theWriter);
@@ -84,7 +80,7 @@ INSTANTIATE_TEST_SUITE_P(Flags, PipePairTest, ::testing::ValuesIn(kPairs),
                          [](const auto &anInfo) { return anInfo.param.mName; });
 
 TEST(PipeTest, APairWithMessagesKeepsThemWholeAndCutsWhatTheReaderHasNoRoomFor) {
-  InNewProcess([] {
+  InOwnProcess([] {
     const Pair thePair(ZVPIPE_MSG);
     for (const char *theMessage : {"one", "twelve", "a long message", "end"})
       EXPECT_EQ(static_cast<int>(strlen(theMessage)), Write(thePair[0], theMessage));
@@ -96,7 +92,7 @@ TEST(PipeTest, APairWithMessagesKeepsThemWholeAndCutsWhatTheReaderHasNoRoomFor) 
 }
 
 TEST(PipeTest, APairWithoutMessagesJoinsWhatWasWritten) {
-  InNewProcess([] {
+  InOwnProcess([] {
     const Pair thePair(ZVPIPE_DEFAULT);
     EXPECT_EQ(3, Write(thePair[0], "one"));
     EXPECT_EQ(3, Write(thePair[0], "two"));
@@ -106,7 +102,7 @@ TEST(PipeTest, APairWithoutMessagesJoinsWhatWasWritten) {
 }
 
 TEST(PipeTest, APairConnectsTwoProcesses) {
-  InNewProcess([] {
+  InOwnProcess([] {
     Pair thePair(ZVPIPE_DEFAULT);
     Peer thePeer([&] {
       thePair.Close(0);
@@ -121,7 +117,7 @@ TEST(PipeTest, APairConnectsTwoProcesses) {
 }
 
 TEST(PipeTest, AReadWaitsUntilAllHasArrived) {
-  InNewProcess([] {
+  InOwnProcess([] {
     const Pair thePair(ZVPIPE_DEFAULT);
     std::thread theReader([&] { EXPECT_EQ("onetwosix", Read(thePair[1], 9)); });
     for (const char *thePart : {"one", "two", "six"}) {
@@ -137,7 +133,7 @@ TEST(PipeTest, AReadWaitsUntilAllHasArrived) {
 }
 
 TEST(PipeTest, AReadEndsShortWhenThePeerCloses) {
-  InNewProcess([] {
+  InOwnProcess([] {
     RecordingLog theLog;
     Pair thePair(ZVPIPE_DEFAULT);
     EXPECT_EQ(3, Write(thePair[0], "one"));
@@ -170,7 +166,7 @@ std::string ReadUnderSignals(int aPipe, size_t aLength) {
 }
 
 TEST(PipeTest, ASignalEndsAReadWithWhatHasArrived) {
-  InNewProcess([] {
+  InOwnProcess([] {
     RecordingLog theLog;
     const Pair thePair(ZVPIPE_DEFAULT);
     EXPECT_EQ(3, Write(thePair[0], "one"));
@@ -181,7 +177,7 @@ TEST(PipeTest, ASignalEndsAReadWithWhatHasArrived) {
 }
 
 TEST(PipeTest, ASignalEndsAReadThatHasNothingYetWithAnError) {
-  InNewProcess([] {
+  InOwnProcess([] {
     RecordingLog theLog;
     const Pair thePair(ZVPIPE_DEFAULT);
     theLog.Clear();
@@ -191,28 +187,28 @@ TEST(PipeTest, ASignalEndsAReadThatHasNothingYetWithAnError) {
 }
 
 TEST(PipeTest, ReadsAndWritesAreOneCallThatRaisesNoSignal) {
-  InNewProcess([] {
+  InOwnProcess([] {
     const Pair thePair(ZVPIPE_DEFAULT);
     const char theText[] = "hello";
-    net::Arguments theSend;
+    Arguments theSend;
     Fault theSendFault("send", 0);
-    theSendFault.PassingThrough().Doing(net::CopyInto(&theSend, 4));
+    theSendFault.PassingThrough().Doing(CopyInto(&theSend, 4));
     EXPECT_EQ(5, zvPipe_Write(thePair[0], theText, 5));
-    EXPECT_THAT(theSend, ElementsAre(thePair[0], net::AsArgument(theText), 5, MSG_NOSIGNAL));
+    EXPECT_THAT(theSend, ElementsAre(thePair[0], AsArgument(theText), 5, MSG_NOSIGNAL));
 
     char theBuffer[5];
-    net::Arguments theRecv;
+    Arguments theRecv;
     Fault theRecvFault("recv", 0);
-    theRecvFault.PassingThrough().Doing(net::CopyInto(&theRecv, 4));
+    theRecvFault.PassingThrough().Doing(CopyInto(&theRecv, 4));
     EXPECT_EQ(5, zvPipe_Read(thePair[1], theBuffer, sizeof theBuffer));
-    EXPECT_THAT(theRecv, ElementsAre(thePair[1], net::AsArgument(theBuffer), 5, MSG_NOSIGNAL | MSG_WAITALL));
+    EXPECT_THAT(theRecv, ElementsAre(thePair[1], AsArgument(theBuffer), 5, MSG_NOSIGNAL | MSG_WAITALL));
   });
 }
 
 class PipeKindTest : public ::testing::TestWithParam<int> {};
 
 TEST_P(PipeKindTest, ANonBlockingEndAnswersWouldBlockWhichIsLoggedAsInformation) {
-  InNewProcess([] {
+  InOwnProcess([] {
     RecordingLog theLog;
     const Pair thePair(GetParam() | ZVPIPE_NONBLOCKING);
     theLog.Clear();
@@ -231,7 +227,7 @@ TEST_P(PipeKindTest, ANonBlockingEndAnswersWouldBlockWhichIsLoggedAsInformation)
 }
 
 TEST_P(PipeKindTest, AReadOfNothingLooksLikeTheEndOfTheStream) {
-  InNewProcess([] {
+  InOwnProcess([] {
     const Pair thePair(GetParam());
     EXPECT_EQ(3, Write(thePair[0], "one"));
     EXPECT_EQ(3, Write(thePair[0], "two"));
@@ -256,7 +252,7 @@ int WriteUntilFailure(int aPipe) {
 }
 
 TEST_P(PipeKindTest, AReaderThatIsKilledEndsTheBlockedWriterWithAnErrorAndNoSignal) {
-  InNewProcess([] {
+  InOwnProcess([] {
     Pair thePair(GetParam());
     Peer theReader([&] {
       thePair.Close(0);
@@ -285,7 +281,7 @@ TEST_P(PipeKindTest, AReaderThatIsKilledEndsTheBlockedWriterWithAnErrorAndNoSign
 }
 
 TEST_P(PipeKindTest, WhatAKilledWriterHadWrittenArrivesBeforeTheEnd) {
-  InNewProcess([] {
+  InOwnProcess([] {
     Pair thePair(GetParam());
     Pair theSync(ZVPIPE_DEFAULT);
     Peer theWriter([&] {
@@ -310,7 +306,7 @@ INSTANTIATE_TEST_SUITE_P(Kinds, PipeKindTest, ::testing::Values(ZVPIPE_DEFAULT, 
                          });
 
 TEST(PipeTest, AWriteMayBeShort) {
-  InNewProcess([] {
+  InOwnProcess([] {
     const Pair thePair(ZVPIPE_NONBLOCKING);
     const std::string theText(8 * 1024 * 1024, 'x');
     const int theCount = Write(thePair[0], theText);
@@ -320,7 +316,7 @@ TEST(PipeTest, AWriteMayBeShort) {
 }
 
 TEST(PipeTest, NonBlockingKeepsTheOtherStatusFlags) {
-  InNewProcess([] {
+  InOwnProcess([] {
     Fault theStatus("fcntl", 0);
     theStatus.Returning(O_RDWR | O_APPEND);
     const Pair thePair(ZVPIPE_NONBLOCKING);
@@ -330,7 +326,7 @@ TEST(PipeTest, NonBlockingKeepsTheOtherStatusFlags) {
 }
 
 TEST(PipeTest, AnEndWhoseStatusCannotBeReadStaysBlocking) {
-  InNewProcess([] {
+  InOwnProcess([] {
     Fault theStatus("fcntl", EBADF, 0, -1);
     const Pair thePair(ZVPIPE_NONBLOCKING);
     EXPECT_EQ(2, theStatus.Hits());
@@ -340,7 +336,7 @@ TEST(PipeTest, AnEndWhoseStatusCannotBeReadStaysBlocking) {
 }
 
 TEST(PipeTest, CloseEndsThePipeForHoldersOfCopiesAsWell) {
-  InNewProcess([] {
+  InOwnProcess([] {
     int theEnds[2] = {-1, -1};
     ASSERT_EQ(0, zvPipe_Pair(theEnds, ZVPIPE_DEFAULT));
     const net::Socket theOther(theEnds[1]);
@@ -357,7 +353,7 @@ TEST(PipeTest, CloseEndsThePipeForHoldersOfCopiesAsWell) {
 }
 
 TEST(PipeTest, CloseDoesNotCareWhetherItIsCleanNorWhetherItCouldShutDown) {
-  InNewProcess([] {
+  InOwnProcess([] {
     SettleOn(Names::kAbstract);
     for (const int theClean : {0, 1, -1}) {
       RecordingLog theLog;

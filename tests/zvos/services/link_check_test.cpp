@@ -3,14 +3,14 @@
 
 // The registered check of links, a variable that programs may also set themselves.
 
-#include <zvOS/zvSocketAddress.h>
-
-#include "support/Support.h"
+#include "link_status_support.h"
 
 #include <dlfcn.h>
-#include <gtest/gtest.h>
 
 namespace {
+
+using namespace zvtest;
+using namespace zvtest::link_status;
 
 int32 sAskedFor;
 
@@ -54,6 +54,46 @@ TEST_F(LinkCheck, WhatTheSetterStoresIsSeenInTheVariable) {
   EXPECT_EQ(43, zvSocket_IsLinkProtected(1));
   zvSocket_SetLinkProtectionCheckFunc(nullptr);
   EXPECT_EQ(nullptr, g_zvSocket_IsLinkProtected);
+}
+
+// ---- With a supplicant ----
+
+int PlatformsCheck(int32 anAddress) {
+  return _zvSocket_IsLinkProtected(static_cast<uint32>(anAddress));
+}
+
+TEST_F(LinkStatus, TheSupplicantIsAskedUnlessAnotherCheckIsRegistered) {
+  OnWirelessHost([] {
+    const auto theAddress = static_cast<int32>(Address(kAddress));
+    Supplicant theSupplicant("eth0");
+    EXPECT_EQ(0, zvSocket_IsLinkProtected(theAddress));
+    theSupplicant.SetAnswer(kProtectedAnswer);
+    EXPECT_EQ(1, zvSocket_IsLinkProtected(theAddress));
+    EXPECT_EQ(2u, theSupplicant.Requests().size());
+
+    zvSocket_SetLinkProtectionCheckFunc(OneCheck);
+    EXPECT_EQ(42, zvSocket_IsLinkProtected(theAddress));
+    EXPECT_EQ(2u, theSupplicant.Requests().size());
+  });
+}
+
+TEST_F(LinkStatus, ARegisteredCheckGetsTheAddressAndGivesTheAnswer) {
+  zvSocket_SetLinkProtectionCheckFunc(OneCheck);
+  for (const char *theAddress : {"10.9.0.1", "192.168.0.200", "0.0.0.0"}) {
+    EXPECT_EQ(42, zvSocket_IsLinkProtected(static_cast<int32>(Address(theAddress))));
+    EXPECT_EQ(static_cast<int32>(Address(theAddress)), sAskedFor);
+  }
+  zvSocket_SetLinkProtectionCheckFunc(PlatformsCheck);
+}
+
+TEST_F(LinkStatus, WithoutACheckEveryLinkIsUnprotected) {
+  zvSocket_SetLinkProtectionCheckFunc(nullptr);
+  const int theSockets = CallsOf("socket");
+  for (const char *theAddress : {"10.9.0.1", "127.0.0.1", "0.0.0.0"}) {
+    EXPECT_EQ(0, zvSocket_IsLinkProtected(static_cast<int32>(Address(theAddress))));
+  }
+  EXPECT_EQ(theSockets, CallsOf("socket"));
+  zvSocket_SetLinkProtectionCheckFunc(PlatformsCheck);
 }
 
 }  // namespace

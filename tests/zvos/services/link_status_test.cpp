@@ -1,163 +1,26 @@
 // SPDX-FileCopyrightText: 2026 the libzvOS authors
 // SPDX-License-Identifier: Apache-2.0
 
-// Whether a link is protected, as a Wi-Fi supplicant tells it over its control socket. The supplicant
-// here is the test itself: it answers at the moment when the library has sent its request.
+// Whether a link is protected, as a Wi-Fi supplicant tells it over its control socket.
 
-#include <zvOS/zvSocket.h>
+#include "link_status_support.h"
 
-#include "support/HandleChecks.h"
-#include "support/Network.h"
-#include "support/Support.h"
-
-#include <fcntl.h>
-#include <sys/select.h>
-#include <sys/stat.h>
-#include <sys/un.h>
-#include <unistd.h>
-
-#include <cerrno>
 #include <chrono>
-#include <cstring>
-#include <functional>
-#include <string>
-#include <vector>
 
 namespace {
 
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
-using zvtest::Address;
-using zvtest::ArgumentAs;
-using zvtest::CallsOf;
-using zvtest::Error;
-using zvtest::Fault;
-using zvtest::Ip;
-using zvtest::OnOwnHost;
+using namespace zvtest;
+using namespace zvtest::link_status;
 
-constexpr char kControlFolder[] = "/var/run/wpa_supplicant";
-constexpr char kOwnSocket[] = "/tmp/wpa_ctrl";
 constexpr size_t kLongestAnswer = 512;
-
-const char *const kAddress = "10.9.0.1";
-const char *const kOtherAddress = "10.9.1.1";
-
-const std::string kOpen = "pairwise_cipher=NONE";
-const std::string kOpenAnswer = "wpa_state=COMPLETED\npairwise_cipher=NONE\ngroup_cipher=NONE\n";
-const std::string kProtectedAnswer = "wpa_state=COMPLETED\npairwise_cipher=CCMP\ngroup_cipher=NONE\n";
 
 auto Failed(const std::string &aText) {
   return Error(21, aText);
 }
 const auto kBindFailed = Failed("wpa_supplicant_connect Error: Socket failed to bind \n");
 const auto kConnectFailed = Failed("wpa_supplicant_connect Error: Socket failed to connect \n");
-
-sockaddr_un LocalAddress(const std::string &aPath) {
-  sockaddr_un theAddress = {};
-  theAddress.sun_family = AF_UNIX;
-  aPath.copy(theAddress.sun_path, sizeof theAddress.sun_path - 1);
-  return theAddress;
-}
-
-// The supplicant of one interface.
-class Supplicant {
- public:
-  explicit Supplicant(const char *anInterface, const std::string &anAnswer = kOpenAnswer)
-      : mSocket(socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0)), mAnswer(anAnswer), mSend("send", 0, 0, -1) {
-    mkdir(kControlFolder, 0700);
-    mPath = std::string(kControlFolder) + "/" + anInterface;
-    const sockaddr_un theAddress = LocalAddress(mPath);
-    EXPECT_EQ(0, bind(mSocket, reinterpret_cast<const sockaddr *>(&theAddress), sizeof theAddress));
-    sSupplicants.push_back(this);
-    mSend.PassingThrough().Doing([](const long long *) {  // of several the newest sees the request
-      for (Supplicant *const theSupplicant : sSupplicants)
-        theSupplicant->Work();
-    });
-  }
-  ~Supplicant() {
-    sSupplicants.pop_back();
-    close(mSocket);
-    unlink(mPath.c_str());
-  }
-  Supplicant(const Supplicant &) = delete;
-  Supplicant &operator=(const Supplicant &) = delete;
-
-  void SetAnswer(const std::string &anAnswer) { mAnswer = anAnswer; }
-  // Runs when a request has come, before the answer.
-  void OnRequest(const std::function<void()> &aHook) { mHook = aHook; }
-  // From now on requests are only received.
-  void KeepQuiet() { mfQuiet = true; }
-  void AnswerNow() const {
-    EXPECT_EQ(static_cast<ssize_t>(mAnswer.size()),
-              sendto(mSocket, mAnswer.data(), mAnswer.size(), MSG_DONTWAIT,
-                     reinterpret_cast<const sockaddr *>(&mClient), mClientLength));
-  }
-
-  const std::vector<std::string> &Requests() const { return mRequests; }
-  std::string Client() const { return mClient.sun_path; }
-
- private:
-  void Work() {
-    char theRequest[256];
-    mClient = {};
-    mClientLength = sizeof mClient;
-    const ssize_t theLength = recvfrom(mSocket, theRequest, sizeof theRequest, MSG_DONTWAIT,
-                                       reinterpret_cast<sockaddr *>(&mClient), &mClientLength);
-    if (theLength < 0) return;  // it went to another one
-    mRequests.emplace_back(theRequest, static_cast<size_t>(theLength));
-    if (mHook) mHook();
-    if (!mfQuiet) AnswerNow();
-  }
-
-  inline static std::vector<Supplicant *> sSupplicants;
-
-  int mSocket;
-  std::string mPath;
-  std::string mAnswer;
-  std::function<void()> mHook;
-  bool mfQuiet = false;
-  sockaddr_un mClient = {};
-  socklen_t mClientLength = 0;
-  std::vector<std::string> mRequests;
-  Fault mSend;
-};
-
-bool Exists(const char *aPath) {
-  struct stat theStatus;
-  return lstat(aPath, &theStatus) == 0;
-}
-
-// One more than the descriptors in use, as long as none below is free.
-int FirstFreeDescriptor() {
-  const int theDescriptor = open("/dev/null", O_RDONLY | O_CLOEXEC);
-  close(theDescriptor);
-  return theDescriptor;
-}
-
-class LinkStatus : public ::testing::Test {
- protected:
-  // Runs the body on a host with two interfaces, eth0 and eth1.
-  void OnWirelessHost(const std::function<void()> &aBody) {
-    OnOwnHost([&] {
-      Ip({"link set lo up", "link add eth0 type veth peer name end0",
-          "link add eth1 type veth peer name end1", std::string("addr add ") + kAddress + "/24 dev eth0",
-          std::string("addr add ") + kOtherAddress + "/24 dev eth1", "link set eth0 up", "link set eth1 up"});
-      aBody();
-    });
-  }
-
-  // A query that must leave no descriptor open, and its own socket as it was.
-  static int Query(const char *anAddress = kAddress) {
-    const int theDescriptor = FirstFreeDescriptor();
-    const bool theExisted = Exists(kOwnSocket);
-    const int theAnswer = _zvSocket_IsLinkProtected(Address(anAddress));
-    EXPECT_EQ(theDescriptor, FirstFreeDescriptor());
-    EXPECT_EQ(theExisted, Exists(kOwnSocket));
-    return theAnswer;
-  }
-
-  zvtest::RecordingLog mLog;
-};
 
 // ---- What the supplicant says ----
 
@@ -392,7 +255,7 @@ TEST_F(LinkStatus, AFailureOfTheExchangeIsLoggedProtectedAndLeaksTheAnswer) {
       zvtest::ReleaseWatch theWatch;
       theWatch.Watch(theMemory);
       Fault theAllocation("calloc", 0, 1);  // after the list of interfaces
-      theAllocation.Returning(static_cast<long long>(reinterpret_cast<intptr_t>(theMemory)));
+      theAllocation.Returning(AsArgument(theMemory));
 
       Fault theFault(theCase.mCall, EIO, theCase.mSkip);
       EXPECT_EQ(1, Query()) << theCase.mCall;
@@ -451,53 +314,6 @@ TEST_F(LinkStatus, WithoutMemoryForTheAnswerTheLinkIsProtected) {
     EXPECT_THAT(theSupplicant.Requests(), IsEmpty());
     EXPECT_THAT(mLog.Calls(), IsEmpty());
   });
-}
-
-// ---- The hook of the socket layer ----
-
-int32 sAskedFor;
-
-int AnswerOfTheTest(int32 anAddress) {
-  sAskedFor = anAddress;
-  return 42;
-}
-
-int PlatformsCheck(int32 anAddress) {
-  return _zvSocket_IsLinkProtected(static_cast<uint32>(anAddress));
-}
-
-TEST_F(LinkStatus, TheSupplicantIsAskedUnlessAnotherCheckIsRegistered) {
-  OnWirelessHost([] {
-    const auto theAddress = static_cast<int32>(Address(kAddress));
-    Supplicant theSupplicant("eth0");
-    EXPECT_EQ(0, zvSocket_IsLinkProtected(theAddress));
-    theSupplicant.SetAnswer(kProtectedAnswer);
-    EXPECT_EQ(1, zvSocket_IsLinkProtected(theAddress));
-    EXPECT_EQ(2u, theSupplicant.Requests().size());
-
-    zvSocket_SetLinkProtectionCheckFunc(AnswerOfTheTest);
-    EXPECT_EQ(42, zvSocket_IsLinkProtected(theAddress));
-    EXPECT_EQ(2u, theSupplicant.Requests().size());
-  });
-}
-
-TEST_F(LinkStatus, ARegisteredCheckGetsTheAddressAndGivesTheAnswer) {
-  zvSocket_SetLinkProtectionCheckFunc(AnswerOfTheTest);
-  for (const char *theAddress : {"10.9.0.1", "192.168.0.200", "0.0.0.0"}) {
-    EXPECT_EQ(42, zvSocket_IsLinkProtected(static_cast<int32>(Address(theAddress))));
-    EXPECT_EQ(static_cast<int32>(Address(theAddress)), sAskedFor);
-  }
-  zvSocket_SetLinkProtectionCheckFunc(PlatformsCheck);
-}
-
-TEST_F(LinkStatus, WithoutACheckEveryLinkIsUnprotected) {
-  zvSocket_SetLinkProtectionCheckFunc(nullptr);
-  const int theSockets = CallsOf("socket");
-  for (const char *theAddress : {"10.9.0.1", "127.0.0.1", "0.0.0.0"}) {
-    EXPECT_EQ(0, zvSocket_IsLinkProtected(static_cast<int32>(Address(theAddress))));
-  }
-  EXPECT_EQ(theSockets, CallsOf("socket"));
-  zvSocket_SetLinkProtectionCheckFunc(PlatformsCheck);
 }
 
 }  // namespace

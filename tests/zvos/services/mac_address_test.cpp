@@ -25,14 +25,7 @@ namespace {
 
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
-using zvtest::Address;
-using zvtest::ArgumentAs;
-using zvtest::Asserted;
-using zvtest::CallsOf;
-using zvtest::Fault;
-using zvtest::Ip;
-using zvtest::Neighbour;
-using zvtest::OnOwnHost;
+using namespace zvtest;
 
 std::string Hexadecimal(const uint8 *someBytes, size_t aCount) {
   std::string theText;
@@ -138,11 +131,10 @@ class FakeTable {
   explicit FakeTable(const std::string &someLines, const std::string &aHeading = kHeading)
       : mText(aHeading + someLines), mOpen("fopen", 0), mClosed(CallsOf("fclose")) {
     FILE *const theFile = fmemopen(&mText[0], mText.size(), "r");
-    mOpen.Returning(static_cast<long long>(reinterpret_cast<intptr_t>(theFile)))
-        .Doing([](const long long *anArguments) {
-          EXPECT_STREQ("/proc/net/arp", ArgumentAs<const char>(anArguments[0]));
-          EXPECT_EQ('r', *ArgumentAs<const char>(anArguments[1]));
-        });
+    mOpen.Returning(AsArgument(theFile)).Doing([](const long long *anArguments) {
+      EXPECT_STREQ("/proc/net/arp", ArgumentAs<const char>(anArguments[0]));
+      EXPECT_EQ('r', *ArgumentAs<const char>(anArguments[1]));
+    });
   }
   ~FakeTable() {
     EXPECT_EQ(1, mOpen.Hits());

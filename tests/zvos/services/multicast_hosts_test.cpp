@@ -26,9 +26,7 @@
 namespace {
 
 using ::testing::IsEmpty;
-using zvtest::Address;
-using zvtest::Neighbour;
-using zvtest::OnOwnHost;
+using namespace zvtest;
 using zvtest::net::Generic;
 using zvtest::net::Socket;
 

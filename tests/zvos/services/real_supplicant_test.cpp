@@ -28,13 +28,7 @@ using ::testing::ElementsAre;
 using ::testing::HasSubstr;
 using ::testing::IsEmpty;
 using ::testing::Not;
-using zvtest::Address;
-using zvtest::Daemon;
-using zvtest::Neighbour;
-using zvtest::OnOwnHost;
-using zvtest::ReadWholeFile;
-using zvtest::WaitUntil;
-using zvtest::WriteWholeFile;
+using namespace zvtest;
 using zvtest::net::Socket;
 
 constexpr char kControlSocket[] = "/var/run/wpa_supplicant/eth0";
@@ -43,21 +37,14 @@ constexpr char kAuthenticatorLog[] = "/tmp/authenticator.log";
 
 const std::string kControlFolder = "ctrl_interface=/var/run/wpa_supplicant\nap_scan=0\n";
 
-sockaddr_un LocalAddress(const char *aPath) {
-  sockaddr_un theAddress = {};
-  theAddress.sun_family = AF_UNIX;
-  std::string(aPath).copy(theAddress.sun_path, sizeof theAddress.sun_path - 1);
-  return theAddress;
-}
-
 // The daemon's answer to the request that the library makes, asked without the library; empty when the
 // daemon is not there yet.
 std::string Status() {
   constexpr char kOwnSocket[] = "/tmp/status-of-the-test";
   constexpr char kRequest[] = "STATUS_VERBOSE";
   const Socket theSocket(socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0));
-  const sockaddr_un theOwnAddress = LocalAddress(kOwnSocket);
-  const sockaddr_un theAddress = LocalAddress(kControlSocket);
+  const sockaddr_un theOwnAddress = zvtest::net::LocalAddress(kOwnSocket);
+  const sockaddr_un theAddress = zvtest::net::LocalAddress(kControlSocket);
   unlink(kOwnSocket);
   EXPECT_EQ(0, bind(theSocket, reinterpret_cast<const sockaddr *>(&theOwnAddress), sizeof theOwnAddress));
   if (connect(theSocket, reinterpret_cast<const sockaddr *>(&theAddress), sizeof theAddress) != 0) return {};
@@ -118,7 +105,7 @@ TEST_F(RealSupplicant, AWiredLinkThatIsAuthenticatedButNotEncryptedIsUnprotected
     EXPECT_EQ(0, _zvSocket_IsLinkProtected(Address(Neighbour::kHere)));
     EXPECT_EQ(0, zvSocket_IsLinkProtected(static_cast<int32>(Address(Neighbour::kHere))));
     EXPECT_EQ(1, _zvSocket_IsLinkProtected(Address(Neighbour::kThere))) << "no address of this host";
-    EXPECT_NE(0, access("/tmp/wpa_ctrl", F_OK));
+    EXPECT_FALSE(Exists("/tmp/wpa_ctrl"));
     EXPECT_THAT(mLog.Calls(), IsEmpty());
   });
 }
@@ -131,7 +118,7 @@ TEST_F(RealSupplicant, ALinkWithoutANetworkIsProtectedBecauseNoCipherIsNamed) {
 
     EXPECT_THAT(Status(), Not(HasSubstr("pairwise_cipher")));
     EXPECT_EQ(1, _zvSocket_IsLinkProtected(Address(Neighbour::kHere)));
-    EXPECT_NE(0, access("/tmp/wpa_ctrl", F_OK));
+    EXPECT_FALSE(Exists("/tmp/wpa_ctrl"));
     EXPECT_THAT(mLog.Calls(), IsEmpty()) << "the daemon did answer";
   });
 }
@@ -143,7 +130,7 @@ TEST_F(RealSupplicant, ADaemonThatHangsCountsAsProtected) {
     ASSERT_TRUE(WaitUntil([] { return IsInStatus("wpa_state="); }, 30)) << ReadWholeFile(kSupplicantLog);
     theSupplicant->Freeze();
     EXPECT_EQ(1, _zvSocket_IsLinkProtected(Address(Neighbour::kHere)));
-    EXPECT_NE(0, access("/tmp/wpa_ctrl", F_OK));
+    EXPECT_FALSE(Exists("/tmp/wpa_ctrl"));
     EXPECT_THAT(mLog.Calls(), IsEmpty());
   });
 }
@@ -155,9 +142,9 @@ TEST_F(RealSupplicant, ADaemonThatDiedIsNotReached) {
       const std::unique_ptr<Daemon> theSupplicant = StartSupplicant("");
       ASSERT_TRUE(WaitUntil([] { return IsInStatus("wpa_state="); }, 30)) << ReadWholeFile(kSupplicantLog);
     }
-    EXPECT_EQ(0, access(kControlSocket, F_OK)) << "it left its socket behind";
+    EXPECT_TRUE(Exists(kControlSocket)) << "it left its socket behind";
     EXPECT_EQ(1, _zvSocket_IsLinkProtected(Address(Neighbour::kHere)));
-    EXPECT_NE(0, access("/tmp/wpa_ctrl", F_OK));
+    EXPECT_FALSE(Exists("/tmp/wpa_ctrl"));
     EXPECT_THAT(mLog.Messages(),
                 ElementsAre(zvtest::Error(21, "wpa_supplicant_connect Error: Socket failed to connect \n")));
   });

@@ -18,9 +18,6 @@
 namespace zvtest {
 namespace net {
 
-constexpr zvLogLevel kWithDebug = 5;
-constexpr zvLogLevel kWithoutDebug = 4;
-
 constexpr char kCreated[] = "Created   ";
 constexpr char kConnected[] = "Connected ";
 constexpr char kListening[] = "Listening ";
@@ -86,13 +83,13 @@ class BookkeepingTest : public testing::Test {
 
   // Whether something was entered; it is taken out.
   bool TakeOutOfTable(int aSocket) {
-    mLog.SetLevel(kWithDebug);
+    mLog.SetLevel(kUpToDebug);
     mLog.Clear();
     zvSocketTracker_Remove(aSocket);
     return !Records(aSocket).empty();
   }
   bool TakeOutOfTraffic(int aSocket) {
-    mLog.SetLevel(kWithDebug);
+    mLog.SetLevel(kUpToDebug);
     mLog.Clear();
     _Log_Buffer_Close(aSocket);
     return mLog.Messages().empty();
@@ -100,7 +97,7 @@ class BookkeepingTest : public testing::Test {
 
   // The dump's line of a socket.
   std::string LineOf(int aSocket) {
-    mLog.SetLevel(kWithDebug);
+    mLog.SetLevel(kUpToDebug);
     mLog.Clear();
     zvSocketTracker_Dump();
     const std::vector<Message> theRecords = Records(aSocket);

@@ -14,12 +14,7 @@ using testing::ElementsAre;
 using testing::ElementsAreArray;
 using testing::IsEmpty;
 using testing::Not;
-using zvtest::CallsOf;
-using zvtest::Debug;
-using zvtest::Error;
-using zvtest::Fault;
-using zvtest::Format;
-using zvtest::Message;
+using namespace zvtest;
 using namespace zvtest::net;
 
 class SocketBookkeeping : public BookkeepingTest {};

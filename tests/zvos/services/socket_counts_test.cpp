@@ -6,6 +6,7 @@
 #include <zvOS/zvSocket.h>
 
 #include "socket_bookkeeping.h"
+#include "socket_traffic_checks.h"
 #include "support/Support.h"
 
 #include <atomic>
@@ -16,11 +17,7 @@ namespace {
 
 using testing::ElementsAre;
 using testing::IsEmpty;
-using zvtest::Debug;
-using zvtest::Error;
-using zvtest::Fault;
-using zvtest::Format;
-using zvtest::Message;
+using namespace zvtest;
 using namespace zvtest::net;
 
 class SocketCounts : public BookkeepingTest {};
@@ -28,29 +25,6 @@ class SocketCounts : public BookkeepingTest {};
 //
 // Bytes
 //
-
-// The working directory, with a folder for traffic files in it.
-class TrafficFolder {
- public:
-  TrafficFolder() : mFormerFolder(std::filesystem::current_path()) {
-    std::filesystem::create_directory(mFolder.File("socket"));
-    std::filesystem::current_path(mFolder.Path());
-  }
-  ~TrafficFolder() { std::filesystem::current_path(mFormerFolder); }
-  TrafficFolder(const TrafficFolder &) = delete;
-  TrafficFolder &operator=(const TrafficFolder &) = delete;
-
-  // An empty traffic file for the socket, connected to that port.
-  std::string MakeFile(int aSocket, int aPeerPort) const {
-    const std::string thePath = mFolder.File(Format("socket/127.0.0.1-%d-[%d].txt", aPeerPort, aSocket));
-    zvtest::WriteWholeFile(thePath, "");
-    return thePath;
-  }
-
- private:
-  zvtest::TempFolder mFolder;
-  std::filesystem::path mFormerFolder;
-};
 
 TEST_F(SocketCounts, OfASendTheTableCountsTheRequestAndTheFileGetsWhatMoved) {
   WantTable();
@@ -60,8 +34,9 @@ TEST_F(SocketCounts, OfASendTheTableCountsTheRequestAndTheFileGetsWhatMoved) {
   setsockopt(theConnection.mNear, SOL_SOCKET, SO_SNDBUF, &kLittle, sizeof kLittle);
   const int theSocket = Tracked(std::move(theConnection.mNear));
   _Log_Buffer_Open(theSocket);
-  const TrafficFolder theFolder;
-  const std::string theFile = theFolder.MakeFile(theSocket, PortOf(theConnection.mFar));
+  const zvtest::TrafficFolder theFolder;
+  const std::string theFile = zvtest::TrafficFileOf(theSocket, PortOf(theConnection.mFar));
+  zvtest::WriteWholeFile(theFile, "");
 
   const std::string theBytes(16 * 1024 * 1024, 'z');
   const int theCount =
@@ -84,8 +59,9 @@ TEST_F(SocketCounts, OfAReceiveTheTableCountsTheRequestAndTheFileGetsWhatMoved) 
   const int theSocket = Tracked(std::move(theConnection.mNear));
   _Log_Buffer_Open(theSocket);
   const int thePeerPort = PortOf(theConnection.mFar);
-  const TrafficFolder theFolder;
-  const std::string theFile = theFolder.MakeFile(theSocket, thePeerPort);
+  const zvtest::TrafficFolder theFolder;
+  const std::string theFile = zvtest::TrafficFileOf(theSocket, thePeerPort);
+  zvtest::WriteWholeFile(theFile, "");
 
   ASSERT_EQ(5, send(theConnection.mFar, "hello", 5, 0));
   theConnection.mFar.Close();
@@ -145,7 +121,7 @@ TEST_F(SocketCounts, TheLogDecidesWhoHearsOfASocket) {
     WantTraffic(afTCP, afTraffic);
     WantTable(afTracker);
     const auto SetLevel = [&] {
-      mLog.SetLevel(afDebug ? kWithDebug : kWithoutDebug);
+      mLog.SetLevel(afDebug ? kUpToDebug : kUpToInformation);
       mLog.Clear();
     };
     const auto FileHeard = [&](const char *aText) {

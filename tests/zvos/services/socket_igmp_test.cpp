@@ -19,11 +19,7 @@ namespace {
 
 using ::testing::Contains;
 using ::testing::ElementsAre;
-using zvtest::CallsOf;
-using zvtest::Debug;
-using zvtest::Error;
-using zvtest::Fault;
-using zvtest::Format;
+using namespace zvtest;
 using zvtest::net::kTCP;
 using zvtest::net::kTCPRW;
 using zvtest::net::Socket;
@@ -71,8 +67,8 @@ class Network {
   std::function<void(const long long *)> Keeper() {
     return [this](const long long *anArguments) {
       mSendArguments.assign(anArguments, anArguments + 6);
-      mMessage = BytesOf(zvtest::net::Pointer<void>(anArguments[1]), static_cast<size_t>(anArguments[2]));
-      memcpy(&mDestination, zvtest::net::Pointer<sockaddr_in>(anArguments[4]), sizeof mDestination);
+      mMessage = BytesOf(ArgumentAs<void>(anArguments[1]), static_cast<size_t>(anArguments[2]));
+      memcpy(&mDestination, ArgumentAs<sockaddr_in>(anArguments[4]), sizeof mDestination);
     };
   }
 
@@ -143,7 +139,7 @@ TEST_F(SocketIGMP, EveryMessageHasASocketAndMemoryOfItsOwnThatAreReleased) {
   zvtest::ReleaseWatch theWatch;
   theWatch.Watch(theMessage);
   Fault theMalloc("zvMalloc", 0);
-  theMalloc.Returning(zvtest::net::AsArgument(theMessage));
+  theMalloc.Returning(AsArgument(theMessage));
   Network theNetwork;
   EXPECT_EQ(8, zvSocketSendIGMP(kGroup, kGroup, kReport, 0));
   EXPECT_THAT(theNetwork.mMessage, ElementsAre(0x16, 0, 0, 0, 0xEF, 0xFF, 0xFF, 0xFA));
@@ -181,7 +177,7 @@ TEST_F(SocketIGMP, WithoutARawSocketNothingIsSent) {
 }
 
 TEST_F(SocketIGMP, AnUnprivilegedProcessSendsNothingAndJoinsAllTheSame) {
-  zvtest::InChild([this] {
+  zvtest::InOwnProcess([this] {
     constexpr uid_t kNobody = 65534;
     if (geteuid() == 0) {
       ASSERT_EQ(0, setuid(kNobody));

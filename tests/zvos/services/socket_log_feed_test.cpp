@@ -11,16 +11,7 @@ namespace {
 
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
-using zvtest::AdmitTraffic;
-using zvtest::Error;
-using zvtest::Fault;
-using zvtest::kClosed;
-using zvtest::kDebugLevel;
-using zvtest::MessagesOf;
-using zvtest::OwnAddressOf;
-using zvtest::ReadWholeFile;
-using zvtest::TrafficFileOf;
-using zvtest::WriteWholeFile;
+using namespace zvtest;
 using zvtest::net::Generic;
 using zvtest::net::kAddressLength;
 using zvtest::net::kTraffic;

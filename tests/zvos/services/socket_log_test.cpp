@@ -12,17 +12,7 @@ namespace {
 using ::testing::Each;
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
-using zvtest::AdmitTraffic;
-using zvtest::Asserted;
-using zvtest::CallsOf;
-using zvtest::Error;
-using zvtest::Fault;
-using zvtest::Format;
-using zvtest::kClosed;
-using zvtest::OpenDescriptors;
-using zvtest::ReadWholeFile;
-using zvtest::TrafficFileOf;
-using zvtest::WriteWholeFile;
+using namespace zvtest;
 using zvtest::net::kTCP;
 using zvtest::net::kTraffic;
 using zvtest::net::PortOf;
@@ -261,8 +251,7 @@ TEST_F(SocketLog, TheNameIsMadeOfPeerAndDescriptorAndHasAtMost39Characters) {
     Fault theFault("getpeername", 0);
     theFault.Returning(0).Doing([&](const long long *anArguments) {
       EXPECT_EQ(theCase.mSocket, anArguments[0]);
-      *zvtest::net::Pointer<sockaddr_in>(anArguments[1]) =
-          zvtest::net::Address(theCase.mAddress, theCase.mPort);
+      *ArgumentAs<sockaddr_in>(anArguments[1]) = zvtest::net::Address(theCase.mAddress, theCase.mPort);
     });
     // Only one of them has a place, so that the first with that number is the one.
     _Log_Buffer_Close(theCase.mSocket);
@@ -305,7 +294,7 @@ TEST_F(SocketLog, AnUnknownSocketIsAnErrorOfEachFunction) {
 }
 
 TEST_F(SocketLog, DescriptorZeroIsAFreePlace) {
-  zvtest::InChild([this] {
+  zvtest::InOwnProcess([this] {
     ASSERT_EQ(0, dup2(open("/dev/null", O_RDONLY), 0));
     for (const Direction &theDirection : kDirections) {
       SCOPED_TRACE(theDirection.mName);

@@ -113,41 +113,6 @@ TEST_F(SocketPolicyDecisions, TheReplacedFunctionsAreForwardedTo) {
   EXPECT_EQ(thePolicy.get(), sDecisions.mPolicy);
 }
 
-// The functions as the record holds them.
-struct Functions {
-  zvSocketAcceptConnectionFunc mAccept;
-  zvSocketGetIPAddressListFunc mList;
-  zvSocketMapLocalIPAddressToLoopBackFunc mMap;
-  zvSocketIsValidIF mIsValid;
-};
-constexpr size_t kOffsetOfFunctions = 2 * sizeof(void *);  // behind the number and the user data
-
-TEST_F(SocketPolicyDecisions, TheFunctionsAreStoredAsGiven) {
-  const Policy thePolicy = Replaced(kzvSocketPolicy_IP_All);
-  Functions theFunctions;
-  zvSocketPolicy_SetFunc(thePolicy.get(), nullptr, nullptr, nullptr);
-  memcpy(&theFunctions, reinterpret_cast<char *>(thePolicy.get()) + kOffsetOfFunctions, sizeof theFunctions);
-  EXPECT_EQ(nullptr, theFunctions.mAccept);
-  EXPECT_EQ(nullptr, theFunctions.mList);
-  EXPECT_EQ(nullptr, theFunctions.mMap);
-  EXPECT_NE(nullptr, theFunctions.mIsValid);
-
-  zvSocketPolicy_SetFunc(thePolicy.get(), Accept, GetList, MapAddress);
-  memcpy(&theFunctions, reinterpret_cast<char *>(thePolicy.get()) + kOffsetOfFunctions, sizeof theFunctions);
-  EXPECT_EQ(Accept, theFunctions.mAccept);
-  EXPECT_EQ(GetList, theFunctions.mList);
-  EXPECT_EQ(MapAddress, theFunctions.mMap);
-}
-
-TEST_F(SocketPolicyDecisions, AnInterfaceFilterOfNullIsTheDefault) {
-  const Policy thePolicy = Replaced(kzvSocketPolicy_IP_All);
-  const Functions kNone = {};
-  memcpy(reinterpret_cast<char *>(thePolicy.get()) + kOffsetOfFunctions, &kNone, sizeof kNone);
-  EXPECT_EQ(1, zvSocketPolicy_IsValidIF(thePolicy.get(), "lo"));
-  EXPECT_EQ((AddressVector{kLoopback, kFirstOwn, kSecondOwn}),
-            ListOf(zvSocketPolicy_GetIPAddressList, thePolicy, 1));
-}
-
 TEST_F(SocketPolicyDecisions, NullCountsAsTheDefault) {
   const Policy thePolicy = Replaced(kzvSocketPolicy_IP_LocalHostOnly);
   zvSocketPolicy_SetFunc(thePolicy.get(), nullptr, GetList, MapAddress);

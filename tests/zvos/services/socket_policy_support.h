@@ -39,7 +39,7 @@ class Machine {
     Add("eth0", kFirstOwn, IFF_UP);
     Add("wlan0", kSecondOwn, IFF_UP);
     mList.Returning(0).Doing([this](const long long *anArguments) {
-      *net::Pointer<ifaddrs *>(anArguments[0]) = &mInterfaces.front().mEntry;
+      *ArgumentAs<ifaddrs *>(anArguments[0]) = &mInterfaces.front().mEntry;
     });
   }
 
@@ -76,13 +76,6 @@ using Policy = std::unique_ptr<zvSocketPolicy, PolicyDeleter>;
 
 inline Policy NewPolicy(uint32 aPolicy, void *aUserData = nullptr) {
   return Policy(zvSocketPolicy_New(aPolicy, aUserData));
-}
-
-// The number that the record begins with.
-inline uint32 NumberOf(const Policy &aPolicy) {
-  uint32 theNumber;
-  memcpy(&theNumber, aPolicy.get(), sizeof theNumber);
-  return theNumber;
 }
 
 class SocketPolicy : public ::testing::Test {

@@ -12,11 +12,7 @@ namespace {
 
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
-using zvtest::CallsOf;
-using zvtest::Error;
-using zvtest::Fault;
-using zvtest::kModuleOfQOS;
-using zvtest::SocketQOS;
+using namespace zvtest;
 using zvtest::net::IntOption;
 using zvtest::net::Socket;
 
@@ -105,7 +101,7 @@ TEST_F(SocketQOS, EveryClassWritesItsByteAndThenItsPriorityAsFourBytes) {
     Fault theFault("setsockopt", 0, 0, -1);
     theFault.Returning(0).Doing([&](const long long *anArguments) {
       theOptions.push_back({static_cast<int>(anArguments[0]), static_cast<int>(anArguments[1]),
-                            static_cast<int>(anArguments[2]), *zvtest::net::Pointer<int>(anArguments[3]),
+                            static_cast<int>(anArguments[2]), *ArgumentAs<int>(anArguments[3]),
                             static_cast<int>(anArguments[4])});
     });
     EXPECT_EQ(0, Set(theClass.mClass));

@@ -15,14 +15,7 @@ namespace {
 using ::testing::ElementsAre;
 using ::testing::ElementsAreArray;
 using ::testing::IsEmpty;
-using zvtest::Asserted;
-using zvtest::CallsOf;
-using zvtest::Debug;
-using zvtest::Fault;
-using zvtest::Format;
-using zvtest::kDebugLevel;
-using zvtest::Message;
-using zvtest::MessagesOf;
+using namespace zvtest;
 using zvtest::net::kTracker;
 using zvtest::net::PortOf;
 using zvtest::net::Socket;
@@ -375,7 +368,7 @@ TEST_F(SocketTracker, QueriesAskForAnIPv4AddressOfSixteenBytes) {
   Add(theConnection.mNear);
   const auto theCheck = [&](const long long *anArguments) {
     EXPECT_EQ(theConnection.mNear, anArguments[0]);
-    EXPECT_EQ(16u, *zvtest::net::Pointer<socklen_t>(anArguments[2]));
+    EXPECT_EQ(16u, *ArgumentAs<socklen_t>(anArguments[2]));
   };
   Fault theOwn("getsockname", ENOBUFS);
   theOwn.Doing(theCheck);

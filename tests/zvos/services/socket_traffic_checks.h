@@ -41,10 +41,6 @@ inline std::string TrafficFileOf(int aSocket, int aPeerPort) {
   return Format("socket/127.0.0.1-%d-[%d].txt", aPeerPort, aSocket);
 }
 
-inline bool Exists(const std::string &aFile) {
-  return access(aFile.c_str(), F_OK) == 0;
-}
-
 // Lets the log want traffic files.
 inline void AdmitTraffic(RecordingLog &aLog, bool afTCP = true, bool afTraffic = true) {
   aLog.AnswerWillLog(kDebugLevel, net::kTCP, afTCP ? 1 : 0);

@@ -22,20 +22,7 @@ namespace {
 using ::testing::Each;
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
-using zvtest::Address;
-using zvtest::ArgumentAs;
-using zvtest::Error;
-using zvtest::Fault;
-using zvtest::Format;
-
-long long ToArgument(const void *aPointer) {
-  return static_cast<long long>(reinterpret_cast<intptr_t>(aPointer));
-}
-
-const char *TextOf(long long anArgument) {
-  const auto *theText = ArgumentAs<const char>(anArgument);
-  return theText == nullptr ? "(null)" : theText;
-}
+using namespace zvtest;
 
 class SocketAddress : public ::testing::Test {
  protected:
@@ -120,8 +107,8 @@ TEST_F(SocketAddress, ANameGivesItsFirstAddress) {
   theHost.h_addr_list = theList;
   std::string theName;
   Fault theResolver("gethostbyname", 0);
-  theResolver.Returning(ToArgument(&theHost)).Doing([&](const long long *anArguments) {
-    theName = TextOf(anArguments[0]);
+  theResolver.Returning(AsArgument(&theHost)).Doing([&](const long long *anArguments) {
+    theName = ArgumentAs<const char>(anArguments[0]);
   });
   EXPECT_EQ(theAddresses[0], zvSocketGetAddressByName("player.example"));
   EXPECT_EQ("player.example", theName);
@@ -164,7 +151,7 @@ TEST_F(SocketAddress, AddressInfoAsksForStreamsOfAnyFamily) {
     addrinfo theExpected = {};
     theExpected.ai_family = AF_UNSPEC;
     theExpected.ai_socktype = SOCK_STREAM;
-    EXPECT_STREQ("player.example", TextOf(anArguments[0]));
+    EXPECT_STREQ("player.example", ArgumentAs<const char>(anArguments[0]));
     EXPECT_EQ(0, anArguments[1]);
     ASSERT_NE(0, anArguments[2]);
     EXPECT_EQ(0, memcmp(ArgumentAs<addrinfo>(anArguments[2]), &theExpected, sizeof theExpected));
@@ -288,8 +275,8 @@ TEST_F(SocketAddress, TheSystemIsAskedForNumbersAndItsResultIsNotLookedAt) {
     EXPECT_EQ(128, anArguments[3]);
     EXPECT_EQ(16, anArguments[5]);
     EXPECT_EQ(NI_NUMERICHOST | NI_NUMERICSERV, anArguments[6]);
-    EXPECT_STREQ("*UNKNOWN*", TextOf(anArguments[2]));
-    EXPECT_STREQ("*UNKNOWN*", TextOf(anArguments[4]));
+    EXPECT_STREQ("*UNKNOWN*", ArgumentAs<const char>(anArguments[2]));
+    EXPECT_STREQ("*UNKNOWN*", ArgumentAs<const char>(anArguments[4]));
     strcpy(ArgumentAs<char>(anArguments[2]), "a host");
   });
   sockaddr_in theAddress = {};
@@ -318,7 +305,7 @@ TEST_F(SocketAddress, TheHostNameIsTheSystems) {
 TEST_F(SocketAddress, TheSystemIsOfferedAnEmptyTextAndAllButTheLastByte) {
   Fault theFault("gethostname", 0);
   theFault.Returning(0).Doing([](const long long *anArguments) {
-    EXPECT_STREQ("", TextOf(anArguments[0]));
+    EXPECT_STREQ("", ArgumentAs<const char>(anArguments[0]));
     EXPECT_EQ(7, anArguments[1]);
     memcpy(ArgumentAs<char>(anArguments[0]), "1234567", 7);  // POSIX allows a name that is not terminated
   });

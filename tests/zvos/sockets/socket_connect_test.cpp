@@ -12,16 +12,8 @@ namespace {
 
 using testing::ElementsAre;
 using testing::IsEmpty;
-using zvtest::Debug;
-using zvtest::Error;
-using zvtest::Fault;
-using zvtest::Format;
-using zvtest::RecordingLog;
+using namespace zvtest;
 using namespace zvtest::net;
-
-constexpr zvLogLevel kUpToInformation = 4;
-constexpr zvLogLevel kUpToDebug = 5;
-constexpr zvLogLevel kNothing = 0;
 
 class SocketConnect : public testing::Test {
  protected:

@@ -15,11 +15,7 @@ namespace {
 
 using testing::ElementsAre;
 using testing::IsEmpty;
-using zvtest::Debug;
-using zvtest::Error;
-using zvtest::Fault;
-using zvtest::Format;
-using zvtest::RecordingLog;
+using namespace zvtest;
 using namespace zvtest::net;
 
 class SocketDatagram : public testing::Test {
@@ -243,7 +239,7 @@ TEST_F(SocketMulticast, TheOutgoingInterfaceIsAnAddressOfFourBytes) {
     Fault theFault("setsockopt", 0);
     theFault.Returning(0).Doing([&](const long long *anArguments) {
       CopyInto(&theArguments, 5)(anArguments);
-      theAddress = *Pointer<const in_addr>(anArguments[3]);
+      theAddress = *ArgumentAs<const in_addr>(anArguments[3]);
     });
     EXPECT_EQ(0, afDebug ? zvSocketSetMulticast(77, kForeignAddress, kLabel)
                          : zvSocketSetMulticast_NoDebug(77, kForeignAddress));
@@ -304,7 +300,7 @@ TEST_F(SocketMulticast, AMembershipIsAGroupAndAnInterface) {
       Fault theFault("setsockopt", 0);
       theFault.Returning(0).Doing([&](const long long *anArguments) {
         CopyInto(&theArguments, 5)(anArguments);
-        theRequest = *Pointer<const ip_mreq>(anArguments[3]);
+        theRequest = *ArgumentAs<const ip_mreq>(anArguments[3]);
       });
       EXPECT_EQ(Outcome(0, kStale), Call([&] {
                   return afDebug ? theCase.mDebug(77, "239.1.2.3", kForeignAddress, kLabel)
@@ -434,8 +430,8 @@ TEST_F(SocketNames, HighAddressesAndPortsKeepAllTheirBits) {
       Fault theFault(theCase.mFunction, 0);
       theFault.Returning(0).Doing([&](const long long *anArguments) {
         EXPECT_EQ(77, anArguments[0]);
-        theLength = *Pointer<const socklen_t>(anArguments[2]);
-        *Pointer<sockaddr_in>(anArguments[1]) = Address(0xFEDCBA98, 0xFEDC);
+        theLength = *ArgumentAs<const socklen_t>(anArguments[2]);
+        *ArgumentAs<sockaddr_in>(anArguments[1]) = Address(0xFEDCBA98, 0xFEDC);
       });
       long theAddress = kUntouchedAddress;
       unsigned short thePort = kUntouchedPort;

@@ -25,13 +25,7 @@ namespace {
 
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
-using zvtest::Address;
-using zvtest::ArgumentAs;
-using zvtest::CallsOf;
-using zvtest::Error;
-using zvtest::Fault;
-using zvtest::Ip;
-using zvtest::OnOwnHost;
+using namespace zvtest;
 
 const char *const kLoopback = "127.0.0.1";
 

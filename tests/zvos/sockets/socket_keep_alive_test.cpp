@@ -14,10 +14,7 @@
 
 using testing::ElementsAre;
 using testing::IsEmpty;
-using zvtest::CallsOf;
-using zvtest::Error;
-using zvtest::Fault;
-using zvtest::Format;
+using namespace zvtest;
 using namespace zvtest::net;
 
 namespace {
@@ -145,7 +142,7 @@ TEST_F(SocketOptions, ATimeOutForBothIsGivenTwice) {
   Fault theFault("setsockopt", 0, 0, -1);
   theFault.Returning(0).Doing([&](const long long *anArguments) {
     theOptions.push_back(anArguments[2]);
-    theValues.push_back(*Pointer<const int>(anArguments[3]));
+    theValues.push_back(*ArgumentAs<const int>(anArguments[3]));
   });
   EXPECT_EQ(0, zvSocketSetTimeOut(77, -3, 1, 1, kLabel));
   EXPECT_THAT(theOptions, ElementsAre(SO_SNDTIMEO, SO_RCVTIMEO));

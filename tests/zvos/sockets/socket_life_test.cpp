@@ -12,10 +12,7 @@
 using testing::ElementsAre;
 using testing::IsEmpty;
 using testing::SizeIs;
-using zvtest::Debug;
-using zvtest::Error;
-using zvtest::Fault;
-using zvtest::Format;
+using namespace zvtest;
 using namespace zvtest::net;
 
 namespace {

@@ -19,11 +19,7 @@ namespace {
 
 using testing::ElementsAre;
 using testing::IsEmpty;
-using zvtest::CallsOf;
-using zvtest::Error;
-using zvtest::Fault;
-using zvtest::Format;
-using zvtest::RecordingLog;
+using namespace zvtest;
 using namespace zvtest::net;
 
 using Plain = int (*)(zvSocket);
@@ -172,7 +168,7 @@ TEST_F(SocketOptions, EachOptionGoesToTheSystemOnceWithItsWidth) {
       Fault theFault("setsockopt", 0, 0, -1);
       theFault.Returning(0).Doing([&](const long long *anArguments) {
         CopyInto(&theArguments, 5)(anArguments);
-        memcpy(&theValue, Pointer<const void>(anArguments[3]), theCase.mWidth);
+        memcpy(&theValue, ArgumentAs<const void>(anArguments[3]), theCase.mWidth);
       });
       EXPECT_EQ(Outcome(0, kStale), Call([&] { return theTwin(77); }));
       ASSERT_EQ(1, theFault.Hits());
@@ -256,7 +252,7 @@ TEST_F(SocketOptions, TheTimeToLiveIsAskedForWithALengthOfOne) {
   Fault theFault("getsockopt", EPERM);
   theFault.Doing([&](const long long *anArguments) {
     CopyInto(&theArguments, 4)(anArguments);
-    theLength = *Pointer<const socklen_t>(anArguments[4]);
+    theLength = *ArgumentAs<const socklen_t>(anArguments[4]);
   });
   unsigned char theTTL = 0;
   EXPECT_EQ(-1, zvSocketGetTTL_NoDebug(77, &theTTL));

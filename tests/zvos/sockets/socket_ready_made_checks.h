@@ -131,7 +131,7 @@ class ReadyMade : public ::testing::Test {
   }
 
   void Record(const long long *anArguments) {
-    const BindCall theCall = {static_cast<int>(anArguments[0]), *net::Pointer<sockaddr_in>(anArguments[1]),
+    const BindCall theCall = {static_cast<int>(anArguments[0]), *ArgumentAs<sockaddr_in>(anArguments[1]),
                               anArguments[2]};
     mBinds.push_back(theCall);
   }

@@ -12,9 +12,7 @@ using namespace zvtest::readymade;
 using ::testing::ElementsAre;
 using ::testing::ElementsAreArray;
 using ::testing::IsEmpty;
-using zvtest::Error;
-using zvtest::Fault;
-using zvtest::Format;
+using namespace zvtest;
 
 // ---- TCP with a port ----
 

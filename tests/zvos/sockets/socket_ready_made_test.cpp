@@ -14,10 +14,7 @@ using ::testing::Contains;
 using ::testing::ElementsAre;
 using ::testing::ElementsAreArray;
 using ::testing::IsEmpty;
-using zvtest::CallsOf;
-using zvtest::Debug;
-using zvtest::Fault;
-using zvtest::Format;
+using namespace zvtest;
 
 TEST(ReadyMadeRange, RandomPortsAreFrom50000To65000) {
   EXPECT_EQ(50000, kzvSocket_IANA_MinPortNumber);

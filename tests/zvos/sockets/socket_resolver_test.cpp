@@ -21,10 +21,7 @@
 
 namespace {
 
-using zvtest::Address;
-using zvtest::CallsOf;
-using zvtest::Fault;
-using zvtest::RunInChild;
+using namespace zvtest;
 
 constexpr int kThreads = 4;
 constexpr int kRounds = 200;
@@ -37,9 +34,9 @@ class CommonResult {
     mHost.h_addrtype = AF_INET;
     mHost.h_length = sizeof mAddress;
     mHost.h_addr_list = mList;
-    mResolver.Returning(zvtest::net::AsArgument(&mHost))
+    mResolver.Returning(AsArgument(&mHost))
         .Doing([this](const long long *anArguments) {
-          const char *const theName = zvtest::net::Pointer<const char>(anArguments[0]);
+          const char *const theName = ArgumentAs<const char>(anArguments[0]);
           const auto theEnd = std::chrono::steady_clock::now() + std::chrono::microseconds(50);
           do {
             *static_cast<volatile uint32 *>(&mAddress) = static_cast<uint32>(atoi(theName + strlen("host ")));

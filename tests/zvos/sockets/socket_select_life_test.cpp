@@ -13,26 +13,14 @@ using namespace zvtest::selects;
 
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
-using zvtest::Error;
-using zvtest::Fault;
-using zvtest::Format;
-using zvtest::kModuleOfSelects;
-using zvtest::OpenDescriptors;
-using zvtest::net::AsArgument;
+using namespace zvtest;
 using zvtest::net::Socket;
-
-std::set<int> Added(const std::set<int> &someBefore, const std::set<int> &someAfter) {
-  std::set<int> theResult;
-  std::set_difference(someAfter.begin(), someAfter.end(), someBefore.begin(), someBefore.end(),
-                      std::inserter(theResult, theResult.end()));
-  return theResult;
-}
 
 TEST_F(SocketSelect, TheReadEndIsNonBlockingAndTheWriteEndIsBlocking) {
   const std::set<int> theBefore = OpenDescriptors();
   zvSocketSelect *const theSelect = zvSocketSelect_New();
   ASSERT_NE(nullptr, theSelect);
-  std::set<int> theEnds = Added(theBefore, OpenDescriptors());
+  std::set<int> theEnds = zvtest::DescriptorsBesides(theBefore);
   ASSERT_EQ(2u, theEnds.size());
 
   Set theReadSet;
@@ -149,7 +137,7 @@ TEST_F(SocketSelect, APipeThatCannotBePreparedLeavesNothingBehind) {
     int thePipe[2] = {-1, -1};
     Fault theObserver("pipe2", 0);
     theObserver.PassingThrough().Doing([&](const long long *anArguments) {
-      memcpy(thePipe, zvtest::net::Pointer<int>(anArguments[0]), sizeof thePipe);
+      memcpy(thePipe, ArgumentAs<int>(anArguments[0]), sizeof thePipe);
     });
     Fault theFault(theStep.mCall, ENOMEM, theStep.mSkipped);
     EXPECT_EQ(nullptr, zvSocketSelect_New());

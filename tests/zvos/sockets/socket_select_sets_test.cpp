@@ -17,9 +17,7 @@ using namespace zvtest::selects;
 
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
-using zvtest::ArgumentAs;
-using zvtest::Fault;
-using zvtest::net::ClosedDescriptor;
+using namespace zvtest;
 using zvtest::net::Socket;
 
 constexpr int kRoom = 4096;

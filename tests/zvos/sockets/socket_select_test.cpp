@@ -4,6 +4,7 @@
 // Waiting for sockets: what a wait reports, and the trigger that ends one.
 
 #include "socket_select_checks.h"
+#include "support/Threads.h"
 
 #include <pthread.h>
 #include <sys/syscall.h>
@@ -20,8 +21,7 @@ using namespace zvtest::selects;
 
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
-using zvtest::Fault;
-using zvtest::Format;
+using namespace zvtest;
 using zvtest::net::ClosedDescriptor;
 using zvtest::net::Socket;
 
@@ -217,7 +217,7 @@ TEST_F(SocketSelect, AHighestDescriptorBelowOneWaitsForTheTriggerAlone) {
 
 TEST_F(SocketSelect, DescriptorOneIsAHighestDescriptor) {
   // Standard output of the child is a pipe with room.
-  zvtest::InChild([this] {
+  zvtest::InOwnProcess([this] {
     Set theWriteSet({STDOUT_FILENO});
     EXPECT_EQ(1, zvSocketSelect_Select(mSelect, nullptr, &theWriteSet, nullptr, STDOUT_FILENO, &mLong,
                                        &mfTriggered));
@@ -236,11 +236,11 @@ TEST_F(SocketSelect, TheWaitGetsOneMoreThanTheHighestDescriptorAndTheCallersTime
     Fault theFault("select", 0);
     theFault.Returning(0).Doing([&](const long long *anArguments) {
       EXPECT_EQ(std::max(mReader, theHighest) + 1, anArguments[0]);
-      EXPECT_EQ(&theReadSet, zvtest::ArgumentAs<fd_set>(anArguments[1]));
+      EXPECT_EQ(&theReadSet, ArgumentAs<fd_set>(anArguments[1]));
       EXPECT_THAT(MarkedIn(theReadSet), ::testing::UnorderedElementsAre(mReader, int{theReceiver}));
-      EXPECT_EQ(&theWriteSet, zvtest::ArgumentAs<fd_set>(anArguments[2]));
-      EXPECT_EQ(&theErrorSet, zvtest::ArgumentAs<fd_set>(anArguments[3]));
-      EXPECT_EQ(&mLong, zvtest::ArgumentAs<timeval>(anArguments[4]));
+      EXPECT_EQ(&theWriteSet, ArgumentAs<fd_set>(anArguments[2]));
+      EXPECT_EQ(&theErrorSet, ArgumentAs<fd_set>(anArguments[3]));
+      EXPECT_EQ(&mLong, ArgumentAs<timeval>(anArguments[4]));
     });
     zvSocketSelect_Select(mSelect, &theReadSet, &theWriteSet, &theErrorSet, theHighest, &mLong, &mfTriggered);
     EXPECT_EQ(1, theFault.Hits());
@@ -288,28 +288,15 @@ TEST_F(SocketSelect, TheHighestDescriptorOfASetIsWaitedFor) {
 }
 
 TEST_F(SocketSelect, ASignalFailsTheWait) {
-  struct sigaction theAction = {};
-  struct sigaction theFormerAction;
-  theAction.sa_handler = [](int) {};
-  ASSERT_EQ(0, sigaction(SIGUSR1, &theAction, &theFormerAction));
   const Receiver theSilent(false);
   Set theReadSet({theSilent});
-  std::atomic<bool> theWaitHasEnded{false};
   int theResult = 0;
   int theError = 0;
-  std::thread theWaiter([&] {
+  zvtest::InterruptBy(SIGUSR1, [&] {
     theResult =
         zvSocketSelect_Select(mSelect, &theReadSet, nullptr, nullptr, theSilent, nullptr, &mfTriggered);
     theError = errno;
-    theWaitHasEnded = true;
   });
-  // A signal that comes before the thread waits is lost on it.
-  EXPECT_TRUE(zvtest::WaitUntil([&] {
-    if (!theWaitHasEnded) pthread_kill(theWaiter.native_handle(), SIGUSR1);
-    return theWaitHasEnded.load();
-  }));
-  theWaiter.join();
-  sigaction(SIGUSR1, &theFormerAction, nullptr);
   EXPECT_EQ(-1, theResult);
   EXPECT_EQ(EINTR, theError);
   EXPECT_EQ(0, mfTriggered);

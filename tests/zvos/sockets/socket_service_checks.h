@@ -42,20 +42,6 @@ inline std::vector<Message> MessagesOf(const RecordingLog &aLog, zvLogModule aMo
   return theResult;
 }
 
-inline void ExpectSuccess(const ChildResult &aResult) {
-  EXPECT_FALSE(aResult.mfTimedOut);
-  EXPECT_FALSE(aResult.mfSignaled) << "signal " << aResult.mSignal;
-  EXPECT_EQ(0, aResult.mStatus) << aResult.mOutput << aResult.mError;
-}
-
-// Runs part of a test in a child; its failures become failures of the test.
-inline void InChild(const std::function<void()> &aBody) {
-  ExpectSuccess(RunInChild([&] {
-    aBody();
-    return ::testing::Test::HasFailure() ? 1 : 0;
-  }));
-}
-
 // Runs the body of the current test in a process in which the library under test was not called
 // before.
 inline void InFreshProcess(const std::function<void()> &aBody) {

@@ -21,17 +21,8 @@ using testing::ElementsAre;
 using testing::IsEmpty;
 using testing::Not;
 using testing::StartsWith;
-using zvtest::CallsOf;
-using zvtest::Error;
-using zvtest::Fault;
-using zvtest::Format;
-using zvtest::RecordingLog;
+using namespace zvtest;
 using namespace zvtest::net;
-
-constexpr zvLogLevel kNothing = 0;
-constexpr zvLogLevel kBelowErrors = 1;
-constexpr zvLogLevel kUpToErrors = 2;
-constexpr zvLogLevel kUpToInformation = 4;
 
 // What memory, locks, tables and files would cost.
 constexpr const char *kCosts[] = {"malloc",

@@ -7,11 +7,13 @@
 
 #include "support/Faults.h"
 #include "support/RecordingLog.h"
+#include "support/Support.h"
 
 #include <arpa/inet.h>
 #include <netinet/in.h>
 #include <sys/socket.h>
 #include <sys/time.h>
+#include <sys/un.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -33,6 +35,13 @@ constexpr zvLogModule kTCP = 21;
 constexpr zvLogModule kTCPRW = 22;
 constexpr zvLogModule kTracker = 53;
 constexpr zvLogModule kTraffic = 55;
+
+// What the level of the log lets through.
+constexpr zvLogLevel kNothing = 0;
+constexpr zvLogLevel kBelowErrors = 1;
+constexpr zvLogLevel kUpToErrors = 2;
+constexpr zvLogLevel kUpToInformation = 4;
+constexpr zvLogLevel kUpToDebug = 5;
 
 // The socket table keeps the pointer to a label.
 constexpr char kLabel[] = "Player control 3";
@@ -118,6 +127,14 @@ inline sockaddr_in Loopback(int aPort = 0) {
   return Address(INADDR_LOOPBACK, static_cast<uint16>(aPort));
 }
 
+// The address of a socket file.
+inline sockaddr_un LocalAddress(const std::string &aPath) {
+  sockaddr_un theAddress = {};
+  theAddress.sun_family = AF_UNIX;
+  aPath.copy(theAddress.sun_path, sizeof theAddress.sun_path - 1);
+  return theAddress;
+}
+
 inline sockaddr *Generic(sockaddr_in *anAddress) {
   return reinterpret_cast<sockaddr *>(anAddress);
 }
@@ -188,24 +205,6 @@ class SignalCount {
   struct sigaction mFormerAction;
 };
 
-using Arguments = std::vector<long long>;
-
-// For Fault::Doing: keeps a copy of the arguments, as many as the function has.
-inline std::function<void(const long long *)> CopyInto(Arguments *someArguments, size_t aCount) {
-  return [someArguments, aCount](const long long *anArguments) {
-    someArguments->assign(anArguments, anArguments + aCount);
-  };
-}
-
-inline long long AsArgument(const void *aPointer) {
-  return static_cast<long long>(reinterpret_cast<intptr_t>(aPointer));
-}
-
-template <typename Type>
-Type *Pointer(long long anArgument) {
-  return reinterpret_cast<Type *>(static_cast<intptr_t>(anArgument));
-}
-
 // A text with its places filled in: "{socket}", "{error}", "{label}" (which is kLabel).
 inline std::string Fill(std::string aText, int aSocket, int anError = 0) {
   const std::pair<std::string, std::string> thePlaces[] = {
@@ -215,13 +214,6 @@ inline std::string Fill(std::string aText, int aSocket, int anError = 0) {
     if (theStart != std::string::npos) aText.replace(theStart, thePlace.first.size(), thePlace.second);
   }
   return aText;
-}
-
-inline std::string WithoutBlanks(const std::string &aText) {
-  std::string theText;
-  for (const char theCharacter : aText)
-    if (theCharacter != ' ') theText += theCharacter;
-  return theText;
 }
 
 // A macro call's expansion and what it must be.

@@ -22,12 +22,7 @@ using testing::ElementsAreArray;
 using testing::HasSubstr;
 using testing::IsEmpty;
 using testing::SizeIs;
-using zvtest::Debug;
-using zvtest::Error;
-using zvtest::Fault;
-using zvtest::Format;
-using zvtest::Message;
-using zvtest::RecordingLog;
+using namespace zvtest;
 using namespace zvtest::net;
 
 static_assert(sizeof(zvSocket) == 4 && std::is_signed<zvSocket>::value, "a descriptor");

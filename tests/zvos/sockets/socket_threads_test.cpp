@@ -6,28 +6,16 @@
 #include <zvOS/zvSocket.h>
 #include <zvOS/zvSocketTracker.h>
 
+#include "support/Threads.h"
 #include "zvos/services/socket_traffic_checks.h"
 
-#include <atomic>
-#include <condition_variable>
-#include <mutex>
 #include <thread>
 
 namespace {
 
 using ::testing::Each;
 using ::testing::IsEmpty;
-using zvtest::AdmitTraffic;
-using zvtest::Fault;
-using zvtest::Format;
-using zvtest::kClosed;
-using zvtest::kDebugLevel;
-using zvtest::Message;
-using zvtest::MessagesOf;
-using zvtest::OpenDescriptors;
-using zvtest::ReadWholeFile;
-using zvtest::TrafficFileOf;
-using zvtest::WriteWholeFile;
+using namespace zvtest;
 using zvtest::net::Generic;
 using zvtest::net::kAddressLength;
 using zvtest::net::kTracker;
@@ -39,45 +27,6 @@ constexpr int32 kLoopback = 0x7F000001;
 
 // Numbers of sockets that are not open.
 constexpr int kFirst = 20001;
-
-// Runs aBody(number) in all threads at once and waits for them.
-void InThreads(int aCount, const std::function<void(int)> &aBody) {
-  std::atomic<int> theWaiting{aCount};
-  std::vector<std::thread> theThreads;
-  for (int i = 0; i < aCount; ++i) {
-    theThreads.emplace_back([&, i] {
-      for (--theWaiting; theWaiting > 0;)
-        std::this_thread::yield();
-      aBody(i);
-    });
-  }
-  for (std::thread &theThread : theThreads)
-    theThread.join();
-}
-
-// Lets threads go on when all of them have arrived.
-class Meeting {
- public:
-  explicit Meeting(int aCount) : mCount(aCount) {}
-
-  void Arrive() {
-    std::unique_lock<std::mutex> theGuard(mLock);
-    const int theRound = mRound;
-    if (++mArrived == mCount) {
-      mArrived = 0;
-      ++mRound;
-      mAll.notify_all();
-    }
-    mAll.wait(theGuard, [&] { return mRound != theRound; });
-  }
-
- private:
-  const int mCount;
-  int mArrived = 0;
-  int mRound = 0;
-  std::mutex mLock;
-  std::condition_variable mAll;
-};
 
 // A listening socket, and both ends of a connection to it.
 struct Party {

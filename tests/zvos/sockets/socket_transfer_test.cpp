@@ -13,13 +13,7 @@ namespace {
 
 using testing::ElementsAre;
 using testing::IsEmpty;
-using zvtest::CallsOf;
-using zvtest::Debug;
-using zvtest::Error;
-using zvtest::Fault;
-using zvtest::Format;
-using zvtest::Message;
-using zvtest::RecordingLog;
+using namespace zvtest;
 using namespace zvtest::net;
 
 class SocketTransfer : public testing::Test {

@@ -15,8 +15,7 @@ namespace {
 
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
-using zvtest::CallsOf;
-using zvtest::Fault;
+using namespace zvtest;
 
 auto Failed(const char *aCall, int anError) {
   return zvtest::Failed("zvOSCriticalSection", aCall, anError);

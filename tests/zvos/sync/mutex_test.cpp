@@ -13,10 +13,7 @@ namespace {
 
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
-using zvtest::CallsOf;
-using zvtest::Disguise;
-using zvtest::Error;
-using zvtest::Fault;
+using namespace zvtest;
 
 constexpr char kFile[] = "zvMutex.posix.cpp";
 constexpr char kNotHeld[] = "zvOSMutex: unlock failed because not held by caller\n";
@@ -198,19 +195,12 @@ TEST_F(MutexTest, TagHeldMakesTheCallingThreadTheOwner) {
   zvMutex_Unlock(mMutex);
 }
 
-TEST_F(MutexTest, TagOperationsDoNotCheckTheMagic) {
-  const Disguise theDisguise(mMutex);
-  zvMutex_Posix_Tag_Held(mMutex, 1);
-  EXPECT_EQ(1u, zvMutex_Posix_Tag_Unheld(mMutex));
-  EXPECT_THAT(mLog.Calls(), IsEmpty());
-}
-
 TEST_F(MutexTest, PosixGetIsTheLockInside) {
   long long theLocked = 0;
   Fault theFault("pthread_mutex_lock", 0);
   theFault.PassingThrough().Doing([&](const long long *anArguments) { theLocked = anArguments[0]; });
   zvMutex_Lock(mMutex);
-  EXPECT_EQ(zvtest::ArgumentAs<pthread_mutex_t>(theLocked), zvMutex_Posix_Get(mMutex));
+  EXPECT_EQ(ArgumentAs<pthread_mutex_t>(theLocked), zvMutex_Posix_Get(mMutex));
   zvMutex_Unlock(mMutex);
 }
 

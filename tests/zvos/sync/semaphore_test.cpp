@@ -4,7 +4,7 @@
 #include <zvOS/zvSemaphore.h>
 
 #include "support/HandleChecks.h"
-#include "support/Support.h"
+#include "support/Threads.h"
 
 #include <pthread.h>
 #include <semaphore.h>
@@ -21,8 +21,7 @@ namespace {
 
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
-using zvtest::CallsOf;
-using zvtest::Fault;
+using namespace zvtest;
 
 constexpr uint32 kVeryLong = 60 * 1000;
 
@@ -42,12 +41,11 @@ class SemaphoreTest : public ::testing::Test {
     Fault theNow("clock_gettime", 0);
     theNow.Returning(0).Doing([&](const long long *anArguments) {
       theClock = anArguments[0];
-      *zvtest::ArgumentAs<timespec>(anArguments[1]) = {aSeconds, someNanoseconds};
+      *ArgumentAs<timespec>(anArguments[1]) = {aSeconds, someNanoseconds};
     });
     Fault theWait("sem_timedwait", ETIMEDOUT);
-    theWait.Doing([&](const long long *anArguments) {
-      theDeadline = *zvtest::ArgumentAs<const timespec>(anArguments[1]);
-    });
+    theWait.Doing(
+        [&](const long long *anArguments) { theDeadline = *ArgumentAs<const timespec>(anArguments[1]); });
     EXPECT_EQ(zvSemaphore_Status_TimeOut, zvSemaphore_WaitTimeout(mSemaphore, aDelay));
     EXPECT_EQ(CLOCK_REALTIME, theClock);
     return theDeadline;
@@ -157,27 +155,6 @@ TEST_F(SemaphoreTest, AnInterruptedWaitShowsItsResultAndIsNotRepeated) {
   EXPECT_EQ(zvSemaphore_Status_Error, zvSemaphore_Wait(mSemaphore));
   EXPECT_THAT(mLog.Messages(), ElementsAre(Failed("sem_wait", -1)));
   EXPECT_EQ(theWaits + 1, CallsOf("sem_wait"));
-}
-
-// Sends a blocked thread a signal that does not restart calls, until aWait has returned there.
-template <typename Wait>
-void InterruptBy(int aSignal, Wait aWait) {
-  struct sigaction theAction = {};
-  struct sigaction theFormerAction;
-  theAction.sa_handler = [](int) {};
-  ASSERT_EQ(0, sigaction(aSignal, &theAction, &theFormerAction));
-  std::atomic<bool> theWaitHasEnded{false};
-  std::thread theWaiter([&] {
-    aWait();
-    theWaitHasEnded = true;
-  });
-  // A signal that comes before the thread has blocked is lost on it.
-  EXPECT_TRUE(zvtest::WaitUntil([&] {
-    if (!theWaitHasEnded) pthread_kill(theWaiter.native_handle(), aSignal);
-    return theWaitHasEnded.load();
-  }));
-  theWaiter.join();
-  sigaction(aSignal, &theFormerAction, nullptr);
 }
 
 TEST_F(SemaphoreTest, ASignalEndsABlockedWait) {

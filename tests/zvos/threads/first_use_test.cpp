@@ -43,18 +43,14 @@
 #include "support/Alone.h"
 #include "zvos/services/socket_traffic_checks.h"
 #include "support/Network.h"
+#include "support/Threads.h"
 
-#include <atomic>
 #include <cstdlib>
-#include <thread>
 
 namespace {
 
 using ::testing::IsEmpty;
-using zvtest::Fault;
-using zvtest::Format;
-using zvtest::kDebugLevel;
-using zvtest::RecordingLog;
+using namespace zvtest;
 using zvtest::net::Generic;
 using zvtest::net::kAddressLength;
 
@@ -395,24 +391,6 @@ constexpr Use kUses[] = {UsePath,
                          GetGlobal,
                          UseLogFunctions};
 
-// All threads begin with a module together.
-class Start {
- public:
-  void Wait() {
-    const int theRound = mRound;
-    if (++mArrived == kThreads) {
-      mArrived = 0;
-      ++mRound;
-    }
-    while (mRound == theRound)
-      std::this_thread::yield();
-  }
-
- private:
-  std::atomic<int> mArrived{0};
-  std::atomic<int> mRound{0};
-};
-
 TEST(FirstUse, OfEveryModuleByManyThreadsAtOnce) {
   if (!zvtest::IsAlone()) return;
   const zvtest::TrafficFolder theFolder;
@@ -422,18 +400,14 @@ TEST(FirstUse, OfEveryModuleByManyThreadsAtOnce) {
   zvtest::AdmitTraffic(theLog);
   theLog.AnswerWillLog(kDebugLevel, zvtest::net::kTracker, 1);
 
-  Start theStart;
-  std::vector<std::thread> theThreads;
-  for (int i = 0; i < kThreads; ++i) {
-    theThreads.emplace_back([&theStart, i] {
-      for (const Use theUse : kUses) {
-        theStart.Wait();
-        theUse(i);
-      }
-    });
-  }
-  for (std::thread &theThread : theThreads)
-    theThread.join();
+  // All threads begin with a module together.
+  zvtest::Meeting theMeeting(kThreads);
+  zvtest::InThreads(kThreads, [&](int aThread) {
+    for (const Use theUse : kUses) {
+      theMeeting.Arrive();
+      theUse(aThread);
+    }
+  });
   EXPECT_THAT(theLog.Assertions(), IsEmpty());
   EXPECT_EQ(theDescriptors, zvtest::OpenDescriptors());
 }

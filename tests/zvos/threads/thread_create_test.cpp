@@ -134,9 +134,7 @@ TEST_F(Thread, NewAsksForTheDetachStateOfItsKind) {
   theFault.PassingThrough().Doing(
       [&](const long long *anArguments) { theStates.push_back(static_cast<int>(anArguments[1])); });
   RunToTheEnd(Joinable(mWork));
-  const zvOSThread_Data theData = Detached(mWork);
-  zvOSThread *theThread = zvThread_New(&theData);
-  ASSERT_NE(nullptr, theThread);
+  zvOSThread *const theThread = NewThread(Detached(mWork));
   EXPECT_EQ(zvThread_Status_NoError, zvThread_Run(theThread));
   ASSERT_TRUE(mWork.mDeleted.Wait());
   EXPECT_THAT(theStates, ElementsAre(PTHREAD_CREATE_JOINABLE, PTHREAD_CREATE_DETACHED));
@@ -237,42 +235,10 @@ TEST_F(Thread, RefusedStackSizeIsLoggedWithTheSizeAskedForAndErrno) {
 
 // --- detached threads ---------------------------------------------------------------------------
 
-TEST_F(Thread, DetachedThreadCallsItsDeleteFunctionAfterItsFunctionAndReleasesItself) {
-  const zvOSThread_Data theData = Detached(mWork, WorkUntilAllowedToEnd);
-  zvOSThread *theThread = zvThread_New(&theData);
-  ASSERT_NE(nullptr, theThread);
-  mWork.mThread = theThread;
-  EXPECT_EQ(&DeleteWork, theThread->mDeleteFunc);
-  EXPECT_EQ(kzvThreadDetachedState_Detached, theThread->mDetachedState);
-
-  std::atomic<uint32> theMagic{1};
-  Event theRelease;
-  Fault theFault("free", 0, 0, -1);
-  theFault.PassingThrough()
-      .Doing([&](const long long *anArguments) {
-        if (anArguments[0] != reinterpret_cast<intptr_t>(theThread)) return;
-        theMagic = theThread->_mMagicNumber;
-        theRelease.Report();
-      })
-      .AnyThread();
-  EXPECT_EQ(zvThread_Status_NoError, zvThread_Run(theThread));
-  ASSERT_TRUE(mWork.mRunning.Wait());
-  EXPECT_EQ(0, mWork.mDeletes);
-  mWork.mMayEnd.Report();
-  ASSERT_TRUE(mWork.mDeleted.Wait());
-  EXPECT_EQ(1, mWork.mRuns);
-  EXPECT_EQ(1, mWork.mDeletes);
-  EXPECT_EQ(kzvThreadDetachedState_DetachedDelete, mWork.mDetachedStateAtDelete);
-  EXPECT_TRUE(theRelease.Wait());
-  EXPECT_EQ(0u, theMagic);
-  ExpectNothingLogged();
-}
-
 TEST_F(Thread, DetachedThreadNeedsNoDeleteFunction) {
   zvOSThread_Data theData = Detached(mWork, WorkUntilAllowedToEnd);
   theData.mDeleteFunc = nullptr;
-  zvOSThread *theThread = zvThread_New(&theData);
-  ASSERT_NE(nullptr, theThread);
+  zvOSThread *const theThread = NewThread(theData);
   Event theEnd;
   Fault theFault("sem_destroy", 0, 0, -1);
   theFault.PassingThrough().Doing([&](const long long *) { theEnd.Report(); }).AnyThread();

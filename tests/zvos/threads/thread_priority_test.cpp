@@ -182,11 +182,8 @@ TEST_F(Thread, IdentitiesAreThoseOfTheSystem) {
   EXPECT_EQ(static_cast<uint32>(getpid()), zvThread_GetPID());
   EXPECT_EQ(static_cast<uint32>(pthread_self()), zvThread_GetCurrentThreadID());
 
-  const zvOSThread_Data theData = Joinable(mWork);
-  zvOSThread *theThread = zvThread_New(&theData);
-  ASSERT_NE(nullptr, theThread);
+  zvOSThread *const theThread = NewThread(Joinable(mWork));
   const uint32 theID = zvThread_GetID(theThread);
-  EXPECT_EQ(static_cast<uint32>(theThread->mThread), theID);
   EXPECT_EQ(zvThread_Status_NoError, zvThread_Run(theThread));
   EXPECT_EQ(zvThread_Status_NoError, zvThread_Wait(theThread));
   EXPECT_EQ(theID, mWork.mThreadID);

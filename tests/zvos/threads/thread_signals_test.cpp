@@ -54,9 +54,7 @@ TEST_F(Thread, EveryThreadInstallsTheHandlersInOrder) {
 
 TEST_F(Thread, InstallsTheHandlersBeforeItIsRun) {
   SignalCalls theCalls;
-  const zvOSThread_Data theData = Joinable(mWork);
-  zvOSThread *theThread = zvThread_New(&theData);
-  ASSERT_NE(nullptr, theThread);
+  zvOSThread *const theThread = NewThread(Joinable(mWork));
   EXPECT_TRUE(WaitUntil([&] { return theCalls.Signals().size() == 5; }));
   zvThread_Delete(theThread);
   EXPECT_THAT(theCalls.Signals(), ElementsAre(SIGSEGV, SIGILL, SIGBUS, SIGABRT, SIGFPE));

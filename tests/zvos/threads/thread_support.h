@@ -1,11 +1,10 @@
 // SPDX-FileCopyrightText: 2026 the libzvOS authors
 // SPDX-License-Identifier: Apache-2.0
 
-// What the tests of threads share: the record behind a handle, events, the work that threads do.
+// What the tests of threads share: events, the work that threads do, threads from New to Delete.
 #pragma once
 
-#include "support/Faults.h"
-#include "support/RecordingLog.h"
+#include "support/HandleChecks.h"
 #include "support/Support.h"
 
 #include <zvOS/zvSemaphore.h>
@@ -24,18 +23,6 @@
 #include <mutex>
 #include <string>
 #include <vector>
-
-// The record behind a handle; its fields and their order are part of the library's promise.
-struct zvThread_t {
-  uint32 _mMagicNumber;
-  pthread_t mThread;
-  zvThread_Func mThreadFunc;
-  zvThread_Func mDeleteFunc;
-  void *mThreadArgs;
-  int mThreadState;
-  int mDetachedState;
-  zvOSSemaphore *mSemaphore;
-};
 
 namespace zvtest {
 namespace threads {
@@ -103,9 +90,6 @@ struct Work {
   std::atomic<int> mDeletes{0};
   uint32 mThreadID = 0;
   size_t mStackSize = 0;
-  int mStateSeen = -1;
-  int mDetachedStateAtDelete = -1;
-  zvOSThread *mThread = nullptr;
   Event mRunning;
   Event mMayEnd;
   Event mDeleted;
@@ -124,7 +108,6 @@ inline void DoWork(void *anArgument) {
   Work *theWork = static_cast<Work *>(anArgument);
   theWork->mThreadID = zvThread_GetCurrentThreadID();
   theWork->mStackSize = StackSizeOfThisThread();
-  if (theWork->mThread != nullptr) theWork->mStateSeen = theWork->mThread->mThreadState;
   ++theWork->mRuns;
 }
 
@@ -138,7 +121,6 @@ inline void WorkUntilAllowedToEnd(void *anArgument) {
 inline void DeleteWork(void *anArgument) {
   Work *theWork = static_cast<Work *>(anArgument);
   ++theWork->mDeletes;
-  if (theWork->mThread != nullptr) theWork->mDetachedStateAtDelete = theWork->mThread->mDetachedState;
   theWork->mDeleted.Report();
 }
 
@@ -150,10 +132,16 @@ inline zvOSThread_Data Detached(Work &aWork, zvThread_Func aFunction = DoWork) {
   return {aFunction, DeleteWork, &aWork, 0, zvThread_Kind_Detached, zvThread_Scheduling_Default};
 }
 
+// A thread that there must be.
+inline zvOSThread *NewThread(const zvOSThread_Data &aData) {
+  zvOSThread *const theThread = zvThread_New(&aData);
+  EXPECT_NE(nullptr, theThread);
+  return theThread;
+}
+
 // Runs a thread from New to Delete.
 inline void RunToTheEnd(const zvOSThread_Data &aData) {
-  zvOSThread *theThread = zvThread_New(&aData);
-  ASSERT_NE(nullptr, theThread);
+  zvOSThread *const theThread = NewThread(aData);
   EXPECT_EQ(zvThread_Status_NoError, zvThread_Run(theThread));
   EXPECT_EQ(zvThread_Status_NoError, zvThread_Wait(theThread));
   zvThread_Delete(theThread);

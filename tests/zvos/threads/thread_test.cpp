@@ -42,70 +42,8 @@ TEST(ThreadConstants, DescriptorKeepsItsOrder) {
 
 // --- life of a joinable thread ----------------------------------------------------------------
 
-TEST_F(Thread, NewLeavesTheThreadAtTheGateWithEveryFieldSet) {
-  const zvOSThread_Data theData = Joinable(mWork);
-  zvOSThread *theThread = zvThread_New(&theData);
-  ASSERT_NE(nullptr, theThread);
-
-  EXPECT_EQ(0xFEEDCABE, theThread->_mMagicNumber);
-  EXPECT_EQ(&DoWork, theThread->mThreadFunc);
-  EXPECT_EQ(nullptr, theThread->mDeleteFunc) << "only detached threads have one";
-  EXPECT_EQ(&mWork, theThread->mThreadArgs);
-  EXPECT_EQ(kzvThreadState_Inited, theThread->mThreadState);
-  EXPECT_EQ(kzvThreadDetachedState_NotDetached, theThread->mDetachedState);
-  ASSERT_NE(nullptr, theThread->mSemaphore);
-  EXPECT_EQ(zvSemaphore_Status_TimeOut, zvSemaphore_TryWait(theThread->mSemaphore));
-  EXPECT_EQ(0, mWork.mRuns);
-
-  zvThread_Delete(theThread);
-  EXPECT_EQ(0, mWork.mRuns);
-  ExpectNothingLogged();
-}
-
-TEST_F(Thread, RunOpensTheGateAndWaitFinishesTheThread) {
-  const zvOSThread_Data theData = Joinable(mWork);
-  zvOSThread *theThread = zvThread_New(&theData);
-  ASSERT_NE(nullptr, theThread);
-  mWork.mThread = theThread;
-
-  EXPECT_EQ(zvThread_Status_NoError, zvThread_Run(theThread));
-  EXPECT_EQ(kzvThreadState_Running, theThread->mThreadState);
-  EXPECT_EQ(zvThread_Status_NoError, zvThread_Wait(theThread));
-  EXPECT_EQ(kzvThreadState_Finished, theThread->mThreadState);
-  EXPECT_EQ(1, mWork.mRuns);
-  EXPECT_EQ(kzvThreadState_Running, mWork.mStateSeen);
-
-  zvThread_Delete(theThread);
-  EXPECT_EQ(0, mWork.mDeletes) << "the delete function belongs to detached threads";
-  ExpectNothingLogged();
-}
-
-TEST_F(Thread, StaysRunningAfterItsFunctionReturnedUntilItIsWaitedFor) {
-  const zvOSThread_Data theData = Joinable(mWork, WorkUntilAllowedToEnd);
-  zvOSThread *theThread = zvThread_New(&theData);
-  ASSERT_NE(nullptr, theThread);
-  const pthread_t theSystemThread = theThread->mThread;
-  EXPECT_EQ(zvThread_Status_NoError, zvThread_Run(theThread));
-  ASSERT_TRUE(mWork.mRunning.Wait());
-  mWork.mMayEnd.Report();
-
-  // Joined here instead of by Wait, so that the thread is surely over.
-  ASSERT_EQ(0, pthread_join(theSystemThread, nullptr));
-  EXPECT_EQ(kzvThreadState_Running, theThread->mThreadState);
-
-  Fault theFault("pthread_join", 0);
-  theFault.Returning(0);
-  EXPECT_EQ(zvThread_Status_NoError, zvThread_Wait(theThread));
-  EXPECT_EQ(1, theFault.Hits());
-  EXPECT_EQ(kzvThreadState_Finished, theThread->mThreadState);
-  zvThread_Delete(theThread);
-  ExpectNothingLogged();
-}
-
 TEST_F(Thread, WaitTwiceIsHarmlessAndJoinsOnce) {
-  const zvOSThread_Data theData = Joinable(mWork);
-  zvOSThread *theThread = zvThread_New(&theData);
-  ASSERT_NE(nullptr, theThread);
+  zvOSThread *const theThread = NewThread(Joinable(mWork));
   EXPECT_EQ(zvThread_Status_NoError, zvThread_Run(theThread));
 
   const int theJoins = CallsOf("pthread_join");
@@ -120,9 +58,7 @@ TEST_F(Thread, WaitTwiceIsHarmlessAndJoinsOnce) {
 }
 
 TEST_F(Thread, DeleteOfOneNeverRunWakesAndJoinsItWithoutCallingItsFunction) {
-  const zvOSThread_Data theData = Joinable(mWork);
-  zvOSThread *theThread = zvThread_New(&theData);
-  ASSERT_NE(nullptr, theThread);
+  zvOSThread *const theThread = NewThread(Joinable(mWork));
 
   const int theJoins = CallsOf("pthread_join");
   zvThread_Delete(theThread);
@@ -132,12 +68,12 @@ TEST_F(Thread, DeleteOfOneNeverRunWakesAndJoinsItWithoutCallingItsFunction) {
 }
 
 TEST_F(Thread, WaitForOneNeverRunEndsItWithoutCallingItsFunction) {
-  const zvOSThread_Data theData = Joinable(mWork);
-  zvOSThread *theThread = zvThread_New(&theData);
-  ASSERT_NE(nullptr, theThread);
+  zvOSThread *const theThread = NewThread(Joinable(mWork));
 
+  const int theJoins = CallsOf("pthread_join");
   EXPECT_EQ(zvThread_Status_NoError, zvThread_Wait(theThread));
-  EXPECT_EQ(kzvThreadState_Finished, theThread->mThreadState);
+  EXPECT_EQ(zvThread_Status_NoError, zvThread_Wait(theThread));
+  EXPECT_EQ(theJoins + 1, CallsOf("pthread_join")) << "the first wait has ended it";
   EXPECT_EQ(0, mWork.mRuns);
   zvThread_Delete(theThread);
   ExpectNothingLogged();
@@ -146,25 +82,6 @@ TEST_F(Thread, WaitForOneNeverRunEndsItWithoutCallingItsFunction) {
 TEST_F(Thread, DeleteOfNullDoesNothing) {
   zvThread_Delete(nullptr);
   EXPECT_THAT(mLog.Calls(), IsEmpty());
-}
-
-TEST_F(Thread, DeleteClearsTheMagicBeforeTheRecordIsReleased) {
-  const zvOSThread_Data theData = Joinable(mWork);
-  zvOSThread *theThread = zvThread_New(&theData);
-  ASSERT_NE(nullptr, theThread);
-  EXPECT_EQ(zvThread_Status_NoError, zvThread_Wait(theThread));
-
-  int theReleases = 0;
-  uint32 theMagic = 1;
-  Fault theFault("free", 0, 0, -1);
-  theFault.PassingThrough().Doing([&](const long long *anArguments) {
-    if (anArguments[0] != reinterpret_cast<intptr_t>(theThread)) return;
-    theMagic = theThread->_mMagicNumber;
-    ++theReleases;
-  });
-  zvThread_Delete(theThread);
-  EXPECT_EQ(1, theReleases);
-  EXPECT_EQ(0u, theMagic);
 }
 
 TEST_F(Thread, DeleteDoesNotWaitForARunningThread) {
@@ -215,15 +132,12 @@ TEST_F(Thread, SchedulingIsAcceptedAndNotUsed) {
 // --- failures of Run and Wait ---------------------------------------------------------------
 
 TEST_F(Thread, RunThatCannotOpenTheGateLeavesTheThreadInitedAndMayBeRepeated) {
-  const zvOSThread_Data theData = Joinable(mWork);
-  zvOSThread *theThread = zvThread_New(&theData);
-  ASSERT_NE(nullptr, theThread);
+  zvOSThread *const theThread = NewThread(Joinable(mWork));
   {
     Fault theFault("sem_post", EOVERFLOW);
     EXPECT_EQ(zvThread_Status_Error, zvThread_Run(theThread));
     EXPECT_EQ(1, theFault.Hits());
   }
-  EXPECT_EQ(kzvThreadState_Inited, theThread->mThreadState);
   EXPECT_THAT(
       mLog.Messages(),
       ElementsAre(Error(7, Format("zvOSSemaphore: sem_post failed (error = %d)\n", EOVERFLOW)),
@@ -245,9 +159,7 @@ TEST_F(Thread, NewWithoutADescriptorIsAsserted) {
 }
 
 TEST_F(Thread, RunTwiceIsAsserted) {
-  const zvOSThread_Data theData = Joinable(mWork, WorkUntilAllowedToEnd);
-  zvOSThread *theThread = zvThread_New(&theData);
-  ASSERT_NE(nullptr, theThread);
+  zvOSThread *const theThread = NewThread(Joinable(mWork, WorkUntilAllowedToEnd));
   EXPECT_EQ(zvThread_Status_NoError, zvThread_Run(theThread));
   // The thread has read its state by then, which the second call writes.
   ASSERT_TRUE(mWork.mRunning.Wait());
@@ -261,55 +173,55 @@ TEST_F(Thread, RunTwiceIsAsserted) {
 }
 
 TEST_F(Thread, WaitForOneNeverRunLogsTheGateThatCannotBeOpenedAndGoesOnToJoin) {
-  const zvOSThread_Data theData = Joinable(mWork);
-  zvOSThread *theThread = zvThread_New(&theData);
-  ASSERT_NE(nullptr, theThread);
+  zvOSThread *const theThread = NewThread(Joinable(mWork));
+  sem_t *theGate = nullptr;
+  pthread_t theSystemThread = 0;
   {
     Fault thePost("sem_post", EOVERFLOW);
+    thePost.Doing([&](const long long *anArguments) { theGate = ArgumentAs<sem_t>(anArguments[0]); });
     // The join would never come back, the thread being still at the gate.
-    Fault theJoin("pthread_join", 0);
-    theJoin.Returning(0);
+    Fault theJoin("pthread_join", 0, 0, -1);
+    theJoin.Returning(0).Doing(
+        [&](const long long *anArguments) { theSystemThread = static_cast<pthread_t>(anArguments[0]); });
     EXPECT_EQ(zvThread_Status_NoError, zvThread_Wait(theThread));
-    EXPECT_EQ(1, theJoin.Hits());
+    EXPECT_EQ(zvThread_Status_NoError, zvThread_Wait(theThread));
+    EXPECT_EQ(1, theJoin.Hits()) << "the first wait has ended it";
   }
-  EXPECT_EQ(kzvThreadState_Finished, theThread->mThreadState);
   EXPECT_THAT(
       mLog.Messages(),
       ElementsAre(Error(7, Format("zvOSSemaphore: sem_post failed (error = %d)\n", EOVERFLOW)),
                   Error(7, Format("zvOSThread: Failed to start a thread for termination (errno = %d)\n",
                                   EOVERFLOW))));
 
-  EXPECT_EQ(zvSemaphore_Status_NoError, zvSemaphore_Post(theThread->mSemaphore));
-  EXPECT_EQ(0, pthread_join(theThread->mThread, nullptr));
+  EXPECT_EQ(0, sem_post(theGate));
+  EXPECT_EQ(0, pthread_join(theSystemThread, nullptr));
   EXPECT_EQ(0, mWork.mRuns);
   zvThread_Delete(theThread);
 }
 
 TEST_F(Thread, WaitLogsAFailedJoinAndStillFinishes) {
-  const zvOSThread_Data theData = Joinable(mWork, WorkUntilAllowedToEnd);
-  zvOSThread *theThread = zvThread_New(&theData);
-  ASSERT_NE(nullptr, theThread);
+  zvOSThread *const theThread = NewThread(Joinable(mWork, WorkUntilAllowedToEnd));
   EXPECT_EQ(zvThread_Status_NoError, zvThread_Run(theThread));
   ASSERT_TRUE(mWork.mRunning.Wait());
+  pthread_t theSystemThread = 0;
   {
-    Fault theFault("pthread_join", kOddErrno);
-    theFault.Returning(ESRCH);
+    Fault theFault("pthread_join", kOddErrno, 0, -1);
+    theFault.Returning(ESRCH).Doing(
+        [&](const long long *anArguments) { theSystemThread = static_cast<pthread_t>(anArguments[0]); });
     EXPECT_EQ(zvThread_Status_NoError, zvThread_Wait(theThread));
-    EXPECT_EQ(1, theFault.Hits());
+    EXPECT_EQ(zvThread_Status_NoError, zvThread_Wait(theThread));
+    EXPECT_EQ(1, theFault.Hits()) << "the first wait has ended it";
   }
-  EXPECT_EQ(kzvThreadState_Finished, theThread->mThreadState);
   EXPECT_THAT(mLog.Messages(),
               ElementsAre(Error(7, Format("zvOSThread: Failed to join a thread (errno = %d)\n", ESRCH))));
   mWork.mMayEnd.Report();
-  ASSERT_EQ(0, pthread_join(theThread->mThread, nullptr));
+  ASSERT_EQ(0, pthread_join(theSystemThread, nullptr));
   zvThread_Delete(theThread);
   EXPECT_EQ(1, mWork.mRuns);
 }
 
 TEST_F(Thread, WaitForADetachedThreadIsAssertedAndRefused) {
-  const zvOSThread_Data theData = Detached(mWork, WorkUntilAllowedToEnd);
-  zvOSThread *theThread = zvThread_New(&theData);
-  ASSERT_NE(nullptr, theThread);
+  zvOSThread *const theThread = NewThread(Detached(mWork, WorkUntilAllowedToEnd));
   EXPECT_EQ(zvThread_Status_NoError, zvThread_Run(theThread));
   ASSERT_TRUE(mWork.mRunning.Wait());
 
@@ -325,66 +237,12 @@ TEST_F(Thread, WaitForADetachedThreadIsAssertedAndRefused) {
 
 // --- handles that are none --------------------------------------------------------------------
 
-// A record that passes for a thread except for its magic.
-zvOSThread *NewForeignRecord() {
-  zvOSThread *theRecord = static_cast<zvOSThread *>(calloc(1, sizeof(zvOSThread)));
-  theRecord->_mMagicNumber = 0xFEEDBABE;
-  theRecord->mThread = pthread_self();
-  theRecord->mThreadState = kzvThreadState_Inited;
-  theRecord->mSemaphore = zvSemaphore_New(0);
-  return theRecord;
-}
-
-TEST_F(Thread, RunOfAForeignRecordIsAssertedAndCarriesOn) {
-  zvOSThread *theRecord = NewForeignRecord();
-  EXPECT_EQ(zvThread_Status_NoError, zvThread_Run(theRecord));
-  EXPECT_THAT(mLog.Assertions(), ElementsAre(Asserted(kMagicText)));
-  EXPECT_EQ(zvSemaphore_Status_NoError, zvSemaphore_TryWait(theRecord->mSemaphore));
-  zvSemaphore_Delete(theRecord->mSemaphore);
-  free(theRecord);
-}
-
-TEST_F(Thread, WaitForAForeignRecordIsAssertedAndCarriesOn) {
-  zvOSThread *theRecord = NewForeignRecord();
-  theRecord->mThreadState = kzvThreadState_Finished;
-  EXPECT_EQ(zvThread_Status_NoError, zvThread_Wait(theRecord));
-  EXPECT_THAT(mLog.Assertions(), ElementsAre(Asserted(kMagicText)));
-  zvSemaphore_Delete(theRecord->mSemaphore);
-  free(theRecord);
-}
-
-TEST_F(Thread, GetIDOfAForeignRecordIsAssertedAndCarriesOn) {
-  zvOSThread *theRecord = NewForeignRecord();
-  EXPECT_EQ(static_cast<uint32>(pthread_self()), zvThread_GetID(theRecord));
-  EXPECT_THAT(mLog.Assertions(), ElementsAre(Asserted(kMagicText)));
-  zvSemaphore_Delete(theRecord->mSemaphore);
-  free(theRecord);
-}
-
-TEST_F(Thread, DeleteOfAForeignRecordIsAssertedTwiceAndReleasesIt) {
-  zvOSThread *theRecord = NewForeignRecord();
-  theRecord->mThreadState = kzvThreadState_Finished;
-  zvThread_Delete(theRecord);
-  EXPECT_THAT(mLog.Assertions(), ElementsAre(Asserted(kMagicText), Asserted(kMagicText)));
-}
-
 TEST_F(Thread, NullIsAsserted) {
   EXPECT_TRUE(LeftAtAssertion([] { zvThread_Run(nullptr); }));
   EXPECT_TRUE(LeftAtAssertion([] { zvThread_Wait(nullptr); }));
   EXPECT_TRUE(LeftAtAssertion([] { zvThread_GetID(nullptr); }));
   EXPECT_THAT(mLog.Assertions(),
               ElementsAre(Asserted(kMagicText), Asserted(kMagicText), Asserted(kMagicText)));
-}
-
-TEST_F(Thread, AssertionsNameTheModulesFileAndALine) {
-  zvOSThread *theRecord = NewForeignRecord();
-  zvThread_GetID(theRecord);
-  const std::vector<Assertion> theAssertions = mLog.Assertions();
-  ASSERT_EQ(1u, theAssertions.size());
-  EXPECT_THAT(theAssertions[0].mFile, ::testing::EndsWith("zvThread.posix.cpp"));
-  EXPECT_GT(theAssertions[0].mLine, 0u);
-  zvSemaphore_Delete(theRecord->mSemaphore);
-  free(theRecord);
 }
 
 }  // namespace

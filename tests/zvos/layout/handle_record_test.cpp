@@ -1,8 +1,8 @@
 // SPDX-FileCopyrightText: 2026 the libzvOS authors
 // SPDX-License-Identifier: Apache-2.0
 
-// What all checked handles promise alike, for each type of handle. What is particular to a type
-// stands in the tests of that type.
+// The magic number that the record of a checked handle begins with, and all else that these handles promise
+// alike, for each type of handle. What is particular to a type stands in the tests of that type.
 
 #include <zvOS/zvCondition.h>
 #include <zvOS/zvCriticalSection.h>
@@ -20,9 +20,32 @@ namespace {
 
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
-using zvtest::CallsOf;
-using zvtest::Disguise;
-using zvtest::Fault;
+using namespace zvtest;
+
+uint32 MagicOf(const void *aHandle) {
+  uint32 theMagic;
+  memcpy(&theMagic, aHandle, sizeof theMagic);
+  return theMagic;
+}
+
+void SetMagic(void *aHandle, uint32 aMagic) {
+  memcpy(aHandle, &aMagic, sizeof aMagic);
+}
+
+// Gives a live handle the wrong magic for a while.
+class Disguise {
+ public:
+  explicit Disguise(void *aHandle) : mHandle(aHandle), mMagic(MagicOf(aHandle)) {
+    SetMagic(aHandle, 0x12345678);
+  }
+  ~Disguise() { SetMagic(mHandle, mMagic); }
+  Disguise(const Disguise &) = delete;
+  Disguise &operator=(const Disguise &) = delete;
+
+ private:
+  void *mHandle;
+  uint32 mMagic;
+};
 
 // A handle of any type; becomes the one that a function asks for.
 struct AnyHandle {
@@ -184,7 +207,7 @@ INSTANTIATE_TEST_SUITE_P(Each, HandleTest, ::testing::ValuesIn(kHandleTypes),
 TEST_P(HandleTest, NewCarriesTheMagic) {
   void *const theHandle = New();
   ASSERT_NE(nullptr, theHandle);
-  EXPECT_EQ(GetParam().mMagic, zvtest::MagicOf(theHandle));
+  EXPECT_EQ(GetParam().mMagic, MagicOf(theHandle));
   EXPECT_THAT(mLog.Calls(), IsEmpty());
   Delete(theHandle);
 }
@@ -211,13 +234,14 @@ TEST_P(HandleTest, DeleteOfNullDoesNothing) {
 
 TEST_P(HandleTest, DeleteClearsTheMagicFirstThenDestroysThenReleases) {
   void *const theHandle = New();
+  uint32 theMagicAtRelease = ~0u;
   zvtest::ReleaseWatch theWatch;
-  theWatch.Watch(theHandle);
+  theWatch.Watch(theHandle, [&] { theMagicAtRelease = MagicOf(theHandle); });
   uint32 theMagicAtDestroy = ~0u;
   int theReleasesAtDestroy = -1;
   Fault theDestroy(GetParam().mDestroyCall, 0);
   theDestroy.PassingThrough().Doing([&](const long long *) {
-    theMagicAtDestroy = zvtest::MagicOf(theHandle);
+    theMagicAtDestroy = MagicOf(theHandle);
     theReleasesAtDestroy = theWatch.ReleasesOf(theHandle);
   });
 
@@ -227,7 +251,7 @@ TEST_P(HandleTest, DeleteClearsTheMagicFirstThenDestroysThenReleases) {
   EXPECT_EQ(0u, theMagicAtDestroy);
   EXPECT_EQ(0, theReleasesAtDestroy);
   EXPECT_EQ(1, theWatch.ReleasesOf(theHandle));
-  EXPECT_EQ(0u, theWatch.MagicAtReleaseOf(theHandle));
+  EXPECT_EQ(0u, theMagicAtRelease);
   EXPECT_THAT(mLog.Calls(), IsEmpty());
 }
 
@@ -254,7 +278,7 @@ TEST_P(HandleTest, DeleteOfAForeignRecordAssertsOnceAndGoesOn) {
     void *const theHandle = New();
     zvtest::ReleaseWatch theWatch;
     theWatch.Watch(theHandle);
-    zvtest::SetMagic(theHandle, theMagic);
+    SetMagic(theHandle, theMagic);
     mLog.Clear();
     Delete(theHandle);
     ExpectMagicAssertion();
@@ -346,7 +370,8 @@ TEST_P(HandleNewTest, FailingHalfWayLogsReleasesAndReturnsNull) {
   Fault theDestroy(theType.mDestroyCall, 0, 0, -1);
   theDestroy.Returning(0).Doing(
       [&](const long long *anArguments) { theDestroyIsAllowed = theType.mIsInitial(anArguments[0]); });
-  zvtest::JunkMemory theMemory;
+  uint32 theMagic = ~0u;
+  const zvtest::JunkMemory theMemory([&](const void *aMemory) { theMagic = MagicOf(aMemory); });
   Fault theFault(theCall.mName, theCall.mError);
   mLog.SpoilErrno(EDOM);
 
@@ -356,9 +381,55 @@ TEST_P(HandleNewTest, FailingHalfWayLogsReleasesAndReturnsNull) {
   EXPECT_THAT(mLog.Messages(), ElementsAre(theType.Failed(theCall.mNameInMessage, theCall.mError)));
   EXPECT_THAT(mLog.Assertions(), IsEmpty());
   theMemory.ExpectUsedAndReleased();
+  EXPECT_EQ(0u, theMagic);
   EXPECT_TRUE(theDestroyIsAllowed);
   EXPECT_EQ(theAttributes + theCall.mAttributesTried, CallsOf("pthread_mutexattr_init"));
   EXPECT_EQ(theAttributesDestroyed + theCall.mAttributesMade, CallsOf("pthread_mutexattr_destroy"));
+}
+
+TEST(HandleMagic, IsClearedWhereAFailingConstructorReallyDestroysWhatItMade) {
+  const zvtest::RecordingLog theLog;
+  for (const bool afCondition : {true, false}) {
+    uint32 theMagic = ~0u;
+    const zvtest::JunkMemory theMemory([&](const void *aMemory) { theMagic = MagicOf(aMemory); });
+    if (afCondition) {
+      Fault theFault("pthread_cond_init", ENOMEM);
+      EXPECT_EQ(nullptr, zvCondition_New());
+    } else {
+      EXPECT_EQ(nullptr, zvSemaphore_New(-1));
+    }
+    theMemory.ExpectUsedAndReleased();
+    EXPECT_EQ(0u, theMagic);
+  }
+}
+
+class ForeignMutex : public ::testing::Test {
+ protected:
+  ~ForeignMutex() override { zvMutex_Delete(mMutex); }
+
+  zvtest::RecordingLog mLog;
+  zvOSMutex *const mMutex = zvMutex_New();
+};
+
+TEST_F(ForeignMutex, TagOperationsDoNotCheckTheMagic) {
+  const Disguise theDisguise(mMutex);
+  zvMutex_Posix_Tag_Held(mMutex, 1);
+  EXPECT_EQ(1u, zvMutex_Posix_Tag_Unheld(mMutex));
+  EXPECT_THAT(mLog.Calls(), IsEmpty());
+}
+
+TEST_F(ForeignMutex, AWaitChecksTheMutexOnlyByAskingForItsLock) {
+  zvOSCondition *const theCondition = zvCondition_New();
+  zvMutex_Lock(mMutex);
+  {
+    Fault theWait("pthread_cond_wait", 0);
+    theWait.Returning(0);
+    const Disguise theDisguise(mMutex);
+    EXPECT_EQ(zvCondition_Status_NoError, zvCondition_Wait(theCondition, mMutex));
+  }
+  zvtest::ExpectOneAssertion(mLog, zvtest::MagicCheck("aMutex", "0xFEEDBABE"), "zvMutex.posix.cpp");
+  zvMutex_Unlock(mMutex);
+  zvCondition_Delete(theCondition);
 }
 
 }  // namespace
