@@ -11,16 +11,12 @@
 #include <zvLog/zvLog.h>
 #include <zvLog/zvLogSettings.h>
 
-#include "private/CivilTime.h"
+#include "private/FinishedRecord.h"
 #include "private/Levels.h"
-#include "private/LineWriter.h"
 #include "private/Names.h"
 #include "private/Sink.h"
 
-#include <sys/syscall.h>
-#include <syslog.h>
 #include <time.h>
-#include <unistd.h>
 #include <atomic>
 #include <cerrno>
 #include <csignal>
@@ -30,10 +26,7 @@
 namespace {
 
 constexpr int kNestingDepth = 5;
-constexpr size_t kHeaderRoom = 224;
 constexpr size_t kTextRoom = 1240;
-constexpr size_t kMaximumFileLength = 96;
-constexpr size_t kMaximumProgramLength = 32;
 constexpr char kCutMark[] = " [cut]\n";
 
 struct Record {
@@ -42,9 +35,9 @@ struct Record {
   bool mfCut;
   // The text begins behind room for the header, which is written right in front of it when the
   // record is emitted; both then leave in one call. The text may be followed by the cut mark.
-  char mLine[kHeaderRoom + kTextRoom + sizeof kCutMark];
+  char mLine[zvlog::kHeaderRoom + kTextRoom + sizeof kCutMark];
 
-  char *Text() { return mLine + kHeaderRoom; }
+  char *Text() { return mLine + zvlog::kHeaderRoom; }
 };
 
 struct ThreadRecords {
@@ -119,109 +112,11 @@ size_t MakeLine(Record *aRecord) {
   return theLength;
 }
 
-void WriteTime(zvlog::LineWriter *aWriter) {
-  constexpr int64 kSecondsPerDay = 86400;
+void Emit(Record *aRecord) {
+  const size_t theLength = MakeLine(aRecord);
   timespec theTime = {};
   clock_gettime(CLOCK_REALTIME, &theTime);
-  const int64 theSeconds = theTime.tv_sec > 0 ? theTime.tv_sec : 0;
-  const zvlog::CivilDate theDate = zvlog::CivilDateOfDay(theSeconds / kSecondsPerDay);
-  const uint64 theSecondOfDay = static_cast<uint64>(theSeconds % kSecondsPerDay);
-
-  aWriter->Number(static_cast<uint64>(theDate.mYear), 4);
-  aWriter->Char('-');
-  aWriter->Number(theDate.mMonth, 2);
-  aWriter->Char('-');
-  aWriter->Number(theDate.mDay, 2);
-  aWriter->Char('T');
-  aWriter->Number(theSecondOfDay / 3600, 2);
-  aWriter->Char(':');
-  aWriter->Number(theSecondOfDay / 60 % 60, 2);
-  aWriter->Char(':');
-  aWriter->Number(theSecondOfDay % 60, 2);
-  aWriter->Char('.');
-  aWriter->Number(static_cast<uint64>(theTime.tv_nsec) / 1000, 6);
-  aWriter->Char('Z');
-}
-
-void WriteNameOrNumber(zvlog::LineWriter *aWriter, const char *aName, uint16 aNumber) {
-  if (aName != nullptr) {
-    aWriter->Text(aName);
-  } else {
-    aWriter->Number(aNumber);
-  }
-}
-
-uint64 ThreadId() {
-  return static_cast<uint64>(syscall(SYS_gettid));
-}
-
-int SyslogPriority(zvLogLevel aLevel) {
-  switch (aLevel) {
-    case kzvLogLevel_None:
-      return LOG_USER | LOG_NOTICE;
-    case kzvLogLevel_Error:
-      return LOG_USER | LOG_ERR;
-    case kzvLogLevel_Warning:
-      return LOG_USER | LOG_WARNING;
-    case kzvLogLevel_Info:
-      return LOG_USER | LOG_INFO;
-    default:
-      return LOG_USER | LOG_DEBUG;
-  }
-}
-
-void WriteLineStart(zvlog::LineWriter *aWriter, const zvLogData &aData) {
-  WriteTime(aWriter);
-  aWriter->Char(' ');
-  WriteNameOrNumber(aWriter, zvlog::NameOfLevel(aData.mLevel), aData.mLevel);
-  aWriter->Char(' ');
-}
-
-// The system log adds the time itself.
-void WriteSyslogStart(zvlog::LineWriter *aWriter, const zvLogData &aData) {
-  aWriter->Char('<');
-  aWriter->Number(static_cast<uint64>(SyslogPriority(aData.mLevel)));
-  aWriter->Char('>');
-  aWriter->TailOfText(program_invocation_short_name, kMaximumProgramLength);
-  aWriter->Char('[');
-  aWriter->Number(static_cast<uint64>(getpid()));
-  aWriter->Text("]: ");
-}
-
-// Everything in front of the text; gives its length.
-size_t WriteHeader(char *aBuffer, zvlog::Sink aSink, const zvLogData &aData) {
-  zvlog::LineWriter theWriter(aBuffer, kHeaderRoom);
-  if (aSink == zvlog::Sink::Syslog) {
-    WriteSyslogStart(&theWriter, aData);
-  } else {
-    WriteLineStart(&theWriter, aData);
-  }
-  WriteNameOrNumber(&theWriter, zvlog::NameOfModule(aData.mModule), aData.mModule);
-  theWriter.Text(" [");
-  theWriter.Number(ThreadId());
-  theWriter.Text("] ");
-  theWriter.TailOfText(aData.mFile != nullptr ? aData.mFile : "?", kMaximumFileLength);
-  theWriter.Char(':');
-  theWriter.Number(aData.mLine);
-  theWriter.Text(": ");
-  return theWriter.Length();
-}
-
-bool EmitTo(zvlog::Sink aSink, Record *aRecord, size_t aLineLength) {
-  char theHeader[kHeaderRoom];
-  const size_t theLength = WriteHeader(theHeader, aSink, aRecord->mData);
-  char *theBegin = aRecord->Text() - theLength;
-  memcpy(theBegin, theHeader, theLength);
-  // A message of the system log is no line.
-  const size_t theTextLength = aSink == zvlog::Sink::Syslog ? aLineLength - 1 : aLineLength;
-  return zvlog::WriteTo(aSink, theBegin, theLength + theTextLength);
-}
-
-void Emit(Record *aRecord) {
-  const size_t theLineLength = MakeLine(aRecord);
-  const zvlog::Sink theSink = zvlog::CurrentSink();
-  if (EmitTo(theSink, aRecord, theLineLength) || theSink == zvlog::Sink::StandardError) return;
-  EmitTo(zvlog::Sink::StandardError, aRecord, theLineLength);
+  zvlog::Deliver({aRecord->mData, theTime, aRecord->Text(), theLength});
 }
 
 // The place of an open record in the stack, -1 when it is not one of this thread.

@@ -28,7 +28,10 @@
 
 namespace {
 
-using zvlog::Sink;
+using zvlog::FinishedRecord;
+using zvlog::kHeaderRoom;
+
+enum class Sink { StandardError, File, Syslog };
 
 constexpr char kSystemLogPath[] = "/dev/log";
 constexpr int kPatienceMilliseconds = 1000;  // with a reader that does not keep up
@@ -148,24 +151,28 @@ int OpenSocketReaching(const SocketAddress *anAddress) {
   return kNoDescriptor;
 }
 
+// False when nothing of it could be written.
+bool WriteTo(Sink aSink, const FinishedRecord &aRecord) {
+  char theHeader[kHeaderRoom];
+  const bool afMessage = aSink == Sink::Syslog;
+  const size_t theHeaderLength =
+      afMessage ? WriteSyslogHeader(aRecord, theHeader) : WriteLineHeader(aRecord, theHeader);
+  char *theBegin = aRecord.mText - theHeaderLength;
+  memcpy(theBegin, theHeader, theHeaderLength);
+  const size_t theLength = theHeaderLength + aRecord.mLength;
+  if (afMessage) return SendMessage(theBegin, theLength - 1);  // it is no line
+  const bool afFile = aSink == Sink::File;
+  return WriteLine(afFile ? sFile.load(std::memory_order_relaxed) : STDERR_FILENO, theBegin, theLength);
+}
+
 }  // namespace
 
 namespace zvlog {
 
-Sink CurrentSink() {
-  return sSink.load(std::memory_order_acquire);
-}
-
-bool WriteTo(Sink aSink, const char *aRecord, size_t aLength) {
-  switch (aSink) {
-    case Sink::File:
-      return WriteLine(sFile.load(std::memory_order_relaxed), aRecord, aLength);
-    case Sink::Syslog:
-      return SendMessage(aRecord, aLength);
-    case Sink::StandardError:
-      break;
-  }
-  return WriteLine(STDERR_FILENO, aRecord, aLength);
+void Deliver(const FinishedRecord &aRecord) {
+  const Sink theSink = sSink.load(std::memory_order_acquire);
+  if (WriteTo(theSink, aRecord) || theSink == Sink::StandardError) return;
+  WriteTo(Sink::StandardError, aRecord);
 }
 
 }  // namespace zvlog

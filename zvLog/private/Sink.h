@@ -4,16 +4,12 @@
 // Where records go. A sink may be changed while other threads write to it.
 #pragma once
 
-#include <zvLog/zvLog.h>
+#include "FinishedRecord.h"
 
 namespace zvlog {
 
-enum class Sink { StandardError, File, Syslog };
-
-Sink CurrentSink();
-
-// Writes one record in one piece: a line for standard error and files, a message of the system log
-// otherwise. False when nothing of it could be written. Safe in a handler of a fatal signal.
-bool WriteTo(Sink aSink, const char *aRecord, size_t aLength);
+// Writes the record in one piece to the sink, or to standard error when the sink cannot take it. Safe in
+// a handler of a fatal signal.
+void Deliver(const FinishedRecord &aRecord);
 
 }  // namespace zvlog

@@ -1,0 +1,29 @@
+// SPDX-FileCopyrightText: 2026 the libzvOS authors
+// SPDX-License-Identifier: Apache-2.0
+
+// A record as it is handed to the sinks.
+#pragma once
+
+#include <zvLog/zvLog.h>
+
+#include <time.h>
+
+namespace zvlog {
+
+constexpr size_t kHeaderRoom = 224;
+
+struct FinishedRecord {
+  const zvLogData &mData;
+  timespec mTime;  // UTC
+  // One line, with its line feed. The kHeaderRoom bytes in front of it may be written, so that a header
+  // and the text leave in one call.
+  char *mText;
+  size_t mLength;
+};
+
+// Write what stands in front of the text, for lines and for messages of the system log, which adds the
+// time itself; give the length.
+size_t WriteLineHeader(const FinishedRecord &aRecord, char (&aBuffer)[kHeaderRoom]);
+size_t WriteSyslogHeader(const FinishedRecord &aRecord, char (&aBuffer)[kHeaderRoom]);
+
+}  // namespace zvlog

@@ -1,0 +1,110 @@
+// SPDX-FileCopyrightText: 2026 the libzvOS authors
+// SPDX-License-Identifier: Apache-2.0
+
+// What stands in front of the text of a record.
+
+#include "private/CivilTime.h"
+#include "private/FinishedRecord.h"
+#include "private/LineWriter.h"
+#include "private/Names.h"
+
+#include <zvLog/zvLogSettings.h>
+
+#include <sys/syscall.h>
+#include <syslog.h>
+#include <unistd.h>
+#include <cerrno>
+
+namespace {
+
+constexpr size_t kMaximumFileLength = 96;
+constexpr size_t kMaximumProgramLength = 32;
+
+void WriteTime(zvlog::LineWriter *aWriter, const timespec &aTime) {
+  constexpr int64 kSecondsPerDay = 86400;
+  const int64 theSeconds = aTime.tv_sec > 0 ? aTime.tv_sec : 0;
+  const zvlog::CivilDate theDate = zvlog::CivilDateOfDay(theSeconds / kSecondsPerDay);
+  const uint64 theSecondOfDay = static_cast<uint64>(theSeconds % kSecondsPerDay);
+
+  aWriter->Number(static_cast<uint64>(theDate.mYear), 4);
+  aWriter->Char('-');
+  aWriter->Number(theDate.mMonth, 2);
+  aWriter->Char('-');
+  aWriter->Number(theDate.mDay, 2);
+  aWriter->Char('T');
+  aWriter->Number(theSecondOfDay / 3600, 2);
+  aWriter->Char(':');
+  aWriter->Number(theSecondOfDay / 60 % 60, 2);
+  aWriter->Char(':');
+  aWriter->Number(theSecondOfDay % 60, 2);
+  aWriter->Char('.');
+  aWriter->Number(static_cast<uint64>(aTime.tv_nsec) / 1000, 6);
+  aWriter->Char('Z');
+}
+
+void WriteNameOrNumber(zvlog::LineWriter *aWriter, const char *aName, uint16 aNumber) {
+  if (aName != nullptr) {
+    aWriter->Text(aName);
+  } else {
+    aWriter->Number(aNumber);
+  }
+}
+
+uint64 ThreadId() {
+  return static_cast<uint64>(syscall(SYS_gettid));
+}
+
+int SyslogPriority(zvLogLevel aLevel) {
+  switch (aLevel) {
+    case kzvLogLevel_None:
+      return LOG_USER | LOG_NOTICE;
+    case kzvLogLevel_Error:
+      return LOG_USER | LOG_ERR;
+    case kzvLogLevel_Warning:
+      return LOG_USER | LOG_WARNING;
+    case kzvLogLevel_Info:
+      return LOG_USER | LOG_INFO;
+    default:
+      return LOG_USER | LOG_DEBUG;
+  }
+}
+
+void WritePlace(zvlog::LineWriter *aWriter, const zvLogData &aData) {
+  WriteNameOrNumber(aWriter, zvlog::NameOfModule(aData.mModule), aData.mModule);
+  aWriter->Text(" [");
+  aWriter->Number(ThreadId());
+  aWriter->Text("] ");
+  aWriter->TailOfText(aData.mFile != nullptr ? aData.mFile : "?", kMaximumFileLength);
+  aWriter->Char(':');
+  aWriter->Number(aData.mLine);
+  aWriter->Text(": ");
+}
+
+}  // namespace
+
+namespace zvlog {
+
+size_t WriteLineHeader(const FinishedRecord &aRecord, char (&aBuffer)[kHeaderRoom]) {
+  LineWriter theWriter(aBuffer, kHeaderRoom);
+  WriteTime(&theWriter, aRecord.mTime);
+  theWriter.Char(' ');
+  WriteNameOrNumber(&theWriter, NameOfLevel(aRecord.mData.mLevel), aRecord.mData.mLevel);
+  theWriter.Char(' ');
+  WritePlace(&theWriter, aRecord.mData);
+  return theWriter.Length();
+}
+
+size_t WriteSyslogHeader(const FinishedRecord &aRecord, char (&aBuffer)[kHeaderRoom]) {
+  LineWriter theWriter(aBuffer, kHeaderRoom);
+  theWriter.Char('<');
+  theWriter.Number(static_cast<uint64>(SyslogPriority(aRecord.mData.mLevel)));
+  theWriter.Char('>');
+  theWriter.TailOfText(program_invocation_short_name, kMaximumProgramLength);
+  theWriter.Char('[');
+  theWriter.Number(static_cast<uint64>(getpid()));
+  theWriter.Text("]: ");
+  WritePlace(&theWriter, aRecord.mData);
+  return theWriter.Length();
+}
+
+}  // namespace zvlog
