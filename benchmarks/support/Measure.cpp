@@ -3,6 +3,8 @@
 
 #include "support/Measure.h"
 
+#include "support/Statistics.h"
+
 #include <sys/resource.h>
 #include <time.h>
 
@@ -12,18 +14,10 @@
 namespace zvbench {
 namespace {
 
-constexpr uint32 kIterationsMax = 1u << 30;
-
 double Now() {
   struct timespec theTime = {};
   if (clock_gettime(CLOCK_MONOTONIC, &theTime) != 0) Fail("clock_gettime failed");
   return static_cast<double>(theTime.tv_sec) * 1e9 + static_cast<double>(theTime.tv_nsec);
-}
-
-double Time(const Loop &aLoop, uint32 aCount) {
-  const double theStart = Now();
-  aLoop(aCount);
-  return Now() - theStart;
 }
 
 long Preemptions() {
@@ -35,7 +29,7 @@ long Preemptions() {
 // The iterations for which the slower side takes the given time. The search warms both sides up.
 uint32 Calibrate(const Sides &aSides, double aNanoseconds) {
   for (uint32 theCount = 1; theCount < kIterationsMax; theCount *= 2) {
-    const double theTime = std::max(Time(aSides.mBare, theCount), Time(aSides.mOurs, theCount));
+    const double theTime = std::max(TimeOf(aSides.mBare, theCount), TimeOf(aSides.mOurs, theCount));
     if (theTime < aNanoseconds / 4) continue;
     const double theExact = theCount * (aNanoseconds / theTime);
     return static_cast<uint32>(std::clamp(theExact, 1.0, static_cast<double>(kIterationsMax)));
@@ -45,23 +39,14 @@ uint32 Calibrate(const Sides &aSides, double aNanoseconds) {
 
 Sample RunRound(const Sides &aSides, uint32 aCount, bool afBareFirst) {
   Sample theSample = {};
-  if (afBareFirst) theSample.mBare = Time(aSides.mBare, aCount);
-  theSample.mOurs = Time(aSides.mOurs, aCount);
-  if (!afBareFirst) theSample.mBare = Time(aSides.mBare, aCount);
+  if (afBareFirst) theSample.mBare = TimeOf(aSides.mBare, aCount);
+  theSample.mOurs = TimeOf(aSides.mOurs, aCount);
+  if (!afBareFirst) theSample.mBare = TimeOf(aSides.mBare, aCount);
   return {theSample.mBare / aCount, theSample.mOurs / aCount};
 }
 
 double FigureOf(Figure aFigure, double aBare, double anOurs) {
   return aFigure == Figure::kRatio ? anOurs / aBare : anOurs - aBare;
-}
-
-// Of sorted values, interpolated between neighbours.
-double Quantile(const std::vector<double> &aSorted, double aPart) {
-  const double thePlace = aPart * static_cast<double>(aSorted.size() - 1);
-  const auto theIndex = static_cast<size_t>(thePlace);
-  const size_t theNext = std::min(theIndex + 1, aSorted.size() - 1);
-  const double theRest = thePlace - static_cast<double>(theIndex);
-  return aSorted[theIndex] + (aSorted[theNext] - aSorted[theIndex]) * theRest;
 }
 
 template <typename Function>
@@ -81,6 +66,12 @@ size_t RankOfBound(size_t aCount) {
 }
 
 }  // namespace
+
+double TimeOf(const Loop &aLoop, uint32 aCount) {
+  const double theStart = Now();
+  aLoop(aCount);
+  return Now() - theStart;
+}
 
 Result MeasureRow(const Row &aRow, const Plan &aPlan) {
   const Sides theSides = aRow.mPrepare();

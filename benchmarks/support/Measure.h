@@ -15,6 +15,11 @@ struct Plan {
   double mBatchNanoseconds;  // how long each side runs in a round, about
 };
 
+constexpr uint32 kIterationsMax = 1u << 30;
+
+// Nanoseconds.
+double TimeOf(const Loop &aLoop, uint32 aCount);
+
 // One round: both sides run once, the order changing from round to round. Nanoseconds per operation.
 struct Sample {
   double mBare;

@@ -16,7 +16,7 @@ set(CMAKE_CXX_COMPILER g++-${ZV_GCC_VERSION})
 
 # The asm/ headers come from the 64-bit library's folder when the multilib package is versioned.
 foreach(language C CXX ASM)
-  set(CMAKE_${language}_FLAGS_INIT "-m32 -march=i686 -msse2 -mfpmath=sse -idirafter /usr/include/x86_64-linux-gnu")
+  set(CMAKE_${language}_FLAGS_INIT "-m32 -march=i686 -mtune=generic -msse2 -mfpmath=sse -idirafter /usr/include/x86_64-linux-gnu")
 endforeach()
 
 set(CMAKE_CROSSCOMPILING_EMULATOR "")

@@ -7,6 +7,7 @@
 #include <zvOS/zvSocketDatagram.h>
 #include <zvOS/zvSocketLog.h>
 
+#include "multiplatform/Message.h"
 #include "private/LockAnnotations.h"
 #include "private/Owner.h"
 

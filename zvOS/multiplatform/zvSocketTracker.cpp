@@ -8,6 +8,7 @@
 #include <zvOS/zvSocketAddress.h>
 #include <zvOS/zvSocketTracker.h>
 
+#include "multiplatform/Message.h"
 #include "private/LockAnnotations.h"
 #include "private/SocketAddress.h"
 

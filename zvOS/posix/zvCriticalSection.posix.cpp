@@ -17,6 +17,24 @@ struct zvCriticalSection_t {
   pthread_mutex_t mMutex = PTHREAD_MUTEX_INITIALIZER;
 };
 
+namespace {
+
+inline int Enter(zvOSCriticalSection *aCriticalSection) {
+  if (const int theError = pthread_mutex_lock(&aCriticalSection->mMutex))
+    return ZVOS_FAIL_COLD(zvCriticalSection_Status_Error,
+                          F("zvOSCriticalSection: pthread_mutex_lock failed (error = %d)\n", theError));
+  return zvCriticalSection_Status_NoError;
+}
+
+inline int Leave(zvOSCriticalSection *aCriticalSection) {
+  if (const int theError = pthread_mutex_unlock(&aCriticalSection->mMutex))
+    return ZVOS_FAIL_COLD(zvCriticalSection_Status_Error,
+                          F("zvOSCriticalSection: pthread_mutex_unlock failed (error = %d)\n", theError));
+  return zvCriticalSection_Status_NoError;
+}
+
+}  // namespace
+
 extern "C" zvOSCriticalSection *zvCriticalSection_New(void) {
   zvos::Owner<zvOSCriticalSection, zvCriticalSection_Delete> theCriticalSection(
       zvos::NewRecord<zvOSCriticalSection>());
@@ -39,19 +57,9 @@ extern "C" void zvCriticalSection_Delete(zvOSCriticalSection *aCriticalSection) 
 }
 
 extern "C" int zvCriticalSection_Enter(zvOSCriticalSection *aCriticalSection) {
-  ZVMAGICNUMBER_CHECK(aCriticalSection, kzvCriticalSection_Magic);
-
-  if (const int theError = pthread_mutex_lock(&aCriticalSection->mMutex))
-    return ZVOS_FAIL_COLD(zvCriticalSection_Status_Error,
-                          F("zvOSCriticalSection: pthread_mutex_lock failed (error = %d)\n", theError));
-  return zvCriticalSection_Status_NoError;
+  return ZVOS_CHECKED(Enter, aCriticalSection, kzvCriticalSection_Magic);
 }
 
 extern "C" int zvCriticalSection_Leave(zvOSCriticalSection *aCriticalSection) {
-  ZVMAGICNUMBER_CHECK(aCriticalSection, kzvCriticalSection_Magic);
-
-  if (const int theError = pthread_mutex_unlock(&aCriticalSection->mMutex))
-    return ZVOS_FAIL_COLD(zvCriticalSection_Status_Error,
-                          F("zvOSCriticalSection: pthread_mutex_unlock failed (error = %d)\n", theError));
-  return zvCriticalSection_Status_NoError;
+  return ZVOS_CHECKED(Leave, aCriticalSection, kzvCriticalSection_Magic);
 }

@@ -26,13 +26,19 @@ struct zvMutex_t {
 
 namespace {
 
-// Kept, so that not every lock takes a call.
+// pthread_self() without the call: on x86 it is the thread pointer, elsewhere it is kept.
+#if defined(__i386__) || defined(__x86_64__)
+pthread_t CurrentThread() {
+  return reinterpret_cast<pthread_t>(__builtin_thread_pointer());
+}
+#else
 thread_local pthread_t sCurrentThread = pthread_t();
 
 pthread_t CurrentThread() {
   if (ZV_UNLIKELY(sCurrentThread == pthread_t())) sCurrentThread = pthread_self();
   return sCurrentThread;
 }
+#endif
 
 void SetOwner(zvOSMutex *aMutex, pthread_t anOwner) {
   aMutex->mOwnerThread.store(anOwner, std::memory_order_relaxed);
@@ -40,6 +46,28 @@ void SetOwner(zvOSMutex *aMutex, pthread_t anOwner) {
 
 bool IsOwner(zvOSMutex *aMutex) {
   return pthread_equal(aMutex->mOwnerThread.load(std::memory_order_relaxed), CurrentThread()) != 0;
+}
+
+inline int Lock(zvOSMutex *aMutex) {
+  if (const int theError = pthread_mutex_lock(&aMutex->mMutex))
+    return ZVOS_FAIL_COLD(zvMutex_Status_Error,
+                          F("zvOSMutex: pthread_mutex_lock failed (error = %d)\n", theError));
+  SetOwner(aMutex, CurrentThread());
+  ++aMutex->mLockCount;
+  return zvMutex_Status_NoError;
+}
+
+inline int Unlock(zvOSMutex *aMutex) {
+  if (ZV_UNLIKELY(!IsOwner(aMutex)))
+    return ZVOS_FAIL_COLD(zvMutex_Status_Error, F("zvOSMutex: unlock failed because not held by caller\n"));
+  if (ZV_UNLIKELY(aMutex->mLockCount == 0)) zvos::OutOfLine([=] { zvAssert(aMutex->mLockCount > 0); });
+
+  // The owner is cleared before the lock is free: afterwards the next owner writes.
+  if (ZV_LIKELY(--aMutex->mLockCount == 0)) SetOwner(aMutex, kzvMutex_NoOwner);
+  if (const int theError = pthread_mutex_unlock(&aMutex->mMutex))
+    return ZVOS_FAIL_COLD(zvMutex_Status_Error,
+                          F("zvOSMutex: pthread_mutex_unlock failed (error = %d)\n", theError));
+  return zvMutex_Status_NoError;
 }
 
 }  // namespace
@@ -64,29 +92,11 @@ extern "C" void zvMutex_Delete(zvOSMutex *aMutex) {
 }
 
 extern "C" int zvMutex_Lock(zvOSMutex *aMutex) {
-  ZVMAGICNUMBER_CHECK(aMutex, kzvMutex_Magic);
-
-  if (const int theError = pthread_mutex_lock(&aMutex->mMutex))
-    return ZVOS_FAIL_COLD(zvMutex_Status_Error,
-                          F("zvOSMutex: pthread_mutex_lock failed (error = %d)\n", theError));
-  SetOwner(aMutex, CurrentThread());
-  ++aMutex->mLockCount;
-  return zvMutex_Status_NoError;
+  return ZVOS_CHECKED(Lock, aMutex, kzvMutex_Magic);
 }
 
 extern "C" int zvMutex_Unlock(zvOSMutex *aMutex) {
-  ZVMAGICNUMBER_CHECK(aMutex, kzvMutex_Magic);
-
-  if (ZV_UNLIKELY(!IsOwner(aMutex)))
-    return ZVOS_FAIL_COLD(zvMutex_Status_Error, F("zvOSMutex: unlock failed because not held by caller\n"));
-  zvAssert(aMutex->mLockCount > 0);
-
-  // The owner is cleared before the lock is free: afterwards the next owner writes.
-  if (--aMutex->mLockCount == 0) SetOwner(aMutex, kzvMutex_NoOwner);
-  if (const int theError = pthread_mutex_unlock(&aMutex->mMutex))
-    return ZVOS_FAIL_COLD(zvMutex_Status_Error,
-                          F("zvOSMutex: pthread_mutex_unlock failed (error = %d)\n", theError));
-  return zvMutex_Status_NoError;
+  return ZVOS_CHECKED(Unlock, aMutex, kzvMutex_Magic);
 }
 
 extern "C" int zvMutex_IsHeld(zvOSMutex *aMutex) {

@@ -8,6 +8,7 @@
 #include <zvOS/zvThread.h>
 #include <zvOS/zvTime.h>
 
+#include "multiplatform/Message.h"
 #include "private/Lock.h"
 #include "private/Owner.h"
 

@@ -33,6 +33,20 @@ int WaitErrorToLog(int anError) {
   return anError == EINTR ? -1 : anError;
 }
 
+inline int Post(zvOSSemaphore *aSemaphore) {
+  if (const int theError = ErrorOf(sem_post(&aSemaphore->mSemaphore)))
+    return ZVOS_FAIL_COLD(zvSemaphore_Status_Error,
+                          F("zvOSSemaphore: sem_post failed (error = %d)\n", theError));
+  return zvSemaphore_Status_NoError;
+}
+
+inline int Wait(zvOSSemaphore *aSemaphore) {
+  if (const int theError = ErrorOf(sem_wait(&aSemaphore->mSemaphore)))
+    return ZVOS_FAIL_COLD(zvSemaphore_Status_Error,
+                          F("zvOSSemaphore: sem_wait failed (error = %d)\n", WaitErrorToLog(theError)));
+  return zvSemaphore_Status_NoError;
+}
+
 }  // namespace
 
 extern "C" zvOSSemaphore *zvSemaphore_New(int anInitialValue) {
@@ -57,21 +71,11 @@ extern "C" void zvSemaphore_Delete(zvOSSemaphore *aSemaphore) {
 }
 
 extern "C" int zvSemaphore_Post(zvOSSemaphore *aSemaphore) {
-  ZVMAGICNUMBER_CHECK(aSemaphore, kzvSemaphore_Magic);
-
-  if (const int theError = ErrorOf(sem_post(&aSemaphore->mSemaphore)))
-    return ZVOS_FAIL_COLD(zvSemaphore_Status_Error,
-                          F("zvOSSemaphore: sem_post failed (error = %d)\n", theError));
-  return zvSemaphore_Status_NoError;
+  return ZVOS_CHECKED(Post, aSemaphore, kzvSemaphore_Magic);
 }
 
 extern "C" int zvSemaphore_Wait(zvOSSemaphore *aSemaphore) {
-  ZVMAGICNUMBER_CHECK(aSemaphore, kzvSemaphore_Magic);
-
-  if (const int theError = ErrorOf(sem_wait(&aSemaphore->mSemaphore)))
-    return ZVOS_FAIL_COLD(zvSemaphore_Status_Error,
-                          F("zvOSSemaphore: sem_wait failed (error = %d)\n", WaitErrorToLog(theError)));
-  return zvSemaphore_Status_NoError;
+  return ZVOS_CHECKED(Wait, aSemaphore, kzvSemaphore_Magic);
 }
 
 extern "C" int zvSemaphore_TryWait(zvOSSemaphore *aSemaphore) {

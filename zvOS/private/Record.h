@@ -1,13 +1,25 @@
 // SPDX-FileCopyrightText: 2026 the libzvOS authors
 // SPDX-License-Identifier: Apache-2.0
 
-// Making and clearing the record behind a handle.
+// Making, checking and clearing the record behind a handle.
 #pragma once
 
+#include "private/Failure.h"
+
+#include <zvOS/zvMagicNumber.h>
 #include <zvOS/zvTypes.h>
 
 #include <cstdlib>
 #include <new>
+
+// A hot function's operation on its handle. What asserts, and then carries on with the handle as it is, lies
+// out of the way, and so do the registers that it would have the hot code save.
+#define ZVOS_CHECKED(operation, handle, magic)                                                    \
+  (ZV_UNLIKELY((handle) == nullptr || (handle)->_mMagicNumber != (magic)) ? zvos::OutOfLine([=] { \
+    ZVMAGICNUMBER_CHECK(handle, magic);                                                           \
+    return operation(handle);                                                                     \
+  })                                                                                              \
+                                                                          : operation(handle))
 
 namespace zvos {
 

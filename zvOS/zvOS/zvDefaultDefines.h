@@ -29,12 +29,14 @@
 #define ZVOS_API                     ZVOS_EXTERN_C __attribute__((visibility("default")))
 #define ZV_UNUSED                    __attribute__((unused))
 #define ZV_COLD                      __attribute__((cold, noinline))
+#define ZV_LIKELY(test)              __builtin_expect(!!(test), 1)
 #define ZV_UNLIKELY(test)            __builtin_expect(!!(test), 0)
 #define ZV_PRINTF_FORMAT(text, args) __attribute__((format(printf, text, args)))
 #else
 #define ZVOS_API ZVOS_EXTERN_C
 #define ZV_UNUSED
 #define ZV_COLD
+#define ZV_LIKELY(test)   (test)
 #define ZV_UNLIKELY(test) (test)
 #define ZV_PRINTF_FORMAT(text, args)
 #endif
