@@ -33,6 +33,8 @@
 #include <zvOS/zvSocket.h>
 #include <zvOS/zvSocketAddress.h>
 #include <zvOS/zvSocketIGMP.h>
+#include <zvOS/zvSocketInterfaces.h>
+#include <zvOS/zvSocketLinkStatus.h>
 #include <zvOS/zvSocketLog.h>
 #include <zvOS/zvSocketPolicy.h>
 #include <zvOS/zvSocketQOS.h>
