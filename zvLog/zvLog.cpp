@@ -16,7 +16,9 @@
 #include "private/Names.h"
 #include "private/Sink.h"
 
+#include <sys/syscall.h>
 #include <time.h>
+#include <unistd.h>
 #include <atomic>
 #include <cerrno>
 #include <csignal>
@@ -116,7 +118,8 @@ void Emit(Record *aRecord) {
   const size_t theLength = MakeLine(aRecord);
   timespec theTime = {};
   clock_gettime(CLOCK_REALTIME, &theTime);
-  zvlog::Deliver({aRecord->mData, theTime, aRecord->Text(), theLength});
+  const pid_t theThread = static_cast<pid_t>(syscall(SYS_gettid));
+  zvlog::Deliver({aRecord->mData, theTime, getpid(), theThread, "", aRecord->Text(), theLength});
 }
 
 // The place of an open record in the stack, -1 when it is not one of this thread.

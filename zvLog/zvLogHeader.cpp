@@ -10,9 +10,7 @@
 
 #include <zvLog/zvLogSettings.h>
 
-#include <sys/syscall.h>
 #include <syslog.h>
-#include <unistd.h>
 #include <cerrno>
 
 namespace {
@@ -50,10 +48,6 @@ void WriteNameOrNumber(zvlog::LineWriter *aWriter, const char *aName, uint16 aNu
   }
 }
 
-uint64 ThreadId() {
-  return static_cast<uint64>(syscall(SYS_gettid));
-}
-
 int SyslogPriority(zvLogLevel aLevel) {
   switch (aLevel) {
     case kzvLogLevel_None:
@@ -69,14 +63,15 @@ int SyslogPriority(zvLogLevel aLevel) {
   }
 }
 
-void WritePlace(zvlog::LineWriter *aWriter, const zvLogData &aData) {
-  WriteNameOrNumber(aWriter, zvlog::NameOfModule(aData.mModule), aData.mModule);
+void WritePlace(zvlog::LineWriter *aWriter, const zvlog::FinishedRecord &aRecord) {
+  const zvLogData &theData = aRecord.mData;
+  WriteNameOrNumber(aWriter, zvlog::NameOfModule(theData.mModule), theData.mModule);
   aWriter->Text(" [");
-  aWriter->Number(ThreadId());
+  aWriter->Number(static_cast<uint64>(aRecord.mThread));
   aWriter->Text("] ");
-  aWriter->TailOfText(aData.mFile != nullptr ? aData.mFile : "?", kMaximumFileLength);
+  aWriter->TailOfText(theData.mFile != nullptr ? theData.mFile : "?", kMaximumFileLength);
   aWriter->Char(':');
-  aWriter->Number(aData.mLine);
+  aWriter->Number(theData.mLine);
   aWriter->Text(": ");
 }
 
@@ -90,7 +85,7 @@ size_t WriteLineHeader(const FinishedRecord &aRecord, char (&aBuffer)[kHeaderRoo
   theWriter.Char(' ');
   WriteNameOrNumber(&theWriter, NameOfLevel(aRecord.mData.mLevel), aRecord.mData.mLevel);
   theWriter.Char(' ');
-  WritePlace(&theWriter, aRecord.mData);
+  WritePlace(&theWriter, aRecord);
   return theWriter.Length();
 }
 
@@ -101,9 +96,9 @@ size_t WriteSyslogHeader(const FinishedRecord &aRecord, char (&aBuffer)[kHeaderR
   theWriter.Char('>');
   theWriter.TailOfText(program_invocation_short_name, kMaximumProgramLength);
   theWriter.Char('[');
-  theWriter.Number(static_cast<uint64>(getpid()));
+  theWriter.Number(static_cast<uint64>(aRecord.mProcess));
   theWriter.Text("]: ");
-  WritePlace(&theWriter, aRecord.mData);
+  WritePlace(&theWriter, aRecord);
   return theWriter.Length();
 }
 

@@ -11,6 +11,8 @@
 
 #include "private/Levels.h"
 
+#include "private/Names.h"
+
 #include <zvLog/zvLogSettings.h>
 
 #include <pthread.h>
@@ -50,28 +52,6 @@ zvLogLevel HighestAdmittedBy(zvLogLevel aGate) {
   return static_cast<zvLogLevel>(aGate > 0 ? aGate - 1 : 0);
 }
 
-// One change of levels at a time, between taking over what others wrote and publishing the result.
-class LevelChange {
- public:
-  LevelChange() {
-    pthread_mutex_lock(&sSetters);
-    sGlobalGate.store(GlobalGateUnder(LoadCeiling()), std::memory_order_relaxed);
-  }
-
-  ~LevelChange() {
-    zvLogLevel theHighest = sGlobalGate.load(std::memory_order_relaxed);
-    for (const std::atomic<zvLogLevel> &theGate : sModuleGates) {
-      theHighest = std::max(theHighest, theGate.load(std::memory_order_relaxed));
-    }
-    sPublishedGate.store(theHighest, std::memory_order_relaxed);
-    __atomic_store_n(&_zvLog_Level, theHighest, __ATOMIC_RELAXED);
-    pthread_mutex_unlock(&sSetters);
-  }
-
-  LevelChange(const LevelChange &) = delete;
-  LevelChange &operator=(const LevelChange &) = delete;
-};
-
 }  // namespace
 
 namespace zvlog {
@@ -80,13 +60,55 @@ bool IsWanted(zvLogLevel aLevel, zvLogModule aModule) {
   return aLevel < GateOf(aModule, LoadCeiling());
 }
 
+LevelChange::LevelChange() {
+  pthread_mutex_lock(&sSetters);
+  sGlobalGate.store(GlobalGateUnder(LoadCeiling()), std::memory_order_relaxed);
+}
+
+LevelChange::~LevelChange() {
+  zvLogLevel theHighest = sGlobalGate.load(std::memory_order_relaxed);
+  for (const std::atomic<zvLogLevel> &theGate : sModuleGates) {
+    theHighest = std::max(theHighest, theGate.load(std::memory_order_relaxed));
+  }
+  sPublishedGate.store(theHighest, std::memory_order_relaxed);
+  __atomic_store_n(&_zvLog_Level, theHighest, __ATOMIC_RELAXED);
+  pthread_mutex_unlock(&sSetters);
+}
+
+void LevelChange::SetGlobal(zvLogLevel aLevel) {
+  sGlobalGate.store(GateAdmitting(aLevel), std::memory_order_relaxed);
+}
+
+void LevelChange::SetModule(zvLogModule aModule, zvLogLevel aLevel) {
+  sModuleGates[aModule].store(GateAdmitting(aLevel), std::memory_order_relaxed);
+}
+
+bool LevelChange::SetModuleNamed(const char *aName, zvLogLevel aLevel) {
+  zvLogModule theModule = 0;
+  if (!ModuleFromText(aName, &theModule)) return false;
+  SetModule(theModule, aLevel);
+  return true;
+}
+
+void LevelChange::ResetModule(zvLogModule aModule) {
+  sModuleGates[aModule].store(kFollowsGlobal, std::memory_order_relaxed);
+}
+
+void LevelChange::ResetAllModules() {
+  for (std::atomic<zvLogLevel> &theGate : sModuleGates) {
+    // What is zero already is left alone: writing would give it memory.
+    if (theGate.load(std::memory_order_relaxed) != kFollowsGlobal) {
+      theGate.store(kFollowsGlobal, std::memory_order_relaxed);
+    }
+  }
+}
+
 }  // namespace zvlog
 
 zvLogLevel _zvLog_Level = kDefaultGate;
 
 extern "C" void zvLog_SetLevel(zvLogLevel aLevel) {
-  const LevelChange theChange;
-  sGlobalGate.store(GateAdmitting(aLevel), std::memory_order_relaxed);
+  zvlog::LevelChange().SetGlobal(aLevel);
 }
 
 extern "C" zvLogLevel zvLog_GetLevel(void) {
@@ -94,13 +116,11 @@ extern "C" zvLogLevel zvLog_GetLevel(void) {
 }
 
 extern "C" void zvLog_SetModuleLevel(zvLogModule aModule, zvLogLevel aLevel) {
-  const LevelChange theChange;
-  sModuleGates[aModule].store(GateAdmitting(aLevel), std::memory_order_relaxed);
+  zvlog::LevelChange().SetModule(aModule, aLevel);
 }
 
 extern "C" void zvLog_ResetModuleLevel(zvLogModule aModule) {
-  const LevelChange theChange;
-  sModuleGates[aModule].store(kFollowsGlobal, std::memory_order_relaxed);
+  zvlog::LevelChange().ResetModule(aModule);
 }
 
 extern "C" zvLogLevel zvLog_GetModuleLevel(zvLogModule aModule) {
