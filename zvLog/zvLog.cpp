@@ -12,13 +12,12 @@
 #include <zvLog/zvLogSettings.h>
 
 #include "private/FinishedRecord.h"
+#include "private/Identity.h"
 #include "private/Levels.h"
 #include "private/Names.h"
 #include "private/Sink.h"
 
-#include <sys/syscall.h>
 #include <time.h>
-#include <unistd.h>
 #include <atomic>
 #include <cerrno>
 #include <csignal>
@@ -118,8 +117,9 @@ void Emit(Record *aRecord) {
   const size_t theLength = MakeLine(aRecord);
   timespec theTime = {};
   clock_gettime(CLOCK_REALTIME, &theTime);
-  const pid_t theThread = static_cast<pid_t>(syscall(SYS_gettid));
-  zvlog::Deliver({aRecord->mData, theTime, getpid(), theThread, "", aRecord->Text(), theLength});
+  const zvlog::Identity &theOwn = zvlog::OwnIdentity();
+  zvlog::Deliver({aRecord->mData, theTime, theOwn.mProcess, theOwn.mThread, theOwn.mName, aRecord->Text(),
+                  theLength});
 }
 
 // The place of an open record in the stack, -1 when it is not one of this thread.

@@ -58,7 +58,9 @@ TEST_F(Record, CarriesTimeLevelModuleThreadPlaceAndText) {
   EXPECT_LE(theLine.mTime, theEnd + 1e-5);
   EXPECT_EQ("warning", theLine.mLevel);
   EXPECT_EQ("TCP_QOS", theLine.mModule);
+  EXPECT_EQ(getpid(), theLine.mProcess);
   EXPECT_EQ(syscall(SYS_gettid), theLine.mThread);
+  EXPECT_EQ("", theLine.mThreadName);
   EXPECT_EQ("player/Playlist.c:4294967295", theLine.mPlace);
   EXPECT_EQ("list has -1 of 7 entries at 12", theLine.mText);
 }

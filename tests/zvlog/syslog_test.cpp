@@ -62,7 +62,7 @@ std::string Expected(int aPriority, const std::string &aRest) {
 }
 
 std::string Thread() {
-  return "[" + std::to_string(syscall(SYS_gettid)) + "]";
+  return "[" + std::to_string(getpid()) + ":" + std::to_string(syscall(SYS_gettid)) + "]";
 }
 
 class Syslog : public LogTest {

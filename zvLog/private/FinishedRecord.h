@@ -11,7 +11,8 @@
 
 namespace zvlog {
 
-constexpr size_t kHeaderRoom = 224;
+// Enough for the longest: names of modules have at most 31 bytes, of files and programs 99.
+constexpr size_t kHeaderRoom = 256;
 
 struct FinishedRecord {
   const zvLogData &mData;

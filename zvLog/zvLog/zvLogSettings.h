@@ -21,10 +21,10 @@
  *
  * A record is one line, written in one piece:
  *
- *   2026-01-31T23:59:59.123456Z error FILE [4711] player/Playlist.c:120: Cannot open 'x'
+ *   2026-01-31T23:59:59.123456Z error FILE [4711:4713 loader] player/Playlist.c:120: Cannot open 'x'
  *
- * that is time (UTC), level, module, thread, place in the source, text. When a sink cannot take a
- * record, the record goes to standard error.
+ * that is time (UTC), level, module, process and thread with its name, if it has one, place in the source,
+ * text. When a sink cannot take a record, the record goes to standard error.
  *
  * The functions of this header may be called from any thread at any time, also while others log,
  * but not from a signal handler.
@@ -56,6 +56,13 @@ ZVLOG_API zvLogLevel zvLog_GetLevel(void);
 ZVLOG_API void zvLog_SetModuleLevel(zvLogModule aModule, zvLogLevel aLevel);
 ZVLOG_API void zvLog_ResetModuleLevel(zvLogModule aModule);
 ZVLOG_API zvLogLevel zvLog_GetModuleLevel(zvLogModule aModule);
+
+/* Gives the calling thread a name, in its records and in the kernel. One of more than 15 bytes is cut and
+ * then ends in "..."; NULL or an empty one takes the name away.
+ *
+ * Without this call a thread has the name that it had in the kernel (pthread_setname_np) at its first
+ * record, which may come from the thread that created it; the name of the program counts as none. */
+ZVLOG_API void zvLog_SetThreadName(const char *aName);
 
 /* Where records go from now on. 1 on success; on failure 0 with the cause in errno, and the sink
  * stays what it was. The file is created when missing; a NULL socket path means /dev/log. */
