@@ -20,6 +20,7 @@ void RestoreDefaults() {
   zvLog_SetSinkStandardError();
   zvLog_SetAssertAborts(0);
   zvLog_SetLevel(kzvLogLevel_Warning);
+  zvLog_SetModuleName(300, nullptr);
   for (const int theModule : {0, 7, 21, 22, 25, 29, 42, 43, 53, 55, 57, 122, 300, 65535}) {
     zvLog_ResetModuleLevel(static_cast<zvLogModule>(theModule));
   }

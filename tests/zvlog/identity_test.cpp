@@ -14,6 +14,7 @@
 #include <sys/syscall.h>
 #include <sys/wait.h>
 #include <unistd.h>
+#include <atomic>
 #include <csignal>
 #include <cstddef>
 #include <filesystem>
@@ -129,6 +130,79 @@ TEST_F(Identity, OfThreadsOfAChildIsRightToo) {
       });
     return theChild;
   });
+}
+
+// A child that has only the thread that forked, and whatever the others held at that moment.
+TEST_F(Identity, IsRightInAChildForkedWhileOtherThreadsLogAndChangeSettings) {
+#ifdef __SANITIZE_THREAD__
+  constexpr int kChildren = 60;
+#else
+  constexpr int kChildren = 300;
+#endif
+  const TempFolder theFolder;
+  ASSERT_EQ(1, zvLog_SetSinkFile(theFolder.File("log").c_str()));
+  const Ending theEnding = RunInChild([] {
+    std::atomic<bool> mfStop{false};
+    std::vector<std::thread> theThreads;
+    for (int theIndex = 0; theIndex < 2; ++theIndex) {
+      theThreads.emplace_back([&mfStop] {
+        while (!mfStop) {
+          zvLogData *theOuter = zvLog_Begin(kzvLogLevel_Error, 7);
+          zvLog_Append_F("outer");
+          for (int theInner = 0; theInner < 3; ++theInner)
+            zvLog_Begin(kzvLogLevel_Error, 7);
+          zvLog_End(theOuter);
+        }
+      });
+    }
+    theThreads.emplace_back([&mfStop] {
+      while (!mfStop) {
+        zvLog_SetModuleLevel(300, kzvLogLevel_Debug);
+        zvLog_SetModuleName(300, "PLAYER");
+        zvLog_SetModuleName(300, nullptr);
+      }
+    });
+    int theResult = 0;
+    for (int theRound = 0; theRound < kChildren && theResult == 0; ++theRound) {
+      const pid_t theChild = fork();
+      if (theChild == 0) {
+        alarm(20);
+        zvLogData *theOuter = zvLog_Begin(kzvLogLevel_Error, 0);
+        for (int theInner = 0; theInner < 4; ++theInner) {
+          if (zvLog_WillLog(kzvLogLevel_Error, 0) == 0 || zvLog_Begin(kzvLogLevel_Error, 0) == nullptr)
+            _exit(1);
+        }
+        zvLog_End(theOuter);
+        zvLog_SetModuleLevel(301, kzvLogLevel_Info);
+        if (zvLog_GetModuleLevel(301) != kzvLogLevel_Info) _exit(2);
+        zvLog_SetModuleLevel(300, kzvLogLevel_Error);
+        if (zvLog_GetModuleLevel(300) != kzvLogLevel_Error) _exit(3);
+        zvLog_ResetModuleLevel(301);
+        if (_zvLog_Level != 3) _exit(4);
+        if (zvLog_SetModuleName(301, "CHILD") == 0) _exit(5);
+        zvLog_SetSinkStandardError();
+        Log(kzvLogLevel_Error, 301, std::to_string(getpid()));
+        _exit(0);
+      }
+      int theStatus = 0;
+      waitpid(theChild, &theStatus, 0);
+      if (theStatus != 0)
+        theResult = WIFEXITED(theStatus) ? WEXITSTATUS(theStatus) : 100 + WTERMSIG(theStatus);
+    }
+    mfStop = true;
+    for (std::thread &theThread : theThreads)
+      theThread.join();
+    return theResult;
+  });
+  EXPECT_FALSE(theEnding.mfTimedOut);
+  EXPECT_EQ(0, theEnding.mStatus);
+  const std::vector<Line> theLines = ParseAll(theEnding.mError);
+  EXPECT_EQ(static_cast<size_t>(kChildren), theLines.size());
+  for (const Line &theLine : theLines) {
+    EXPECT_EQ("CHILD", theLine.mModule);
+    EXPECT_EQ(theLine.mText, std::to_string(theLine.mProcess));
+    EXPECT_EQ(theLine.mText, std::to_string(theLine.mThread));
+  }
 }
 
 // A filter of system calls kills the process for asking again.

@@ -11,8 +11,9 @@ namespace zvlog {
 // Takes no lock.
 bool IsWanted(zvLogLevel aLevel, zvLogModule aModule);
 
-// One change of any number of levels, which takes force at the end of the object's life. One thread at a
-// time makes a change, others wait; not for signal handlers, and a thread makes no second one meanwhile.
+// One change of any number of levels, which takes force at once at the end of the object's life: who sees one
+// of the new levels sees them all. One thread at a time makes a change, others wait; not for signal
+// handlers, and a thread makes no second one meanwhile.
 class LevelChange {
  public:
   LevelChange();
@@ -22,10 +23,16 @@ class LevelChange {
 
   void SetGlobal(zvLogLevel aLevel);
   void SetModule(zvLogModule aModule, zvLogLevel aLevel);
-  // By name or number, as in settings. False when no module has that name.
-  [[nodiscard]] bool SetModuleNamed(const char *aName, zvLogLevel aLevel);
+  // By name or number, as in settings. False when no module has that name; the level is then kept for the
+  // module that gets it.
+  bool SetModuleNamed(const char *aName, zvLogLevel aLevel);
   void ResetModule(zvLogModule aModule);  // it follows the global level again
   void ResetAllModules();
+
+ private:
+  zvLogLevel mCeiling;  // _zvLog_Level at the beginning
+  zvLogLevel mGlobalGate;
+  uint32 mHalf;  // of the gates of modules that is changed
 };
 
 }  // namespace zvlog

@@ -50,9 +50,10 @@ typedef struct zvLogData {
  * warnings as well, 5 everything.
  *
  * It is the highest of all levels set, global and of modules; zvLog_Begin decides for each module.
- * Anybody may write it at any time: the value written is from then on the global level, and it also
- * caps the modules that have a level of their own, until the next call of a function of
- * <zvLog/zvLogSettings.h> that sets a level. Writing the value that it already has changes nothing.
+ * Anybody may write it at any time: the value written is from then on the level of everything, also of
+ * modules that have one of their own, until the next call of a function of <zvLog/zvLogSettings.h> that
+ * sets a level; then it is the global level, and those modules have theirs again. Writing the value that
+ * it already has changes nothing.
  * As others may do so at the same time, it is read and written as an atomic where there are threads:
  * __atomic_load_n(&_zvLog_Level, __ATOMIC_RELAXED), which is an ordinary load. */
 extern ZVLOG_API zvLogLevel _zvLog_Level;

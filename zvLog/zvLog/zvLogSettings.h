@@ -17,7 +17,8 @@
  *   assert=abort       a failed assertion ends the process; assert=return does not, the default
  *
  * Modules known by name: DEFAULT, ZVOS, TCP, TCPRW, SELECT, PLUGIN, FILE, DIR, SOCKETTRACKER,
- * SOCKETTRAFFIC, PATH, TCP_QOS.
+ * SOCKETTRAFFIC, PATH, TCP_QOS, and those that the program names (zvLog_SetModuleName).
+ * A level for a name that no module has yet is kept for the module that gets it.
  *
  * A record is one line, written in one piece:
  *
@@ -57,6 +58,16 @@ ZVLOG_API void zvLog_SetModuleLevel(zvLogModule aModule, zvLogLevel aLevel);
 ZVLOG_API void zvLog_ResetModuleLevel(zvLogModule aModule);
 ZVLOG_API zvLogLevel zvLog_GetModuleLevel(zvLogModule aModule);
 
+/* Gives a module a name, which records show in place of its number and settings know it by. A level that
+ * was set for the name before, as by ZVLOG, takes force now. Another name replaces it, NULL takes it away;
+ * a module that is known by name without it then has that name again.
+ *
+ * A name has 1 to 31 letters, digits, '_', '-' and '.', and does not begin with a digit; settings do not
+ * distinguish upper and lower case. Each of the 65,536 modules can have one. 1 on success; otherwise 0
+ * with the cause in errno: EINVAL for what can be no name, EEXIST when another module has it, ENOMEM. The
+ * text is copied, and the copy stays until the process ends, as a thread may be about to write it. */
+ZVLOG_API int zvLog_SetModuleName(zvLogModule aModule, const char *aName);
+
 /* Gives the calling thread a name, in its records and in the kernel. One of more than 15 bytes is cut and
  * then ends in "..."; NULL or an empty one takes the name away.
  *
@@ -74,7 +85,8 @@ ZVLOG_API int zvLog_SetSinkSyslog(const char *aSocketPath);
 ZVLOG_API void zvLog_SetAssertAborts(int afAborts);
 
 /* Applies a list of settings in the form of ZVLOG. Each bad setting is reported on standard error
- * and skipped. 1 when all were good, otherwise 0. */
+ * and skipped. So is one for a name that no module has, which may be mistyped; it is kept all the same. 1
+ * when all were good, otherwise 0. */
 ZVLOG_API int zvLog_ApplySettings(const char *aSettings);
 
 #ifdef __cplusplus
