@@ -3,48 +3,43 @@
 
 // Log records: begun, filled and emitted by one thread, without locks and without heap.
 //
-// Each thread has a small stack of records. A signal handler may interrupt the thread at any
-// instruction and log: it takes the next record of the stack and has released it when it returns, so
-// that the interrupted code needs nothing but the right order, claim before use and use before
-// release. A handler that does not return leaves the interrupted record behind, unfinished.
+// Each thread has a record of its own, and a stack of those that are open: the outermost is its own, the
+// others are borrowed. A signal handler may interrupt the thread at any instruction and log: it puts
+// another record on the stack and has taken it off when it returns, so that the interrupted code needs
+// nothing but the right order. A handler that does not return leaves the interrupted record behind,
+// unfinished, until one that encloses it ends.
 
 #include <zvLog/zvLog.h>
 #include <zvLog/zvLogSettings.h>
 
-#include "private/FinishedRecord.h"
+#include "private/Identity.h"
 #include "private/Levels.h"
 #include "private/Names.h"
+#include "private/Record.h"
+#include "private/RecordPool.h"
+#include "private/SignalOrder.h"
 #include "private/Sink.h"
 
 #include <time.h>
 #include <atomic>
 #include <cerrno>
 #include <csignal>
-#include <cstdio>
-#include <cstring>
 
 namespace {
 
+using zvlog::OrderForSignalHandlers;
+using zvlog::Record;
+
 constexpr int kNestingDepth = 5;
-constexpr size_t kTextRoom = 1240;
-constexpr char kCutMark[] = " [cut]\n";
-
-struct Record {
-  zvLogData mData;
-  size_t mLength;  // of the text
-  bool mfCut;
-  // The text begins behind room for the header, which is written right in front of it when the
-  // record is emitted; both then leave in one call. The text may be followed by the cut mark.
-  char mLine[zvlog::kHeaderRoom + kTextRoom + sizeof kCutMark];
-
-  char *Text() { return mLine + zvlog::kHeaderRoom; }
-};
 
 struct ThreadRecords {
-  volatile sig_atomic_t mDepth;
-  Record mRecords[kNestingDepth];
+  volatile sig_atomic_t mDepth;               // of the stack
+  Record *volatile mBorrowed[kNestingDepth];  // NULL at the place of its own, and while none is there yet
+  Record mOwn;
+
+  Record *At(int anIndex) { return anIndex == 0 ? &mOwn : mBorrowed[anIndex]; }
 };
-static_assert(sizeof(ThreadRecords) <= 8192, "every thread of every program pays for it");
+static_assert(sizeof(ThreadRecords) <= 1800, "every thread of every program pays for it");
 
 thread_local ThreadRecords sThread;
 
@@ -61,70 +56,83 @@ class ErrnoKeeper {
   const int mError;
 };
 
-// What stands before it in the source happens before what follows, as seen by a signal handler of
-// the same thread.
-void OrderForSignalHandlers() {
-  std::atomic_signal_fence(std::memory_order_seq_cst);
-}
-
-void Clear(Record *aRecord, zvLogLevel aLevel, zvLogModule aModule) {
-  aRecord->mData = zvLogData{aLevel, aModule, nullptr, 0};
-  aRecord->mLength = 0;
-  aRecord->mfCut = false;
-}
-
-void Append(Record *aRecord, const char *aFormat, va_list anArguments) ZVLOG_PRINTF(2, 0);
-void Append(Record *aRecord, const char *aFormat, va_list anArguments) {
-  if (aRecord->mfCut) return;
-  // One byte more than may be used, for the terminator, which the cut mark overwrites.
-  const size_t theRoom = kTextRoom - aRecord->mLength;
-  const int theLength = vsnprintf(aRecord->Text() + aRecord->mLength, theRoom + 1, aFormat, anArguments);
-  if (theLength < 0) {
-    aRecord->mfCut = true;
-    return;
+// After a fork the records of this thread are noted as those of another.
+void KeepBorrowed(ThreadRecords *aThread) {
+  for (int theIndex = 1; theIndex < aThread->mDepth; ++theIndex) {
+    const Record *theRecord = aThread->mBorrowed[theIndex];
+    if (theRecord != nullptr) zvlog::KeepRecord(theRecord);
   }
-  aRecord->mfCut = static_cast<size_t>(theLength) > theRoom;
-  aRecord->mLength += aRecord->mfCut ? theRoom : static_cast<size_t>(theLength);
 }
 
-void Append(Record *aRecord, const char *aFormat, ...) ZVLOG_PRINTF(2, 3);
-void Append(Record *aRecord, const char *aFormat, ...) {
-  va_list theArguments;
-  va_start(theArguments, aFormat);
-  Append(aRecord, aFormat, theArguments);
-  va_end(theArguments);
+// Puts a record on the stack; NULL when there is none.
+Record *Open(ThreadRecords *aThread) {
+  const int theIndex = aThread->mDepth;
+  if (theIndex == 0) {
+    aThread->mDepth = 1;
+    OrderForSignalHandlers();
+    return &aThread->mOwn;
+  }
+  if (theIndex >= kNestingDepth) return nullptr;
+  KeepBorrowed(aThread);
+  Record *theRecord = zvlog::ClaimRecord();
+  if (theRecord == nullptr) return nullptr;
+  // A handler that comes in between must not put its own record where this one will be.
+  aThread->mDepth = theIndex + 1;
+  OrderForSignalHandlers();
+  aThread->mBorrowed[theIndex] = theRecord;
+  return theRecord;
 }
 
-// Makes one line of the text: it ends in a line feed, which is the only one. Gives its length.
-size_t MakeLine(Record *aRecord) {
-  char *theText = aRecord->Text();
-  size_t theLength = aRecord->mLength;
-  if (aRecord->mfCut) {
-    memcpy(theText + theLength, kCutMark, sizeof kCutMark - 1);
-    theLength += sizeof kCutMark - 1;
-  } else if (theLength == 0 || theText[theLength - 1] != '\n') {
-    theText[theLength++] = '\n';
+bool CanOpen(ThreadRecords *aThread) {
+  if (aThread->mDepth == 0) return true;
+  if (aThread->mDepth >= kNestingDepth) return false;
+  KeepBorrowed(aThread);
+  return zvlog::IsRecordLeft();
+}
+
+// Takes the records from aDepth on off the stack.
+void CloseDownTo(ThreadRecords *aThread, int aDepth) {
+  OrderForSignalHandlers();
+  for (int theIndex = aThread->mDepth - 1; theIndex >= aDepth; --theIndex) {
+    const Record *theRecord = aThread->mBorrowed[theIndex];
+    aThread->mBorrowed[theIndex] = nullptr;
+    aThread->mDepth = theIndex;
+    if (theRecord != nullptr) zvlog::ReleaseRecord(theRecord);
   }
-  for (size_t theIndex = 0; theIndex + 1 < theLength; ++theIndex) {
-    char &theChar = theText[theIndex];
-    if (theChar == '\n' || theChar == '\r' || theChar == '\0') theChar = ' ';
-  }
-  return theLength;
 }
 
 void Emit(Record *aRecord) {
-  const size_t theLength = MakeLine(aRecord);
+  const size_t theLength = aRecord->MakeLine();
   timespec theTime = {};
   clock_gettime(CLOCK_REALTIME, &theTime);
-  zvlog::Deliver({aRecord->mData, theTime, aRecord->Text(), theLength});
+  const zvlog::Identity &theOwn = zvlog::OwnIdentity();
+  zvlog::Deliver(
+      {aRecord->mData, theTime, theOwn.mProcess, theOwn.mThread, theOwn.mName, aRecord->Text(), theLength});
 }
 
 // The place of an open record in the stack, -1 when it is not one of this thread.
-int FindOpenRecord(const zvLogData *aLogData) {
-  for (int theIndex = sThread.mDepth - 1; theIndex >= 0; --theIndex) {
-    if (&sThread.mRecords[theIndex].mData == aLogData) return theIndex;
+int FindOpenRecord(ThreadRecords *aThread, const zvLogData *aLogData) {
+  for (int theIndex = aThread->mDepth - 1; theIndex >= 0; --theIndex) {
+    const Record *theRecord = aThread->At(theIndex);
+    if (theRecord != nullptr && &theRecord->mData == aLogData) return theIndex;
   }
   return -1;
+}
+
+void EmitAssertion(Record *aRecord, const char *anExpression, const char *aFile, uint32 aLine) {
+  aRecord->Clear(kzvLogLevel_Error, zvlog::kModuleDefault);
+  aRecord->mData.mFile = aFile;
+  aRecord->mData.mLine = aLine;
+  aRecord->Append("Assertion failed: %s (%s:%u)\n", anExpression != nullptr ? anExpression : "?",
+                  aFile != nullptr ? aFile : "?", aLine);
+  Emit(aRecord);
+}
+
+// Where no record is left. It is not part of its caller, which needs little stack otherwise.
+__attribute__((noinline)) void EmitAssertionFromStack(const char *anExpression, const char *aFile,
+                                                      uint32 aLine) {
+  Record theRecord;
+  EmitAssertion(&theRecord, anExpression, aFile, aLine);
 }
 
 // In a library loaded at run time, the first use of thread-local storage allocates it; for the
@@ -138,22 +146,20 @@ __attribute__((constructor)) void MakeRecordsOfThisThread() {
 extern "C" zvLogData *zvLog_Begin(zvLogLevel aLevel, zvLogModule aModule) {
   if (!zvlog::IsWanted(aLevel, aModule)) return nullptr;
 
-  const int theIndex = sThread.mDepth;
-  if (theIndex >= kNestingDepth) return nullptr;
-
-  sThread.mDepth = theIndex + 1;
-  OrderForSignalHandlers();
-  Record *theRecord = &sThread.mRecords[theIndex];
-  Clear(theRecord, aLevel, aModule);
+  Record *theRecord = Open(&sThread);
+  if (theRecord == nullptr) return nullptr;
+  theRecord->Clear(aLevel, aModule);
   return &theRecord->mData;
 }
 
 extern "C" void zvLog_Append_VF(const char *aFormat, va_list anArguments) {
   const int theDepth = sThread.mDepth;
   if (theDepth == 0 || aFormat == nullptr) return;
+  Record *theRecord = sThread.At(theDepth - 1);
+  if (theRecord == nullptr) return;
 
   const ErrnoKeeper theErrnoKeeper;
-  Append(&sThread.mRecords[theDepth - 1], aFormat, anArguments);
+  theRecord->Append(aFormat, anArguments);
 }
 
 extern "C" void zvLog_Append_F(const char *aFormat, ...) {
@@ -164,30 +170,29 @@ extern "C" void zvLog_Append_F(const char *aFormat, ...) {
 }
 
 extern "C" void zvLog_End(zvLogData *aLogData) {
-  const int theIndex = FindOpenRecord(aLogData);
+  const int theIndex = FindOpenRecord(&sThread, aLogData);
   if (theIndex < 0) return;
 
   const ErrnoKeeper theErrnoKeeper;
-  Emit(&sThread.mRecords[theIndex]);
-  OrderForSignalHandlers();
-  sThread.mDepth = theIndex;
+  Emit(sThread.At(theIndex));
+  CloseDownTo(&sThread, theIndex);
 }
 
 extern "C" int zvLog_WillLog(zvLogLevel aLevel, zvLogModule aModule) {
-  return zvlog::IsWanted(aLevel, aModule) ? 1 : 0;
+  return zvlog::IsWanted(aLevel, aModule) && CanOpen(&sThread) ? 1 : 0;
 }
 
 extern "C" void _zvAssert(const char *anExpression, const char *aFile, uint32 aLine) {
+  const int theDepth = sThread.mDepth;
   {
     const ErrnoKeeper theErrnoKeeper;
-    // A record of its own, so that it comes out however many are open.
-    Record theRecord;
-    Clear(&theRecord, kzvLogLevel_Error, zvlog::kModuleDefault);
-    theRecord.mData.mFile = aFile;
-    theRecord.mData.mLine = aLine;
-    Append(&theRecord, "Assertion failed: %s (%s:%u)\n", anExpression != nullptr ? anExpression : "?",
-           aFile != nullptr ? aFile : "?", aLine);
-    Emit(&theRecord);
+    Record *theRecord = Open(&sThread);
+    if (theRecord != nullptr) {
+      EmitAssertion(theRecord, anExpression, aFile, aLine);
+      CloseDownTo(&sThread, theDepth);
+    } else {
+      EmitAssertionFromStack(anExpression, aFile, aLine);
+    }
   }
   if (sfAssertAborts.load(std::memory_order_relaxed)) abort();
 }

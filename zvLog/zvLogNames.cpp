@@ -1,10 +1,11 @@
 // SPDX-FileCopyrightText: 2026 the libzvOS authors
 // SPDX-License-Identifier: Apache-2.0
 
-// The names of levels and modules.
+// The names of levels and modules: those that are known here, and those that programs give.
 
 #include "private/Names.h"
 
+#include "private/ModuleNames.h"
 #include "private/Numbers.h"
 
 #include <zvLog/zvLogSettings.h>
@@ -69,7 +70,8 @@ const char *NameOfLevel(zvLogLevel aLevel) {
 }
 
 const char *NameOfModule(zvLogModule aModule) {
-  return FindName(kModules, aModule);
+  const char *theGiven = GivenNameOfModule(aModule);
+  return theGiven != nullptr ? theGiven : FindName(kModules, aModule);
 }
 
 bool LevelFromText(const char *aText, zvLogLevel *aLevel) {
@@ -78,7 +80,7 @@ bool LevelFromText(const char *aText, zvLogLevel *aLevel) {
 }
 
 bool ModuleFromText(const char *aText, zvLogModule *aModule) {
-  return FindNumber(kModules, aText, UINT16_MAX, aModule);
+  return ModuleOfGivenName(aText, aModule) || FindNumber(kModules, aText, UINT16_MAX, aModule);
 }
 
 }  // namespace zvlog

@@ -5,6 +5,8 @@
 
 #include <zvLog/zvLogSettings.h>
 
+#include "private/Levels.h"
+#include "private/ModuleNames.h"
 #include "private/Names.h"
 
 #include <unistd.h>
@@ -74,16 +76,22 @@ bool ApplyAssert(const char *aSetting, const char *aValue) {
   return true;
 }
 
+// While the library is loaded the program cannot have named its modules yet.
+bool sfLoading = false;
+
 bool ApplyModuleLevel(const char *aSetting, const char *aName, const char *aValue) {
   zvLogModule theModule = 0;
-  if (!zvlog::ModuleFromText(aName, &theModule)) {
+  const bool afKnown = zvlog::ModuleFromText(aName, &theModule);
+  if (!afKnown && !(sfLoading && zvlog::CanBeModuleName(aName))) {
+    zvLogLevel theKept = 0;
+    if (zvlog::LevelFromText(aValue, &theKept)) zvlog::LevelChange().SetModuleNamed(aName, theKept);
     return Complain(aSetting, "'%s' is no module, neither a known name nor a number up to 65535", aName);
   }
   zvLogLevel theLevel = 0;
   if (!zvlog::LevelFromText(aValue, &theLevel)) {
     return Complain(aSetting, "'%s' is no level (none, error, warning, info, debug or a number)", aValue);
   }
-  zvLog_SetModuleLevel(theModule, theLevel);
+  zvlog::LevelChange().SetModuleNamed(aName, theLevel);
   return true;
 }
 
@@ -115,7 +123,10 @@ bool ApplyOne(char *aSetting) {
 
 __attribute__((constructor)) void ApplyEnvironment() {
   const char *theSettings = secure_getenv(kVariable);
-  if (theSettings != nullptr) zvLog_ApplySettings(theSettings);
+  if (theSettings == nullptr) return;
+  sfLoading = true;
+  zvLog_ApplySettings(theSettings);
+  sfLoading = false;
 }
 
 }  // namespace

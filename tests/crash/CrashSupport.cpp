@@ -70,14 +70,16 @@ std::vector<LogLine> ParseLog(const std::string &aText) {
   for (std::string theLine; std::getline(theStream, theLine);) {
     std::istringstream theWords(theLine);
     std::string theTime, theLevel, theModule, theThread, thePlace;
-    theWords >> theTime >> theLevel >> theModule >> theThread >> thePlace;
+    theWords >> theTime >> theLevel >> theModule;
+    std::getline(theWords >> std::ws, theThread, ']');  // its name may have blanks
+    theWords >> thePlace;
     if (!theWords || theThread.front() != '[' || thePlace.back() != ':' || theWords.get() != ' ') {
       ADD_FAILURE() << "no line of a log: " << theLine;
       continue;
     }
     std::string theText;
     std::getline(theWords, theText);
-    theLines.push_back({theThread, theLevel + " " + theModule, theText});
+    theLines.push_back({theThread + ']', theLevel + " " + theModule, theText});
   }
   return theLines;
 }

@@ -68,7 +68,7 @@ struct Crash {
   std::string TraceFileName() const;
 };
 
-// The lines of the companion library: time, level, module, [thread], file:line: text.
+// The lines of the companion library: time, level, module, [process:thread name], file:line: text.
 std::vector<LogLine> ParseLog(const std::string &aText);
 
 enum class LogTo { File, StandardError };

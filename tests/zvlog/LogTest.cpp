@@ -20,6 +20,7 @@ void RestoreDefaults() {
   zvLog_SetSinkStandardError();
   zvLog_SetAssertAborts(0);
   zvLog_SetLevel(kzvLogLevel_Warning);
+  zvLog_SetModuleName(300, nullptr);
   for (const int theModule : {0, 7, 21, 22, 25, 29, 42, 43, 53, 55, 57, 122, 300, 65535}) {
     zvLog_ResetModuleLevel(static_cast<zvLogModule>(theModule));
   }
@@ -76,21 +77,26 @@ Line Parse(const std::string &aLine) {
   int theTimeLength = 0;
   int theLength = 0;
   char theLevel[16];
-  char theModule[16];
-  char thePlace[128];
-  const int theCount =
-      sscanf(aLine.c_str(), "%4d-%2d-%2dT%2d:%2d:%2d.%6dZ%n %15s %15s [%ld] %127s%n", &theTime.tm_year,
-             &theTime.tm_mon, &theTime.tm_mday, &theTime.tm_hour, &theTime.tm_min, &theTime.tm_sec,
-             &theMicroseconds, &theTimeLength, theLevel, theModule, &theLine.mThread, thePlace, &theLength);
-  const size_t theTextAt = static_cast<size_t>(theLength) + 1;
-  if (theCount != 11 || theTimeLength != 27 || theTextAt > aLine.size()) return theLine;
+  char theModule[48];
+  const int theCount = sscanf(aLine.c_str(), "%4d-%2d-%2dT%2d:%2d:%2d.%6dZ%n %15s %47s [%ld:%ld%n",
+                              &theTime.tm_year, &theTime.tm_mon, &theTime.tm_mday, &theTime.tm_hour,
+                              &theTime.tm_min, &theTime.tm_sec, &theMicroseconds, &theTimeLength, theLevel,
+                              theModule, &theLine.mProcess, &theLine.mThread, &theLength);
+  const size_t theNameAt = static_cast<size_t>(theLength);
+  const size_t theNameEnd = aLine.find("] ", theNameAt);
+  if (theCount != 11 || theTimeLength != 27 || theNameEnd == std::string::npos) return theLine;
+  if (theNameEnd > theNameAt) theLine.mThreadName = aLine.substr(theNameAt + 1, theNameEnd - theNameAt - 1);
+
+  const size_t thePlaceAt = theNameEnd + 2;
+  const size_t theTextAt = aLine.find(' ', thePlaceAt) + 1;
+  if (theTextAt == 0) return theLine;
 
   theTime.tm_year -= 1900;
   theTime.tm_mon -= 1;
   theLine.mTime = static_cast<double>(timegm(&theTime)) + theMicroseconds / 1e6;
   theLine.mLevel = theLevel;
   theLine.mModule = theModule;
-  theLine.mPlace = thePlace;
+  theLine.mPlace = aLine.substr(thePlaceAt, theTextAt - thePlaceAt - 1);
   theLine.mText = aLine.substr(theTextAt, aLine.size() - theTextAt - 1);
   theLine.mfWellFormed = aLine.find('\n') == aLine.size() - 1 && theLine.mPlace.back() == ':';
   if (theLine.mfWellFormed) theLine.mPlace.pop_back();

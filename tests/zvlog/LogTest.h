@@ -46,7 +46,9 @@ struct Line {
   double mTime = 0;  // seconds since 1970
   std::string mLevel;
   std::string mModule;
+  long mProcess = 0;
   long mThread = 0;
+  std::string mThreadName;
   std::string mPlace;
   std::string mText;  // without the line feed
 };

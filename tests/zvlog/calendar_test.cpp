@@ -11,7 +11,7 @@
 
 namespace {
 
-void ExpectDate(int64 aDay, int64 aYear, uint32 aMonth, uint32 aDayOfMonth) {
+void ExpectDate(int32 aDay, int32 aYear, uint32 aMonth, uint32 aDayOfMonth) {
   const zvlog::CivilDate theDate = zvlog::CivilDateOfDay(aDay);
   EXPECT_EQ(aYear, theDate.mYear) << aDay;
   EXPECT_EQ(aMonth, theDate.mMonth) << aDay;
@@ -29,9 +29,9 @@ TEST(Calendar, KnownDaysHaveTheirDates) {
 }
 
 TEST(Calendar, EveryDayFrom1901To2038HasTheDateOfTheCLibrary) {
-  constexpr int64 kLastDayOf32Bits = 24855;
-  for (int64 theDay = -kLastDayOf32Bits; theDay < kLastDayOf32Bits; ++theDay) {
-    const time_t theTime = static_cast<time_t>(theDay * 86400);
+  constexpr int32 kLastDayOf32Bits = 24855;
+  for (int32 theDay = -kLastDayOf32Bits; theDay < kLastDayOf32Bits; ++theDay) {
+    const time_t theTime = static_cast<time_t>(theDay) * 86400;
     tm theExpected = {};
     ASSERT_NE(nullptr, gmtime_r(&theTime, &theExpected));
     const zvlog::CivilDate theDate = zvlog::CivilDateOfDay(theDay);

@@ -50,6 +50,22 @@ TEST(Environment, BadSettingIsReportedAndTheRestHolds) {
   EXPECT_EQ(Levels(21, "1"), TextsOf(ParseAll(theEnding.mError.substr(theComplaint.size()))));
 }
 
+TEST(Environment, LevelForANameHoldsWhenTheProgramGivesThatName) {
+  const Ending theEnding = RunProbe({"name=PLAYER"}, {"ZVLOG=none,player=debug,OTHER=debug"});
+  EXPECT_EQ("gate 5, global level 0\n", theEnding.mOutput);
+  EXPECT_EQ(Levels(42, "1234"), TextsOf(ParseAll(theEnding.mError)));
+  EXPECT_EQ("PLAYER", ParseAll(theEnding.mError)[0].mModule);
+}
+
+TEST(Environment, LevelForWhatCanBeNoNameIsReported) {
+  const Ending theEnding = RunProbe({}, {"ZVLOG=none,a b=debug,70000=info"});
+  EXPECT_EQ(
+      "zvLog: bad setting 'a b=debug': 'a b' is no module, neither a known name nor a number up to 65535\n"
+      "zvLog: bad setting '70000=info': '70000' is no module, neither a known name nor a number up to "
+      "65535\n",
+      theEnding.mError);
+}
+
 TEST(Environment, ProgramMayWriteTheLevelVariable) {
   const Ending theEnding = RunProbe({"level=5"}, {"ZVLOG=none"});
   EXPECT_EQ("gate 5, global level 4\n", theEnding.mOutput);

@@ -115,14 +115,17 @@ TEST_F(Level, WrittenDirectlyIsTheNewGlobalLevel) {
   EXPECT_EQ(nullptr, zvLog_Begin(0, 0));
 }
 
-TEST_F(Level, WrittenDirectlyCapsModules) {
+TEST_F(Level, WrittenDirectlyHoldsForModulesWithALevelOfTheirOwnToo) {
   zvLog_SetModuleLevel(kTcp, kzvLogLevel_Debug);
   zvLog_SetModuleLevel(kFile, kzvLogLevel_Error);
-  _zvLog_Level = 4;
-  EXPECT_EQ("0123", Admitted(kTcp));
-  EXPECT_EQ("01", Admitted(kFile));
-  EXPECT_EQ("0123", Admitted(0));
-  EXPECT_EQ(kzvLogLevel_Info, zvLog_GetModuleLevel(kTcp));
+  for (const auto &[theGate, theDigits] :
+       std::vector<std::pair<zvLogLevel, std::string>>{{4, "0123"}, {6, "012345"}, {1, "0"}, {0, ""}}) {
+    _zvLog_Level = theGate;
+    EXPECT_EQ(theDigits, Admitted(kTcp));
+    EXPECT_EQ(theDigits, Admitted(kFile));
+    EXPECT_EQ(theDigits, Admitted(0));
+    EXPECT_EQ(std::max(theGate, zvLogLevel{1}) - 1, zvLog_GetModuleLevel(kFile));
+  }
 }
 
 TEST_F(Level, WrittenDirectlyIsTakenOverByTheNextSetting) {

@@ -58,7 +58,9 @@ TEST_F(Record, CarriesTimeLevelModuleThreadPlaceAndText) {
   EXPECT_LE(theLine.mTime, theEnd + 1e-5);
   EXPECT_EQ("warning", theLine.mLevel);
   EXPECT_EQ("TCP_QOS", theLine.mModule);
+  EXPECT_EQ(getpid(), theLine.mProcess);
   EXPECT_EQ(syscall(SYS_gettid), theLine.mThread);
+  EXPECT_EQ("", theLine.mThreadName);
   EXPECT_EQ("player/Playlist.c:4294967295", theLine.mPlace);
   EXPECT_EQ("list has -1 of 7 entries at 12", theLine.mText);
 }
@@ -136,20 +138,75 @@ TEST_F(Record, ThatJustFitsIsWhole) {
   EXPECT_EQ(std::string(kTextRoom - 1, 'x'), OnlyLine().mText);
 }
 
-TEST_F(Record, ThatIsTooLongIsCutVisibly) {
-  Log(kzvLogLevel_Error, 0, std::string(kTextRoom + 1, 'x'));
-  const Line theLine = OnlyLine();
-  EXPECT_TRUE(theLine.mfWellFormed);
-  EXPECT_EQ(std::string(kTextRoom, 'x') + " [cut]", theLine.mText);
+constexpr size_t kHeadRoom = 1008;
+constexpr size_t kTailRoom = 200;
+
+// What is left of a text that is too long.
+std::string Shortened(const std::string &aText) {
+  const size_t theMissing = aText.size() - kHeadRoom - kTailRoom;
+  return aText.substr(0, kHeadRoom) + " [... " + std::to_string(theMissing) + " bytes ...] " +
+         aText.substr(aText.size() - kTailRoom);
 }
 
-TEST_F(Record, StaysCutWhateverIsAppended) {
+std::string Numbers(size_t aLength) {
+  std::string theText;
+  for (int theNumber = 0; theText.size() < aLength; ++theNumber)
+    theText += std::to_string(theNumber) + ",";
+  return theText.substr(0, aLength);
+}
+
+TEST_F(Record, ThatIsTooLongKeepsItsHeadAndItsEndAndSaysHowMuchIsMissing) {
+  for (const size_t theLength : {kTextRoom + 1, kTextRoom + 2, size_t{1300}, size_t{1500}, size_t{70000}}) {
+    Log(kzvLogLevel_Error, 0, Numbers(theLength));
+    const Line theLine = OnlyLine();
+    EXPECT_TRUE(theLine.mfWellFormed);
+    EXPECT_EQ(Shortened(Numbers(theLength)), theLine.mText);
+  }
+}
+
+// However the text is parted into appends.
+TEST_F(Record, ThatIsTooLongGoesOnWithWhateverIsAppended) {
+  const std::string theText = Numbers(9000);
+  for (const size_t thePart : {size_t{1}, size_t{7}, size_t{31}, size_t{33}, size_t{199}, size_t{200},
+                               size_t{201}, size_t{600}, size_t{1241}, size_t{5000}}) {
+    zvLogData *theData = zvLog_Begin(kzvLogLevel_Error, 0);
+    for (size_t theBegin = 0; theBegin < theText.size(); theBegin += thePart)
+      zvLog_Append_F("%s", theText.substr(theBegin, thePart).c_str());
+    zvLog_End(theData);
+    EXPECT_EQ(Shortened(theText), OnlyLine().mText) << thePart;
+  }
+}
+
+TEST_F(Record, ThatIsTooLongKeepsTheErrorAtItsEnd) {
+  const std::string thePath(3000, 'p');
   zvLogData *theData = zvLog_Begin(kzvLogLevel_Error, 0);
-  zvLog_Append_F("begin %01300d", 0);
-  zvLog_Append_F("more");
+  zvLog_Append_F("Cannot open '%s' (error = %d)\n", thePath.c_str(), ENOENT);
   zvLog_End(theData);
-  const Line theLine = OnlyLine();
-  EXPECT_EQ("begin " + std::string(kTextRoom - 6, '0') + " [cut]", theLine.mText);
+  const std::string theText = OnlyLine().mText;
+  EXPECT_EQ("Cannot open 'ppp", theText.substr(0, 16));
+  const std::string theEnd = "ppp' (error = 2)";
+  EXPECT_EQ(theEnd, theText.substr(theText.size() - theEnd.size()));
+}
+
+// Some conversions are left to the C library.
+TEST_F(Record, ThatIsTooLongKeepsTheErrorAtItsEndWhateverTheConversions) {
+  const std::string thePath(3000, 'p');
+  zvLogData *theData = zvLog_Begin(kzvLogLevel_Error, 0);
+  zvLog_Append_F("Cannot open '%s' (after %+d s, %.1f%%, error = %d)\n", thePath.c_str(), 1, 2.5, ENOENT);
+  zvLog_Append_F("%+d", 7);
+  zvLog_End(theData);
+  EXPECT_EQ(Shortened("Cannot open '" + thePath + "' (after +1 s, 2.5%, error = 2) +7"), OnlyLine().mText);
+}
+
+TEST_F(Record, WithoutMemoryForItsEndSaysHowMuchIsMissing) {
+  const std::string theHuge((size_t{1} << 20) + 1, 'x');
+  zvLogData *theData = zvLog_Begin(kzvLogLevel_Error, 0);
+  zvLog_Append_F("%s%+d", theHuge.c_str(), 1);
+  zvLog_Append_F("(error = %d)", 5);
+  zvLog_End(theData);
+  EXPECT_EQ(std::string(kHeadRoom, 'x') + " [... " + std::to_string(theHuge.size() + 2 - kHeadRoom) +
+                " bytes ...] (error = 5)",
+            OnlyLine().mText);
 }
 
 TEST_F(Record, AfterACutOneIsWholeAgain) {
@@ -286,6 +343,15 @@ TEST_F(Record, TextThatCannotBeFormattedIsMarkedAsCut) {
   zvLog_Append_F("%ls", L"\x7fffffff");
   zvLog_End(theData);
   EXPECT_EQ("before  [cut]", OnlyLine().mText);
+}
+
+TEST_F(Record, GoesOnBehindTextThatCannotBeFormatted) {
+  zvLogData *theData = zvLog_Begin(kzvLogLevel_Error, 0);
+  zvLog_Append_F("before ");
+  zvLog_Append_F("%ls", L"\x7fffffff");
+  zvLog_Append_F(" (error = %d)", 2);
+  zvLog_End(theData);
+  EXPECT_EQ("before  [cut] (error = 2)", OnlyLine().mText);
 }
 
 int gAllocationCount = 0;

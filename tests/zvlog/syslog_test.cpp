@@ -62,7 +62,7 @@ std::string Expected(int aPriority, const std::string &aRest) {
 }
 
 std::string Thread() {
-  return "[" + std::to_string(syscall(SYS_gettid)) + "]";
+  return "[" + std::to_string(getpid()) + ":" + std::to_string(syscall(SYS_gettid)) + "]";
 }
 
 class Syslog : public LogTest {
@@ -94,7 +94,8 @@ TEST_F(Syslog, AssertionsAndCutRecordsGoThereToo) {
   const Texts theMessages = theSocket.Messages();
   ASSERT_EQ(2u, theMessages.size());
   EXPECT_EQ(Expected(11, "DEFAULT " + Thread() + " x.c:3: Assertion failed: false (x.c:3)"), theMessages[0]);
-  EXPECT_EQ(Expected(11, "DEFAULT " + Thread() + " player.c:7: " + std::string(1240, 'x') + " [cut]"),
+  EXPECT_EQ(Expected(11, "DEFAULT " + Thread() + " player.c:7: " + std::string(1008, 'x') +
+                             " [... 1792 bytes ...] " + std::string(200, 'x')),
             theMessages[1]);
 }
 

@@ -5,6 +5,7 @@
  * three modules, and prints what it sees of the levels. Arguments, in order:
  *
  *   level=<number>   writes _zvLog_Level first
+ *   name=<name>      names module 42 first
  *   assert           ends with a failed assertion
  */
 #include <zvLog/zvConfigFile.h>
@@ -33,6 +34,7 @@ int main(int aCount, char **anArguments) {
     if (strncmp(anArguments[theIndex], "level=", 6) == 0) {
       _zvLog_Level = (zvLogLevel)strtoul(anArguments[theIndex] + 6, NULL, 10);
     }
+    if (strncmp(anArguments[theIndex], "name=", 5) == 0) zvLog_SetModuleName(42, anArguments[theIndex] + 5);
   }
   for (theIndex = 0; theIndex < 3; ++theIndex) {
     zvLogLevel theLevel;

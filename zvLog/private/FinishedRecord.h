@@ -6,15 +6,20 @@
 
 #include <zvLog/zvLog.h>
 
+#include <sys/types.h>
 #include <time.h>
 
 namespace zvlog {
 
-constexpr size_t kHeaderRoom = 224;
+// Enough for the longest: names of modules have at most 31 bytes, of files and programs 99.
+constexpr size_t kHeaderRoom = 256;
 
 struct FinishedRecord {
   const zvLogData &mData;
   timespec mTime;  // UTC
+  pid_t mProcess;  // these three of the thread that made the record
+  pid_t mThread;
+  const char *mThreadName;  // empty when it has no name of its own
   // One line, with its line feed. The kHeaderRoom bytes in front of it may be written, so that a header
   // and the text leave in one call.
   char *mText;

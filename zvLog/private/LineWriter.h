@@ -21,34 +21,50 @@ class LineWriter {
     if (mAt < mEnd) *mAt++ = aChar;
   }
 
-  void Text(const char *aText) {
-    while (*aText != '\0' && mAt < mEnd)
-      *mAt++ = *aText++;
-  }
+  void Text(const char *aText) { Bytes(aText, strlen(aText)); }
 
   // The last aMaximum bytes of a longer text, led by "...".
   void TailOfText(const char *aText, size_t aMaximum) {
     const size_t theLength = strlen(aText);
     if (theLength > aMaximum) {
       Text("...");
-      aText += theLength - aMaximum;
+      Bytes(aText + theLength - aMaximum, aMaximum);
+    } else {
+      Bytes(aText, theLength);
     }
-    Text(aText);
   }
 
-  // Decimal, filled up with zeros to aWidth digits.
-  void Number(uint64 aNumber, size_t aWidth = 1) {
-    char theDigits[20];
-    size_t theCount = 0;
+  // Decimal. 32 bits are enough for all that is written, and on small processors much faster to divide
+  // than 64.
+  void Number(uint32 aNumber) {
+    char theDigits[10];
+    size_t theAt = sizeof theDigits;
     do {
-      theDigits[theCount++] = static_cast<char>('0' + aNumber % 10);
+      theDigits[--theAt] = static_cast<char>('0' + aNumber % 10);
       aNumber /= 10;
-    } while (aNumber != 0 || theCount < aWidth);
-    while (theCount > 0)
-      Char(theDigits[--theCount]);
+    } while (aNumber != 0);
+    Bytes(theDigits + theAt, sizeof theDigits - theAt);
+  }
+
+  // Decimal, as many digits as are said, and a character behind them.
+  template <size_t kCount>
+  void Digits(uint32 aNumber, char aBehind) {
+    char theDigits[kCount + 1];
+    theDigits[kCount] = aBehind;
+    for (size_t theAt = kCount; theAt > 0; aNumber /= 10)
+      theDigits[--theAt] = static_cast<char>('0' + aNumber % 10);
+    Bytes(theDigits, sizeof theDigits);
   }
 
  private:
+  // One copy of it is enough: it is called from many places.
+  __attribute__((noinline)) void Bytes(const char *aBytes, size_t aCount) {
+    const size_t theRoom = static_cast<size_t>(mEnd - mAt);
+    if (aCount > theRoom) aCount = theRoom;
+    memcpy(mAt, aBytes, aCount);
+    mAt += aCount;
+  }
+
   char *const mBegin;
   char *mAt;
   char *const mEnd;

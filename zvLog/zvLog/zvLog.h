@@ -50,27 +50,37 @@ typedef struct zvLogData {
  * warnings as well, 5 everything.
  *
  * It is the highest of all levels set, global and of modules; zvLog_Begin decides for each module.
- * Anybody may write it at any time: the value written is from then on the global level, and it also
- * caps the modules that have a level of their own, until the next call of a function of
- * <zvLog/zvLogSettings.h> that sets a level. Writing the value that it already has changes nothing.
+ * Anybody may write it at any time: the value written is from then on the level of everything, also of
+ * modules that have one of their own, until the next call of a function of <zvLog/zvLogSettings.h> that
+ * sets a level; then it is the global level, and those modules have theirs again. Writing the value that
+ * it already has changes nothing.
  * As others may do so at the same time, it is read and written as an atomic where there are threads:
  * __atomic_load_n(&_zvLog_Level, __ATOMIC_RELAXED), which is an ordinary load. */
 extern ZVLOG_API zvLogLevel _zvLog_Level;
 
-/* Begins a record of the calling thread. NULL when the message is not wanted, or when the thread
- * has five records open already. A record may be begun while another is open: records nest. */
+/* Begins a record of the calling thread. A record may be begun while another is open: records nest.
+ *
+ * NULL when the message is not wanted, when the thread has five records open already, or when eight of all
+ * threads together are open inside others. */
 ZVLOG_API zvLogData *zvLog_Begin(zvLogLevel aLevel, zvLogModule aModule);
 
-/* Append to the innermost open record of the calling thread; without one they do nothing. A record
- * that grows beyond about 1200 bytes is cut and then ends in " [cut]". */
+/* Append to the innermost open record of the calling thread; without one they do nothing.
+ *
+ * A record that grows beyond 1240 bytes keeps its first 1008 and its last 200; between them stands how many
+ * are missing: " [... 1234 bytes ...] ". Texts, characters, pointers and integers are formatted here, other
+ * conversions by the C library; an append that has such ones and more than a megabyte of text, or that is
+ * too long at a moment when the system has no memory, loses its end as well. What cannot be formatted is
+ * replaced by " [cut]". */
 ZVLOG_API void zvLog_Append_F(const char *aFormat, ...) ZVLOG_PRINTF(1, 2);
 ZVLOG_API void zvLog_Append_VF(const char *aFormat, va_list anArguments) ZVLOG_PRINTF(1, 0);
 
-/* Emits the record as one line and releases it. Records begun after it and never ended are dropped.
+/* Emits the record as one line and releases it. Records begun in it and never ended, as by a handler that
+ * left them with siglongjmp, are dropped. Those of a thread that ended are given to others when needed.
  * What is not an open record of the calling thread is ignored. */
 ZVLOG_API void zvLog_End(zvLogData *aLogData);
 
-/* Non-zero when a message of that level and module would be emitted. */
+/* Non-zero when a message of that level and module would be emitted: when zvLog_Begin would not answer
+ * NULL. */
 ZVLOG_API int zvLog_WillLog(zvLogLevel aLevel, zvLogModule aModule);
 
 /* Reports a failed assertion as an error of the default module, whatever the levels. It returns,
