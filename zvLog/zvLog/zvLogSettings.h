@@ -26,6 +26,16 @@
  * that is time (UTC), level, module, thread, place in the source, text. When a sink cannot take a
  * record, the record goes to standard error.
  *
+ * A sink harms nobody. A reader that is gone and a limit for the size of files raise no signal, and
+ * change no disposition. A sink that does not keep up is waited for, once, for a fifth of a second;
+ * until it takes something again, records for it are dropped without waiting. The next record that
+ * can be written follows one that says how many could not. On a terminal, control characters but
+ * for tabs are shown as "\x1b".
+ *
+ * The program may close all descriptors: a file is opened again when its number is no longer the
+ * log's. Standard error is whatever has the number 2, so that it can be redirected; a program that
+ * closes it should put something in its place, for otherwise the next file that it opens is it.
+ *
  * The functions of this header may be called from any thread at any time, also while others log,
  * but not from a signal handler.
  */
