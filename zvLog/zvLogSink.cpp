@@ -9,6 +9,7 @@
 #include "private/Sink.h"
 
 #include "private/Outlet.h"
+#include "private/SinkFunction.h"
 #include "private/SinkSet.h"
 
 #include <pthread.h>
@@ -69,7 +70,9 @@ Outcome DeliverToAll(const SinkSet &aSet, const FinishedRecord &aRecord) {
     afOnStandardError = afOnStandardError || theSink.mKind == SinkKind::StandardError;
     if (WriteTo(theSink, aRecord) == 0) ++theTaking;
   }
-  return {theWanting == 0 || theTaking > 0, afOnStandardError};
+  // Where there is no sink at all, standard error is one.
+  const bool afTaken = theTaking > 0 || (theWanting == 0 && aSet.mCount > 0);
+  return {afTaken, afOnStandardError};
 }
 
 }  // namespace
@@ -78,13 +81,15 @@ namespace zvlog {
 
 void Deliver(const FinishedRecord &aRecord) {
   const CancellationOff theCancellationOff;
+  const bool afCalled = CallSinkFunction(aRecord);
   const SinkSet *theSet = gSinkSet.load(std::memory_order_acquire);
+  if (afCalled && theSet->mCount == 0) return;
   Outcome theOutcome = DeliverToAll(*theSet, aRecord);
   if (theOutcome.mfTaken) return;
   // The sinks may have been changed meanwhile, and the former ones be closed.
   const SinkSet *theNext = gSinkSet.load(std::memory_order_acquire);
   if (theNext != theSet) theOutcome = DeliverToAll(*theNext, aRecord);
-  if (!theOutcome.mfTaken && !theOutcome.mfOnStandardError) WriteToStandardError(aRecord);
+  if (!theOutcome.mfTaken && !theOutcome.mfOnStandardError && !afCalled) WriteToStandardError(aRecord);
 }
 
 }  // namespace zvlog

@@ -8,6 +8,9 @@
 
 #include "private/SinkSet.h"
 
+#include "private/SinkFunction.h"
+#include "private/SinkText.h"
+
 #include <zvLog/zvLogSettings.h>
 
 #include <pthread.h>
@@ -22,8 +25,10 @@ using zvlog::Sink;
 using zvlog::SinkKind;
 using zvlog::SinkSet;
 
+// The set that holds until another is chosen.
 SinkSet sStandardError = {1, {{SinkKind::StandardError, zvlog::kEveryLevel, nullptr, nullptr}}, nullptr};
-SinkSet *sSets = &sStandardError;
+SinkSet sNone = {0, {}, &sStandardError};
+SinkSet *sSets = &sNone;
 
 // Changes are rare and short; a mutex could not be given back in a child by another thread than its owner.
 std::atomic<bool> sfChanging{false};
@@ -77,8 +82,14 @@ bool Uses(const SinkSet &aSet, const FileChannel *aChannel) {
   return false;
 }
 
-__attribute__((constructor)) void UnlockInChildren() {
-  pthread_atfork(nullptr, nullptr, UnlockChanges);
+void GoOnInChild() {
+  UnlockChanges();
+  for (FileChannel &theChannel : zvlog::gFileChannels)
+    theChannel.ForgetOtherThreads();
+}
+
+__attribute__((constructor)) void GoOnInChildren() {
+  pthread_atfork(nullptr, nullptr, GoOnInChild);
 }
 
 // When the library is unloaded. At the end of a process others may still log: they open again.
@@ -112,7 +123,6 @@ bool SinkChange::HasRoom() const {
 
 bool SinkChange::Add(const Sink &aSink) {
   mSet.mSinks[mSet.mCount++] = aSink;
-  mfChanged = true;
   return true;
 }
 
@@ -127,12 +137,12 @@ bool SinkChange::AddStandardError(zvLogLevel aHighestLevel) {
   return HasRoom() && Add({SinkKind::StandardError, aHighestLevel, nullptr, nullptr});
 }
 
-bool SinkChange::AddFile(const char *aPath, zvLogLevel aHighestLevel) {
+bool SinkChange::AddFile(const FileSink &aFile) {
   if (!HasRoom()) return false;
-  const FilePlace *thePlace = FindOrAddPlace(aPath);
+  const FilePlace *thePlace = FindOrAddPlace(aFile.mPath, aFile.mMaximumSize, aFile.mGenerations);
   if (thePlace == nullptr) return false;
   FileChannel *theChannel = FreeChannel();
-  return theChannel->Open(thePlace) && Add({SinkKind::File, aHighestLevel, theChannel, nullptr});
+  return theChannel->Open(thePlace) && Add({SinkKind::File, aFile.mHighestLevel, theChannel, nullptr});
 }
 
 bool SinkChange::AddSystemLog(const char *aSocketPath, zvLogLevel aHighestLevel) {
@@ -141,26 +151,46 @@ bool SinkChange::AddSystemLog(const char *aSocketPath, zvLogLevel aHighestLevel)
   return theAddress != nullptr && Add({SinkKind::SystemLog, aHighestLevel, nullptr, theAddress});
 }
 
+void SinkChange::Publish(const SinkSet *aSet) {
+  gSinkSet.store(aSet, std::memory_order_release);
+  for (FileChannel &theChannel : gFileChannels) {
+    if (!Uses(*aSet, &theChannel)) theChannel.Release();
+  }
+  if (!UsesSystemLog(*aSet)) ForgetSystemLog();
+}
+
 bool SinkChange::Commit() {
-  if (!mfChanged) return true;
   const SinkSet *theSet = FindOrAddSet(mSet);
   if (theSet == nullptr) return false;
-  gSinkSet.store(theSet, std::memory_order_release);
-  for (FileChannel &theChannel : gFileChannels) {
-    if (!Uses(*theSet, &theChannel)) theChannel.Release();
-  }
-  if (!UsesSystemLog(*theSet)) ForgetSystemLog();
+  Publish(theSet);
   return true;
+}
+
+void SinkChange::CommitNone() {
+  Publish(&sNone);
 }
 
 }  // namespace zvlog
 
 using zvlog::SinkChange;
 
+namespace {
+
+// Sinks that are set replace all others, the function as well.
+template <typename Addition>
+bool SetOnly(Addition anAddition) {
+  {
+    SinkChange theChange(SinkChange::Former::Replaced);
+    if (!anAddition(&theChange) || !theChange.Commit()) return false;
+  }
+  zvlog::RemoveSinkFunction();
+  return true;
+}
+
+}  // namespace
+
 extern "C" void zvLog_SetSinkStandardError(void) {
-  SinkChange theChange(SinkChange::Former::Replaced);
-  theChange.AddStandardError(zvlog::kEveryLevel);
-  theChange.Commit();
+  SetOnly([](SinkChange *aChange) { return aChange->AddStandardError(zvlog::kEveryLevel); });
 }
 
 extern "C" int zvLog_SetSinkFile(const char *aPath) {
@@ -168,11 +198,21 @@ extern "C" int zvLog_SetSinkFile(const char *aPath) {
     errno = EINVAL;
     return 0;
   }
-  SinkChange theChange(SinkChange::Former::Replaced);
-  return theChange.AddFile(aPath, zvlog::kEveryLevel) && theChange.Commit();
+  return SetOnly([aPath](SinkChange *aChange) {
+    return aChange->AddFile({aPath, zvlog::kEveryLevel, 0, 0});
+  });
 }
 
 extern "C" int zvLog_SetSinkSyslog(const char *aSocketPath) {
-  SinkChange theChange(SinkChange::Former::Replaced);
-  return theChange.AddSystemLog(aSocketPath, zvlog::kEveryLevel) && theChange.Commit();
+  return SetOnly(
+      [aSocketPath](SinkChange *aChange) { return aChange->AddSystemLog(aSocketPath, zvlog::kEveryLevel); });
+}
+
+extern "C" int zvLog_AddSink(const char *aSink) {
+  if (aSink == nullptr) {
+    errno = EINVAL;
+    return 0;
+  }
+  SinkChange theChange(SinkChange::Former::Kept);
+  return zvlog::AddSinkFromText(&theChange, aSink).mWhat == nullptr && theChange.Commit();
 }

@@ -4,20 +4,11 @@
 // A file that records are appended to.
 #pragma once
 
+#include "FilePlace.h"
 #include "LastingDescriptor.h"
 #include "Outlet.h"
 
 namespace zvlog {
-
-// Where a file is. Places are never released: a thread may be about to open one. Few programs use more than
-// a handful, and an equal one is used again.
-struct FilePlace {
-  const char *mPath;  // absolute: the program may change its folder
-  FilePlace *mNext;
-};
-
-// The place of a path; NULL with errno. Only for setters, one at a time.
-const FilePlace *FindOrAddPlace(const char *aPath);
 
 class FileChannel {
  public:
@@ -28,15 +19,26 @@ class FileChannel {
   // 0, or the error that kept the record from being written. A file that the program closed is opened again.
   int Write(const FinishedRecord &aRecord);
 
+  // In a child: no other thread is at it any more.
+  void ForgetOtherThreads();
+
  private:
-  int OpenAgain(const FilePlace *aPlace);
+  class Turn;
+  int DescriptorFor(const FilePlace &aPlace, const FinishedRecord &aRecord);
+  bool Take(int aFile, const FilePlace *aPlace);
+  int OpenAgain();
+  bool ReopenIfRequested();
+  bool MakeRoom(int aDescriptor, const FilePlace &aPlace, const FinishedRecord &aRecord);
   Target TargetOf(int aDescriptor);
   LastingDescriptor *Descriptor();
 
   std::atomic<const FilePlace *> mPlace{nullptr};
   std::atomic<Medium> mMedium{Medium::Seekable};
   std::atomic<bool> mfHuge{false};
+  std::atomic<bool> mfTurning{false};  // a record is putting another file in its place
   std::atomic<uint32> mRecords{0};
+  std::atomic<uint32> mTurnLater{0};  // records to wait for after a failure
+  std::atomic<uint32> mReopened{0};   // the last request that was done
   Outlet mOutlet;
 };
 

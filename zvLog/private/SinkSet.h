@@ -31,6 +31,13 @@ struct SinkSet {
 
 extern std::atomic<const SinkSet *> gSinkSet;
 
+struct FileSink {
+  const char *mPath;
+  zvLogLevel mHighestLevel;
+  uint64 mMaximumSize;  // 0: none
+  uint32 mGenerations;  // how many former files are kept
+};
+
 // One change of the sinks at a time. Not for signal handlers. Functions that answer false say why in errno,
 // and change nothing.
 class SinkChange {
@@ -41,19 +48,21 @@ class SinkChange {
   SinkChange(const SinkChange &) = delete;
   SinkChange &operator=(const SinkChange &) = delete;
 
+  bool HasRoom() const;
   bool AddStandardError(zvLogLevel aHighestLevel);
-  bool AddFile(const char *aPath, zvLogLevel aHighestLevel);
+  bool AddFile(const FileSink &aFile);
   bool AddSystemLog(const char *aSocketPath, zvLogLevel aHighestLevel);
-  // Puts into force what was added, if anything was.
+  // Puts into force what was added.
   bool Commit();
+  // Leaves no sink but the program's function.
+  void CommitNone();
 
  private:
-  bool HasRoom() const;
   bool Add(const Sink &aSink);
   FileChannel *FreeChannel() const;
+  static void Publish(const SinkSet *aSet);
 
   SinkSet mSet = {};
-  bool mfChanged = false;
   int mCancelState = 0;
 };
 
