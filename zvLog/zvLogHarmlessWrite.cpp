@@ -92,7 +92,7 @@ int OpenNonBlocking(int aDescriptor) {
   char thePath[32];
   zvlog::LineWriter theWriter(thePath, sizeof thePath - 1);
   theWriter.Text("/proc/self/fd/");
-  theWriter.Number(static_cast<uint64>(aDescriptor));
+  theWriter.Number(static_cast<uint32>(aDescriptor));
   thePath[theWriter.Length()] = '\0';
   return open(thePath, O_WRONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC);
 }

@@ -57,7 +57,7 @@ int Outlet::TellLosses(const Target &aTarget, const FinishedRecord &aRecord, Pat
   theText.Number(theCount);
   theText.Text(theCount == 1 ? " record" : " records");
   theText.Text(" could not be written here (error = ");
-  theText.Number(static_cast<uint64>(mLossError.load(std::memory_order_relaxed)));
+  theText.Number(static_cast<uint32>(mLossError.load(std::memory_order_relaxed)));
   theText.Text(")\n");
 
   const zvLogData theData = {kzvLogLevel_Warning, kModuleDefault, __FILE__, __LINE__};
