@@ -59,7 +59,7 @@ char **MakePaths(const char *aPath, uint32 aGenerations) {
   for (size_t theIndex = 0; theIndex < theCount; ++theIndex) {
     thePaths[theIndex] = theText + theIndex * theRoom;
     if (theIndex == 0) {
-      strcpy(thePaths[theIndex], aPath);
+      memcpy(thePaths[theIndex], aPath, strlen(aPath) + 1);
     } else {
       snprintf(thePaths[theIndex], theRoom, "%s.%u", aPath, static_cast<unsigned>(theIndex % 100));
     }

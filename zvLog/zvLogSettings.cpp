@@ -63,10 +63,13 @@ class Shown {
  public:
   explicit Shown(const char *aText) {
     const size_t theLength = strlen(aText);
-    const bool afFits = theLength < sizeof mText;
-    const size_t theKept = afFits ? theLength : sizeof mText - sizeof kCutMark;
-    memcpy(mText, aText, theKept);
-    strcpy(mText + theKept, afFits ? "" : kCutMark);
+    if (theLength < sizeof mText) {
+      memcpy(mText, aText, theLength + 1);
+      return;
+    }
+    constexpr size_t kKept = sizeof mText - sizeof kCutMark;
+    memcpy(mText, aText, kKept);
+    memcpy(mText + kKept, kCutMark, sizeof kCutMark);
   }
   const char *Text() const { return mText; }
 

@@ -20,6 +20,7 @@ namespace {
 using zvlog::SocketAddress;
 
 constexpr char kSystemLogPath[] = "/dev/log";
+constexpr int kPatienceMicroseconds = zvlog::kPatienceMilliseconds * 1000;
 
 SocketAddress *sAddresses = nullptr;
 zvlog::Outlet sOutlet;
@@ -45,7 +46,7 @@ SocketAddress *FindOrAddAddress(const char *aPath) {
 int MakeSocket() {
   const int theSocket = socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0);
   if (theSocket < 0) return zvlog::kNoDescriptor;
-  const timeval thePatience = {0, zvlog::kPatienceMilliseconds * 1000};
+  const timeval thePatience = {0, kPatienceMicroseconds};
   if (setsockopt(theSocket, SOL_SOCKET, SO_SNDTIMEO, &thePatience, sizeof thePatience) == 0) return theSocket;
   zvlog::CloseKeepingErrno(theSocket);
   return zvlog::kNoDescriptor;
