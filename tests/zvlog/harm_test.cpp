@@ -337,6 +337,31 @@ TEST_F(Harm, PipeThatIsReadSlowlyLosesNothing) {
   EXPECT_EQ("in time", Parse(theText.substr(theText.rfind('x') + 1)).mText);
 }
 
+// One that cannot be asked not to block by each write is opened again for that, where it may be.
+TEST_F(Harm, NamedPipeAsStandardErrorThatNobodyReadsHoldsTheProgramShortly) {
+  ASSERT_EQ(0, mkfifo(Path().c_str(), 0600));
+  for (const bool afAsOther : {false, true}) {
+    if (afAsOther && geteuid() != 0) GTEST_SKIP() << "needs the right to become another user";
+    ExpectSurvival([this, afAsOther] {
+      const int theReader = open(Path().c_str(), O_RDONLY | O_NONBLOCK);
+      const int theWriter = open(Path().c_str(), O_WRONLY);
+      const int theFiller = open(Path().c_str(), O_WRONLY | O_NONBLOCK);
+      while (write(theFiller, std::string(4096, 'x').c_str(), 4096) > 0) {
+      }
+      if (afAsOther && setuid(65534) != 0) return 1;
+      const AsStandardError theError(theWriter);
+      if (TimeOf([] { LogError("lost"); }) > kLongTime) return 2;
+      char theBlock[65536];
+      if (read(theReader, theBlock, sizeof theBlock) <= 0) return 3;
+      LogError("back");
+      const ssize_t theCount = read(theReader, theBlock, sizeof theBlock);
+      const Texts theExpected = {LossText(1, EAGAIN), "back"};
+      const std::string theText(theBlock, static_cast<size_t>(theCount > 0 ? theCount : 0));
+      return TextsOf(ParseAll(theText)) == theExpected ? 0 : 4;
+    });
+  }
+}
+
 // Between a poll and the write others may fill the pipe.
 TEST_F(Harm, ManyThreadsOnAFullPipeAreAllHeldShortly) {
   Pipe thePipe;
