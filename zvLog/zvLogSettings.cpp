@@ -1,98 +1,104 @@
 // SPDX-FileCopyrightText: 2026 the libzvOS authors
 // SPDX-License-Identifier: Apache-2.0
 
-// Settings as text: the environment variable ZVLOG and its like.
+// Settings as text: the environment variable ZVLOG and its like, and files that it names.
+//
+// The levels of a list take force together, and so do its sinks.
 
 #include <zvLog/zvLogSettings.h>
 
+#include "private/HarmlessWrite.h"
 #include "private/Levels.h"
 #include "private/ModuleNames.h"
 #include "private/Names.h"
+#include "private/Outlet.h"
+#include "private/SettingsText.h"
+#include "private/SinkText.h"
 
+#include <pthread.h>
+#include <time.h>
 #include <unistd.h>
+#include <atomic>
 #include <cerrno>
 #include <cstdarg>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <optional>
 
 namespace {
 
+using zvlog::SettingsList;
+
 constexpr char kVariable[] = "ZVLOG";
 constexpr char kBlanks[] = " \t";
-constexpr char kFilePrefix[] = "file:";
-constexpr char kSyslogPrefix[] = "syslog:";
+constexpr char kCutMark[] = "...";
+constexpr zvLogLevel kDefaultLevel = kzvLogLevel_Warning;
+
+// One list is applied at a time: it may change both levels and sinks, and others might change them in the
+// other order. Not a mutex, which could not be given back in a child by another thread than its owner.
+std::atomic<bool> sfApplying{false};
+// What the settings have chosen goes back to its default when they no longer name it.
+bool sfSinksChosen = false;
+bool sfAssertChosen = false;
+std::atomic<bool> sfReloadRequested{false};
+// While the library is loaded the program cannot have named its modules yet.
+bool sfLoading = false;
+
+void GoOnInChild() {
+  sfApplying.store(false);
+}
+
+class ApplyingLock {
+ public:
+  ApplyingLock() {
+    const timespec theMoment = {0, 1000000};
+    while (sfApplying.exchange(true, std::memory_order_acquire))
+      nanosleep(&theMoment, nullptr);
+  }
+  ~ApplyingLock() { sfApplying.store(false, std::memory_order_release); }
+  ApplyingLock(const ApplyingLock &) = delete;
+  ApplyingLock &operator=(const ApplyingLock &) = delete;
+};
+
+// A copy for messages; what does not fit is replaced by a mark.
+class Shown {
+ public:
+  explicit Shown(const char *aText) {
+    const size_t theLength = strlen(aText);
+    if (theLength < sizeof mText) {
+      memcpy(mText, aText, theLength + 1);
+      return;
+    }
+    constexpr size_t kKept = sizeof mText - sizeof kCutMark;
+    memcpy(mText, aText, kKept);
+    memcpy(mText + kKept, kCutMark, sizeof kCutMark);
+  }
+  const char *Text() const { return mText; }
+
+ private:
+  char mText[256];
+};
 
 // Straight to standard error, in one piece: the log itself may be what is set wrong.
 bool Complain(const char *aSetting, const char *aFormat, ...) ZVLOG_PRINTF(2, 3);
 bool Complain(const char *aSetting, const char *aFormat, ...) {
-  char theReason[256];
+  char theReason[400];
   va_list theArguments;
   va_start(theArguments, aFormat);
   vsnprintf(theReason, sizeof theReason, aFormat, theArguments);
   va_end(theArguments);
-  dprintf(STDERR_FILENO, "zvLog: bad setting '%s': %s\n", aSetting, theReason);
+  char theLine[720];
+  snprintf(theLine, sizeof theLine, "zvLog: bad setting '%s': %s\n", Shown(aSetting).Text(), theReason);
+  zvlog::Patience thePatience(zvlog::kPatienceMilliseconds);
+  zvlog::WriteHarmlessly(zvlog::Examine(STDERR_FILENO), theLine, strlen(theLine), &thePatience);
   return false;
 }
 
-const char *AfterPrefix(const char *aText, const char *aPrefix) {
-  const size_t theLength = strlen(aPrefix);
-  return strncmp(aText, aPrefix, theLength) == 0 ? aText + theLength : nullptr;
-}
-
-bool ApplyLevel(const char *aSetting) {
-  zvLogLevel theLevel = 0;
-  if (!zvlog::LevelFromText(aSetting, &theLevel)) {
-    return Complain(aSetting, "it is no level (none, error, warning, info, debug or a number)");
-  }
-  zvLog_SetLevel(theLevel);
-  return true;
-}
-
-bool ApplySink(const char *aSetting, const char *aValue) {
-  if (strcmp(aValue, "stderr") == 0) {
-    zvLog_SetSinkStandardError();
-    return true;
-  }
-  if (strcmp(aValue, "syslog") == 0) {
-    return zvLog_SetSinkSyslog(nullptr) != 0 ||
-           Complain(aSetting, "cannot reach the system log (%s)", strerror(errno));
-  }
-  if (const char *thePath = AfterPrefix(aValue, kSyslogPrefix)) {
-    return zvLog_SetSinkSyslog(thePath) != 0 ||
-           Complain(aSetting, "cannot reach the system log (%s)", strerror(errno));
-  }
-  if (const char *thePath = AfterPrefix(aValue, kFilePrefix)) {
-    return zvLog_SetSinkFile(thePath) != 0 ||
-           Complain(aSetting, "cannot open the file (%s)", strerror(errno));
-  }
-  return Complain(aSetting, "it is no sink (stderr, file:<path>, syslog or syslog:<path>)");
-}
-
-bool ApplyAssert(const char *aSetting, const char *aValue) {
-  const bool afAborts = strcmp(aValue, "abort") == 0;
-  if (!afAborts && strcmp(aValue, "return") != 0) return Complain(aSetting, "it is neither abort nor return");
-  zvLog_SetAssertAborts(afAborts);
-  return true;
-}
-
-// While the library is loaded the program cannot have named its modules yet.
-bool sfLoading = false;
-
-bool ApplyModuleLevel(const char *aSetting, const char *aName, const char *aValue) {
-  zvLogModule theModule = 0;
-  const bool afKnown = zvlog::ModuleFromText(aName, &theModule);
-  if (!afKnown && !(sfLoading && zvlog::CanBeModuleName(aName))) {
-    zvLogLevel theKept = 0;
-    if (zvlog::LevelFromText(aValue, &theKept)) zvlog::LevelChange().SetModuleNamed(aName, theKept);
-    return Complain(aSetting, "'%s' is no module, neither a known name nor a number up to 65535", aName);
-  }
-  zvLogLevel theLevel = 0;
-  if (!zvlog::LevelFromText(aValue, &theLevel)) {
-    return Complain(aSetting, "'%s' is no level (none, error, warning, info, debug or a number)", aValue);
-  }
-  zvlog::LevelChange().SetModuleNamed(aName, theLevel);
-  return true;
+bool ComplainAs(const char *aSetting, const char *aWhat, bool afBecauseOfError) {
+  if (!afBecauseOfError) return Complain(aSetting, "%s", aWhat);
+  const int theError = errno;
+  return Complain(aSetting, "%s (%s)", aWhat, strerror(theError));
 }
 
 // Cuts blanks off both ends, in place.
@@ -105,23 +111,142 @@ char *Trim(char *aText) {
   return aText;
 }
 
-// aSetting is scratch: it is split at its '='.
-bool ApplyOne(char *aSetting) {
-  char theWhole[256];  // for the message
-  snprintf(theWhole, sizeof theWhole, "%s", aSetting);
+// What a list of settings changes, put into force at the end.
+class Change {
+ public:
+  Change() = default;
+  ~Change() {
+    if (mSinkCount > 0) mSinks->Commit();
+  }
+  Change(const Change &) = delete;
+  Change &operator=(const Change &) = delete;
 
+  // False when a setting was bad.
+  bool ApplyList(SettingsList aList);
+  bool ApplyText(const char *aSettings);
+
+  // Everything back to its default, before the settings are applied anew.
+  void Reset();
+  // And what they chose before and do not name any more.
+  void ResetUnnamed();
+
+ private:
+  bool ApplyOne(char *aSetting, SettingsList::From aSource);
+  bool ApplyLevel(const char *aSetting);
+  bool ApplyModuleLevel(const char *aSetting, const char *aName, const char *aValue);
+  bool ApplySink(const char *aSetting, const char *aValue);
+  bool ApplyAssert(const char *aSetting, const char *aValue);
+  bool ApplyFile(const char *aSetting, const char *aPath, SettingsList::From aSource);
+  zvlog::LevelChange *Levels() { return mLevels ? &*mLevels : &mLevels.emplace(); }
+
+  const ApplyingLock mLock;
+  std::optional<zvlog::LevelChange> mLevels;
+  std::optional<zvlog::SinkChange> mSinks;
+  int mSinkCount = 0;
+  bool mfAssertNamed = false;
+};
+
+bool Change::ApplyLevel(const char *aSetting) {
+  zvLogLevel theLevel = 0;
+  if (!zvlog::LevelFromText(aSetting, &theLevel)) {
+    return Complain(aSetting, "it is no level (none, error, warning, info, debug or a number)");
+  }
+  Levels()->SetGlobal(theLevel);
+  return true;
+}
+
+bool Change::ApplySink(const char *aSetting, const char *aValue) {
+  if (!mSinks) mSinks.emplace(zvlog::SinkChange::Former::Replaced);
+  const zvlog::SinkComplaint theComplaint = zvlog::AddSinkFromText(&*mSinks, aValue);
+  if (theComplaint.mWhat != nullptr)
+    return ComplainAs(aSetting, theComplaint.mWhat, theComplaint.mfBecauseOfError);
+  ++mSinkCount;
+  sfSinksChosen = true;
+  return true;
+}
+
+bool Change::ApplyAssert(const char *aSetting, const char *aValue) {
+  const bool afAborts = strcmp(aValue, "abort") == 0;
+  if (!afAborts && strcmp(aValue, "return") != 0) return Complain(aSetting, "it is neither abort nor return");
+  zvLog_SetAssertAborts(afAborts);
+  mfAssertNamed = true;
+  sfAssertChosen = true;
+  return true;
+}
+
+bool Change::ApplyModuleLevel(const char *aSetting, const char *aName, const char *aValue) {
+  zvLogLevel theLevel = 0;
+  if (!zvlog::LevelFromText(aValue, &theLevel)) {
+    return Complain(aSetting, "'%s' is no level (none, error, warning, info, debug or a number)",
+                    Shown(aValue).Text());
+  }
+  return Levels()->SetModuleNamed(aName, theLevel) || (sfLoading && zvlog::CanBeModuleName(aName)) ||
+         Complain(aSetting, "'%s' is no module, neither a known name nor a number up to 65535",
+                  Shown(aName).Text());
+}
+
+bool Change::ApplyFile(const char *aSetting, const char *aPath, SettingsList::From aSource) {
+  if (aSource == SettingsList::From::File) return Complain(aSetting, "it stands in such a file itself");
+  const zvlog::SettingsFile theFile = zvlog::ReadSettingsFile(aPath);
+  if (theFile.mText == nullptr) return ComplainAs(aSetting, theFile.mWhat, theFile.mfBecauseOfError);
+  const bool afAllGood = ApplyList(SettingsList(theFile.mText, SettingsList::From::File));
+  free(theFile.mText);
+  return afAllGood;
+}
+
+// aSetting is scratch: it is split at its '='.
+bool Change::ApplyOne(char *aSetting, SettingsList::From aSource) {
+  const Shown theWhole(aSetting);
   char *theEqualSign = strchr(aSetting, '=');
-  if (theEqualSign == nullptr) return ApplyLevel(aSetting);
+  if (theEqualSign == nullptr) return ApplyLevel(Trim(aSetting));
 
   *theEqualSign = '\0';
   const char *theName = Trim(aSetting);
   const char *theValue = Trim(theEqualSign + 1);
-  if (strcmp(theName, "to") == 0) return ApplySink(theWhole, theValue);
-  if (strcmp(theName, "assert") == 0) return ApplyAssert(theWhole, theValue);
-  return ApplyModuleLevel(theWhole, theName, theValue);
+  if (strcmp(theName, "to") == 0) return ApplySink(theWhole.Text(), theValue);
+  if (strcmp(theName, "assert") == 0) return ApplyAssert(theWhole.Text(), theValue);
+  if (strcmp(theName, "config") == 0) return ApplyFile(theWhole.Text(), theValue, aSource);
+  return ApplyModuleLevel(theWhole.Text(), theName, theValue);
+}
+
+bool Change::ApplyList(SettingsList aList) {
+  bool afAllGood = true;
+  while (char *theSetting = aList.Next()) {
+    const bool afGood = aList.IsUnclosed() ? Complain(theSetting, "it has no closing quote")
+                                           : ApplyOne(theSetting, aList.Source());
+    afAllGood = afAllGood && afGood;
+  }
+  return afAllGood;
+}
+
+bool Change::ApplyText(const char *aSettings) {
+  if (aSettings == nullptr) return true;
+  char *theCopy = strdup(aSettings);
+  if (theCopy == nullptr) return Complain(aSettings, "out of memory");
+  const bool afAllGood = ApplyList(SettingsList(theCopy, SettingsList::From::Text));
+  free(theCopy);
+  return afAllGood;
+}
+
+void Change::Reset() {
+  Levels()->ResetAllModules();
+  Levels()->SetGlobal(kDefaultLevel);
+}
+
+void Change::ResetUnnamed() {
+  if (sfSinksChosen && !mSinks) {
+    mSinks.emplace(zvlog::SinkChange::Former::Replaced);
+    if (mSinks->AddStandardError(zvlog::kEveryLevel)) ++mSinkCount;
+    sfSinksChosen = false;
+  }
+  if (sfAssertChosen && !mfAssertNamed) {
+    zvLog_SetAssertAborts(0);
+    sfAssertChosen = false;
+  }
 }
 
 __attribute__((constructor)) void ApplyEnvironment() {
+  pthread_atfork(nullptr, nullptr, GoOnInChild);
   const char *theSettings = secure_getenv(kVariable);
   if (theSettings == nullptr) return;
   sfLoading = true;
@@ -132,16 +257,22 @@ __attribute__((constructor)) void ApplyEnvironment() {
 }  // namespace
 
 extern "C" int zvLog_ApplySettings(const char *aSettings) {
-  if (aSettings == nullptr) return 1;
-  char *theCopy = strdup(aSettings);
-  if (theCopy == nullptr) return Complain(aSettings, "out of memory");
+  return Change().ApplyText(aSettings);
+}
 
-  bool afAllGood = true;
-  char *theRest = theCopy;
-  while (char *theSetting = strsep(&theRest, ",")) {
-    theSetting = Trim(theSetting);
-    if (*theSetting != '\0' && !ApplyOne(theSetting)) afAllGood = false;
-  }
-  free(theCopy);
+extern "C" int zvLog_ReloadSettings(void) {
+  sfReloadRequested.store(false);
+  Change theChange;
+  theChange.Reset();
+  const bool afAllGood = theChange.ApplyText(secure_getenv(kVariable));
+  theChange.ResetUnnamed();
   return afAllGood;
+}
+
+extern "C" void zvLog_RequestReload(void) {
+  sfReloadRequested.store(true, std::memory_order_relaxed);
+}
+
+extern "C" int zvLog_ReloadIfRequested(void) {
+  return !sfReloadRequested.load(std::memory_order_relaxed) || zvLog_ReloadSettings();
 }

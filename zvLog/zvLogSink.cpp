@@ -1,168 +1,78 @@
 // SPDX-FileCopyrightText: 2026 the libzvOS authors
 // SPDX-License-Identifier: Apache-2.0
 
-// The sinks: standard error, a file, the system log.
+// Delivers a record to the sinks in use, without locks and without heap.
 //
-// A descriptor once opened here is never closed, only made to refer to another file: a thread that
-// has just read its number can always write to it. Standard error is written by its number, so that
-// a program may redirect it.
-//
-// The system log is written as datagrams to its socket. The C library's syslog() takes a lock, and so
-// does the time zone code that it calls; a thread that crashed inside either would never get its last
-// words out.
+// Standard error is written by its number, so that a program may redirect it: whatever has the number 2 is by
+// convention standard error, also a file that got it after it was closed.
 
 #include "private/Sink.h"
 
-#include <zvLog/zvLogSettings.h>
+#include "private/Outlet.h"
+#include "private/SinkFunction.h"
+#include "private/SinkSet.h"
 
-#include <fcntl.h>
-#include <poll.h>
 #include <pthread.h>
-#include <sys/socket.h>
-#include <sys/time.h>
-#include <sys/un.h>
 #include <unistd.h>
-#include <atomic>
 #include <cerrno>
-#include <cstring>
 
 namespace {
 
 using zvlog::FinishedRecord;
-using zvlog::kHeaderRoom;
+using zvlog::Sink;
+using zvlog::SinkKind;
+using zvlog::SinkSet;
 
-enum class Sink { StandardError, File, Syslog };
+zvlog::Outlet sStandardError;
 
-constexpr char kSystemLogPath[] = "/dev/log";
-constexpr int kPatienceMilliseconds = 1000;  // with a reader that does not keep up
-constexpr int kLowestOwnDescriptor = 64;     // small numbers are left to the program
-constexpr int kNoDescriptor = -1;
-
-// Addresses of log sockets are never released: a thread may be about to send to one. Few programs
-// use more than one.
-struct SocketAddress {
-  sockaddr_un mAddress;
-  SocketAddress *mNext;
-};
-
-std::atomic<Sink> sSink{Sink::StandardError};
-std::atomic<int> sFile{kNoDescriptor};
-std::atomic<int> sSocket{kNoDescriptor};
-std::atomic<const SocketAddress *> sSocketAddress{nullptr};
-SocketAddress *sSocketAddresses = nullptr;  // guarded by sSetters, as the making of descriptors
-pthread_mutex_t sSetters = PTHREAD_MUTEX_INITIALIZER;
-
-class SettersLock {
+// A thread that is cancelled inside a write would leave its signal mask changed, or a descriptor open.
+class CancellationOff {
  public:
-  SettersLock() { pthread_mutex_lock(&sSetters); }
-  ~SettersLock() { pthread_mutex_unlock(&sSetters); }
-  SettersLock(const SettersLock &) = delete;
-  SettersLock &operator=(const SettersLock &) = delete;
+  CancellationOff() { pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, &mFormer); }
+  ~CancellationOff() { pthread_setcancelstate(mFormer, nullptr); }
+  CancellationOff(const CancellationOff &) = delete;
+  CancellationOff &operator=(const CancellationOff &) = delete;
+
+ private:
+  int mFormer = 0;
 };
 
-void CloseKeepingErrno(int aDescriptor) {
-  const int theError = errno;
-  close(aDescriptor);
-  errno = theError;
+int WriteToStandardError(const FinishedRecord &aRecord) {
+  const int theError = sStandardError.Write(zvlog::Examine(STDERR_FILENO), aRecord);
+  if (theError == EBADF) sStandardError.CountLoss(theError);
+  return theError;
 }
 
-int DuplicateHigh(int aDescriptor) {
-  const int theHigh = fcntl(aDescriptor, F_DUPFD_CLOEXEC, kLowestOwnDescriptor);
-  if (theHigh >= 0 || errno != EINVAL) return theHigh;
-  return fcntl(aDescriptor, F_DUPFD_CLOEXEC, STDERR_FILENO + 1);  // the limit is that low
-}
-
-// Moves aDescriptor to the lasting number kept in aPlace, or makes it the lasting one.
-bool Install(std::atomic<int> *aPlace, int aDescriptor) {
-  const int theLasting = aPlace->load();
-  if (theLasting == kNoDescriptor) {
-    const int theNew = DuplicateHigh(aDescriptor);
-    CloseKeepingErrno(aDescriptor);
-    if (theNew < 0) return false;
-    aPlace->store(theNew);
-    return true;
+int WriteTo(const Sink &aSink, const FinishedRecord &aRecord) {
+  switch (aSink.mKind) {
+    case SinkKind::File:
+      return aSink.mFile->Write(aRecord);
+    case SinkKind::SystemLog:
+      return zvlog::SendToSystemLog(aSink.mAddress, aRecord);
+    default:
+      return WriteToStandardError(aRecord);
   }
-  int theResult;
-  do {
-    theResult = dup3(aDescriptor, theLasting, O_CLOEXEC);
-  } while (theResult < 0 && (errno == EINTR || errno == EBUSY));
-  CloseKeepingErrno(aDescriptor);
-  return theResult >= 0;
 }
 
-bool WriteLine(int aDescriptor, const char *aLine, size_t aLength) {
-  size_t theDone = 0;
-  bool afWaited = false;
-  while (theDone < aLength) {
-    const ssize_t theCount = write(aDescriptor, aLine + theDone, aLength - theDone);
-    if (theCount > 0) {
-      theDone += static_cast<size_t>(theCount);
-      continue;
-    }
-    const int theError = theCount < 0 ? errno : ENOSPC;
-    if (theError == EINTR) continue;
-    if (theError != EAGAIN || afWaited) return theDone > 0;
-    afWaited = true;
-    pollfd thePoll = {aDescriptor, POLLOUT, 0};
-    poll(&thePoll, 1, kPatienceMilliseconds);
+struct Outcome {
+  bool mfTaken;  // by one sink at least, or none wanted it
+  bool mfOnStandardError;
+};
+
+Outcome DeliverToAll(const SinkSet &aSet, const FinishedRecord &aRecord) {
+  int theWanting = 0;
+  int theTaking = 0;
+  bool afOnStandardError = false;
+  for (int theIndex = 0; theIndex < aSet.mCount; ++theIndex) {
+    const Sink &theSink = aSet.mSinks[theIndex];
+    if (aRecord.mData.mLevel > theSink.mHighestLevel) continue;
+    ++theWanting;
+    afOnStandardError = afOnStandardError || theSink.mKind == SinkKind::StandardError;
+    if (WriteTo(theSink, aRecord) == 0) ++theTaking;
   }
-  return true;
-}
-
-// The socket gives up by itself when the system log does not read.
-bool SendMessage(const char *aMessage, size_t aLength) {
-  const SocketAddress *theAddress = sSocketAddress.load(std::memory_order_acquire);
-  ssize_t theCount;
-  do {
-    theCount = sendto(sSocket.load(std::memory_order_relaxed), aMessage, aLength, MSG_NOSIGNAL,
-                      reinterpret_cast<const sockaddr *>(&theAddress->mAddress), sizeof(sockaddr_un));
-  } while (theCount < 0 && errno == EINTR);
-  return theCount >= 0;
-}
-
-const SocketAddress *FindOrAddAddress(const char *aPath) {
-  for (SocketAddress *theEntry = sSocketAddresses; theEntry != nullptr; theEntry = theEntry->mNext) {
-    if (strcmp(theEntry->mAddress.sun_path, aPath) == 0) return theEntry;
-  }
-  SocketAddress *theNew = static_cast<SocketAddress *>(calloc(1, sizeof(SocketAddress)));
-  if (theNew == nullptr) return nullptr;
-  theNew->mAddress.sun_family = AF_UNIX;
-  memcpy(theNew->mAddress.sun_path, aPath, strlen(aPath) + 1);
-  theNew->mNext = sSocketAddresses;
-  sSocketAddresses = theNew;
-  return theNew;
-}
-
-// A datagram socket, proven to reach the log.
-int OpenSocketReaching(const SocketAddress *anAddress) {
-  const int theSocket = socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0);
-  if (theSocket < 0) return kNoDescriptor;
-
-  const timeval thePatience = {kPatienceMilliseconds / 1000, 0};
-  const sockaddr theNobody = {AF_UNSPEC, {}};
-  const bool afReady =
-      setsockopt(theSocket, SOL_SOCKET, SO_SNDTIMEO, &thePatience, sizeof thePatience) == 0 &&
-      connect(theSocket, reinterpret_cast<const sockaddr *>(&anAddress->mAddress), sizeof(sockaddr_un)) ==
-          0 &&
-      // Unconnected again, so that the socket finds the log after it was started anew.
-      connect(theSocket, &theNobody, sizeof theNobody) == 0;
-  if (afReady) return theSocket;
-  CloseKeepingErrno(theSocket);
-  return kNoDescriptor;
-}
-
-// False when nothing of it could be written.
-bool WriteTo(Sink aSink, const FinishedRecord &aRecord) {
-  char theHeader[kHeaderRoom];
-  const bool afMessage = aSink == Sink::Syslog;
-  const size_t theHeaderLength =
-      afMessage ? WriteSyslogHeader(aRecord, theHeader) : WriteLineHeader(aRecord, theHeader);
-  char *theBegin = aRecord.mText - theHeaderLength;
-  memcpy(theBegin, theHeader, theHeaderLength);
-  const size_t theLength = theHeaderLength + aRecord.mLength;
-  if (afMessage) return SendMessage(theBegin, theLength - 1);  // it is no line
-  const bool afFile = aSink == Sink::File;
-  return WriteLine(afFile ? sFile.load(std::memory_order_relaxed) : STDERR_FILENO, theBegin, theLength);
+  // Where there is no sink at all, standard error is one.
+  const bool afTaken = theTaking > 0 || (theWanting == 0 && aSet.mCount > 0);
+  return {afTaken, afOnStandardError};
 }
 
 }  // namespace
@@ -170,50 +80,16 @@ bool WriteTo(Sink aSink, const FinishedRecord &aRecord) {
 namespace zvlog {
 
 void Deliver(const FinishedRecord &aRecord) {
-  const Sink theSink = sSink.load(std::memory_order_acquire);
-  if (WriteTo(theSink, aRecord) || theSink == Sink::StandardError) return;
-  WriteTo(Sink::StandardError, aRecord);
+  const CancellationOff theCancellationOff;
+  const bool afCalled = CallSinkFunction(aRecord);
+  const SinkSet *theSet = gSinkSet.load(std::memory_order_acquire);
+  if (afCalled && theSet->mCount == 0) return;
+  Outcome theOutcome = DeliverToAll(*theSet, aRecord);
+  if (theOutcome.mfTaken) return;
+  // The sinks may have been changed meanwhile, and the former ones be closed.
+  const SinkSet *theNext = gSinkSet.load(std::memory_order_acquire);
+  if (theNext != theSet) theOutcome = DeliverToAll(*theNext, aRecord);
+  if (!theOutcome.mfTaken && !theOutcome.mfOnStandardError && !afCalled) WriteToStandardError(aRecord);
 }
 
 }  // namespace zvlog
-
-extern "C" void zvLog_SetSinkStandardError(void) {
-  const SettersLock theLock;
-  sSink.store(Sink::StandardError, std::memory_order_release);
-  if (sFile.load() == kNoDescriptor) return;
-  // Releases the file; a thread that is about to write to it writes to standard error instead.
-  int theOther = DuplicateHigh(STDERR_FILENO);
-  if (theOther < 0) theOther = open("/dev/null", O_WRONLY | O_CLOEXEC);
-  if (theOther >= 0) Install(&sFile, theOther);
-}
-
-extern "C" int zvLog_SetSinkFile(const char *aPath) {
-  if (aPath == nullptr) {
-    errno = EINVAL;
-    return 0;
-  }
-  const int theFile = open(aPath, O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC | O_NOCTTY, 0644);
-  if (theFile < 0) return 0;
-
-  const SettersLock theLock;
-  if (!Install(&sFile, theFile)) return 0;
-  sSink.store(Sink::File, std::memory_order_release);
-  return 1;
-}
-
-extern "C" int zvLog_SetSinkSyslog(const char *aSocketPath) {
-  const char *thePath = aSocketPath != nullptr ? aSocketPath : kSystemLogPath;
-  if (*thePath == '\0' || strlen(thePath) >= sizeof(sockaddr_un::sun_path)) {
-    errno = *thePath == '\0' ? EINVAL : ENAMETOOLONG;
-    return 0;
-  }
-  const SettersLock theLock;
-  const SocketAddress *theAddress = FindOrAddAddress(thePath);
-  if (theAddress == nullptr) return 0;
-  const int theSocket = OpenSocketReaching(theAddress);
-  if (theSocket < 0) return 0;
-  if (!Install(&sSocket, theSocket)) return 0;
-  sSocketAddress.store(theAddress, std::memory_order_release);
-  sSink.store(Sink::Syslog, std::memory_order_release);
-  return 1;
-}

@@ -4,10 +4,13 @@
 #include "Interposed.h"
 
 #include <sys/random.h>
+#include <sys/socket.h>
 #include <sys/syscall.h>
+#include <sys/uio.h>
 #include <fcntl.h>
 #include <unistd.h>
 #include <atomic>
+#include <cstdint>
 #include <cstdlib>
 #include <utility>
 
@@ -67,6 +70,22 @@ ssize_t RealWrite(int aDescriptor, const void *aData, size_t aSize) {
 ZV_INTERPOSED ssize_t write(int aDescriptor, const void *aData, size_t aSize) {
   if (zvlogtest::sWrite.IsSet()) return zvlogtest::sWrite.Get()(aDescriptor, aData, aSize);
   return zvlogtest::RealWrite(aDescriptor, aData, aSize);
+}
+
+// The other calls by which a record may leave count as writes.
+ZV_INTERPOSED ssize_t send(int aSocket, const void *aData, size_t aSize, int aFlags) {
+  if (zvlogtest::sWrite.IsSet()) return zvlogtest::sWrite.Get()(aSocket, aData, aSize);
+  return sendto(aSocket, aData, aSize, aFlags, nullptr, 0);
+}
+
+ZV_INTERPOSED ssize_t pwritev64v2(int aDescriptor, const iovec *aData, int aCount, off64_t anOffset,
+                                  int aFlags) {
+  if (zvlogtest::sWrite.IsSet() && aCount == 1) {
+    return zvlogtest::sWrite.Get()(aDescriptor, aData->iov_base, aData->iov_len);
+  }
+  const auto theOffset = static_cast<uint64_t>(anOffset);
+  return syscall(SYS_pwritev2, aDescriptor, aData, aCount, static_cast<unsigned long>(theOffset),
+                 static_cast<unsigned long>(theOffset >> 32), aFlags);
 }
 
 ZV_INTERPOSED ssize_t getrandom(void *aBuffer, size_t aSize, unsigned int aFlags) {

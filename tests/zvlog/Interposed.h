@@ -12,6 +12,7 @@
 
 namespace zvlogtest {
 
+// Sees each write of a record, by whichever call.
 class WriteHook {
  public:
   using Function = std::function<ssize_t(int aDescriptor, const void *aData, size_t aSize)>;

@@ -16,6 +16,17 @@ namespace zvlogtest {
 
 namespace {
 
+// Losses of the test before are told to nobody.
+void TellLosses() {
+  const int theSaved = fcntl(STDERR_FILENO, F_DUPFD_CLOEXEC, 3);
+  const int theNothing = open("/dev/null", O_WRONLY | O_CLOEXEC);
+  dup2(theNothing, STDERR_FILENO);
+  Log(kzvLogLevel_Error, 0, "");
+  dup2(theSaved, STDERR_FILENO);
+  close(theNothing);
+  close(theSaved);
+}
+
 void RestoreDefaults() {
   zvLog_SetSinkStandardError();
   zvLog_SetAssertAborts(0);
@@ -24,6 +35,7 @@ void RestoreDefaults() {
   for (const int theModule : {0, 7, 21, 22, 25, 29, 42, 43, 53, 55, 57, 122, 300, 65535}) {
     zvLog_ResetModuleLevel(static_cast<zvLogModule>(theModule));
   }
+  TellLosses();
 }
 
 }  // namespace

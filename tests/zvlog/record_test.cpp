@@ -11,6 +11,7 @@
 #include <sys/time.h>
 #include <unistd.h>
 #include <cerrno>
+#include <chrono>
 #include <map>
 #include <thread>
 
@@ -407,15 +408,20 @@ TEST_F(Record, ShortWritesAreContinued) {
 
 TEST_F(Record, OfASinkThatStaysFullIsGivenUp) {
   int theCalls = 0;
-  {
-    const WriteHook theHook([&theCalls](int, const void *, size_t) -> ssize_t {
-      ++theCalls;
-      errno = EAGAIN;
-      return -1;
-    });
-    Log(kzvLogLevel_Error, 0, "text");
-  }
-  EXPECT_EQ(2, theCalls) << "waits once, then gives up";
+  const auto theBegin = std::chrono::steady_clock::now();
+  const WriteHook theHook([&theCalls](int, const void *, size_t) -> ssize_t {
+    ++theCalls;
+    errno = EAGAIN;
+    return -1;
+  });
+  Log(kzvLogLevel_Error, 0, "text");
+  EXPECT_LE(2, theCalls) << "tries again before it gives up";
+  EXPECT_GE(std::chrono::steady_clock::now() - theBegin, std::chrono::milliseconds(190));
+  EXPECT_LT(std::chrono::steady_clock::now() - theBegin, std::chrono::milliseconds(900));
+
+  theCalls = 0;
+  Log(kzvLogLevel_Error, 0, "text");
+  EXPECT_EQ(1, theCalls) << "does not wait again";
 }
 
 TEST_F(Record, OfASinkThatIsFullForAMomentComesOut) {

@@ -1,0 +1,18 @@
+// SPDX-FileCopyrightText: 2026 the libzvOS authors
+// SPDX-License-Identifier: Apache-2.0
+
+// The program's own function as sink.
+#pragma once
+
+#include "FinishedRecord.h"
+
+namespace zvlog {
+
+// False when there is none, or when the thread is inside it already: what it logs itself goes elsewhere.
+bool CallSinkFunction(const FinishedRecord &aRecord);
+
+// Waits until no thread is inside the function any more; not under the lock of the sinks, for the function
+// may change them.
+void RemoveSinkFunction();
+
+}  // namespace zvlog

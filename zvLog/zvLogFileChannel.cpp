@@ -1,0 +1,163 @@
+// SPDX-FileCopyrightText: 2026 the libzvOS authors
+// SPDX-License-Identifier: Apache-2.0
+
+// A file that records are appended to, which may also be a pipe with a name or a terminal.
+//
+// Records put another file in its place when it is full, when that was requested, and when the program has
+// closed it. A setter that comes between has the last word, because they look again whether the place is
+// still the same.
+
+#include "private/FileChannel.h"
+
+#include <zvLog/zvLogSettings.h>
+
+#include <sys/stat.h>
+#include <cerrno>
+
+namespace {
+
+constexpr uint32 kRecordsPerLook = 1024;  // other processes may append, too
+
+std::atomic<uint32> sReopenRequests{0};
+
+bool IsHugeFile(int aDescriptor) {
+  struct stat theStatus;
+  return fstat(aDescriptor, &theStatus) == 0 && zvlog::IsHuge(theStatus.st_size);
+}
+
+}  // namespace
+
+namespace zvlog {
+
+FileChannel gFileChannels[kFileChannels];
+
+// One record at a time puts another file in place; the others go on with the one that is there.
+class FileChannel::Turn {
+ public:
+  explicit Turn(FileChannel *aChannel)
+      : mChannel(aChannel), mfMine(!aChannel->mfTurning.exchange(true, std::memory_order_acquire)) {}
+  ~Turn() {
+    if (mfMine) mChannel->mfTurning.store(false, std::memory_order_release);
+  }
+  Turn(const Turn &) = delete;
+  Turn &operator=(const Turn &) = delete;
+
+  bool IsMine() const { return mfMine; }
+
+ private:
+  FileChannel *const mChannel;
+  const bool mfMine;
+};
+
+LastingDescriptor *FileChannel::Descriptor() {
+  return &gDescriptors[this - gFileChannels];
+}
+
+// Installs a file of aPlace, which is closed in any case.
+bool FileChannel::Take(int aFile, const FilePlace *aPlace) {
+  const Medium theMedium = Examine(aFile).mMedium;
+  const bool afHuge = IsHugeFile(aFile);
+  if (!Descriptor()->Install(aFile)) return false;
+  mMedium.store(theMedium, std::memory_order_relaxed);
+  mfHuge.store(afHuge, std::memory_order_relaxed);
+  return mPlace.load() == aPlace || OpenAgain() != kNoDescriptor;
+}
+
+bool FileChannel::Open(const FilePlace *aPlace) {
+  const int theFile = OpenPlace(*aPlace);
+  if (theFile < 0) return false;
+  mReopened.store(sReopenRequests.load());
+  const FilePlace *theFormer = mPlace.exchange(aPlace);
+  if (!Take(theFile, aPlace)) {
+    mPlace.store(theFormer);
+    return false;
+  }
+  if (theFormer != aPlace) mOutlet.Forget();
+  return true;
+}
+
+void FileChannel::Release() {
+  if (mPlace.exchange(nullptr) == nullptr) return;
+  Descriptor()->Release();
+  mOutlet.Forget();
+}
+
+void FileChannel::ForgetOtherThreads() {
+  mfTurning.store(false);
+}
+
+int FileChannel::OpenAgain() {
+  const FilePlace *thePlace = mPlace.load();
+  if (thePlace == nullptr) {
+    Descriptor()->Release();
+    errno = EBADF;
+    return kNoDescriptor;
+  }
+  const int theFile = OpenPlace(*thePlace);
+  return theFile >= 0 && Take(theFile, thePlace) ? Descriptor()->Number() : kNoDescriptor;
+}
+
+// A file that cannot be opened again leaves the one that is there.
+bool FileChannel::ReopenIfRequested() {
+  const uint32 theRequest = sReopenRequests.load(std::memory_order_relaxed);
+  if (theRequest == mReopened.load(std::memory_order_relaxed)) return false;
+  const Turn theTurn(this);
+  if (!theTurn.IsMine()) return false;
+  mReopened.store(theRequest);
+  return OpenAgain() != kNoDescriptor;
+}
+
+bool FileChannel::MakeRoom(int aDescriptor, const FilePlace &aPlace, const FinishedRecord &aRecord) {
+  const uint64 theLength = kHeaderRoom + aRecord.mLength;
+  struct stat theStatus;
+  if (fstat(aDescriptor, &theStatus) != 0 || !S_ISREG(theStatus.st_mode) || theStatus.st_size == 0 ||
+      static_cast<uint64>(theStatus.st_size) + theLength <= aPlace.mMaximumSize)
+    return false;
+  const Turn theTurn(this);
+  if (!theTurn.IsMine()) return false;
+  const uint32 theDelay = mTurnLater.load(std::memory_order_relaxed);
+  if (theDelay > 0) {
+    mTurnLater.store(theDelay - 1, std::memory_order_relaxed);
+    return false;
+  }
+  const int theNext = OpenNextGeneration(aPlace, theLength);
+  if (theNext < 0) mTurnLater.store(kRecordsPerLook, std::memory_order_relaxed);
+  return theNext >= 0 && Take(theNext, &aPlace);
+}
+
+Target FileChannel::TargetOf(int aDescriptor) {
+  const bool afLook = mRecords.fetch_add(1, std::memory_order_relaxed) % kRecordsPerLook == 0;
+  if (afLook && IsHugeFile(aDescriptor)) mfHuge.store(true, std::memory_order_relaxed);
+  return {aDescriptor, mMedium.load(std::memory_order_relaxed), true, mfHuge.load(std::memory_order_relaxed),
+          nullptr};
+}
+
+int FileChannel::DescriptorFor(const FilePlace &aPlace, const FinishedRecord &aRecord) {
+  ReopenIfRequested();
+  const int theDescriptor = Descriptor()->Number();
+  if (theDescriptor == kNoDescriptor) return OpenAgain();
+  if (aPlace.mMaximumSize == 0 || !MakeRoom(theDescriptor, aPlace, aRecord)) return theDescriptor;
+  return Descriptor()->Number();
+}
+
+int FileChannel::Write(const FinishedRecord &aRecord) {
+  int theError = EBADF;
+  for (int theAttempt = 0; theAttempt < 2 && theError == EBADF; ++theAttempt) {
+    const FilePlace *thePlace = mPlace.load(std::memory_order_acquire);
+    if (thePlace == nullptr) return EBADF;
+    const int theDescriptor = DescriptorFor(*thePlace, aRecord);
+    if (theDescriptor == kNoDescriptor) {
+      theError = errno;
+      mOutlet.CountLoss(theError);
+      return theError;
+    }
+    theError = mOutlet.Write(TargetOf(theDescriptor), aRecord);
+  }
+  return theError;
+}
+
+}  // namespace zvlog
+
+extern "C" void zvLog_RequestReopen(void) {
+  sReopenRequests.fetch_add(1, std::memory_order_relaxed);
+}

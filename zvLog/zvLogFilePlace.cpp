@@ -1,0 +1,153 @@
+// SPDX-FileCopyrightText: 2026 the libzvOS authors
+// SPDX-License-Identifier: Apache-2.0
+
+// Where a log file is, and the generations of it that are kept.
+//
+// Processes that append to the same file agree on who renames it by a lock on the file that has the path.
+// Nobody waits for that lock: while another holds it, records go into the file as it is.
+
+#include "private/FilePlace.h"
+
+#include "private/LastingDescriptor.h"
+
+#include <fcntl.h>
+#include <sys/file.h>
+#include <sys/stat.h>
+#include <unistd.h>
+#include <cerrno>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+
+namespace {
+
+using zvlog::FilePlace;
+
+constexpr size_t kSuffixRoom = sizeof ".99";
+constexpr int kAttempts = 3;
+
+FilePlace *sPlaces = nullptr;
+
+// The absolute form of a path, in memory of its own; NULL with errno.
+char *AbsolutePath(const char *aPath) {
+  if (*aPath == '\0') {
+    errno = ENOENT;
+    return nullptr;
+  }
+  if (*aPath == '/') return strdup(aPath);
+  char *theFolder = getcwd(nullptr, 0);
+  if (theFolder == nullptr) return nullptr;
+  const size_t theFolderLength = strlen(theFolder);
+  const size_t thePathSize = strlen(aPath) + 1;
+  char *thePath = static_cast<char *>(realloc(theFolder, theFolderLength + 1 + thePathSize));
+  if (thePath == nullptr) {
+    free(theFolder);
+    return nullptr;
+  }
+  thePath[theFolderLength] = '/';
+  memcpy(thePath + theFolderLength + 1, aPath, thePathSize);
+  return thePath;
+}
+
+// The path and those of its generations in one piece of memory.
+char **MakePaths(const char *aPath, uint32 aGenerations) {
+  const size_t theCount = size_t{aGenerations} + 1;
+  const size_t theRoom = strlen(aPath) + kSuffixRoom;
+  char **thePaths = static_cast<char **>(malloc(theCount * (sizeof(char *) + theRoom)));
+  if (thePaths == nullptr) return nullptr;
+  char *theText = reinterpret_cast<char *>(thePaths + theCount);
+  for (size_t theIndex = 0; theIndex < theCount; ++theIndex) {
+    thePaths[theIndex] = theText + theIndex * theRoom;
+    if (theIndex == 0) {
+      memcpy(thePaths[theIndex], aPath, strlen(aPath) + 1);
+    } else {
+      snprintf(thePaths[theIndex], theRoom, "%s.%u", aPath, static_cast<unsigned>(theIndex % 100));
+    }
+  }
+  return thePaths;
+}
+
+FilePlace *MakePlace(const char *aPath, uint64 aMaximumSize, uint32 aGenerations) {
+  FilePlace *theNew = static_cast<FilePlace *>(malloc(sizeof(FilePlace)));
+  char **thePaths = MakePaths(aPath, aGenerations);
+  if (theNew == nullptr || thePaths == nullptr) {
+    free(theNew);
+    free(thePaths);
+    return nullptr;
+  }
+  *theNew = {aMaximumSize, aGenerations, thePaths, sPlaces};
+  return theNew;
+}
+
+bool ShiftGenerations(const FilePlace &aPlace) {
+  for (uint32 theOlder = aPlace.mGenerations; theOlder > 0; --theOlder) {
+    const int theResult = rename(aPlace.mPaths[theOlder - 1], aPlace.mPaths[theOlder]);
+    // Not all have come into being yet; the file itself has.
+    if (theResult != 0 && (errno != ENOENT || theOlder == 1)) return false;
+  }
+  return true;
+}
+
+// A link is not renamed: it would lead elsewhere from then on.
+bool IsStillThere(const FilePlace &aPlace, const struct stat &aStatus) {
+  struct stat theStatus;
+  return lstat(aPlace.Path(), &theStatus) == 0 && S_ISREG(theStatus.st_mode) &&
+         theStatus.st_dev == aStatus.st_dev && theStatus.st_ino == aStatus.st_ino;
+}
+
+// The lock belongs to the description, which a child may have got meanwhile.
+void UnlockAndClose(int aFile) {
+  flock(aFile, LOCK_UN);
+  close(aFile);
+}
+
+}  // namespace
+
+namespace zvlog {
+
+const FilePlace *FindOrAddPlace(const char *aPath, uint64 aMaximumSize, uint32 aGenerations) {
+  char *thePath = AbsolutePath(aPath);
+  if (thePath == nullptr) return nullptr;
+  FilePlace *thePlace = sPlaces;
+  while (thePlace != nullptr &&
+         (strcmp(thePlace->Path(), thePath) != 0 || thePlace->mMaximumSize != aMaximumSize ||
+          thePlace->mGenerations != aGenerations))
+    thePlace = thePlace->mNext;
+  if (thePlace == nullptr) {
+    thePlace = MakePlace(thePath, aMaximumSize, aGenerations);
+    if (thePlace != nullptr) sPlaces = thePlace;
+  }
+  free(thePath);
+  return thePlace;
+}
+
+int OpenPlace(const FilePlace &aPlace) {
+  return open(aPlace.Path(), O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC | O_NOCTTY | O_NONBLOCK, 0644);
+}
+
+int OpenNextGeneration(const FilePlace &aPlace, uint64 aLength) {
+  for (int theAttempt = 0; theAttempt < kAttempts; ++theAttempt) {
+    // A description of its own: the log's may be shared with a child, and then the lock would be, too.
+    const int theFile = OpenPlace(aPlace);
+    if (theFile < 0) return -1;
+    struct stat theStatus;
+    if (flock(theFile, LOCK_EX | LOCK_NB) != 0 || fstat(theFile, &theStatus) != 0) {
+      close(theFile);
+      return -1;
+    }
+    if (!IsStillThere(aPlace, theStatus)) {
+      UnlockAndClose(theFile);
+      continue;  // another process has just renamed it
+    }
+    if (static_cast<uint64>(theStatus.st_size) + aLength <= aPlace.mMaximumSize || theStatus.st_size == 0) {
+      flock(theFile, LOCK_UN);
+      return theFile;  // another process has renamed the one that was full
+    }
+    const int theNext = ShiftGenerations(aPlace) ? OpenPlace(aPlace) : -1;
+    UnlockAndClose(theFile);
+    return theNext;
+  }
+  return -1;
+}
+
+}  // namespace zvlog

@@ -1,0 +1,201 @@
+// SPDX-FileCopyrightText: 2026 the libzvOS authors
+// SPDX-License-Identifier: Apache-2.0
+
+// A write can end or hold its process: by SIGPIPE where the reader is gone, by SIGXFSZ at the limit for
+// the size of files, by blocking where nobody reads. The signals are kept away from the thread only where
+// they can come, because changing its mask twice costs as much as the write of a line.
+
+#include "private/HarmlessWrite.h"
+
+#include <fcntl.h>
+#include <poll.h>
+#include <pthread.h>
+#include <sys/resource.h>
+#include <sys/socket.h>
+#include <sys/stat.h>
+#include <sys/syscall.h>
+#include <sys/uio.h>
+#include <time.h>
+#include <unistd.h>
+#include <cerrno>
+#include <csignal>
+
+#include "private/LineWriter.h"
+
+namespace {
+
+using zvlog::Medium;
+using zvlog::Target;
+
+constexpr int kNoSignal = 0;
+
+// Keeps one signal from the thread while it lives, and takes away what a write has raised.
+class SignalGuard {
+ public:
+  explicit SignalGuard(int aSignal) : mSignal(aSignal) {
+    if (mSignal == kNoSignal) return;
+    sigemptyset(&mSet);
+    sigaddset(&mSet, mSignal);
+    pthread_sigmask(SIG_BLOCK, &mSet, &mFormer);
+    mfWasPending = IsPending();
+  }
+  ~SignalGuard() {
+    if (mSignal != kNoSignal) pthread_sigmask(SIG_SETMASK, &mFormer, nullptr);
+  }
+  SignalGuard(const SignalGuard &) = delete;
+  SignalGuard &operator=(const SignalGuard &) = delete;
+
+  // After a write that failed as it does with the signal. A signal that waited before is left, once: one for
+  // the process waits beside that of the write, which is for the thread and is taken first; one for
+  // the thread was merged with it and is put back.
+  void TakeRaised() {
+    if (mSignal == kNoSignal) return;
+    const timespec theNoTime = {};
+    siginfo_t theInfo;
+    if (sigtimedwait(&mSet, &theInfo, &theNoTime) != mSignal || !mfWasPending || IsPending()) return;
+    syscall(SYS_rt_tgsigqueueinfo, getpid(), syscall(SYS_gettid), mSignal, &theInfo);
+  }
+
+ private:
+  bool IsPending() const {
+    sigset_t theSet;
+    return sigpending(&theSet) == 0 && sigismember(&theSet, mSignal) == 1;
+  }
+
+  const int mSignal;
+  bool mfWasPending = false;
+  sigset_t mSet;
+  sigset_t mFormer;
+};
+
+// Asked before each record: the limit may have been set at any time. The old call takes half the time of
+// the new one, which the C library prefers. In 32 bits it shows a limit from 4 GiB on as none.
+bool IsFileSizeLimited() {
+#ifdef SYS_ugetrlimit
+  unsigned long theLimit[2];
+  return syscall(SYS_ugetrlimit, RLIMIT_FSIZE, theLimit) != 0 || theLimit[0] != ~0UL;
+#else
+  rlimit theLimit;
+  return getrlimit(RLIMIT_FSIZE, &theLimit) != 0 || theLimit.rlim_cur != RLIM_INFINITY;
+#endif
+}
+
+int SignalToExpect(const Target &aTarget) {
+  if (aTarget.mMedium == Medium::Pipe) return SIGPIPE;
+  if (aTarget.mMedium != Medium::Seekable) return kNoSignal;
+  return aTarget.mfHuge || IsFileSizeLimited() ? SIGXFSZ : kNoSignal;
+}
+
+// A description of its own of what aDescriptor leads to, which does not block. The flags of the one that
+// is there are shared with other processes.
+int OpenNonBlocking(int aDescriptor) {
+  char thePath[32];
+  zvlog::LineWriter theWriter(thePath, sizeof thePath - 1);
+  theWriter.Text("/proc/self/fd/");
+  theWriter.Number(static_cast<uint32>(aDescriptor));
+  thePath[theWriter.Length()] = '\0';
+  return open(thePath, O_WRONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC);
+}
+
+bool IsWritable(int aDescriptor, int aMilliseconds) {
+  pollfd thePoll = {aDescriptor, POLLOUT, 0};
+  return poll(&thePoll, 1, aMilliseconds) > 0;
+}
+
+// Other writers may fill the pipe or the terminal after a poll; so it takes a write that does not block.
+// Without the right to open it again (a pipe made by another user, a terminal taken over, no /proc) a poll
+// before the write is all there is.
+ssize_t WriteWithoutBlocking(const Target &aTarget, const char *aData, size_t aLength) {
+  const int theDescriptor = aTarget.mDescriptor;
+#ifdef RWF_NOWAIT
+  if (aTarget.mMedium == Medium::Pipe) {
+    const iovec theData = {const_cast<char *>(aData), aLength};
+    const ssize_t theCount = pwritev2(theDescriptor, &theData, 1, -1, RWF_NOWAIT);
+    if (theCount >= 0 || (errno != EOPNOTSUPP && errno != ENOSYS)) return theCount;
+  }
+#endif
+  const int theOwn = OpenNonBlocking(theDescriptor);
+  if (theOwn >= 0) {
+    const ssize_t theCount = write(theOwn, aData, aLength);
+    const int theError = errno;
+    close(theOwn);
+    errno = theError;
+    return theCount;
+  }
+  if (IsWritable(theDescriptor, 0)) return write(theDescriptor, aData, aLength);
+  errno = EAGAIN;
+  return -1;
+}
+
+ssize_t WriteOnce(const Target &aTarget, const char *aData, size_t aLength, bool afMayWait) {
+  if (aTarget.mAddress != nullptr) {
+    // A socket without a connection polls writable whether or not its log reads; it has a time limit of its
+    // own.
+    return sendto(aTarget.mDescriptor, aData, aLength, MSG_NOSIGNAL | (afMayWait ? 0 : MSG_DONTWAIT),
+                  reinterpret_cast<const sockaddr *>(aTarget.mAddress), sizeof(sockaddr_un));
+  }
+  if (aTarget.mMedium == Medium::Socket) {
+    return send(aTarget.mDescriptor, aData, aLength, MSG_NOSIGNAL | MSG_DONTWAIT);
+  }
+  const bool afMayBlock = aTarget.mMedium == Medium::Pipe || aTarget.mMedium == Medium::Terminal;
+  if (afMayBlock && !aTarget.mfNonBlocking) return WriteWithoutBlocking(aTarget, aData, aLength);
+  return write(aTarget.mDescriptor, aData, aLength);
+}
+
+int64 MillisecondsNow() {
+  timespec theTime = {};
+  clock_gettime(CLOCK_MONOTONIC, &theTime);
+  return int64{theTime.tv_sec} * 1000 + theTime.tv_nsec / 1000000;
+}
+
+}  // namespace
+
+namespace zvlog {
+
+Target Examine(int aDescriptor) {
+  Target theTarget = {aDescriptor, Medium::Other, false, false, nullptr};
+  // Costs half of fstat, and is enough for files.
+  const off_t thePosition = lseek(aDescriptor, 0, SEEK_CUR);
+  if (thePosition >= 0) {
+    theTarget.mMedium = Medium::Seekable;
+    theTarget.mfHuge = IsHuge(thePosition);
+    return theTarget;
+  }
+  struct stat theStatus;
+  if (fstat(aDescriptor, &theStatus) != 0) return theTarget;
+  if (S_ISFIFO(theStatus.st_mode)) theTarget.mMedium = Medium::Pipe;
+  if (S_ISSOCK(theStatus.st_mode)) theTarget.mMedium = Medium::Socket;
+  if (S_ISCHR(theStatus.st_mode) && isatty(aDescriptor)) theTarget.mMedium = Medium::Terminal;
+  return theTarget;
+}
+
+bool Patience::WaitUntilWritable(int aDescriptor) {
+  if (IsNone()) return false;
+  const int64 theNow = MillisecondsNow();
+  // A descriptor that polls writable and then takes nothing must not make the thread spin.
+  if (mEnd != 0) poll(nullptr, 0, 1);
+  if (mEnd == 0) mEnd = theNow + mMilliseconds;
+  if (theNow >= mEnd) return false;
+  IsWritable(aDescriptor, static_cast<int>(mEnd - theNow));
+  return true;
+}
+
+Written WriteHarmlessly(const Target &aTarget, const char *aData, size_t aLength, Patience *aPatience) {
+  SignalGuard theGuard(SignalToExpect(aTarget));
+  size_t theDone = 0;
+  while (theDone < aLength) {
+    const ssize_t theCount = WriteOnce(aTarget, aData + theDone, aLength - theDone, !aPatience->IsNone());
+    if (theCount > 0) {
+      theDone += static_cast<size_t>(theCount);
+      continue;
+    }
+    const int theError = theCount < 0 ? errno : ENOSPC;
+    if (theError == EINTR) continue;
+    if (theError == EPIPE || theError == EFBIG) theGuard.TakeRaised();
+    const bool afWaitMore = theError == EAGAIN && aTarget.mAddress == nullptr;
+    if (!afWaitMore || !aPatience->WaitUntilWritable(aTarget.mDescriptor)) return {theDone, theError};
+  }
+  return {theDone, 0};
+}
+
+}  // namespace zvlog

@@ -1,0 +1,127 @@
+// SPDX-FileCopyrightText: 2026 the libzvOS authors
+// SPDX-License-Identifier: Apache-2.0
+
+// The program's own function as sink. Threads that are inside it are counted, so that its removal can wait
+// for them: nobody takes a lock for a record.
+
+#include "private/SinkFunction.h"
+
+#include "private/SinkSet.h"
+
+#include <zvLog/zvLogSettings.h>
+
+#include <pthread.h>
+#include <time.h>
+#include <atomic>
+#include <cerrno>
+#include <cstdlib>
+
+namespace {
+
+// Never released: a thread may be about to look at one. An equal one is used again.
+struct Registration {
+  zvLogSinkFunction mFunction;
+  void *mUser;
+  std::atomic<int> mThreadsInside;
+  Registration *mNext;
+};
+
+std::atomic<Registration *> sCurrent{nullptr};
+Registration *sRegistrations = nullptr;
+
+thread_local int sDepthOfThread = 0;
+
+Registration *FindOrAdd(zvLogSinkFunction aFunction, void *aUser) {
+  for (Registration *theEntry = sRegistrations; theEntry != nullptr; theEntry = theEntry->mNext) {
+    if (theEntry->mFunction == aFunction && theEntry->mUser == aUser) return theEntry;
+  }
+  Registration *theNew = static_cast<Registration *>(calloc(1, sizeof(Registration)));
+  if (theNew == nullptr) return nullptr;
+  theNew->mFunction = aFunction;
+  theNew->mUser = aUser;
+  theNew->mNext = sRegistrations;
+  sRegistrations = theNew;
+  return theNew;
+}
+
+// The current registration, with this thread counted; NULL when there is none.
+Registration *Enter() {
+  for (;;) {
+    Registration *theCurrent = sCurrent.load();
+    if (theCurrent == nullptr) return nullptr;
+    theCurrent->mThreadsInside.fetch_add(1);
+    // Whoever took it away before now may have found nobody inside.
+    if (sCurrent.load() == theCurrent) return theCurrent;
+    theCurrent->mThreadsInside.fetch_sub(1);
+  }
+}
+
+// From within the function a thread would wait for itself.
+void WaitUntilLeft(const Registration *aFormer) {
+  if (aFormer == nullptr || sDepthOfThread > 0) return;
+  const timespec theMoment = {0, 1000000};
+  while (aFormer->mThreadsInside.load() != 0)
+    nanosleep(&theMoment, nullptr);
+}
+
+// The other threads are not in the child.
+void ForgetOtherThreads() {
+  for (Registration *theEntry = sRegistrations; theEntry != nullptr; theEntry = theEntry->mNext)
+    theEntry->mThreadsInside.store(0);
+  Registration *theCurrent = sCurrent.load();
+  if (theCurrent != nullptr) theCurrent->mThreadsInside.store(sDepthOfThread);
+}
+
+__attribute__((constructor)) void ForgetThreadsInChildren() {
+  pthread_atfork(nullptr, nullptr, ForgetOtherThreads);
+}
+
+}  // namespace
+
+namespace zvlog {
+
+bool CallSinkFunction(const FinishedRecord &aRecord) {
+  if (sCurrent.load(std::memory_order_relaxed) == nullptr || sDepthOfThread > 0) return false;
+  sDepthOfThread = 1;
+  Registration *theRegistration = Enter();
+  if (theRegistration != nullptr) {
+    const size_t theLength = aRecord.mLength - 1;
+    aRecord.mText[theLength] = '\0';
+    const zvLogRecord theRecord = {
+        sizeof(zvLogRecord),   aRecord.mData.mLevel,
+        aRecord.mData.mModule, aRecord.mData.mFile != nullptr ? aRecord.mData.mFile : "?",
+        aRecord.mData.mLine,   aRecord.mProcess,
+        aRecord.mThread,       aRecord.mThreadName,
+        aRecord.mTime.tv_sec,  static_cast<uint32>(aRecord.mTime.tv_nsec),
+        aRecord.mText,         theLength};
+    theRegistration->mFunction(&theRecord, theRegistration->mUser);
+    aRecord.mText[theLength] = '\n';
+    theRegistration->mThreadsInside.fetch_sub(1);
+  }
+  sDepthOfThread = 0;
+  return theRegistration != nullptr;
+}
+
+void RemoveSinkFunction() {
+  WaitUntilLeft(sCurrent.exchange(nullptr));
+}
+
+}  // namespace zvlog
+
+extern "C" int zvLog_SetSinkFunction(zvLogSinkFunction aFunction, void *aUser) {
+  if (aFunction == nullptr) {
+    zvlog::RemoveSinkFunction();
+    return 1;
+  }
+  const Registration *theFormer;
+  {
+    zvlog::SinkChange theChange(zvlog::SinkChange::Former::Replaced);
+    Registration *theNew = FindOrAdd(aFunction, aUser);
+    if (theNew == nullptr) return 0;
+    theFormer = sCurrent.exchange(theNew);
+    if (theFormer == theNew) theFormer = nullptr;
+    theChange.CommitNone();
+  }
+  WaitUntilLeft(theFormer);
+  return 1;
+}

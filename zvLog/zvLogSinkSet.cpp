@@ -1,0 +1,218 @@
+// SPDX-FileCopyrightText: 2026 the libzvOS authors
+// SPDX-License-Identifier: Apache-2.0
+
+// The sinks that are in use together.
+//
+// A process may be forked while another thread changes them. What the child then has is sound, because each
+// step of a change is a single store; only the lock has to be given back.
+
+#include "private/SinkSet.h"
+
+#include "private/SinkFunction.h"
+#include "private/SinkText.h"
+
+#include <zvLog/zvLogSettings.h>
+
+#include <pthread.h>
+#include <time.h>
+#include <cerrno>
+#include <cstdlib>
+
+namespace {
+
+using zvlog::FileChannel;
+using zvlog::Sink;
+using zvlog::SinkKind;
+using zvlog::SinkSet;
+
+// The set that holds until another is chosen.
+SinkSet sStandardError = {1, {{SinkKind::StandardError, zvlog::kEveryLevel, nullptr, nullptr}}, nullptr};
+SinkSet sNone = {0, {}, &sStandardError};
+SinkSet *sSets = &sNone;
+
+// Changes are rare and short; a mutex could not be given back in a child by another thread than its owner.
+std::atomic<bool> sfChanging{false};
+
+void LockChanges() {
+  const timespec theMoment = {0, 1000000};
+  while (sfChanging.exchange(true, std::memory_order_acquire))
+    nanosleep(&theMoment, nullptr);
+}
+
+void UnlockChanges() {
+  sfChanging.store(false, std::memory_order_release);
+}
+
+bool operator==(const Sink &aFirst, const Sink &aSecond) {
+  return aFirst.mKind == aSecond.mKind && aFirst.mHighestLevel == aSecond.mHighestLevel &&
+         aFirst.mFile == aSecond.mFile && aFirst.mAddress == aSecond.mAddress;
+}
+
+bool operator==(const SinkSet &aFirst, const SinkSet &aSecond) {
+  if (aFirst.mCount != aSecond.mCount) return false;
+  for (int theIndex = 0; theIndex < aFirst.mCount; ++theIndex) {
+    if (!(aFirst.mSinks[theIndex] == aSecond.mSinks[theIndex])) return false;
+  }
+  return true;
+}
+
+const SinkSet *FindOrAddSet(const SinkSet &aSet) {
+  for (const SinkSet *theSet = sSets; theSet != nullptr; theSet = theSet->mNext) {
+    if (*theSet == aSet) return theSet;
+  }
+  SinkSet *theNew = static_cast<SinkSet *>(malloc(sizeof(SinkSet)));
+  if (theNew == nullptr) return nullptr;
+  *theNew = aSet;
+  theNew->mNext = sSets;
+  sSets = theNew;
+  return theNew;
+}
+
+bool UsesSystemLog(const SinkSet &aSet) {
+  for (int theIndex = 0; theIndex < aSet.mCount; ++theIndex) {
+    if (aSet.mSinks[theIndex].mKind == SinkKind::SystemLog) return true;
+  }
+  return false;
+}
+
+bool Uses(const SinkSet &aSet, const FileChannel *aChannel) {
+  for (int theIndex = 0; theIndex < aSet.mCount; ++theIndex) {
+    if (aSet.mSinks[theIndex].mFile == aChannel) return true;
+  }
+  return false;
+}
+
+void GoOnInChild() {
+  UnlockChanges();
+  for (FileChannel &theChannel : zvlog::gFileChannels)
+    theChannel.ForgetOtherThreads();
+}
+
+__attribute__((constructor)) void GoOnInChildren() {
+  pthread_atfork(nullptr, nullptr, GoOnInChild);
+}
+
+// When the library is unloaded. At the end of a process others may still log: they open again.
+__attribute__((destructor)) void CloseDescriptors() {
+  for (zvlog::LastingDescriptor &theDescriptor : zvlog::gDescriptors)
+    theDescriptor.Close();
+}
+
+}  // namespace
+
+namespace zvlog {
+
+std::atomic<const SinkSet *> gSinkSet{&sStandardError};
+
+SinkChange::SinkChange(Former aFormer) {
+  pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, &mCancelState);
+  LockChanges();
+  if (aFormer == Former::Kept) mSet = *gSinkSet.load();
+}
+
+SinkChange::~SinkChange() {
+  UnlockChanges();
+  pthread_setcancelstate(mCancelState, nullptr);
+}
+
+bool SinkChange::HasRoom() const {
+  if (mSet.mCount < kMaximumSinks) return true;
+  errno = ENOSPC;
+  return false;
+}
+
+bool SinkChange::Add(const Sink &aSink) {
+  mSet.mSinks[mSet.mCount++] = aSink;
+  return true;
+}
+
+FileChannel *SinkChange::FreeChannel() const {
+  FileChannel *theChannel = gFileChannels;
+  while (Uses(mSet, theChannel))
+    ++theChannel;
+  return theChannel;
+}
+
+bool SinkChange::AddStandardError(zvLogLevel aHighestLevel) {
+  return HasRoom() && Add({SinkKind::StandardError, aHighestLevel, nullptr, nullptr});
+}
+
+bool SinkChange::AddFile(const FileSink &aFile) {
+  if (!HasRoom()) return false;
+  const FilePlace *thePlace = FindOrAddPlace(aFile.mPath, aFile.mMaximumSize, aFile.mGenerations);
+  if (thePlace == nullptr) return false;
+  FileChannel *theChannel = FreeChannel();
+  return theChannel->Open(thePlace) && Add({SinkKind::File, aFile.mHighestLevel, theChannel, nullptr});
+}
+
+bool SinkChange::AddSystemLog(const char *aSocketPath, zvLogLevel aHighestLevel) {
+  if (!HasRoom()) return false;
+  const SocketAddress *theAddress = OpenSystemLog(aSocketPath);
+  return theAddress != nullptr && Add({SinkKind::SystemLog, aHighestLevel, nullptr, theAddress});
+}
+
+void SinkChange::Publish(const SinkSet *aSet) {
+  gSinkSet.store(aSet, std::memory_order_release);
+  for (FileChannel &theChannel : gFileChannels) {
+    if (!Uses(*aSet, &theChannel)) theChannel.Release();
+  }
+  if (!UsesSystemLog(*aSet)) ForgetSystemLog();
+}
+
+bool SinkChange::Commit() {
+  const SinkSet *theSet = FindOrAddSet(mSet);
+  if (theSet == nullptr) return false;
+  Publish(theSet);
+  return true;
+}
+
+void SinkChange::CommitNone() {
+  Publish(&sNone);
+}
+
+}  // namespace zvlog
+
+using zvlog::SinkChange;
+
+namespace {
+
+// Sinks that are set replace all others, the function as well.
+template <typename Addition>
+bool SetOnly(Addition anAddition) {
+  {
+    SinkChange theChange(SinkChange::Former::Replaced);
+    if (!anAddition(&theChange) || !theChange.Commit()) return false;
+  }
+  zvlog::RemoveSinkFunction();
+  return true;
+}
+
+}  // namespace
+
+extern "C" void zvLog_SetSinkStandardError(void) {
+  SetOnly([](SinkChange *aChange) { return aChange->AddStandardError(zvlog::kEveryLevel); });
+}
+
+extern "C" int zvLog_SetSinkFile(const char *aPath) {
+  if (aPath == nullptr) {
+    errno = EINVAL;
+    return 0;
+  }
+  return SetOnly([aPath](SinkChange *aChange) {
+    return aChange->AddFile({aPath, zvlog::kEveryLevel, 0, 0});
+  });
+}
+
+extern "C" int zvLog_SetSinkSyslog(const char *aSocketPath) {
+  return SetOnly(
+      [aSocketPath](SinkChange *aChange) { return aChange->AddSystemLog(aSocketPath, zvlog::kEveryLevel); });
+}
+
+extern "C" int zvLog_AddSink(const char *aSink) {
+  if (aSink == nullptr) {
+    errno = EINVAL;
+    return 0;
+  }
+  SinkChange theChange(SinkChange::Former::Kept);
+  return zvlog::AddSinkFromText(&theChange, aSink).mWhat == nullptr && theChange.Commit();
+}
