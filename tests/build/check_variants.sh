@@ -22,7 +22,7 @@ configure() {
 }
 
 case $way in
-  # Included by another project, on a machine that has neither SimpleIni nor GoogleTest.
+  # Included by another project, on a machine that has no GoogleTest.
   subproject)
     cat >"$work/CMakeLists.txt" <<TEXT
 cmake_minimum_required(VERSION 3.25)
@@ -32,9 +32,7 @@ if(TARGET zvos OR TARGET zvos_tests)
   message(FATAL_ERROR "more than the library")
 endif()
 TEXT
-    configure "$work" -DCMAKE_IGNORE_PATH=/usr/include -DZV_GOOGLETEST_SOURCE=/nonexistent
-    grep -q 'no SimpleIni.h .*configuration files cannot be opened' "$work/configure.log" ||
-      fail "not said: what is missing without SimpleIni"
+    configure "$work" -DZV_GOOGLETEST_SOURCE=/nonexistent
     "$cmake" --build "$work/build" >/dev/null
     "$cmake" --install "$work/build" --prefix "$work/root" >/dev/null
     [ -e "$work/root/lib/libzvLog.so" ] || fail "the log library is not installed"
