@@ -7,7 +7,7 @@ namespace zvbench {
 
 std::vector<Row> AllRows() {
   std::vector<Row> theRows;
-  for (const auto &theGroup : {SyncRows(), ThreadRows(), FileRows(), PathRows(), LogRows(), SocketRows(),
+  for (const auto &theGroup : {SyncRows(), ThreadRows(), FileRows(), PathRows(), LogRows(), LogRecordRows(), LogPeerRows(), SocketRows(),
                                SelectRows(), InterfaceRows(), ServiceRows(), PipeRows(), DirRows(),
                                ProcessRows(), EnvironmentRows(), RevisionRows()}) {
     theRows.insert(theRows.end(), theGroup.begin(), theGroup.end());
