@@ -23,6 +23,13 @@ echo "$size bytes stripped"
 [ "$size" -gt 4096 ] || fail "$library has $size bytes, which is nothing"
 [ "$size_limit" = 0 ] || [ "$size" -le "$size_limit" ] || fail "$library has $size bytes, more than $size_limit"
 
+# Every thread that is ever started has it.
+segment=$("$readelf" -lW "$library" | awk '$1 == "TLS" { print $6 }')
+[ -n "$segment" ] || fail "$library has no thread-local memory, or readelf writes it another way"
+thread_local=$((segment))
+echo "$thread_local bytes of thread-local memory"
+[ "$thread_local" -le 2048 ] || fail "$library has $thread_local bytes of thread-local memory, more than 2048"
+
 # The C library, and the loader where that is a library of its own.
 needed=$("$readelf" -dW "$library" | sed -n 's/.*(NEEDED).*\[\(.*\)\]/\1/p')
 grep -qx 'libc.so.6' <<<"$needed" || fail "$library does not need the C library"
