@@ -10,7 +10,8 @@
 #include <stdio.h>
 #include <string.h>
 
-// clang-format off: a function that fits on a line stands on one.
+// A function that fits on a line stands on one.
+// clang-format off
 #define VARIADIC(aCall) va_list theList; va_start(theList, aFormat); aCall; va_end(theList)
 typedef const char *Text;
 
