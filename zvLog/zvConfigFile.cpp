@@ -1,39 +1,31 @@
 // SPDX-FileCopyrightText: 2026 the libzvOS authors
 // SPDX-License-Identifier: Apache-2.0
 
-// Configuration files in INI form, read by SimpleIni.
+// Configuration files in INI form.
 //
-// SimpleIni passes over lines that it does not understand, so the form of every line is checked
-// before it sees them. It belongs to the C++ world: this file is compiled with exceptions, and lets
-// none of them out.
+// The text is read whole and packed where it lies: of each line that says something a name and a value
+// remain, each with a terminator. A key has a name, so that a value without one can begin a section. A
+// look-up walks through all of it, since the last of equal keys holds.
 
 #include <zvLog/zvConfigFile.h>
 #include <zvLog/zvLogSettings.h>
 
 #include "private/Names.h"
 #include "private/Numbers.h"
+#include "private/WholeFile.h"
 
-#define SI_NO_CONVERSION   // char only: the other conversions need headers that are not there
-#define SI_IMPLEMENTATION  // the member functions too, instead of a library that has them
-#include <SimpleIni.h>
-
-#include <fcntl.h>
-#include <unistd.h>
 #include <cerrno>
 #include <cstring>
-#include <new>
-#include <memory>
-#include <string>
 
 struct zvConfigFile_t {
-  std::string mPath;
-  CSimpleIniA mIni;
+  char *mPath;
+  char *mText;
+  const char *mEnd;
 };
 
 namespace {
 
 constexpr char kByteOrderMark[] = "\xEF\xBB\xBF";
-constexpr char kLineEnds[] = "\r\n";  // either alone, or both
 
 void LogError(int aLine, const char *aFormat, ...) ZVLOG_PRINTF(2, 3);
 void LogError(int aLine, const char *aFormat, ...) {
@@ -49,106 +41,153 @@ void LogError(int aLine, const char *aFormat, ...) {
   zvLog_End(theData);
 }
 
-class Descriptor {
- public:
-  explicit Descriptor(int aDescriptor) : mDescriptor(aDescriptor) {}
-  ~Descriptor() {
-    if (mDescriptor >= 0) close(mDescriptor);
-  }
-  Descriptor(const Descriptor &) = delete;
-  Descriptor &operator=(const Descriptor &) = delete;
-  int Get() const { return mDescriptor; }
+// A part of the text. It lies in memory that may be written, also one byte behind its end.
+struct Part {
+  char *mBegin;
+  char *mEnd;
 
- private:
-  const int mDescriptor;
+  size_t Length() const { return static_cast<size_t>(mEnd - mBegin); }
+  bool IsEmpty() const { return mBegin == mEnd; }
+  char *Find(char aChar) const { return static_cast<char *>(memchr(mBegin, aChar, Length())); }
 };
-
-// 0, or the error number.
-int ReadWhole(const char *aPath, std::string *aText) {
-  const Descriptor theFile(open(aPath, O_RDONLY | O_CLOEXEC | O_NOCTTY));
-  if (theFile.Get() < 0) return errno;
-  for (;;) {
-    char theBlock[4096];
-    const ssize_t theCount = read(theFile.Get(), theBlock, sizeof theBlock);
-    if (theCount > 0) {
-      aText->append(theBlock, static_cast<size_t>(theCount));
-    } else if (theCount == 0) {
-      return 0;
-    } else if (errno != EINTR) {
-      return errno;
-    }
-  }
-}
 
 bool IsBlank(char aChar) {
   return aChar == ' ' || aChar == '\t';
 }
 
-std::string Trim(const std::string &aText) {
-  size_t theBegin = 0;
-  size_t theEnd = aText.size();
-  while (theBegin < theEnd && IsBlank(aText[theBegin]))
-    ++theBegin;
-  while (theEnd > theBegin && IsBlank(aText[theEnd - 1]))
-    --theEnd;
-  return aText.substr(theBegin, theEnd - theBegin);
+Part Trim(Part aPart) {
+  while (!aPart.IsEmpty() && IsBlank(*aPart.mBegin))
+    ++aPart.mBegin;
+  while (!aPart.IsEmpty() && IsBlank(aPart.mEnd[-1]))
+    --aPart.mEnd;
+  return aPart;
 }
 
-bool IsEmptyOrComment(const std::string &aTrimmed) {
-  return aTrimmed.empty() || aTrimmed[0] == ';' || aTrimmed[0] == '#';
+bool IsEmptyOrComment(Part aTrimmed) {
+  return aTrimmed.IsEmpty() || *aTrimmed.mBegin == ';' || *aTrimmed.mBegin == '#';
 }
 
-bool IsSection(const std::string &aTrimmed) {
-  const size_t theClose = aTrimmed.find(']');
-  if (aTrimmed[0] != '[' || theClose == std::string::npos) return false;
-  const bool afHasName = !Trim(aTrimmed.substr(1, theClose - 1)).empty();
-  return afHasName && IsEmptyOrComment(Trim(aTrimmed.substr(theClose + 1)));
+// Cuts the first line off a text. It may end in CR, LF or both.
+Part TakeLine(Part *aRest) {
+  Part theLine = *aRest;
+  theLine.mEnd = theLine.mBegin;
+  while (theLine.mEnd < aRest->mEnd && *theLine.mEnd != '\n' && *theLine.mEnd != '\r')
+    ++theLine.mEnd;
+  aRest->mBegin = theLine.mEnd;
+  if (!aRest->IsEmpty() && *aRest->mBegin == '\r') ++aRest->mBegin;
+  if (!aRest->IsEmpty() && *aRest->mBegin == '\n') ++aRest->mBegin;
+  return theLine;
 }
 
-bool IsKeyAndValue(const std::string &aTrimmed) {
-  const size_t theEqualSign = aTrimmed.find('=');
-  return aTrimmed[0] != '[' && theEqualSign != std::string::npos && theEqualSign > 0;
-}
+// Packs what lines say to the front of the text that they are in. That is never longer than the line: the
+// two terminators stand for '[' and ']', or for '=' and the end of the line.
+class Packer {
+ public:
+  explicit Packer(char *aBegin) : mAt(aBegin) {}
 
-bool IsWellFormed(const std::string &aLine) {
-  if (aLine.find('\0') != std::string::npos) return false;
-  const std::string theTrimmed = Trim(aLine);
-  return IsEmptyOrComment(theTrimmed) || IsSection(theTrimmed) || IsKeyAndValue(theTrimmed);
-}
+  const char *End() const { return mAt; }
 
-bool CheckLines(const char *aPath, const std::string &aText) {
-  size_t theAt = aText.compare(0, strlen(kByteOrderMark), kByteOrderMark) == 0 ? strlen(kByteOrderMark) : 0;
-  for (unsigned theNumber = 1; theAt < aText.size(); ++theNumber) {
-    const size_t theEnd = std::min(aText.find_first_of(kLineEnds, theAt), aText.size());
-    const std::string theLine = aText.substr(theAt, theEnd - theAt);
-    if (!IsWellFormed(theLine)) {
-      LogError(__LINE__, "zvConfigFile: %s:%u: malformed line '%s'\n", aPath, theNumber, theLine.c_str());
-      return false;
-    }
-    theAt = theEnd + (aText.compare(theEnd, 2, "\r\n") == 0 ? 2 : 1);
+  bool TakeIn(Part aLine) {
+    if (aLine.Find('\0') != nullptr) return false;
+    const Part theLine = Trim(aLine);
+    if (IsEmptyOrComment(theLine)) return true;
+    return *theLine.mBegin == '[' ? TakeSection(theLine) : TakeKey(theLine);
   }
+
+ private:
+  bool TakeSection(Part aLine) {
+    char *theClose = aLine.Find(']');
+    if (theClose == nullptr) return false;
+    const Part theName = Trim({aLine.mBegin + 1, theClose});
+    if (theName.IsEmpty() || !IsEmptyOrComment(Trim({theClose + 1, aLine.mEnd}))) return false;
+    Add({aLine.mBegin, aLine.mBegin});
+    Add(theName);
+    return true;
+  }
+
+  bool TakeKey(Part aLine) {
+    char *theEqualSign = aLine.Find('=');
+    if (theEqualSign == nullptr || theEqualSign == aLine.mBegin) return false;
+    Add(Trim({aLine.mBegin, theEqualSign}));
+    Add(Trim({theEqualSign + 1, aLine.mEnd}));
+    return true;
+  }
+
+  void Add(Part aPart) {
+    memmove(mAt, aPart.mBegin, aPart.Length());
+    mAt += aPart.Length();
+    *mAt++ = '\0';
+  }
+
+  char *mAt;
+};
+
+bool PackLines(zvConfigFile_t *aFile, size_t aLength) {
+  Part theRest = {aFile->mText, aFile->mText + aLength};
+  const size_t theMark = strlen(kByteOrderMark);
+  if (aLength >= theMark && memcmp(theRest.mBegin, kByteOrderMark, theMark) == 0) theRest.mBegin += theMark;
+
+  Packer thePacker(aFile->mText);
+  for (unsigned theNumber = 1; !theRest.IsEmpty(); ++theNumber) {
+    const Part theLine = TakeLine(&theRest);
+    if (thePacker.TakeIn(theLine)) continue;
+    *theLine.mEnd = '\0';
+    LogError(__LINE__, "zvConfigFile: %s:%u: malformed line '%s'\n", aFile->mPath, theNumber, theLine.mBegin);
+    return false;
+  }
+  aFile->mEnd = thePacker.End();
   return true;
 }
 
-zvConfigFile_t *Open(const char *aPath) {
-  std::string theText;
-  const int theError = ReadWhole(aPath, &theText);
-  if (theError != 0) {
-    LogError(__LINE__, "zvConfigFile: cannot read '%s' (error = %d)\n", aPath, theError);
-    return nullptr;
+bool ReadText(zvConfigFile_t *aFile, size_t *aLength) {
+  switch (zvlog::ReadWholeFile(aFile->mPath, &aFile->mText, aLength)) {
+    case zvlog::ReadResult::Read:
+      return true;
+    case zvlog::ReadResult::Failed:
+      LogError(__LINE__, "zvConfigFile: cannot read '%s' (error = %d)\n", aFile->mPath, errno);
+      return false;
+    case zvlog::ReadResult::NotRegular:
+      LogError(__LINE__, "zvConfigFile: cannot read '%s' (it is no regular file)\n", aFile->mPath);
+      return false;
+    case zvlog::ReadResult::TooLarge:
+      LogError(__LINE__, "zvConfigFile: cannot read '%s' (it has more than %zu bytes)\n", aFile->mPath,
+               zvlog::kWholeFileMaximum);
+      return false;
   }
-  if (!CheckLines(aPath, theText)) return nullptr;
+  return false;
+}
 
-  auto theFile = std::make_unique<zvConfigFile_t>();
-  theFile->mPath = aPath;
-  if (theFile->mIni.LoadData(theText.data(), theText.size()) == SI_OK) return theFile.release();
-  LogError(__LINE__, "zvConfigFile: cannot take in '%s'\n", aPath);
-  return nullptr;
+// In no locale, as everything in the file.
+char Lower(char aChar) {
+  return aChar >= 'A' && aChar <= 'Z' ? static_cast<char>(aChar - 'A' + 'a') : aChar;
+}
+
+bool IsSameName(const char *aName, const char *anOther) {
+  while (*aName != '\0' && Lower(*aName) == Lower(*anOther)) {
+    ++aName;
+    ++anOther;
+  }
+  return *aName == *anOther;
+}
+
+const char *BehindTerminator(const char *aText) {
+  return aText + strlen(aText) + 1;
 }
 
 const char *FindValue(const zvConfigFile_t *aConfigFile, const char *aSection, const char *aKey) {
   if (aConfigFile == nullptr || aKey == nullptr) return nullptr;
-  return aConfigFile->mIni.GetValue(aSection != nullptr ? aSection : "", aKey, nullptr);
+  const char *theFound = nullptr;
+  bool afInSection = *aSection == '\0';
+  for (const char *theName = aConfigFile->mText; theName < aConfigFile->mEnd;) {
+    const char *theValue = BehindTerminator(theName);
+    if (*theName == '\0') {
+      afInSection = IsSameName(theValue, aSection);
+    } else if (afInSection && IsSameName(theName, aKey)) {
+      theFound = theValue;
+    }
+    theName = BehindTerminator(theValue);
+  }
+  return theFound;
 }
 
 }  // namespace
@@ -158,34 +197,44 @@ extern "C" zvConfigFile_t *zvConfigFile_Open(const char *aPath) {
     LogError(__LINE__, "zvConfigFile: no file name\n");
     return nullptr;
   }
-  try {
-    return Open(aPath);
-  } catch (const std::exception &theException) {
-    LogError(__LINE__, "zvConfigFile: cannot read '%s' (%s)\n", aPath, theException.what());
+  zvConfigFile_t *theFile = static_cast<zvConfigFile_t *>(calloc(1, sizeof(zvConfigFile_t)));
+  if (theFile != nullptr) theFile->mPath = strdup(aPath);
+  if (theFile == nullptr || theFile->mPath == nullptr) {
+    LogError(__LINE__, "zvConfigFile: cannot read '%s' (error = %d)\n", aPath, ENOMEM);
+    zvConfigFile_Close(theFile);
     return nullptr;
   }
+
+  size_t theLength = 0;
+  if (ReadText(theFile, &theLength) && PackLines(theFile, theLength)) return theFile;
+  zvConfigFile_Close(theFile);
+  return nullptr;
 }
 
 extern "C" void zvConfigFile_Close(zvConfigFile_t *aConfigFile) {
-  delete aConfigFile;
+  if (aConfigFile == nullptr) return;
+  free(aConfigFile->mPath);
+  free(aConfigFile->mText);
+  free(aConfigFile);
 }
 
 extern "C" const char *zvConfigFile_GetString(const zvConfigFile_t *aConfigFile, const char *aSection,
                                               const char *aKey, const char *aDefault) {
-  const char *theValue = FindValue(aConfigFile, aSection, aKey);
+  const char *theValue = FindValue(aConfigFile, aSection != nullptr ? aSection : "", aKey);
   return theValue != nullptr ? theValue : aDefault;
 }
 
 extern "C" uint32 zvConfigFile_GetUInt32(const zvConfigFile_t *aConfigFile, const char *aSection,
                                          const char *aKey, uint32 aDefault) {
-  const char *theValue = FindValue(aConfigFile, aSection, aKey);
+  const char *theSection = aSection != nullptr ? aSection : "";
+  const char *theValue = FindValue(aConfigFile, theSection, aKey);
   if (theValue == nullptr) return aDefault;
 
   uint64 theNumber = 0;
   if (zvlog::ReadNumber(theValue, UINT32_MAX, &theNumber) == zvlog::NumberError::None) {
     return static_cast<uint32>(theNumber);
   }
-  LogError(__LINE__, "zvConfigFile: %s: [%s] %s: '%s' is no number from 0 to %u\n",
-           aConfigFile->mPath.c_str(), aSection != nullptr ? aSection : "", aKey, theValue, UINT32_MAX);
+  LogError(__LINE__, "zvConfigFile: %s: [%s] %s: '%s' is no number from 0 to %u\n", aConfigFile->mPath,
+           theSection, aKey, theValue, UINT32_MAX);
   return aDefault;
 }

@@ -34,12 +34,13 @@ uint32 RandomUInt32() {
 
 extern "C" uint16 zvRand_MinMaxUInt16(uint16 aMin, uint16 aMax) {
   if (aMin > aMax) std::swap(aMin, aMax);
-  const uint64 theSpan = uint64{aMax} - aMin + 1;
-  // Numbers beyond the last whole multiple of the span would make the lower results more likely.
-  const uint64 theLimit = (uint64{UINT32_MAX} + 1) / theSpan * theSpan;
-  uint64 theNumber;
+  const uint32 theSpan = uint32{aMax} - aMin + 1u;
+  // Numbers beyond the last whole multiple of the span would make the lower results more likely. There are
+  // 2^32 numbers; what that leaves is reckoned in 32 bits, since small processors cannot divide 64.
+  const uint32 theExcess = (UINT32_MAX % theSpan + 1) % theSpan;
+  uint32 theNumber;
   do {
     theNumber = RandomUInt32();
-  } while (theNumber >= theLimit);
+  } while (theNumber > UINT32_MAX - theExcess);
   return static_cast<uint16>(aMin + theNumber % theSpan);
 }

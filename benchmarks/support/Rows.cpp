@@ -7,9 +7,9 @@ namespace zvbench {
 
 std::vector<Row> AllRows() {
   std::vector<Row> theRows;
-  for (const auto &theGroup : {SyncRows(), ThreadRows(), FileRows(), PathRows(), LogRows(), SocketRows(),
-                               SelectRows(), InterfaceRows(), ServiceRows(), PipeRows(), DirRows(),
-                               ProcessRows(), EnvironmentRows(), RevisionRows()}) {
+  for (const auto &theGroup : {SyncRows(), ThreadRows(), FileRows(), PathRows(), LogRows(), LogRecordRows(),
+                               LogPeerRows(), SocketRows(), SelectRows(), InterfaceRows(), ServiceRows(),
+                               PipeRows(), DirRows(), ProcessRows(), EnvironmentRows(), RevisionRows()}) {
     theRows.insert(theRows.end(), theGroup.begin(), theGroup.end());
   }
   return theRows;

@@ -15,6 +15,8 @@ std::vector<Row> ThreadRows();
 std::vector<Row> FileRows();
 std::vector<Row> PathRows();
 std::vector<Row> LogRows();
+std::vector<Row> LogRecordRows();
+std::vector<Row> LogPeerRows();
 std::vector<Row> SocketRows();
 std::vector<Row> SelectRows();
 std::vector<Row> InterfaceRows();

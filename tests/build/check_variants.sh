@@ -1,12 +1,15 @@
 #!/usr/bin/env bash
 # Builds and installs the library in ways that the presets do not, each in a folder of its own.
 #
-#   check_variants.sh subproject|provider CMAKE BUILD_FOLDER SOURCE_FOLDER TOOLCHAIN_FILE C_COMPILER C_FLAGS READELF
+#   check_variants.sh subproject|nameless|named|program CMAKE BUILD_FOLDER SOURCE_FOLDER TOOLCHAIN_FILE C_COMPILER
+#     C_FLAGS READELF EMULATOR...
 #
 # SPDX-FileCopyrightText: 2026 the libzvOS authors
 # SPDX-License-Identifier: Apache-2.0
 set -euo pipefail
 way=$1 cmake=$2 build=$3 source=$4 toolchain=$5 compiler=$6 flags=$7 readelf=$8
+shift 8
+emulator=("$@")
 work=$build/variant-$way
 rm -rf "$work"
 mkdir -p "$work"
@@ -22,7 +25,7 @@ configure() {
 }
 
 case $way in
-  # Included by another project, on a machine that has neither SimpleIni nor GoogleTest.
+  # Included by another project, on a machine that has no GoogleTest.
   subproject)
     cat >"$work/CMakeLists.txt" <<TEXT
 cmake_minimum_required(VERSION 3.25)
@@ -32,33 +35,53 @@ if(TARGET zvos OR TARGET zvos_tests)
   message(FATAL_ERROR "more than the library")
 endif()
 TEXT
-    configure "$work" -DCMAKE_IGNORE_PATH=/usr/include -DZV_GOOGLETEST_SOURCE=/nonexistent
-    grep -q 'no SimpleIni.h .*configuration files cannot be opened' "$work/configure.log" ||
-      fail "not said: what is missing without SimpleIni"
+    configure "$work" -DZV_GOOGLETEST_SOURCE=/nonexistent
     "$cmake" --build "$work/build" >/dev/null
     "$cmake" --install "$work/build" --prefix "$work/root" >/dev/null
     [ -e "$work/root/lib/libzvLog.so" ] || fail "the log library is not installed"
     ;;
-  # Over a file that provides the log interface and says no name of its own.
-  provider)
+  # Over a file that provides the log interface. It may say no name of its own; then the one of the file serves.
+  nameless | named)
+    if [ "$way" = named ]; then
+      soname=libvendorlog.so.3 options=-Wl,-soname,libvendorlog.so.3
+    else
+      soname=libvendorlog.so options=
+    fi
+    mkdir "$work/vendor"
     # The flags are lists of words.
     # shellcheck disable=SC2086
-    "$compiler" $flags -shared -fPIC -I"$source/tests/provider" -o "$work/libvendorlog.so" \
-      "$source/tests/provider/second_provider.c"
-    configure "$source" -DZVLOG_PROVIDER="$work/libvendorlog.so" -DZVLOG_INCLUDE_DIR="$source/tests/provider"
+    "$compiler" $flags -shared -fPIC $options -I"$source/tests/provider" -o "$work/vendor/libvendorlog.so" \
+      "$source/tests/provider/small_provider.c"
+    configure "$source" -DZVLOG_PROVIDER="$work/vendor/libvendorlog.so" -DZVLOG_INCLUDE_DIR="$source/tests/provider"
     grep -q 'left out over another log provider: the program zvos' "$work/configure.log" &&
       grep -q 'left out of the package: the log provider itself' "$work/configure.log" ||
       fail "not said: what is left out"
     "$cmake" --build "$work/build" >/dev/null
     "$cmake" --install "$work/build" --prefix "$work/root" >/dev/null
-    "$readelf" -d "$work/root/lib/libzvOS.so" | grep -q 'NEEDED.*\[libvendorlog.so\]' ||
+    "$readelf" -d "$work/root/lib/libzvOS.so" | grep -q "NEEDED.*\[$soname\]" ||
       fail "the provider is not needed by its name"
     grep -rqF "$work" "$work/root/lib/cmake" "$work/root/lib/pkgconfig" && fail "the package names the build folder"
-    cp "$work/libvendorlog.so" "$work/root/lib"
+    cp "$work/vendor/libvendorlog.so" "$work/root/lib"
+    [ "$way" = nameless ] || ln -s libvendorlog.so "$work/root/lib/$soname"
+    ;;
+  # The library as it is, and its functions replaced one by one by those that a program has of the same names.
+  program)
+    "$cmake" --install "$build" --prefix "$work/root" >/dev/null
+    own="$source/tests/provider/small_provider.c"
     ;;
 esac
 
 export PKG_CONFIG_PATH=$work/root/lib/pkgconfig
 # shellcheck disable=SC2046,SC2086
-"$compiler" $flags "$source/tests/provider/use_provider.c" $(pkg-config --cflags --libs zvOS) -o "$work/user"
+"$compiler" $flags "$source/tests/provider/use_provider.c" ${own-} $(pkg-config --cflags --libs zvOS) \
+  -Wl,-rpath,"$work/root/lib" -o "$work/user"
 echo "a program builds with what is installed"
+[ "$way" != subproject ] || exit 0
+
+# What the library has to say comes from the provider, and from nobody else.
+said=$("${emulator[@]}" "$work/user" 2>&1 >"$work/output") || fail "the program does not run:" "$said"
+grep -q 'provider works' "$work/output" || fail "the program does not say that it works"
+expected='level 1, module 7, [./]*zvOS/posix/zvMutex.posix.cpp: zvOSMutex: unlock failed because not held by caller'
+grep -qx "$expected" <<<"$said" || fail "the provider did not get the message:" "$said"
+[ "$(wc -l <<<"$said")" = 1 ] || fail "more is said than the provider says:" "$said"
+echo "it runs over that provider"

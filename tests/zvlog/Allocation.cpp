@@ -13,6 +13,7 @@ constexpr int kNever = -1;
 thread_local void (*tWatch)() = nullptr;
 thread_local int tAllocationsUntilFailure = kNever;
 thread_local bool tfFailed = false;
+thread_local long tLiveAllocations = 0;
 
 void Notice() {
   if (tWatch != nullptr) tWatch();
@@ -42,6 +43,7 @@ __attribute__((constructor)) void InstallHooks() {
 extern "C" void *__libc_malloc(size_t aSize);
 extern "C" void *__libc_calloc(size_t aCount, size_t aSize);
 extern "C" void *__libc_realloc(void *aPointer, size_t aSize);
+extern "C" void __libc_free(void *aPointer);
 
 namespace {
 
@@ -53,18 +55,30 @@ bool MustFail() {
   return true;
 }
 
+void *Counted(void *aPointer) {
+  if (aPointer != nullptr) ++tLiveAllocations;
+  return aPointer;
+}
+
 }  // namespace
 
 ZV_INTERPOSED void *malloc(size_t aSize) {
-  return MustFail() ? nullptr : __libc_malloc(aSize);
+  return MustFail() ? nullptr : Counted(__libc_malloc(aSize));
 }
 
 ZV_INTERPOSED void *calloc(size_t aCount, size_t aSize) {
-  return MustFail() ? nullptr : __libc_calloc(aCount, aSize);
+  return MustFail() ? nullptr : Counted(__libc_calloc(aCount, aSize));
 }
 
 ZV_INTERPOSED void *realloc(void *aPointer, size_t aSize) {
-  return MustFail() ? nullptr : __libc_realloc(aPointer, aSize);
+  if (MustFail()) return nullptr;
+  void *theResult = __libc_realloc(aPointer, aSize);
+  return aPointer == nullptr ? Counted(theResult) : theResult;
+}
+
+ZV_INTERPOSED void free(void *aPointer) {
+  if (aPointer != nullptr) --tLiveAllocations;
+  __libc_free(aPointer);
 }
 
 #endif
@@ -84,6 +98,10 @@ bool CanFailAllocations() {
 #else
   return true;
 #endif
+}
+
+long LiveAllocations() {
+  return tLiveAllocations;
 }
 
 FailingAllocation::FailingAllocation(int aSkip) {

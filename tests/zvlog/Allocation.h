@@ -18,6 +18,10 @@ class AllocationWatch {
 // Whether allocations can be made to fail: a sanitizer's allocator cannot be replaced.
 bool CanFailAllocations();
 
+// How many allocations of this thread were not released, less those of others that it released. For
+// comparison with an earlier number; it stands still where allocations cannot be made to fail.
+long LiveAllocations();
+
 // Makes one allocation of this thread fail, the one after aSkip others.
 class FailingAllocation {
  public:

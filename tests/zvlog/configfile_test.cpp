@@ -4,10 +4,13 @@
 // Configuration files.
 
 #include "Allocation.h"
+#include "Child.h"
 #include "LogTest.h"
 
 #include <zvLog/zvConfigFile.h>
 
+#include <fcntl.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 namespace {
@@ -161,6 +164,68 @@ TEST_F(ConfigFile, ThatCannotBeReadIsReported) {
             TextsOf(mError.Writes()));
 }
 
+TEST_F(ConfigFile, ThatIsNoRegularFileIsRefusedAndNotWaitedFor) {
+  const std::string theFifo = mFolder.File("fifo");
+  const std::string theLink = mFolder.File("link");
+  ASSERT_EQ(0, mkfifo(theFifo.c_str(), 0600));
+  ASSERT_EQ(0, symlink("/dev/zero", theLink.c_str()));
+  for (const std::string &thePath : {theFifo, theLink, std::string("/dev/zero"), std::string("/dev/tty")}) {
+    const Ending theEnding =
+        RunInChild([&] { return zvConfigFile_Open(thePath.c_str()) == nullptr ? 0 : 1; });
+    EXPECT_FALSE(theEnding.mfTimedOut) << thePath;
+    EXPECT_EQ(0, theEnding.mSignal) << thePath;
+    EXPECT_EQ(0, theEnding.mStatus) << thePath;
+    EXPECT_EQ((Texts{"zvConfigFile: cannot read '" + thePath + "' (it is no regular file)"}),
+              TextsOf(ParseAll(theEnding.mError)));
+  }
+}
+
+TEST_F(ConfigFile, ThatAWriterKeepsFillingIsRefused) {
+  const std::string theFifo = mFolder.File("fifo");
+  ASSERT_EQ(0, mkfifo(theFifo.c_str(), 0600));
+  const int theWriter = open(theFifo.c_str(), O_RDWR | O_NONBLOCK | O_CLOEXEC);
+  ASSERT_LE(0, theWriter);
+  ASSERT_EQ(4, write(theWriter, "k=v\n", 4));
+  EXPECT_EQ(nullptr, zvConfigFile_Open(theFifo.c_str()));
+  EXPECT_EQ((Texts{"zvConfigFile: cannot read '" + theFifo + "' (it is no regular file)"}),
+            TextsOf(mError.Writes()));
+  char theRead[4];
+  EXPECT_EQ(4, read(theWriter, theRead, sizeof theRead)) << "something was taken out of the pipe";
+  close(theWriter);
+}
+
+TEST_F(ConfigFile, HasAtMostOneMebibyte) {
+  const size_t theMaximum = 1024 * 1024;
+  const std::string theKey = "\nk=v";
+  Open(";" + std::string(theMaximum - 1 - theKey.size(), '-') + theKey);
+  ASSERT_NE(nullptr, mFile);
+  EXPECT_EQ("v", Get("", "k"));
+  EXPECT_TRUE(mError.Writes().empty());
+
+  Open(";" + std::string(theMaximum - theKey.size(), '-') + theKey);
+  EXPECT_EQ(nullptr, mFile);
+  EXPECT_EQ((Texts{"zvConfigFile: cannot read '" + mPath + "' (it has more than 1048576 bytes)"}),
+            TextsOf(mError.Writes()));
+}
+
+TEST_F(ConfigFile, OfOneGibibyteIsNotRead) {
+  WriteFile(mPath, "k=v\n");
+  ASSERT_EQ(0, truncate(mPath.c_str(), 1 << 30));
+  EXPECT_EQ(nullptr, zvConfigFile_Open(mPath.c_str()));
+  EXPECT_EQ((Texts{"zvConfigFile: cannot read '" + mPath + "' (it has more than 1048576 bytes)"}),
+            TextsOf(mError.Writes()));
+}
+
+// A regular file of the kernel, which says that it is empty and has some 10 MiB.
+TEST_F(ConfigFile, OfUnknownSizeIsReadUpToTheLimit) {
+  const char *thePath = "/proc/kallsyms";
+  if (ReadFile(thePath).size() <= 1024 * 1024) GTEST_SKIP() << "this kernel has no large " << thePath;
+  EXPECT_EQ(nullptr, zvConfigFile_Open(thePath));
+  EXPECT_EQ(
+      (Texts{std::string("zvConfigFile: cannot read '") + thePath + "' (it has more than 1048576 bytes)"}),
+      TextsOf(mError.Writes()));
+}
+
 TEST_F(ConfigFile, NumbersAreDecimalOrHexadecimal) {
   EXPECT_EQ(0u, GetNumber("0"));
   EXPECT_EQ(1234567890u, GetNumber("1234567890"));
@@ -183,15 +248,20 @@ TEST_F(ConfigFile, WhatIsNoNumberIsReportedAndGivesTheDefault) {
 TEST_F(ConfigFile, SurvivesEveryFailedAllocation) {
   if (!CanFailAllocations()) GTEST_SKIP() << "allocations cannot be made to fail under a sanitizer";
   const std::string theLongText(300, 'x');
-  WriteFile(mPath, "; comment\n[" + theLongText + "]\n" + theLongText + "=1\n[b]\nk=2\n");
+  std::string theText = "; comment\n[" + theLongText + "]\n" + theLongText + "=1\n[b]\nk=2\n";
+  for (int theIndex = 0; theIndex < 1000; ++theIndex)
+    theText += "; " + theLongText + "\n";
+  WriteFile(mPath, theText);
   int theFailures = 0;
   for (;; ++theFailures) {
     ASSERT_LT(theFailures, 1000);
+    const long theAllocations = LiveAllocations();
     const FailingAllocation theFailure(theFailures);
     mFile = zvConfigFile_Open(mPath.c_str());
     if (!theFailure.HasFailed()) break;
+    ASSERT_EQ(theAllocations, LiveAllocations()) << theFailures;
     ASSERT_EQ(nullptr, mFile);
-    ASSERT_EQ(1u, mError.Writes().size());
+    ASSERT_EQ((Texts{"zvConfigFile: cannot read '" + mPath + "' (error = 12)"}), TextsOf(mError.Writes()));
   }
   EXPECT_GT(theFailures, 5);
   ASSERT_NE(nullptr, mFile);

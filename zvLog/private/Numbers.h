@@ -27,8 +27,8 @@ inline NumberError ReadDigits(const char *aText, uint32 aBase, uint64 aMaximum, 
   for (; *aText != '\0'; ++aText) {
     const uint32 theDigit = DigitValue(*aText);
     if (theDigit >= aBase) return NumberError::Invalid;
-    afTooLarge = afTooLarge || theDigit > aMaximum || theNumber > (aMaximum - theDigit) / aBase;
-    if (!afTooLarge) theNumber = theNumber * aBase + theDigit;
+    afTooLarge = afTooLarge || __builtin_mul_overflow(theNumber, aBase, &theNumber) ||
+                 __builtin_add_overflow(theNumber, theDigit, &theNumber) || theNumber > aMaximum;
   }
   if (afTooLarge) return NumberError::TooLarge;
   *aNumber = theNumber;

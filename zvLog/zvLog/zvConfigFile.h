@@ -19,8 +19,9 @@
 extern "C" {
 #endif
 
-/* Reads the whole file. NULL when it cannot be read or contains a line of another form; the cause
- * is logged as an error of the module FILE, with the name of the file and the number of the line. */
+/* Reads the whole file, a regular one of at most 1 MiB. NULL when it cannot be read or contains a line of
+ * another form; the cause is logged as an error of the module FILE, with the name of the file and the number
+ * of the line. */
 ZVLOG_API zvConfigFile_t *zvConfigFile_Open(const char *aPath);
 
 /* NULL is ignored. Texts returned by zvConfigFile_GetString are gone. */
