@@ -147,14 +147,25 @@ char *WriteDigits(char *anEnd, Number aNumber, uint32 aBase, const char *aDigits
   return anEnd;
 }
 
+// One digit off the end, by divisions of 32 bits: small processors have no wider ones. The base is at most
+// 2^16.
+uint32 TakeDigit(uint64 *aNumber, uint32 aBase) {
+  const uint32 theHigh = static_cast<uint32>(*aNumber >> 32);
+  const uint32 theLow = static_cast<uint32>(*aNumber);
+  const uint32 theMiddle = theHigh % aBase << 16 | theLow >> 16;
+  const uint32 theLast = theMiddle % aBase << 16 | (theLow & 0xffff);
+  *aNumber = uint64{theHigh / aBase} << 32 | (theMiddle / aBase << 16 | theLast / aBase);
+  return theLast % aBase;
+}
+
 void PutNumber(Record *aRecord, const Conversion &aConversion, Bytes aPrefix, uint64 aNumber, uint32 aBase) {
   char theDigits[20];
   char *const theEnd = theDigits + sizeof theDigits;
   const char *theNames = aConversion.mKind == 'X' ? "0123456789ABCDEF" : "0123456789abcdef";
-  // Small processors divide 32 bits much faster.
-  const char *theBegin = aNumber <= UINT32_MAX
-                             ? WriteDigits(theEnd, static_cast<uint32>(aNumber), aBase, theNames)
-                             : WriteDigits(theEnd, aNumber, aBase, theNames);
+  char *theBegin = theEnd;
+  do {
+    *--theBegin = theNames[TakeDigit(&aNumber, aBase)];
+  } while (aNumber != 0);
   PutFilled(aRecord, aConversion, aPrefix, {theBegin, static_cast<size_t>(theEnd - theBegin)});
 }
 

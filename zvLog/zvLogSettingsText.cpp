@@ -5,7 +5,7 @@
 
 #include "private/SettingsText.h"
 
-#include "private/LastingDescriptor.h"
+#include "private/WholeFile.h"
 
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -20,7 +20,6 @@ using zvlog::SettingsFile;
 
 constexpr char kBlanks[] = " \t";
 constexpr char kSeparators[] = ", \t\r\n";
-constexpr size_t kMaximumSize = size_t{1} << 20;
 constexpr SettingsFile kTooLarge = {nullptr, "the file has more than 1 MiB", false};
 constexpr SettingsFile kNoFile = {nullptr, "it is no ordinary file", false};
 constexpr SettingsFile kNoText = {nullptr, "the file is no text", false};
@@ -39,35 +38,6 @@ char *EndOfSetting(char *aText) {
   if (theEqualSign + 1 != theEnd) return theEnd;
   char *theValue = theEnd + strspn(theEnd, kBlanks);
   return theValue + strcspn(theValue, kSeparators);
-}
-
-// Reads to the end of the file, which need not have the size that it claims.
-SettingsFile ReadAll(int aFile) {
-  char *theText = static_cast<char *>(malloc(kMaximumSize + 1));
-  if (theText == nullptr) return kUnreadable;
-  size_t theLength = 0;
-  ssize_t theCount;
-  do {
-    theCount = read(aFile, theText + theLength, kMaximumSize + 1 - theLength);
-    if (theCount > 0) theLength += static_cast<size_t>(theCount);
-  } while ((theCount > 0 && theLength <= kMaximumSize) || (theCount < 0 && errno == EINTR));
-
-  const SettingsFile *theComplaint = nullptr;
-  if (theCount < 0) {
-    theComplaint = &kUnreadable;
-  } else if (theLength > kMaximumSize) {
-    theComplaint = &kTooLarge;
-  } else if (memchr(theText, '\0', theLength) != nullptr) {
-    theComplaint = &kNoText;
-  }
-  if (theComplaint != nullptr) {
-    const int theError = errno;
-    free(theText);
-    errno = theError;
-    return *theComplaint;
-  }
-  theText[theLength] = '\0';
-  return {theText, nullptr, false};
 }
 
 }  // namespace
@@ -101,16 +71,21 @@ char *SettingsList::Next() {
 }
 
 SettingsFile ReadSettingsFile(const char *aPath) {
-  struct stat theStatus;
-  // Before it is opened, too: opening a device may have consequences.
-  if (stat(aPath, &theStatus) != 0) return kUnreadable;
-  if (!S_ISREG(theStatus.st_mode)) return kNoFile;
-  const int theFile = open(aPath, O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY);
-  if (theFile < 0) return kUnreadable;
-  const bool afFile = fstat(theFile, &theStatus) == 0 && S_ISREG(theStatus.st_mode);
-  const SettingsFile theResult = afFile ? ReadAll(theFile) : kNoFile;
-  CloseKeepingErrno(theFile);
-  return theResult;
+  char *theText;
+  size_t theLength;
+  switch (ReadWholeFile(aPath, &theText, &theLength)) {
+    case ReadResult::NotRegular:
+      return kNoFile;
+    case ReadResult::TooLarge:
+      return kTooLarge;
+    case ReadResult::Failed:
+      return kUnreadable;
+    case ReadResult::Read:
+      break;
+  }
+  if (memchr(theText, '\0', theLength) == nullptr) return {theText, nullptr, false};
+  free(theText);
+  return kNoText;
 }
 
 }  // namespace zvlog
