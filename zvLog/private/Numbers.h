@@ -19,16 +19,18 @@ constexpr uint32 DigitValue(char aChar) {
   return kNoDigit;
 }
 
-// The number is left alone on failure.
-inline NumberError ReadDigits(const char *aText, uint32 aBase, uint64 aMaximum, uint64 *aNumber) {
+// The number is left alone on failure. The base is known to the compiler: a division of 64 bits for each
+// digit would take most of the time on a 32-bit machine.
+template <uint32 kBase>
+NumberError ReadDigits(const char *aText, uint64 aMaximum, uint64 *aNumber) {
   if (*aText == '\0') return NumberError::Invalid;
   uint64 theNumber = 0;
   bool afTooLarge = false;
   for (; *aText != '\0'; ++aText) {
     const uint32 theDigit = DigitValue(*aText);
-    if (theDigit >= aBase) return NumberError::Invalid;
-    afTooLarge = afTooLarge || theDigit > aMaximum || theNumber > (aMaximum - theDigit) / aBase;
-    if (!afTooLarge) theNumber = theNumber * aBase + theDigit;
+    if (theDigit >= kBase) return NumberError::Invalid;
+    afTooLarge = afTooLarge || theDigit > aMaximum || theNumber > (aMaximum - theDigit) / kBase;
+    if (!afTooLarge) theNumber = theNumber * kBase + theDigit;
   }
   if (afTooLarge) return NumberError::TooLarge;
   *aNumber = theNumber;
@@ -41,8 +43,8 @@ inline bool StartsWithHexPrefix(const char *aText) {
 
 // Decimal, or hexadecimal with "0x".
 inline NumberError ReadNumber(const char *aText, uint64 aMaximum, uint64 *aNumber) {
-  if (StartsWithHexPrefix(aText)) return ReadDigits(aText + 2, 16, aMaximum, aNumber);
-  return ReadDigits(aText, 10, aMaximum, aNumber);
+  if (StartsWithHexPrefix(aText)) return ReadDigits<16>(aText + 2, aMaximum, aNumber);
+  return ReadDigits<10>(aText, aMaximum, aNumber);
 }
 
 }  // namespace zvlog
