@@ -93,35 +93,40 @@ Look LookAtLink(const char *aPath) {
   return LeadsElsewhere(aPath) ? Look::kDirectory : Look::kNoFile;
 }
 
-// Asks the system what an entry is, through links. kNot when it is neither a file nor a directory, or
-// when its path is too long (logged).
-Taken Resolve(const zvDirTraverser *aDirTraverser, const dirent &anEntry, int *afDir) {
-  const Owner<char> thePath(static_cast<char *>(malloc(kEntryPathSize)));
-  if (!thePath) return Taken::kNoMemory;
-  const size_t theFolderLength = strlen(aDirTraverser->mDirPath.get());
-  const size_t theNameSize = strlen(anEntry.d_name) + 1;
-  if (theFolderLength + 1 + theNameSize > kEntryPathSize)
-    return ZVOS_FAIL(Taken::kNot, F("zvDirTraverser: Cannot compute entry name '%s/%s' (buffer too small)\n",
-                                    aDirTraverser->mDirPath.get(), anEntry.d_name));
-  memcpy(thePath.get(), aDirTraverser->mDirPath.get(), theFolderLength);
-  thePath.get()[theFolderLength] = '/';
-  memcpy(thePath.get() + theFolderLength + 1, anEntry.d_name, theNameSize);
-
+// What the entry of that path is. Without memory the functions for files and directories answer no as well.
+Taken LookAt(const char *aPath, bool afLink, int *afDir) {
   errno = 0;
-  const bool afLookOnce = anEntry.d_type == DT_LNK && IsNormalized(thePath.get());
-  const Look theLook = afLookOnce                          ? LookAtLink(thePath.get())
-                       : zvFile_Exists(thePath.get()) != 0 ? Look::kFile
-                                                           : Look::kNoFile;
+  const Look theLook = afLink && IsNormalized(aPath) ? LookAtLink(aPath)
+                       : zvFile_Exists(aPath) != 0   ? Look::kFile
+                                                     : Look::kNoFile;
   *afDir = theLook == Look::kFile ? 0 : 1;
   if (theLook == Look::kNeither) return Taken::kNot;
   if (theLook != Look::kNoFile) return Taken::kWhole;
 
   bool afMemory = errno != ENOMEM;
   errno = 0;
-  if (zvDir_Exists(thePath.get()) != 0) return Taken::kWhole;
+  if (zvDir_Exists(aPath) != 0) return Taken::kWhole;
   afMemory = afMemory && errno != ENOMEM;
-  // Both answer no as well when they have no memory for a path.
-  return afMemory || !IsFileOrDirectory(thePath.get()) ? Taken::kNot : Taken::kNoMemory;
+  return afMemory || !IsFileOrDirectory(aPath) ? Taken::kNot : Taken::kNoMemory;
+}
+
+// Asks the system what an entry is, through links. kNot when it is neither a file nor a directory, or
+// when its path is too long (logged).
+Taken Resolve(const zvDirTraverser *aDirTraverser, const dirent &anEntry, int *afDir) {
+  const char *const theFolder = aDirTraverser->mDirPath.get();
+  const size_t theFolderLength = strlen(theFolder);
+  const size_t theNameSize = strlen(anEntry.d_name) + 1;
+  const size_t theSize = theFolderLength + 1 + theNameSize;
+  if (theSize > kEntryPathSize)
+    return ZVOS_FAIL(Taken::kNot, F("zvDirTraverser: Cannot compute entry name '%s/%s' (buffer too small)\n",
+                                    theFolder, anEntry.d_name));
+  // No more than it takes: pieces of kEntryPathSize are dear to get and to give back.
+  const Owner<char> thePath(static_cast<char *>(malloc(theSize)));
+  if (!thePath) return Taken::kNoMemory;
+  char *const theEnd = static_cast<char *>(mempcpy(thePath.get(), theFolder, theFolderLength));
+  *theEnd = '/';
+  memcpy(theEnd + 1, anEntry.d_name, theNameSize);
+  return LookAt(thePath.get(), anEntry.d_type == DT_LNK, afDir);
 }
 
 // Fills the entry from what was read; kNot when it cannot be classified.
