@@ -222,9 +222,10 @@ std::vector<Row> DirRows() {
   return {
       {"walk 10,000 files", kFiles, kTraverser, NoTarget(), Walking<Kind::kFile, 10000>},
       {"walk 100,000 files", kFiles, kTraverser, RatioAtMost(1.3), Walking<Kind::kFile, 100000>},
-      {"walk 10,000 links", kLinks, kTraverser, NoTarget(), Walking<Kind::kLinkToFile, 10000>},
-      {"walk 100,000 links", kLinks, kTraverser, NoTarget(), Walking<Kind::kLinkToFile, 100000>},
-      {"walk 10,000 folder links", kFolderLinks, kTraverser, NoTarget(), Walking<Kind::kLinkToFolder, 10000>},
+      {"walk 10,000 links", kLinks, kTraverser, RatioAtMost(1.06), Walking<Kind::kLinkToFile, 10000>},
+      {"walk 100,000 links", kLinks, kTraverser, RatioAtMost(1.06), Walking<Kind::kLinkToFile, 100000>},
+      {"walk 10,000 folder links", kFolderLinks, kTraverser, RatioAtMost(1.05),
+       Walking<Kind::kLinkToFolder, 10000>},
       {"folder exists", "stat, lstat", "zvDir_Exists", NoTarget(), Asking<&Places::mTarget>},
       {"folder exists, link", "stat, lstat, realpath", "zvDir_Exists", NoTarget(), Asking<&Places::mLink>},
   };

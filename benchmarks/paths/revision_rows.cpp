@@ -91,7 +91,7 @@ std::vector<Row> RevisionRows() {
     return {};
   }
   return {
-      {"revision of a library", "open, four preads, close", "zvPath_GetBinaryRevision", NoTarget(),
+      {"revision of a library", "open, four preads, close", "zvPath_GetBinaryRevision", RatioAtMost(1.5),
        ReadingRevision},
   };
 }

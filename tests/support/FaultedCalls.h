@@ -103,6 +103,7 @@ using SignalHandler = void (*)(int);
   row(read, read, kMinusOne, ssize_t(int, void *, size_t))                                                    \
   row(__read_chk, read, kMinusOne, ssize_t(int, void *, size_t, size_t))                                      \
   row(write, write, kMinusOne, ssize_t(int, const void *, size_t))                                            \
+  row(pread64, pread, kMinusOne, ssize_t(int, void *, size_t, off64_t))                                       \
   row(socket, socket, kMinusOne, int(int, int, int))                                                          \
   row(bind, bind, kMinusOne, int(int, const sockaddr *, socklen_t))                                           \
   row(listen, listen, kMinusOne, int(int, int))                                                               \

@@ -19,15 +19,17 @@ constexpr uint32 DigitValue(char aChar) {
   return kNoDigit;
 }
 
-// The number is left alone on failure.
-inline NumberError ReadDigits(const char *aText, uint32 aBase, uint64 aMaximum, uint64 *aNumber) {
+// The number is left alone on failure. The base is known to the compiler: a division of 64 bits for each
+// digit would take most of the time on a 32-bit machine.
+template <uint32 kBase>
+NumberError ReadDigits(const char *aText, uint64 aMaximum, uint64 *aNumber) {
   if (*aText == '\0') return NumberError::Invalid;
   uint64 theNumber = 0;
   bool afTooLarge = false;
   for (; *aText != '\0'; ++aText) {
     const uint32 theDigit = DigitValue(*aText);
-    if (theDigit >= aBase) return NumberError::Invalid;
-    afTooLarge = afTooLarge || __builtin_mul_overflow(theNumber, aBase, &theNumber) ||
+    if (theDigit >= kBase) return NumberError::Invalid;
+    afTooLarge = afTooLarge || __builtin_mul_overflow(theNumber, kBase, &theNumber) ||
                  __builtin_add_overflow(theNumber, theDigit, &theNumber) || theNumber > aMaximum;
   }
   if (afTooLarge) return NumberError::TooLarge;
@@ -41,8 +43,8 @@ inline bool StartsWithHexPrefix(const char *aText) {
 
 // Decimal, or hexadecimal with "0x".
 inline NumberError ReadNumber(const char *aText, uint64 aMaximum, uint64 *aNumber) {
-  if (StartsWithHexPrefix(aText)) return ReadDigits(aText + 2, 16, aMaximum, aNumber);
-  return ReadDigits(aText, 10, aMaximum, aNumber);
+  if (StartsWithHexPrefix(aText)) return ReadDigits<16>(aText + 2, aMaximum, aNumber);
+  return ReadDigits<10>(aText, aMaximum, aNumber);
 }
 
 }  // namespace zvlog

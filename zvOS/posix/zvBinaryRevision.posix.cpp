@@ -4,12 +4,16 @@
 // The revision stamp of a program or library, read from its section ".zevo.version".
 //
 // The file may be anything: every size and offset taken from it is checked before use, and a file
-// that is damaged has no revision.
+// that is damaged has no revision. What several calls would find out one by one is asked for at once; where
+// that fails, the exported readers ask again, and say in the log what is wrong.
 
 #include <zvOS/zvBinaryRevision.h>
 
 #include "private/Owner.h"
 
+#include <sys/stat.h>
+#include <unistd.h>
+#include <cstdint>
 #include <cstring>
 
 using zvos::Owner;
@@ -45,6 +49,54 @@ bool ReadWhole(zvFileFD anFD, zvFileOffset anOffset, void *aBuffer, uint32 aSize
   const int theCount = zvFile_Read(anFD, aBuffer, aSize);
   return theCount >= 0 && static_cast<uint32>(theCount) == aSize;
 }
+
+int DescriptorOf(zvFileFD anFD) {
+  return static_cast<int>(reinterpret_cast<intptr_t>(anFD));
+}
+
+// Without the position of the file, which zvFile_GetSize moves to the end and back.
+bool GetSize(zvFileFD anFD, zvFileOffset *aSize) {
+  struct stat theStatus;
+  if (fstat(DescriptorOf(anFD), &theStatus) != 0 || !S_ISREG(theStatus.st_mode))
+    return zvFile_GetSize(anFD, aSize) == 0;
+  *aSize = theStatus.st_size;
+  return true;
+}
+
+// The section headers of a file, of which one read takes as many as there is room for: the whole table of
+// nearly every file.
+class SectionHeaders {
+ public:
+  SectionHeaders(zvFileFD anFD, Elf32_Ehdr *anElfHeader) : mFD(anFD), mElfHeader(anElfHeader) {}
+
+  bool Read(int anIndex, Elf32_Shdr *aSection) {
+    if (!Has(anIndex)) ReadAround(anIndex);
+    if (!Has(anIndex)) return Elf_ReadSectionHeader(mFD, mElfHeader, anIndex, aSection) == 0;
+    *aSection = mHeaders[anIndex - mFirst];
+    return true;
+  }
+
+ private:
+  static constexpr int kRoom = 64;
+
+  bool Has(int anIndex) const { return anIndex >= mFirst && anIndex - mFirst < mCount; }
+
+  // Headers that are larger than known do not stand one behind the other.
+  void ReadAround(int anIndex) {
+    if (mElfHeader->e_shentsize != sizeof(Elf32_Shdr)) return;
+    mFirst = anIndex - anIndex % kRoom;
+    const off_t theOffset =
+        static_cast<off_t>(mElfHeader->e_shoff) + static_cast<off_t>(mFirst) * sizeof(Elf32_Shdr);
+    const ssize_t theLength = pread(DescriptorOf(mFD), mHeaders, sizeof(mHeaders), theOffset);
+    mCount = theLength > 0 ? static_cast<int>(static_cast<size_t>(theLength) / sizeof(Elf32_Shdr)) : 0;
+  }
+
+  const zvFileFD mFD;
+  Elf32_Ehdr *const mElfHeader;
+  int mFirst = 0;  // index of the first header that is here
+  int mCount = 0;
+  Elf32_Shdr mHeaders[kRoom];
+};
 
 // Reads a section that lies within the file: a size that the file does not have is not allocated.
 Owner<char> ReadSection(zvFileFD anFD, zvFileOffset aFileSize, Elf32_Shdr *aSection) {
@@ -98,19 +150,19 @@ extern "C" int zvPath_GetBinaryRevision(const char *aFilePath, char **aBranch) {
   zvFileOffset theFileSize;
   if (zvFile_Read(theFile.get(), &theElfHeader, sizeof(theElfHeader)) !=
           static_cast<int>(sizeof(theElfHeader)) ||
-      theElfHeader.e_shstrndx == SHN_UNDEF || zvFile_GetSize(theFile.get(), &theFileSize) != 0) {
+      theElfHeader.e_shstrndx == SHN_UNDEF || !GetSize(theFile.get(), &theFileSize)) {
     return 0;
   }
 
+  SectionHeaders theHeaders(theFile.get(), &theElfHeader);
   Elf32_Shdr theNameSection;
-  if (Elf_ReadSectionHeader(theFile.get(), &theElfHeader, theElfHeader.e_shstrndx, &theNameSection) != 0)
-    return 0;
+  if (!theHeaders.Read(theElfHeader.e_shstrndx, &theNameSection)) return 0;
   const Owner<char> theNames = ReadSection(theFile.get(), theFileSize, &theNameSection);
   if (!theNames) return 0;
 
   for (int theIndex = 1; theIndex < theElfHeader.e_shnum; ++theIndex) {
     Elf32_Shdr theSection;
-    if (Elf_ReadSectionHeader(theFile.get(), &theElfHeader, theIndex, &theSection) != 0) return 0;
+    if (!theHeaders.Read(theIndex, &theSection)) return 0;
     if (theSection.sh_type != SHT_PROGBITS ||
         !HasStampName(theSection, theNames.get(), theNameSection.sh_size)) {
       continue;

@@ -2,7 +2,8 @@
 // SPDX-License-Identifier: Apache-2.0
 
 // Walks through a directory. What readdir() says of an entry's kind costs no system call; links and
-// entries of unknown kind are looked at.
+// entries of unknown kind are looked at. A link that leads to a file or to a directory elsewhere, as nearly
+// all do, is looked at once; zvFile_Exists and zvDir_Exists decide about every other entry, and warn.
 
 #include <zvOS/zvDir.h>
 #include <zvOS/zvDirTraverser.h>
@@ -16,6 +17,7 @@
 #include <dirent.h>
 #include <sys/stat.h>
 #include <cerrno>
+#include <climits>
 #include <cstdlib>
 #include <cstring>
 
@@ -63,26 +65,68 @@ bool IsFileOrDirectory(const char *aPath) {
   return stat(aPath, &theStatus) == 0 && (S_ISREG(theStatus.st_mode) || S_ISDIR(theStatus.st_mode));
 }
 
-// Asks the system what an entry is, through links. kNot when it is neither a file nor a directory, or
-// when its path is too long (logged).
-Taken Resolve(const zvDirTraverser *aDirTraverser, const char *aName, int *afDir) {
-  const Owner<char> thePath(static_cast<char *>(malloc(kEntryPathSize)));
-  if (!thePath) return Taken::kNoMemory;
-  const int theLength =
-      zv_snprintf(thePath.get(), kEntryPathSize, "%s/%s", aDirTraverser->mDirPath.get(), aName);
-  if (theLength < 0 || static_cast<size_t>(theLength) >= kEntryPathSize)
-    return ZVOS_FAIL(Taken::kNot, F("zvDirTraverser: Cannot compute entry name '%s/%s' (buffer too small)\n",
-                                    aDirTraverser->mDirPath.get(), aName));
+// Whether zvPath_Normalize() leaves a path as it is.
+bool IsNormalized(const char *aPath) {
+  return aPath[0] == '/' && strchr(aPath, '\\') == nullptr;
+}
+
+// What one look tells of an entry.
+enum class Look {
+  kFile,
+  kDirectory,
+  kNeither,
+  kNoFile  // whether it counts as a directory is for zvDir_Exists() to say
+};
+
+// Whether zvDir_Exists() has nothing to say against a link to a directory: the path of the link does not
+// begin with that of the directory.
+bool LeadsElsewhere(const char *aPath) {
+  char theRealPath[PATH_MAX + 1];
+  return realpath(aPath, theRealPath) != nullptr && strncmp(aPath, theRealPath, strlen(theRealPath)) != 0;
+}
+
+Look LookAtLink(const char *aPath) {
+  struct stat theStatus;
+  if (stat(aPath, &theStatus) != 0) return Look::kNoFile;
+  if (S_ISREG(theStatus.st_mode)) return Look::kFile;
+  if (!S_ISDIR(theStatus.st_mode)) return Look::kNeither;
+  return LeadsElsewhere(aPath) ? Look::kDirectory : Look::kNoFile;
+}
+
+// What the entry of that path is. Without memory the functions for files and directories answer no as well.
+Taken LookAt(const char *aPath, bool afLink, int *afDir) {
   errno = 0;
-  *afDir = 0;
-  if (zvFile_Exists(thePath.get()) != 0) return Taken::kWhole;
+  const Look theLook = afLink && IsNormalized(aPath) ? LookAtLink(aPath)
+                       : zvFile_Exists(aPath) != 0   ? Look::kFile
+                                                     : Look::kNoFile;
+  *afDir = theLook == Look::kFile ? 0 : 1;
+  if (theLook == Look::kNeither) return Taken::kNot;
+  if (theLook != Look::kNoFile) return Taken::kWhole;
+
   bool afMemory = errno != ENOMEM;
   errno = 0;
-  *afDir = 1;
-  if (zvDir_Exists(thePath.get()) != 0) return Taken::kWhole;
+  if (zvDir_Exists(aPath) != 0) return Taken::kWhole;
   afMemory = afMemory && errno != ENOMEM;
-  // Both answer no as well when they have no memory for a path.
-  return afMemory || !IsFileOrDirectory(thePath.get()) ? Taken::kNot : Taken::kNoMemory;
+  return afMemory || !IsFileOrDirectory(aPath) ? Taken::kNot : Taken::kNoMemory;
+}
+
+// Asks the system what an entry is, through links. kNot when it is neither a file nor a directory, or
+// when its path is too long (logged).
+Taken Resolve(const zvDirTraverser *aDirTraverser, const dirent &anEntry, int *afDir) {
+  const char *const theFolder = aDirTraverser->mDirPath.get();
+  const size_t theFolderLength = strlen(theFolder);
+  const size_t theNameSize = strlen(anEntry.d_name) + 1;
+  const size_t theSize = theFolderLength + 1 + theNameSize;
+  if (theSize > kEntryPathSize)
+    return ZVOS_FAIL(Taken::kNot, F("zvDirTraverser: Cannot compute entry name '%s/%s' (buffer too small)\n",
+                                    theFolder, anEntry.d_name));
+  // No more than it takes: pieces of kEntryPathSize are dear to get and to give back.
+  const Owner<char> thePath(static_cast<char *>(malloc(theSize)));
+  if (!thePath) return Taken::kNoMemory;
+  char *const theEnd = static_cast<char *>(mempcpy(thePath.get(), theFolder, theFolderLength));
+  *theEnd = '/';
+  memcpy(theEnd + 1, anEntry.d_name, theNameSize);
+  return LookAt(thePath.get(), anEntry.d_type == DT_LNK, afDir);
 }
 
 // Fills the entry from what was read; kNot when it cannot be classified.
@@ -102,7 +146,7 @@ Taken TakeEntry(zvDirTraverser *aDirTraverser) {
       theEntry.mfDir = 1;
       return Taken::kWhole;
     default:
-      return Resolve(aDirTraverser, theRaw.d_name, &theEntry.mfDir);
+      return Resolve(aDirTraverser, theRaw, &theEntry.mfDir);
   }
 }
 

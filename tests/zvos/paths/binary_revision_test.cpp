@@ -189,6 +189,52 @@ TEST_F(BinaryRevision, AnyReadOrSeekThatFailsGivesNothingAndClosesTheFile) {
   }
 }
 
+// A reader of many headers at once that fails, or gets less than it wants, is no reason to give up.
+TEST_F(BinaryRevision, HeadersThatCannotBeReadAtOnceAreReadOneByOne) {
+  const MemoryFile theFile(ImageWith(kStamp).Bytes());
+  for (const long long theLength : {-1, 0, 1, 39, 40, 79, 119}) {
+    Fault theFault("pread", theLength < 0 ? EIO : 0, 0, -1);
+    theFault.Returning(theLength).Doing([&](const long long *anArguments) {
+      if (theLength <= 0) return;
+      const ssize_t theCount =
+          pread(theFile.Descriptor(), reinterpret_cast<void *>(static_cast<uintptr_t>(anArguments[1])),
+                static_cast<size_t>(theLength), static_cast<off_t>(anArguments[3]));
+      EXPECT_EQ(theLength, theCount);
+    });
+    EXPECT_EQ(kWhole, ReadFile(theFile.Path())) << theLength;
+    EXPECT_LE(1, theFault.Hits());
+  }
+  EXPECT_THAT(mLog.Messages(), IsEmpty());
+}
+
+TEST_F(BinaryRevision, AStampBehindManySectionsIsFoundWithFewReads) {
+  for (const size_t theCount : {62u, 63u, 64u, 65u, 127u, 128u, 129u, 1000u}) {
+    for (const ElfLayout theLayout : {ElfLayout::kHeadersLast, ElfLayout::kHeadersFirst}) {
+      std::vector<zvtest::ElfSection> theSections(theCount, {".text", SHT_PROGBITS, "code"});
+      theSections.push_back({kSectionName, SHT_PROGBITS, kStamp});
+      const int theReads = CallsOf("read");
+      EXPECT_EQ(kWhole, ReadBytes(ElfImage(theSections, theLayout).Bytes())) << theCount;
+      EXPECT_EQ(3, CallsOf("read") - theReads) << theCount;  // header, names, stamp
+    }
+  }
+  EXPECT_THAT(mLog.Messages(), IsEmpty());
+}
+
+TEST_F(BinaryRevision, TheSizeIsNotFoundByMovingToTheEnd) {
+  const MemoryFile theFile(ImageWith(kStamp).Bytes());
+  const int theSeeks = CallsOf("lseek");
+  EXPECT_EQ(kWhole, ReadFile(theFile.Path()));
+  EXPECT_EQ(2, CallsOf("lseek") - theSeeks);  // to the names and to the stamp
+}
+
+TEST_F(BinaryRevision, ASizeThatTheSystemDoesNotTellIsFoundByMoving) {
+  const MemoryFile theFile(ImageWith(kStamp).Bytes());
+  Fault theFault("fstat", EIO);
+  EXPECT_EQ(kWhole, ReadFile(theFile.Path()));
+  EXPECT_EQ(1, theFault.Hits());
+  EXPECT_THAT(mLog.Messages(), IsEmpty());
+}
+
 TEST_F(BinaryRevision, AnyAllocationThatFailsLeavesNoLabelWithoutARevision) {
   const MemoryFile theFile(ImageWith(kStamp).Bytes());
   for (const char *theCall : {"zvMalloc", "zvStrdup", "zvStrndup"}) {

@@ -8,23 +8,18 @@
 
 #include "shared/checksum.h"
 
+#include "shared/checksum_ways.h"
+
 namespace tool {
 
 namespace {
 
-constexpr uint32 kPolynomial = 0xEDB88320;
-constexpr uint32 kOne = 0x80000000;      // x to the power of 0
-constexpr uint32 kOneByte = 0x00800000;  // x to the power of 8
-constexpr size_t kBytesPerRound = 8;
+constexpr size_t kBytesPerRound = 16;
 
 // Entry [i][b]: what the byte b contributes when i more bytes follow it.
 struct Table {
   uint32 mEntries[kBytesPerRound][256];
 };
-
-constexpr uint32 TimesX(uint32 aNumber) {
-  return (aNumber & 1) != 0 ? (aNumber >> 1) ^ kPolynomial : aNumber >> 1;
-}
 
 constexpr Table MakeTable() {
   Table theTable = {};
@@ -41,6 +36,19 @@ constexpr Table MakeTable() {
 
 constexpr Table kTable = MakeTable();
 
+// The compiler makes it a single load where it can.
+uint32 WordAt(const uint8 *aData) {
+  return static_cast<uint32>(aData[0]) | static_cast<uint32>(aData[1]) << 8 |
+         static_cast<uint32>(aData[2]) << 16 | static_cast<uint32>(aData[3]) << 24;
+}
+
+// Of four bytes behind the last of which so many more follow.
+template <size_t kFollowing>
+uint32 ContributionOfWord(uint32 aWord) {
+  return kTable.mEntries[kFollowing + 3][aWord & 0xff] ^ kTable.mEntries[kFollowing + 2][aWord >> 8 & 0xff] ^
+         kTable.mEntries[kFollowing + 1][aWord >> 16 & 0xff] ^ kTable.mEntries[kFollowing][aWord >> 24];
+}
+
 uint32 Multiply(uint32 aFactor, uint32 anotherFactor) {
   uint32 theProduct = 0;
   for (uint32 theBit = kOne; theBit != 0; theBit >>= 1) {
@@ -50,19 +58,19 @@ uint32 Multiply(uint32 aFactor, uint32 anotherFactor) {
   return theProduct;
 }
 
+ContinueFunction FastestWay() {
+  const ContinueFunction theWay = WayOfProcessor();
+  return theWay != nullptr ? theWay : ContinueWithTables;
+}
+
 }  // namespace
 
-uint32 ContinueChecksum(uint32 aChecksum, const void *aData, size_t aLength) {
+uint32 ContinueWithTables(uint32 aChecksum, const void *aData, size_t aLength) {
   const uint8 *theData = static_cast<const uint8 *>(aData);
   uint32 theRest = ~aChecksum;
   for (; aLength >= kBytesPerRound; aLength -= kBytesPerRound, theData += kBytesPerRound) {
-    const uint32 theSum = theRest;
-    theRest = 0;
-    for (size_t i = 0; i < 4; ++i) {
-      theRest ^= kTable.mEntries[7 - i][(theData[i] ^ (theSum >> (8 * i))) & 0xff];
-    }
-    for (size_t i = 4; i < kBytesPerRound; ++i)
-      theRest ^= kTable.mEntries[7 - i][theData[i]];
+    theRest = ContributionOfWord<12>(WordAt(theData) ^ theRest) ^ ContributionOfWord<8>(WordAt(theData + 4)) ^
+              ContributionOfWord<4>(WordAt(theData + 8)) ^ ContributionOfWord<0>(WordAt(theData + 12));
   }
   for (; aLength > 0; --aLength, ++theData) {
     theRest = kTable.mEntries[0][(theRest ^ *theData) & 0xff] ^ (theRest >> 8);
@@ -70,9 +78,15 @@ uint32 ContinueChecksum(uint32 aChecksum, const void *aData, size_t aLength) {
   return ~theRest;
 }
 
+uint32 ContinueChecksum(uint32 aChecksum, const void *aData, size_t aLength) {
+  static const ContinueFunction theWay = FastestWay();
+  return theWay(aChecksum, aData, aLength);
+}
+
 uint32 ContributionOf(uint32 aPieceChecksum, uint64 aDistance) {
   uint32 theResult = aPieceChecksum;
-  for (uint32 thePower = kOneByte; aDistance != 0; aDistance >>= 1, thePower = Multiply(thePower, thePower)) {
+  for (uint32 thePower = PowerOfX(8); aDistance != 0;
+       aDistance >>= 1, thePower = Multiply(thePower, thePower)) {
     if ((aDistance & 1) != 0) theResult = Multiply(theResult, thePower);
   }
   return theResult;

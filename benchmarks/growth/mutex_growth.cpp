@@ -1,0 +1,101 @@
+// SPDX-FileCopyrightText: 2026 the libzvOS authors
+// SPDX-License-Identifier: Apache-2.0
+
+// Threads that lock and unlock: all the same mutex, or each its own.
+
+#include <pthread.h>
+
+#include <zvOS/zvMutex.h>
+
+#include "growth/growth.h"
+
+namespace zvbench {
+namespace {
+
+class BareMutex {
+ public:
+  BareMutex() {
+    pthread_mutexattr_t theAttributes;
+    int theFailures = pthread_mutexattr_init(&theAttributes);
+    theFailures |= pthread_mutexattr_settype(&theAttributes, PTHREAD_MUTEX_RECURSIVE);
+    theFailures |= pthread_mutex_init(&mMutex, &theAttributes);
+    theFailures |= pthread_mutexattr_destroy(&theAttributes);
+    if (theFailures != 0) Fail("cannot make a bare mutex");
+  }
+  ~BareMutex() { pthread_mutex_destroy(&mMutex); }
+  BareMutex(const BareMutex &) = delete;
+  BareMutex &operator=(const BareMutex &) = delete;
+
+  int LockAndUnlock() {
+    const int theFailures = pthread_mutex_lock(&mMutex);
+    return theFailures | pthread_mutex_unlock(&mMutex);
+  }
+
+ private:
+  alignas(64) pthread_mutex_t mMutex;  // no two in one line of the cache
+};
+
+class OurMutex {
+ public:
+  OurMutex() : mMutex(zvMutex_New()) {
+    if (mMutex == nullptr) Fail("zvMutex_New failed");
+  }
+  ~OurMutex() { zvMutex_Delete(mMutex); }
+  OurMutex(const OurMutex &) = delete;
+  OurMutex &operator=(const OurMutex &) = delete;
+
+  int LockAndUnlock() {
+    const int theFailures = zvMutex_Lock(mMutex);
+    return theFailures | zvMutex_Unlock(mMutex);
+  }
+
+ private:
+  zvOSMutex *const mMutex;
+};
+
+// Thread i takes mutex i, or the only one.
+template <typename Mutex>
+Loop Locking(const std::shared_ptr<std::vector<std::unique_ptr<Mutex>>> &someMutexes, uint32 aThreads) {
+  return [=](uint32 aCount) {
+    RunThreads(aThreads, [&](uint32 aThread) {
+      Mutex &theMutex = *(*someMutexes)[aThread < someMutexes->size() ? aThread : 0];
+      int theFailures = 0;
+      for (uint32 i = 0; i < aCount; ++i)
+        theFailures |= theMutex.LockAndUnlock();
+      if (theFailures != 0) Fail("a mutex failed");
+    });
+  };
+}
+
+template <typename Mutex>
+std::shared_ptr<std::vector<std::unique_ptr<Mutex>>> Mutexes(uint32 aCount) {
+  auto theMutexes = std::make_shared<std::vector<std::unique_ptr<Mutex>>>();
+  for (uint32 i = 0; i < aCount; ++i)
+    theMutexes->push_back(std::make_unique<Mutex>());
+  return theMutexes;
+}
+
+template <bool kfShared>
+std::optional<Trial> LockingInThreads(uint32 aThreads) {
+  const uint32 theCount = kfShared ? 1 : aThreads;
+  return Trial{Locking(Mutexes<BareMutex>(theCount), aThreads),
+               Locking(Mutexes<OurMutex>(theCount), aThreads),
+               static_cast<double>(aThreads),
+               {},
+               {}};
+}
+
+constexpr char kBare[] = "pthread_mutex_lock, pthread_mutex_unlock of a recursive mutex";
+constexpr char kOurs[] = "zvMutex_Lock, zvMutex_Unlock";
+
+}  // namespace
+
+std::vector<GrowthRow> MutexGrowth() {
+  const std::vector<uint32> theSizes = {1, 2, 4, 8};
+  return {{"one mutex", "threads", "for a lock and an unlock by anybody", nullptr, kBare, kOurs, theSizes,
+           LockingInThreads<true>},
+          {"a mutex for each thread", "threads", "for a lock and an unlock by anybody", nullptr, kBare, kOurs,
+           theSizes, LockingInThreads<false>}};
+}
+
+}  // namespace zvbench
