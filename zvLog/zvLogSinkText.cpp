@@ -69,7 +69,7 @@ bool ReadMaximum(char *aText, FileSink *aFile) {
   uint64 theGenerations = 1;
   if (char *theStar = strchr(aText, '*')) {
     *theStar = '\0';
-    if (zvlog::ReadDigits(theStar + 1, 10, 99, &theGenerations) != zvlog::NumberError::None) return false;
+    if (zvlog::ReadDigits<10>(theStar + 1, 99, &theGenerations) != zvlog::NumberError::None) return false;
   }
   const size_t theLength = strlen(aText);
   uint64 theFactor = theLength > 0 ? FactorOf(aText[theLength - 1]) : 0;
@@ -79,7 +79,7 @@ bool ReadMaximum(char *aText, FileSink *aFile) {
     aText[theLength - 1] = '\0';
   }
   uint64 theNumber = 0;
-  if (zvlog::ReadDigits(aText, 10, kLargestNumber, &theNumber) != zvlog::NumberError::None) return false;
+  if (zvlog::ReadDigits<10>(aText, kLargestNumber, &theNumber) != zvlog::NumberError::None) return false;
   aFile->mMaximumSize = theNumber * theFactor;
   aFile->mGenerations = static_cast<uint32>(theGenerations);
   return aFile->mMaximumSize >= kSmallestMaximum && theGenerations > 0;

@@ -19,15 +19,7 @@
 
 using testing::ElementsAre;
 using testing::IsEmpty;
-using zvtest::CallsOf;
-using zvtest::DirError;
-using zvtest::Fault;
-using zvtest::Format;
-using zvtest::RecordingLog;
-using zvtest::TextOf;
-using zvtest::Traverser;
-using zvtest::Tree;
-using zvtest::Walk;
+using namespace zvtest;
 
 namespace {
 
@@ -63,14 +55,14 @@ Told TellWithoutLinks(RecordingLog &aLog, const Traverser &aTraverser) {
   DIR *theStream = nullptr;
   Fault theOpening("opendir", 0);
   theOpening.Doing([&](const long long *anArguments) {
-    theStream = opendir(TextOf(anArguments[0]));
-    theOpening.Returning(static_cast<long long>(reinterpret_cast<intptr_t>(theStream)));
+    theStream = opendir(ArgumentAs<const char>(anArguments[0]));
+    theOpening.Returning(AsArgument(theStream));
   });
   Fault theReading("readdir", 0, 0, -1);
   theReading.Doing([&](const long long *) {
     dirent *theEntry = readdir(theStream);
     if (theEntry != nullptr && theEntry->d_type == DT_LNK) theEntry->d_type = DT_UNKNOWN;
-    theReading.Returning(static_cast<long long>(reinterpret_cast<intptr_t>(theEntry)));
+    theReading.Returning(AsArgument(theEntry));
   });
   return TellOf(aLog, aTraverser);
 }
