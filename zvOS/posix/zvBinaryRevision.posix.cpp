@@ -85,8 +85,8 @@ class SectionHeaders {
   void ReadAround(int anIndex) {
     if (mElfHeader->e_shentsize != sizeof(Elf32_Shdr)) return;
     mFirst = anIndex - anIndex % kRoom;
-    const off_t theOffset =
-        static_cast<off_t>(mElfHeader->e_shoff) + static_cast<off_t>(mFirst) * sizeof(Elf32_Shdr);
+    constexpr off_t kHeaderSize = sizeof(Elf32_Shdr);
+    const off_t theOffset = static_cast<off_t>(mElfHeader->e_shoff) + mFirst * kHeaderSize;
     const ssize_t theLength = pread(DescriptorOf(mFD), mHeaders, sizeof(mHeaders), theOffset);
     mCount = theLength > 0 ? static_cast<int>(static_cast<size_t>(theLength) / sizeof(Elf32_Shdr)) : 0;
   }
