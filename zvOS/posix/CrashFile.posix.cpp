@@ -30,6 +30,7 @@ constexpr char kFolderVariable[] = "ZVOS_CRASH_DIR";
 constexpr int kMostFiles = 9;  // of one process
 constexpr size_t kCommandLength = 200;
 constexpr int kShortestSoundTrace = 6;
+constexpr int kDeepestTrace = 64;
 constexpr int kStackWordCount = 512;
 
 // Off the stack, of which there may be little. Only the thread that writes a report uses them.
@@ -196,7 +197,18 @@ void TellFrames(const CrashReport &aReport) {
   }
 }
 
-// Of a trace that was cut short: words of the stack that may be where calls return to.
+// Whether the trace was cut short, or ends in the very module that crashed: that one has no unwinding tables
+// then, as the C library of some processors.
+bool LacksCallers(const CrashReport &aReport) {
+  const BackTrace theTrace = LatestBackTrace();
+  if (aReport.Interrupted() == nullptr) return false;
+  if (theTrace.mDepth < kShortestSoundTrace) return true;
+  const Module *const theModule = ModuleAt(ProgramCounter(*aReport.Interrupted()));
+  return theTrace.mDepth < kDeepestTrace && theModule != nullptr &&
+         theModule == ModuleAt(reinterpret_cast<uintptr_t>(theTrace.mAddresses[theTrace.mDepth - 1]));
+}
+
+// Words of the stack that may be where calls return to.
 __attribute__((no_sanitize("address", "undefined"))) void TellStack(const ucontext_t &aContext) {
   constexpr uintptr_t kPageMask = ~uintptr_t(4095);
   uintptr_t thePage = 1;
@@ -335,8 +347,7 @@ void WriteCrashFile(CrashReport &aReport) {
   Part(kCrashOutlet_CrashFile, [&aReport] { TellFrames(aReport); });
   Part(kCrashOutlet_Modules, [] { TellModules(sFile); });
   Part(kCrashOutlet_System, TellMachine);
-  if (aReport.Interrupted() != nullptr && LatestBackTrace().mDepth < kShortestSoundTrace)
-    Part(kCrashOutlet_Modules, [&aReport] { TellStack(*aReport.Interrupted()); });
+  if (LacksCallers(aReport)) Part(kCrashOutlet_Modules, [&aReport] { TellStack(*aReport.Interrupted()); });
   Part(kCrashOutlet_Stamps, [] { TellStamps(sFile); });
   Part(kCrashOutlet_CrashFile, [] { sFile.Add("end: complete\n"); });
   sFile.Close();
