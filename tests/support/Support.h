@@ -68,6 +68,9 @@ std::string BuiltLibrary(const std::string &aName);
 // Whether the tests run under an emulator of the processor, whose system calls are not all complete.
 bool IsEmulated();
 
+// Removes the trace and the crash files that a process has left in their usual folder.
+void RemoveCrashFiles(int aProcess);
+
 // The descriptors that this process has open.
 std::set<int> OpenDescriptors();
 

@@ -44,8 +44,11 @@ void ResetSignals();
 ChildResult Zvos(const std::vector<std::string> &anArguments,
                  const std::vector<std::string> &anEnvironment = {});
 
-// Removes the trace file that an output names, if it does.
+// Removes the trace file that an output names, if it does, and the crash files beside it.
 void RemoveTraceFile(const std::string &anOutput);
+
+// Whether a program is installed that tells lines of the programs of this build.
+bool HasLineReader();
 
 // How the program ended by itself, and what it said.
 void ExpectOutcome(const ChildResult &aResult, int aStatus, const std::string &anOutput,

@@ -39,6 +39,7 @@ using zvtest::BuiltLibrary;
 using zvtest::BuiltProgram;
 using zvtest::ChildResult;
 using zvtest::ExpectRefusal;
+using zvtest::HasLineReader;
 using zvtest::RemoveTraceFile;
 using zvtest::RunInChild;
 using zvtest::RunProgram;
@@ -127,7 +128,8 @@ class OwnPath {
     for (const auto &theFile : std::filesystem::directory_iterator("/tmp")) {
       const std::string thePath = theFile.path().string();
       if (thePath.compare(0, 15, "/tmp/backtrace_") != 0) continue;
-      if (zvtest::ReadWholeFile(thePath).find(Link() + "(") != std::string::npos) unlink(thePath.c_str());
+      if (zvtest::ReadWholeFile(thePath).find(Link() + "(") != std::string::npos)
+        zvtest::RemoveCrashFiles(atoi(thePath.c_str() + 15));
     }
   }
   OwnPath(const OwnPath &) = delete;
@@ -483,7 +485,23 @@ TEST(Demo, CrashOfTheChildIsReported) {
               AllOf(HasSubstr("zvOSThread: Received fatal signal: 11\n"),
                     HasSubstr("Backtracing this thread (pid=" + theChild + ", depth="),
                     HasSubstr("(zvos_CrashOnPurpose+0x"), HasSubstr("Defaulting to default signal handler\n"),
-                    HasSubstr("its back-trace file: /tmp/backtrace_" + theChild + ".txt\n")));
+                    HasSubstr("its back-trace file: /tmp/backtrace_" + theChild + ".txt\n"),
+                    HasSubstr("its crash file: /tmp/zvos_crash_" + theChild + ".txt, and")));
+}
+
+TEST(Demo, CrashIsResolvedToItsLine) {
+  if (!HasLineReader()) GTEST_SKIP() << "no addr2line is installed";
+  const ChildResult theResult = Zvos({"demo"});
+  EXPECT_THAT(theResult.mOutput, AllOf(HasSubstr("| crashed at:\n"),
+                                       HasSubstr("  zvos_CrashOnPurpose at tools/zvos/shared/crash.cpp:")));
+}
+
+TEST(Demo, SaysWhatIsMissingWithoutAProgramThatReadsLines) {
+  const TempFolder theFolder;
+  const ChildResult theResult = Zvos({"demo"}, {"PATH=" + theFolder.Path()});
+  EXPECT_EQ(0, theResult.mStatus);
+  EXPECT_THAT(theResult.mOutput,
+              HasSubstr("no lines: no addr2line for these files is installed: get the package "));
 }
 
 TEST(Demo, BackTraceFileIsKeptAndComplete) {

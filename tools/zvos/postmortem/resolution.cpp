@@ -5,6 +5,7 @@
 
 #include "postmortem/elf_file.h"
 
+#include <algorithm>
 #include <optional>
 
 namespace tool {
@@ -51,7 +52,9 @@ void ResolveModule(int aModule, Resolution &aResult) {
     const std::optional<uint64> theAddress = AddressInFile(aResult.mFrames[i].mFrame, theFile);
     if (!theAddress) continue;
     theAddresses[i] = *theAddress;
-    theQuestions.push_back(*theAddress);
+    // Once each: of a recursion there are many.
+    if (std::find(theQuestions.begin(), theQuestions.end(), *theAddress) == theQuestions.end())
+      theQuestions.push_back(*theAddress);
   }
   if (theQuestions.empty()) return;
   std::map<uint64, SourceLines> theAnswers;
