@@ -15,9 +15,12 @@ rm -rf "$work"
 # A cache of compilations writes paths of its own into what it keeps.
 unset CMAKE_C_COMPILER_LAUNCHER CMAKE_CXX_COMPILER_LAUNCHER
 folders=("$work/one" "$work/the-other/further/down")
+# Before anything is built: the source may be worked on meanwhile.
 for folder in "${folders[@]}"; do
   mkdir -p "$folder/source"
   (cd "$source" && tar -c CMakeLists.txt LICENSE README.md cmake tools zvLog zvOS) | tar -x -C "$folder/source"
+done
+for folder in "${folders[@]}"; do
   "$cmake" -S "$folder/source" -B "$folder/build" -G Ninja -DCMAKE_TOOLCHAIN_FILE="$toolchain" \
     -DCMAKE_BUILD_TYPE=RelWithDebInfo -DZVOS_BUILD_TESTS=OFF >/dev/null
   "$cmake" --build "$folder/build" >/dev/null
