@@ -38,6 +38,8 @@ size_t sModuleCount;
 char sPaths[16 * 1024];
 size_t sPathsLength;
 char sMappings[4096];
+uintptr_t sFirstPage;  // of the file whose mappings follow
+char sPathOfFirstPage[kLongestPath + 1];
 
 template <typename Thing>
 const Thing *At(uintptr_t anAddress) {
@@ -138,28 +140,39 @@ BuildId BuildIdOf(const Module &aModule) {
 
 // --- mappings -----------------------------------------------------------------------------------
 
-// "f7d00000-f7d22000 r--p 00000000 fe:00 1234      /lib/libc.so.6"
+// A module whose first page is at the address.
+void AddModule(uintptr_t aStart, const char *aPath) {
+  // Linkers may map the first page of a file once more.
+  if (sModuleCount == kMostModules || ModuleAt(aStart) != nullptr) return;
+  const size_t theLength = strlen(aPath) + 1;
+  if (theLength > sizeof(sPaths) - sPathsLength) return;
+  const Segment *const theSegments = SegmentsAt(aStart);
+  Module theModule = {};
+  if (theSegments == nullptr || !Measure(aStart, theSegments, theModule)) return;
+  theModule.mPath = static_cast<const char *>(memcpy(sPaths + sPathsLength, aPath, theLength));
+  sPathsLength += theLength;
+  sModules[sModuleCount++] = theModule;
+}
+
+// "f7d00000-f7d22000 r--p 00000000 fe:00 1234      /lib/libc.so.6": the first page of a file, which is looked
+// at only when there is code of the file behind it. Other mappings are none of our business.
 void TakeMapping(char *aLine) {
   char *theRest = aLine;
   const uintptr_t theStart = static_cast<uintptr_t>(strtoull(theRest, &theRest, 16));
   if (*theRest != '-') return;
   strtoull(theRest + 1, &theRest, 16);
-  if (*theRest != ' ' || theRest[1] != 'r') return;
+  if (*theRest != ' ' || strlen(theRest) < sizeof(" r--p")) return;
+  const bool afReadable = theRest[1] == 'r';
+  const bool afCode = theRest[3] == 'x';
   theRest += sizeof(" r--p");
-  if (strtoull(theRest, &theRest, 16) != 0) return;
+  const bool afFirst = strtoull(theRest, &theRest, 16) == 0;
   const char *const thePath = strpbrk(theRest, "/[");
-  if (thePath == nullptr || strncmp(thePath, "/dev/", 5) == 0) return;
-
-  // Linkers may map the first page of a file once more.
-  if (sModuleCount == kMostModules || ModuleAt(theStart) != nullptr) return;
-  const size_t theLength = strlen(thePath) + 1;
-  if (theLength > kLongestPath || theLength > sizeof(sPaths) - sPathsLength) return;
-  const Segment *const theSegments = SegmentsAt(theStart);
-  Module theModule = {};
-  if (theSegments == nullptr || !Measure(theStart, theSegments, theModule)) return;
-  theModule.mPath = static_cast<const char *>(memcpy(sPaths + sPathsLength, thePath, theLength));
-  sPathsLength += theLength;
-  sModules[sModuleCount++] = theModule;
+  if (thePath == nullptr || strncmp(thePath, "/dev/", 5) == 0 || strlen(thePath) > kLongestPath) return;
+  if (afFirst && afReadable) {
+    sFirstPage = theStart;
+    memcpy(sPathOfFirstPage, thePath, strlen(thePath) + 1);
+  }
+  if (afCode && strcmp(sPathOfFirstPage, thePath) == 0) AddModule(sFirstPage, sPathOfFirstPage);
 }
 
 // --- stamps -------------------------------------------------------------------------------------
@@ -223,6 +236,7 @@ bool ReadStamp(const PlainFile &aFile, const Header &aHeader, char (&aStamp)[kLo
 void FindModules() {
   sModuleCount = 0;
   sPathsLength = 0;
+  sPathOfFirstPage[0] = '\0';
   const int theFile = open("/proc/self/maps", O_RDONLY | O_CLOEXEC);
   if (theFile < 0) return;
   size_t theLength = 0;

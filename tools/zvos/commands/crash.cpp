@@ -41,6 +41,7 @@ void PrintForPeople(const Resolution &aResolution) {
 
 void PrintForScripts(const std::vector<Resolution> &someResolutions) {
   std::vector<std::string> theReports;
+  theReports.reserve(someResolutions.size());
   for (const Resolution &theResolution : someResolutions)
     theReports.push_back(ForScripts(theResolution, 4));
   Print("{\n  \"reports\": %s\n}\n", JsonList(theReports).c_str());
@@ -81,6 +82,7 @@ int RunCrash(const Arguments &anArguments) {
     theFolder = AbsolutePath(theFolder);
   DebugFiles theDebugFiles(theFolders);
   std::vector<Resolution> theResolutions;
+  theResolutions.reserve(theReports.size());
   for (const CrashReportText &theReport : theReports)
     theResolutions.push_back(Resolve(theReport, theDebugFiles));
   if (afJson) {

@@ -14,9 +14,9 @@ namespace {
 
 // More than any real file has: what a file says of itself is not believed.
 constexpr uint64 kMostSections = 100000;
-constexpr uint64 kLargestNotes = 64 * 1024;
-constexpr uint64 kLargestNames = 256 * 1024 * 1024;
-constexpr uint64 kMostSymbols = 4 * 1024 * 1024;
+constexpr uint64 kLargestNotes = 0x10000;
+constexpr uint64 kLargestNames = 0x10000000;
+constexpr uint64 kMostSymbols = 0x400000;
 
 struct Types32 {
   using Header = Elf32_Ehdr;

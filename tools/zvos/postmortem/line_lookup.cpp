@@ -7,8 +7,6 @@
 #include "shared/child_process.h"
 #include "shared/text.h"
 
-#include <zvLog/zvLog.h>
-
 #include <elf.h>
 
 #include <algorithm>
@@ -98,12 +96,6 @@ std::map<uint64, SourceLines> ReadAnswer(const std::string &anAnswer) {
     i += 2;
   }
   return theResult;
-}
-
-std::string HexadecimalForm(uint64 anAddress) {
-  char theText[32];
-  zv_snprintf(theText, sizeof(theText), "0x%llx", static_cast<unsigned long long>(anAddress));
-  return theText;
 }
 
 }  // namespace

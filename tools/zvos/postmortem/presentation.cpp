@@ -7,17 +7,9 @@
 #include "shared/json.h"
 #include "shared/text.h"
 
-#include <zvLog/zvLog.h>
-
 namespace tool {
 
 namespace {
-
-std::string HexadecimalForm(uint64 aNumber) {
-  char theText[32];
-  zv_snprintf(theText, sizeof(theText), "0x%llx", static_cast<unsigned long long>(aNumber));
-  return theText;
-}
 
 std::string NumberForm(int aNumber) {
   if (aNumber < 0) return "#--";

@@ -174,7 +174,7 @@ class Traces {
     for (size_t theStart = 0; (theStart = theHead.find('[', theStart)) != std::string::npos; ++theStart) {
       const size_t theEnd = theHead.find(']', theStart);
       if (theEnd == std::string::npos) return "";
-      const std::string theWord = theHead.substr(theStart + 1, theEnd - theStart - 1);
+      std::string theWord = theHead.substr(theStart + 1, theEnd - theStart - 1);
       if (IsDigits(theWord, kDecimal)) return theWord;
     }
     return "";

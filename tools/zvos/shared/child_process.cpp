@@ -44,7 +44,7 @@ std::string FindProgram(const std::string &aName) {
   const char *const thePath = getenv("PATH");
   std::istringstream theFolders(thePath != nullptr ? thePath : "/usr/bin:/bin");
   for (std::string theFolder; std::getline(theFolders, theFolder, ':');) {
-    const std::string theFile = (theFolder.empty() ? "." : theFolder) + "/" + aName;
+    std::string theFile = (theFolder.empty() ? "." : theFolder) + "/" + aName;
     struct stat theStatus = {};
     if (stat(theFile.c_str(), &theStatus) == 0 && S_ISREG(theStatus.st_mode) &&
         access(theFile.c_str(), X_OK) == 0)
@@ -58,6 +58,7 @@ bool ReadFromProgram(const std::vector<std::string> &someWords, std::string &anO
   if (!theOutput.Open()) return false;
   std::vector<std::string> theWords = someWords;
   std::vector<char *> thePointers;
+  thePointers.reserve(theWords.size() + 1);
   for (std::string &theWord : theWords)
     thePointers.push_back(&theWord[0]);
   thePointers.push_back(nullptr);

@@ -64,8 +64,11 @@ std::string JsonTextOrNull(const std::string &aText) {
 std::string JsonList(const std::vector<std::string> &someValues, int anIndent) {
   const std::string theIndent(static_cast<size_t>(anIndent), ' ');
   std::string theResult;
-  for (const std::string &theValue : someValues)
-    theResult += (theResult.empty() ? "\n" : ",\n") + theIndent + "  " + theValue;
+  for (const std::string &theValue : someValues) {
+    theResult += theResult.empty() ? "\n  " : ",\n  ";
+    theResult += theIndent;
+    theResult += theValue;
+  }
   return theResult.empty() ? "[]" : "[" + theResult + "\n" + theIndent + "]";
 }
 
