@@ -94,13 +94,18 @@ void CrashWithCall() {
   RunInWorker(CrashBySegv);
 }
 
-// It reads the mappings, which name a library whose file is another one meanwhile, and one that is cut short.
+// The pages of a library cannot be read any more.
 void CrashWithChangedModules() {
   char theName[512];
   snprintf(theName, sizeof theName, "%s/module.so", getenv("ZVOS_CRASH_DIR"));
   if (dlopen(theName, RTLD_NOW) == nullptr) Exit(crash::kExitCannotStart);
-  if (truncate(theName, 0) != 0) Exit(crash::kExitCannotStart);
-  RunInWorker(CrashBySegv);
+  // The start of a thread may read data of the library.
+  RunInWorker([](void *) {
+    char theNameAgain[512];
+    snprintf(theNameAgain, sizeof theNameAgain, "%s/module.so", getenv("ZVOS_CRASH_DIR"));
+    if (truncate(theNameAgain, 0) != 0) Exit(crash::kExitCannotStart);
+    CrashBySegv(nullptr);
+  });
 }
 
 constexpr crash::Mode kModes[] = {
