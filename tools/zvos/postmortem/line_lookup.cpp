@@ -32,10 +32,11 @@ const char *PackagesFor(unsigned aMachine) {
   return "elfutils or binutils";
 }
 
-// "main inlined at ..." shows in one line what the next ones tell.
+// "main inlined at ..." shows in one line what the next ones tell. "$d" and the like mark what is no
+// instruction on ARM; programs for another processor take them for names.
 std::string FunctionIn(const std::string &aLine) {
   const std::string theName = aLine.substr(0, aLine.find(" inlined at "));
-  return theName == "??" ? "" : theName;
+  return theName == "??" || BeginsWith(theName, "$") ? "" : theName;
 }
 
 bool IsNumber(const std::string &aText) {

@@ -159,8 +159,7 @@ std::string FramesForPeople(const Resolution &aResolution) {
   const char *theHeading = "";
   int theRepetitions = 0;
   const auto fnEndRepetitions = [&] {
-    if (theRepetitions > 0)
-      theText += "       and the same " + std::to_string(theRepetitions) + " times more\n";
+    if (theRepetitions > 0) theText += "       repeated, " + std::to_string(theRepetitions + 1) + " in all\n";
     theRepetitions = 0;
   };
   for (const ResolvedFrame &theFrame : aResolution.mFrames) {

@@ -62,7 +62,11 @@ void ResolveModule(int aModule, Resolution &aResult) {
   for (const auto &theEntry : theAddresses) {
     ResolvedFrame &theFrame = aResult.mFrames[theEntry.first];
     theFrame.mLines = theAnswers[theEntry.second];
-    if (theFrame.mLines.empty()) theFrame.mFunction = theFile.FunctionAt(theEntry.second);
+    if (theFrame.mLines.empty()) {
+      theFrame.mFunction = theFile.FunctionAt(theEntry.second);
+    } else if (theFrame.mLines.back().mFunction.empty()) {
+      theFrame.mLines.back().mFunction = theFile.FunctionAt(theEntry.second);
+    }
   }
 }
 
