@@ -21,6 +21,19 @@ else()
   message(STATUS "zvOS: left out of the package: the log provider itself, which programs link as '-l${ZVLOG_LIBRARY_NAME}'")
 endif()
 
+# What is installed is stripped, with a link to its debug information. That is the component "debug", which is not
+# installed with the rest: `cmake --install FOLDER --component debug`.
+set(ZV_STRIPPED_FILES "")
+foreach(target IN LISTS ZV_INSTALLED_TARGETS)
+  string(APPEND ZV_STRIPPED_FILES " \"$<TARGET_FILE:${target}>\" \"${CMAKE_INSTALL_LIBDIR}\"")
+endforeach()
+if(TARGET zvos)
+  string(APPEND ZV_STRIPPED_FILES " \"$<TARGET_FILE:zvos>\" \"${CMAKE_INSTALL_BINDIR}\"")
+endif()
+if(NOT CMAKE_OBJCOPY OR NOT CMAKE_READELF)
+  message(STATUS "zvOS: installed as built, without separate debug information: no objcopy or readelf")
+endif()
+
 install(TARGETS ${ZV_INSTALLED_TARGETS} EXPORT zvOSTargets
   LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}
   FILE_SET HEADERS DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
@@ -37,3 +50,18 @@ install(FILES ${PROJECT_BINARY_DIR}/generated/zvOSConfig.cmake
 file(RELATIVE_PATH ZV_PKGCONFIG_PREFIX ${CMAKE_INSTALL_FULL_LIBDIR}/pkgconfig ${CMAKE_INSTALL_PREFIX})
 configure_file(${PROJECT_SOURCE_DIR}/cmake/zvOS.pc.in ${PROJECT_BINARY_DIR}/generated/zvOS.pc @ONLY)
 install(FILES ${PROJECT_BINARY_DIR}/generated/zvOS.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
+
+if(CMAKE_OBJCOPY AND CMAKE_READELF)
+  set(ZV_SPLIT_SETTINGS "
+    set(ZV_OBJCOPY \"${CMAKE_OBJCOPY}\")
+    set(ZV_READELF \"${CMAKE_READELF}\")
+    set(ZV_DEBUG_FOLDER \"${CMAKE_INSTALL_LIBDIR}/debug\")
+    set(ZV_WORK_FOLDER \"${PROJECT_BINARY_DIR}/debug-files\")
+    set(ZV_FILES ${ZV_STRIPPED_FILES})")
+  install(CODE "${ZV_SPLIT_SETTINGS}
+    set(ZV_STEP strip)
+    include(\"${CMAKE_CURRENT_LIST_DIR}/SplitDebug.cmake\")")
+  install(CODE "${ZV_SPLIT_SETTINGS}
+    set(ZV_STEP debug)
+    include(\"${CMAKE_CURRENT_LIST_DIR}/SplitDebug.cmake\")" COMPONENT debug EXCLUDE_FROM_ALL)
+endif()

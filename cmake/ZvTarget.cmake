@@ -38,6 +38,9 @@ target_compile_options(zv_options INTERFACE
   # Source paths in messages and debug information are relative to the source folder.
   -ffile-prefix-map=${PROJECT_SOURCE_DIR}/=
   -ffile-prefix-map=${PROJECT_BINARY_DIR}=build
+  # In debug information they count from that folder too, not from the one that the compiler worked in.
+  -fdebug-prefix-map=${PROJECT_SOURCE_DIR}=.
+  -fdebug-prefix-map=${PROJECT_BINARY_DIR}=.
   -fvisibility=hidden
   $<$<COMPILE_LANGUAGE:CXX>:-fvisibility-inlines-hidden>
   -fstack-protector-strong
@@ -46,7 +49,9 @@ target_compile_options(zv_options INTERFACE
   # The ABI changed in GCC 7; everything here is built by one compiler.
   $<$<COMPILE_LANGUAGE:CXX>:-Wno-psabi>)
 target_link_options(zv_options INTERFACE
-  LINKER:-z,relro LINKER:-z,now LINKER:-z,noexecstack LINKER:-z,text LINKER:--as-needed)
+  LINKER:-z,relro LINKER:-z,now LINKER:-z,noexecstack LINKER:-z,text LINKER:--as-needed
+  # What a crash report and its debug information find each other by.
+  LINKER:--build-id=sha1)
 
 if(ZV_SANITIZERS)
   target_compile_options(zv_options INTERFACE

@@ -82,6 +82,11 @@ check_stamp() {
   grep -q '/branches/' <<<"$("$readelf" -p .zevo.version "$1" 2>&1)" || fail "$1: the stamp has no label"
 }
 
+# check_build_id FILE: reports of crashes and debug information find each other by it.
+check_build_id() {
+  grep -qE 'Build ID: [0-9a-f]{40}$' <<<"$("$readelf" -n "$1")" || fail "$1 has no build id of 160 bits"
+}
+
 os=$build/lib/libzvOS.so log=$build/lib/libzvLog.so changes=$source/CHANGELOG.md
 check_exports "$os" "$source/zvOS/zvOS.exports"
 check_released "$os"
@@ -95,6 +100,7 @@ grep -q 'FLAGS_1.*NODELETE' <<<"$("$readelf" -dW "$os")" || fail "$os can be unm
 for library in "$os" "$log"; do
   check_hardening "$library"
   check_stamp "$library"
+  check_build_id "$library"
   soname=$("$readelf" -dW "$library" | sed -n 's/.*(SONAME).*\[\(.*\)\]/\1/p')
   [ "$soname" = "$(basename "$library").$major" ] || fail "$library has the SONAME '$soname'"
   [ "$(readlink -f "$library")" = "$(readlink -f "$build")/lib/$(basename "$library").$version" ] ||
@@ -104,6 +110,7 @@ for program in "$build"/bin/*; do
   [ -x "$program" ] && [ ! -d "$program" ] || continue
   check_hardening "$program"
   check_stamp "$program"
+  check_build_id "$program"
 done
 
 if [ -z "$sanitizers" ]; then

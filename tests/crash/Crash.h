@@ -74,6 +74,7 @@ struct Modes {
 Modes SignalModes();
 Modes WritingModes();
 Modes TraceModes();
+Modes FileModes();
 
 // The program's second argument.
 extern const char *sArgument;

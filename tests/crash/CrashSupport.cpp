@@ -8,6 +8,7 @@
 
 #include <cstdio>
 #include <cstring>
+#include <filesystem>
 #include <sstream>
 
 using ::testing::Contains;
@@ -25,8 +26,8 @@ const char kSanitizerOptions[] =
     "handle_segv=0:handle_sigfpe=0:handle_sigbus=0:handle_sigill=0:handle_abort=0:allow_user_segv_handler=1:"
     "detect_leaks=0:use_sigaltstack=0:report_bugs=0";
 
-std::vector<std::string> Environment(const std::string &aLogSettings) {
-  std::vector<std::string> theVariables = {"ZVLOG=" + aLogSettings};
+std::vector<std::string> Environment(const std::string &aLogSettings, const std::string &aFolder) {
+  std::vector<std::string> theVariables = {"ZVLOG=" + aLogSettings, "ZVOS_CRASH_DIR=" + aFolder};
 #if defined(__SANITIZE_ADDRESS__)
   theVariables.push_back(std::string("ASAN_OPTIONS=") + strstr(kSanitizerOptions, "handle_segv"));
 #elif defined(__SANITIZE_THREAD__)
@@ -64,6 +65,16 @@ std::string Crash::TraceFileName() const {
   return "/tmp/backtrace_" + std::to_string(mChild.mPid) + ".txt";
 }
 
+std::string Crash::CrashFileName(int aNumber) const {
+  return "zvos_crash_" + std::to_string(mChild.mPid) + (aNumber > 1 ? "_" + std::to_string(aNumber) : "") +
+         ".txt";
+}
+
+std::string Crash::CrashFile(int aNumber) const {
+  const auto theFile = mCrashFiles.find(CrashFileName(aNumber));
+  return theFile != mCrashFiles.end() ? theFile->second : "";
+}
+
 std::vector<LogLine> ParseLog(const std::string &aText) {
   std::vector<LogLine> theLines;
   std::istringstream theStream(aText);
@@ -85,12 +96,15 @@ std::vector<LogLine> ParseLog(const std::string &aText) {
 }
 
 Crash RunCrash(const std::string &aMode, const std::string &aProgram, const std::string &anArgument,
-               LogTo aLogTo) {
+               LogTo aLogTo, const std::string &aFolderOfCrashFiles) {
   const TempFolder theFolder;
+  const TempFolder theCrashFiles;
   const std::string theLogFile = theFolder.File("log");
   const std::string theSettings = aLogTo == LogTo::File ? "debug,to=file:" + theLogFile : "debug";
   Crash theCrash;
-  theCrash.mChild = RunProgram(BuiltProgram(aProgram), {aMode, anArgument}, Environment(theSettings), 60);
+  theCrash.mChild = RunProgram(
+      BuiltProgram(aProgram), {aMode, anArgument},
+      Environment(theSettings, aFolderOfCrashFiles.empty() ? theCrashFiles.Path() : aFolderOfCrashFiles), 60);
   theCrash.mChild.mError = WithoutLinesOfTheEmulator(theCrash.mChild.mError);
   theCrash.mLog = ParseLog(aLogTo == LogTo::File ? ReadWholeFile(theLogFile) : theCrash.mChild.mError);
   const std::string theTraceFile = theCrash.TraceFileName();
@@ -98,6 +112,10 @@ Crash RunCrash(const std::string &aMode, const std::string &aProgram, const std:
   theCrash.mfTraceExists = stat(theTraceFile.c_str(), &theStatus) == 0 && S_ISREG(theStatus.st_mode);
   if (theCrash.mfTraceExists) theCrash.mTrace = ReadWholeFile(theTraceFile);
   unlink(theTraceFile.c_str());
+  for (const auto &theFile : std::filesystem::directory_iterator(theCrashFiles.Path())) {
+    if (theFile.is_regular_file())
+      theCrash.mCrashFiles[theFile.path().filename().string()] = ReadWholeFile(theFile.path().string());
+  }
   return theCrash;
 }
 

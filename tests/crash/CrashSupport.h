@@ -12,6 +12,7 @@
 
 #include <csignal>
 #include <initializer_list>
+#include <map>
 #include <string>
 #include <vector>
 
@@ -62,10 +63,14 @@ struct Crash {
   std::vector<LogLine> mLog;
   bool mfTraceExists;
   std::string mTrace;
+  std::map<std::string, std::string> mCrashFiles;  // by their names
 
   std::string All() const;
   bool Logged(const std::string &aText) const;
   std::string TraceFileName() const;
+  // Of the report that is the process's first, second and so on.
+  std::string CrashFileName(int aNumber = 1) const;
+  std::string CrashFile(int aNumber = 1) const;
 };
 
 // The lines of the companion library: time, level, module, [process:thread name], file:line: text.
@@ -73,9 +78,11 @@ std::vector<LogLine> ParseLog(const std::string &aText);
 
 enum class LogTo { File, StandardError };
 
-// Runs a program that crashes in the way that the mode names, and collects what is left.
+// Runs a program that crashes in the way that the mode names, and collects what is left. Crash files are
+// written to a folder of their own, or to the one named, which then keeps them.
 Crash RunCrash(const std::string &aMode, const std::string &aProgram = "crash_child",
-               const std::string &anArgument = "", LogTo aLogTo = LogTo::File);
+               const std::string &anArgument = "", LogTo aLogTo = LogTo::File,
+               const std::string &aFolderOfCrashFiles = "");
 
 void ExpectDeathBy(const Crash &aCrash, std::initializer_list<int> aSignals);
 

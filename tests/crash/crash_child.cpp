@@ -363,7 +363,8 @@ const Mode *FindMode(const char *aName) {
   const crash::Modes kAll[] = {{kModes, sizeof kModes / sizeof kModes[0]},
                                crash::SignalModes(),
                                crash::WritingModes(),
-                               crash::TraceModes()};
+                               crash::TraceModes(),
+                               crash::FileModes()};
   for (const crash::Modes &theModes : kAll) {
     for (size_t i = 0; i < theModes.mCount; ++i) {
       if (strcmp(theModes.mFirst[i].mName, aName) == 0) return &theModes.mFirst[i];

@@ -14,6 +14,26 @@ rm -rf "$work"
 mkdir -p "$work"
 
 "$cmake" --install "$build" --prefix "$work/root" >/dev/null
+
+# What is installed is stripped and finds its debug information, which is not installed with it but as a component of
+# its own, under the build id of the file that it was split from. The stamp stays.
+[ ! -e "$work/root/lib/debug" ]
+"$cmake" --install "$build" --prefix "$work/debug" --component debug >/dev/null
+[ ! -e "$work/debug/bin" ] && [ ! -e "$work/debug/include" ]
+for file in lib/libzvOS.so lib/libzvLog.so bin/zvos; do
+  notes=$(readelf -n "$work/root/$file")
+  id=$(sed -n 's/.*Build ID: //p' <<<"$notes")
+  [ "${#id}" = 40 ] || { echo "FAILED: $file has the build id '$id'"; exit 1; }
+  symbols=$work/debug/lib/debug/.build-id/${id:0:2}/${id:2}.debug
+  sections=$(readelf -SW "$work/root/$file")
+  grep -qF "${id:2}.debug" <<<"$(readelf --string-dump=.gnu_debuglink "$work/root/$file")" ||
+    { echo "FAILED: $file has no link to its debug information"; exit 1; }
+  grep -qF .zevo.version <<<"$sections" || { echo "FAILED: $file has lost its stamp"; exit 1; }
+  ! grep -qE '\.debug_|\.symtab' <<<"$sections" || { echo "FAILED: $file is not stripped"; exit 1; }
+  grep -qF .debug_line <<<"$(readelf -SW "$symbols")" || { echo "FAILED: $symbols has no lines"; exit 1; }
+  grep -qF "$id" <<<"$(readelf -n "$symbols")" || { echo "FAILED: $symbols is of another file"; exit 1; }
+done
+
 awk '/^```c$/ { inside = 1; next } /^```$/ { inside = 0 } inside' "$source/README.md" >"$work/example.c"
 [ -s "$work/example.c" ]
 

@@ -283,6 +283,14 @@ ChildResult RunProgram(const std::string &aPath, const std::vector<std::string> 
       aSeconds);
 }
 
+void RemoveCrashFiles(int aProcess) {
+  const std::string theProcess = std::to_string(aProcess);
+  unlink(("/tmp/backtrace_" + theProcess + ".txt").c_str());
+  unlink(("/tmp/zvos_crash_" + theProcess + ".txt").c_str());
+  for (int i = 2; i <= 9; ++i)
+    unlink(("/tmp/zvos_crash_" + theProcess + "_" + std::to_string(i) + ".txt").c_str());
+}
+
 std::string BuiltProgram(const std::string &aName) {
   return BuildFolder() + "/bin/" + aName;
 }

@@ -83,6 +83,9 @@ bool IsEmulated();
 
 bool IsOpen(int aDescriptor);
 
+// Removes the trace and the crash files that a process has left in their usual folder.
+void RemoveCrashFiles(int aProcess);
+
 // The descriptors that this process has open.
 std::set<int> OpenDescriptors();
 // Those that were not among these.

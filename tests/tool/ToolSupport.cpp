@@ -144,7 +144,21 @@ std::vector<std::string> Search(const std::string &aText, const std::string &aPa
 void RemoveTraceFile(const std::string &anOutput) {
   const size_t thePlace = anOutput.find("/tmp/backtrace_");
   if (thePlace == std::string::npos) return;
-  unlink(anOutput.substr(thePlace, anOutput.find_first_of(" \n", thePlace) - thePlace).c_str());
+  RemoveCrashFiles(atoi(anOutput.c_str() + thePlace + sizeof("/tmp/backtrace_") - 1));
+}
+
+bool HasLineReader() {
+#if defined(__arm__)
+  constexpr const char *kPrograms[] = {"eu-addr2line", "arm-linux-gnueabihf-addr2line"};
+#else
+  constexpr const char *kPrograms[] = {"eu-addr2line", "addr2line"};
+#endif
+  for (const char *theProgram : kPrograms) {
+    for (const char *theFolder : {"/usr/bin/", "/usr/local/bin/"}) {
+      if (access((std::string(theFolder) + theProgram).c_str(), X_OK) == 0) return true;
+    }
+  }
+  return false;
 }
 
 void ExpectOutcome(const ChildResult &aResult, int aStatus, const std::string &anOutput,

@@ -64,8 +64,11 @@ ChildResult RunShell(const std::string &aCommand);
 // The first match of an extended regular expression and its groups; none when there is no match.
 std::vector<std::string> Search(const std::string &aText, const std::string &aPattern);
 
-// Removes the trace file that an output names, if it does.
+// Removes the trace file that an output names, if it does, and the crash files beside it.
 void RemoveTraceFile(const std::string &anOutput);
+
+// Whether a program is installed that tells lines of the programs of this build.
+bool HasLineReader();
 
 // How the program ended by itself, and what it said.
 void ExpectOutcome(const ChildResult &aResult, int aStatus, const std::string &anOutput,

@@ -219,7 +219,7 @@ class OnTerminal : public ::testing::Test {
     const size_t thePlace = mOutput.find(theMark);
     if (thePlace == std::string::npos) return;
     const int theProcess = atoi(mOutput.c_str() + thePlace + theMark.size());
-    unlink(("/tmp/backtrace_" + std::to_string(theProcess) + ".txt").c_str());
+    zvtest::RemoveCrashFiles(theProcess);
   }
 
   int mMaster;

@@ -135,7 +135,23 @@ TEST(Demo, CrashOfTheChildIsReported) {
               AllOf(HasSubstr("zvOSThread: Received fatal signal: 11\n"),
                     HasSubstr("Backtracing this thread (pid=" + theChild + ", depth="),
                     HasSubstr("(zvos_CrashOnPurpose+0x"), HasSubstr("Defaulting to default signal handler\n"),
-                    HasSubstr("its back-trace file: /tmp/backtrace_" + theChild + ".txt\n")));
+                    HasSubstr("its back-trace file: /tmp/backtrace_" + theChild + ".txt\n"),
+                    HasSubstr("its crash file: /tmp/zvos_crash_" + theChild + ".txt, and")));
+}
+
+TEST(Demo, CrashIsResolvedToItsLine) {
+  if (!HasLineReader()) GTEST_SKIP() << "no addr2line is installed";
+  const ChildResult theResult = Zvos({"demo"});
+  EXPECT_THAT(theResult.mOutput, AllOf(HasSubstr("| crashed at:\n"),
+                                       HasSubstr("  zvos_CrashOnPurpose at tools/zvos/shared/crash.cpp:")));
+}
+
+TEST(Demo, SaysWhatIsMissingWithoutAProgramThatReadsLines) {
+  const TempFolder theFolder;
+  const ChildResult theResult = Zvos({"demo"}, {"PATH=" + theFolder.Path()});
+  EXPECT_EQ(0, theResult.mStatus);
+  EXPECT_THAT(theResult.mOutput,
+              HasSubstr("no lines: no addr2line for these files is installed: get the package "));
 }
 
 TEST(Demo, BackTraceFileIsKeptAndComplete) {

@@ -68,7 +68,8 @@ class OwnPath {
     for (const auto &theFile : std::filesystem::directory_iterator("/tmp")) {
       const std::string thePath = theFile.path().string();
       if (thePath.compare(0, 15, "/tmp/backtrace_") != 0) continue;
-      if (zvtest::ReadWholeFile(thePath).find(Link() + "(") != std::string::npos) unlink(thePath.c_str());
+      if (zvtest::ReadWholeFile(thePath).find(Link() + "(") != std::string::npos)
+        zvtest::RemoveCrashFiles(atoi(thePath.c_str() + 15));
     }
   }
   OwnPath(const OwnPath &) = delete;

@@ -15,8 +15,9 @@ namespace {
 using namespace tool;
 
 const Command *const kCommands[] = {
-    &kCommand_Demo, &kCommand_Revision, &kCommand_Net, &kCommand_Serve, &kCommand_Get,    &kCommand_IGMP,
-    &kCommand_List, &kCommand_Lock,     &kCommand_Run, &kCommand_Pipe,  &kCommand_Plugin, &kCommand_Console,
+    &kCommand_Demo,   &kCommand_Revision, &kCommand_Net,   &kCommand_Serve, &kCommand_Get,
+    &kCommand_IGMP,   &kCommand_List,     &kCommand_Lock,  &kCommand_Run,   &kCommand_Pipe,
+    &kCommand_Plugin, &kCommand_Console,  &kCommand_Crash,
 };
 
 const Command *FindCommand(const std::string &aName) {
@@ -48,6 +49,7 @@ int HelpOnProgram() {
       "  zvos get device:53211 syslog     ... like this\n"
       "  zvos lock backup -- rsync ...    run a command that nobody else runs at the same time\n"
       "  zvos pipe listen radio           talk to another process of this machine\n"
+      "  zvos crash zvos_crash_4711.txt   where in the source was that?\n"
       "  zvos help demo                   more about one command\n"
       "\n"
       "Exit status: 0 all well, 1 a check failed or the output could not be written,\n"

@@ -48,7 +48,12 @@ enum CrashOutlet : unsigned {
   kCrashOutlet_Stack = 0x20,
   kCrashOutlet_Loader = 0x40,
   kCrashOutlet_File = 0x80,
-  kCrashOutlet_CallSite = 0x100
+  kCrashOutlet_CallSite = 0x100,
+  kCrashOutlet_Environment = 0x200,
+  kCrashOutlet_CrashFile = 0x400,
+  kCrashOutlet_System = 0x800,
+  kCrashOutlet_Modules = 0x1000,
+  kCrashOutlet_Stamps = 0x2000
 };
 
 // How a signal came to its handler: NULLs when the handler was called by hand.
@@ -92,8 +97,30 @@ class CrashReport {
 
   int Signal() const { return mSignal; }
 
+  // What the system says of the signal, or NULL when that is not known.
+  const siginfo_t *Info() const { return mInfo; }
+
   // What the signal interrupted, or NULL when that is not known.
   ucontext_t *Interrupted() const { return mInterrupted; }
+
+  // What the report tells in an addition while one of these lives must not cost it anything else: all steps
+  // together have one second, taken from patience that is not needed, and a step that fails or takes too
+  // long never ends the process. Part of a stretch.
+  class Addition {
+   public:
+    explicit Addition(CrashReport &aReport);
+    ~Addition();
+    Addition(const Addition &) = delete;
+    Addition &operator=(const Addition &) = delete;
+
+    // False when too much has gone wrong already, or nothing can interrupt a step.
+    bool IsPossible() const { return mfPossible; }
+
+   private:
+    CrashReport &mReport;
+    const int64 mRest;  // of the patience of the report
+    const bool mfPossible;
+  };
 
   // A guarded step, when its outlet is not known to be broken: sigsetjmp(Escape(), 1), then, when that
   // gave 0, Begin and the step itself; End in any case, with whether the step was done.
@@ -112,11 +139,13 @@ class CrashReport {
   inline static thread_local CrashReport *sWriting = nullptr;
 
   const int mSignal;
+  const siginfo_t *const mInfo;
   ucontext_t *const mInterrupted;
   CrashReport *const mOuter;  // the one of this thread that this one has interrupted, or NULL
   unsigned mBrokenOutlets = 0;
   int64 mStepStart = 0;  // ms of the monotonic clock
-  int64 mRest;           // ms of patience with what hangs
+  int64 mRest;           // ms of patience with what hangs; in an addition, of all that is left for it
+  bool mfInAddition = false;
 };
 
 // A step that must not add a frame of its own to the stack: a statement, guarded like those below. A step

@@ -21,6 +21,11 @@ namespace {
 // delivers is waited for, and a process that is stopped meanwhile loses nothing.
 constexpr int64 kStepPatience = 2000;
 constexpr int64 kPatience = 7000;
+// For an addition to the report, and what has to be there beyond it.
+constexpr int64 kPatienceWithAddition = 1000;
+constexpr int64 kPatienceToKeep = kStepPatience;
+constexpr unsigned kOutletsOfAdditions = kCrashOutlet_Environment | kCrashOutlet_CrashFile |
+                                         kCrashOutlet_System | kCrashOutlet_Modules | kCrashOutlet_Stamps;
 constexpr timespec kNap = {0, 10 * 1000 * 1000};
 constexpr unsigned kNapsForAWriter = 900;
 // Longer than a report sleeps without writing.
@@ -346,7 +351,11 @@ void HandleInStretch(int aSignal, siginfo_t *anInfo, void *aContext) {
 // --- the report ---------------------------------------------------------------------------------
 
 CrashReport::CrashReport(const SignalArrival &anArrival, FullHandler aHandler)
-    : mSignal(anArrival.mSignal), mInterrupted(anArrival.mContext), mOuter(sOwnReport), mRest(kPatience) {
+    : mSignal(anArrival.mSignal),
+      mInfo(anArrival.mInfo),
+      mInterrupted(anArrival.mContext),
+      mOuter(sOwnReport),
+      mRest(kPatience) {
   sHandler = aHandler;
   sOwnReport = this;
   if (sReporter.exchange(getpid()) != getpid()) sReportCount = 0;
@@ -386,6 +395,19 @@ CrashReport::Stretch::~Stretch() {
   pthread_sigmask(SIG_SETMASK, &theMask, nullptr);
 }
 
+CrashReport::Addition::Addition(CrashReport &aReport)
+    : mReport(aReport),
+      mRest(aReport.mRest),
+      mfPossible(sGuard.mfTimer && mRest >= kPatienceWithAddition + kPatienceToKeep) {
+  mReport.mRest = kPatienceWithAddition;
+  mReport.mfInAddition = true;
+}
+
+CrashReport::Addition::~Addition() {
+  mReport.mRest = mRest - (mfPossible ? kPatienceWithAddition - mReport.mRest : 0);
+  mReport.mfInAddition = false;
+}
+
 void CrashReport::RestoreDefaultAction() {
   sHandled &= ~(1u << IndexOf(mSignal));
   sGuard.mDefaulted = mSignal;
@@ -412,7 +434,12 @@ void CrashReport::End(CrashOutlet anOutlet, bool afDone) {
     ++sSteps;
   } else {
     mBrokenOutlets |= anOutlet;
-    mRest = RestAfterStep();
+  }
+  // An addition pays for what is done in time, too.
+  if (!afDone || mfInAddition) mRest = RestAfterStep();
+  if (mfInAddition && mRest <= 0) {
+    mRest = 0;
+    mBrokenOutlets |= kOutletsOfAdditions;
   }
 }
 
@@ -431,7 +458,7 @@ void CrashReport::Interrupt(const SignalArrival &anArrival) {
     sGuard.mfSent[theIndex] = 1;
     return;
   }
-  if (sGuard.mfInStep != 0 && RestAfterStep() > 0) siglongjmp(sGuard.mEscape, 1);
+  if (sGuard.mfInStep != 0 && (mfInAddition || RestAfterStep() > 0)) siglongjmp(sGuard.mEscape, 1);
   DieBy(mSignal);
 }
 

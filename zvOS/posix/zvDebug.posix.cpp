@@ -9,15 +9,15 @@
 #include <zvOS/zvDebug.h>
 #include <zvOS/zvLogFunctions.h>
 
+#include "posix/BackTrace.h"
 #include "posix/CrashReport.h"
+#include "posix/CrashSteps.h"
 #include "private/SignalFrame.h"
 
 #include <dlfcn.h>
 #include <execinfo.h>
 #include <fcntl.h>
 #include <link.h>
-#include <poll.h>
-#include <sys/syscall.h>
 #include <unistd.h>
 #include <cerrno>
 #include <cstdio>
@@ -35,10 +35,10 @@ constexpr int kTraceDepth = 64;
 constexpr int kShortestSoundTrace = 6;
 constexpr int kStackWordCount = 256;
 constexpr int kBufferTraceDepth = 1024;
-constexpr int kPatience = 1000;  // ms, for a reader of standard output that does not keep up
 
 // Off the stack, which may be damaged.
 void *sBackTraceBuf[kTraceDepth];
+int sBackTraceDepth;
 
 // The first back-trace of a process loads the unwinder, which allocates: too late in a crash.
 __attribute__((constructor)) void LoadUnwinder() {
@@ -46,29 +46,12 @@ __attribute__((constructor)) void LoadUnwinder() {
   backtrace(&theAddress, 1);
 }
 
-// False when a reader has not kept up.
-bool WriteWhole(int aDescriptor, const char *aText, size_t aLength) {
-  while (aLength > 0) {
-    const ssize_t theCount = write(aDescriptor, aText, aLength);
-    if (theCount < 0 && errno == EINTR) continue;
-    if (theCount < 0 && errno == EAGAIN) {
-      pollfd theRoom = {aDescriptor, POLLOUT, 0};
-      if (poll(&theRoom, 1, kPatience) > 0) continue;
-      return false;
-    }
-    if (theCount <= 0) return true;
-    aText += theCount;
-    aLength -= static_cast<size_t>(theCount);
-  }
-  return true;
-}
-
 void WriteText(int aDescriptor, const char *aText) {
-  WriteWhole(aDescriptor, aText, strlen(aText));
+  zvos::WriteWhole(aDescriptor, aText, strlen(aText));
 }
 
 void Print(const char *aText) {
-  if (WriteWhole(STDOUT_FILENO, aText, strlen(aText))) return;
+  if (zvos::WriteWhole(STDOUT_FILENO, aText, strlen(aText))) return;
   if (CrashReport *const theReport = CrashReport::Writing()) theReport->GiveUp(zvos::kCrashOutlet_Output);
 }
 
@@ -95,12 +78,8 @@ class TraceFile {
     snprintf(mName, sizeof(mName), FILE_BACKTRACE_NAME, static_cast<int>(getpid()));
     // The name can be guessed by anybody who may write to /tmp: a link is not followed.
     RunGuarded(zvos::kCrashOutlet_File, [this] {
-      mDescriptor = open(mName, O_RDWR | O_CREAT | O_TRUNC | O_CLOEXEC | O_NOFOLLOW, 0666);
-      if (mDescriptor < 0 || mDescriptor > STDERR_FILENO) return;
-      // A program without standard streams: what is printed must not end up in the file.
-      const int theLowDescriptor = mDescriptor;
-      mDescriptor = fcntl(theLowDescriptor, F_DUPFD_CLOEXEC, STDERR_FILENO + 1);
-      close(theLowDescriptor);
+      mDescriptor =
+          zvos::AboveStandardStreams(open(mName, O_RDWR | O_CREAT | O_TRUNC | O_CLOEXEC | O_NOFOLLOW, 0666));
     });
   }
   ~TraceFile() {
@@ -281,13 +260,6 @@ int ReturnToStrayCall() {
 
 // --- the stack dump -----------------------------------------------------------------------------
 
-// The system reads the mask before it finds that the request makes no sense.
-bool IsReadable(const volatile void *anAddress) {
-  constexpr int kNoRequest = -1;
-  constexpr size_t kMaskSize = 8;
-  return syscall(SYS_rt_sigprocmask, kNoRequest, anAddress, nullptr, kMaskSize) == 0 || errno != EFAULT;
-}
-
 // Reads the stack beyond the variable at aStart on purpose, towards the callers, as far as there is one.
 // Behind the registers that a signal has saved it goes on where the interrupted code had its stack.
 __attribute__((noinline, no_sanitize("address", "undefined"))) void CopyStackWords(
@@ -300,7 +272,8 @@ __attribute__((noinline, no_sanitize("address", "undefined"))) void CopyStackWor
       aStart = reinterpret_cast<const volatile uint32 *>(zvos::StackPointer(*anInterrupted));
     }
     const uintptr_t thePlace = reinterpret_cast<uintptr_t>(aStart);
-    if ((thePlace & kPageMask) != thePage && !IsReadable(reinterpret_cast<void *>(thePlace & ~uintptr_t(7))))
+    if ((thePlace & kPageMask) != thePage &&
+        !zvos::IsReadable(reinterpret_cast<void *>(thePlace & ~uintptr_t(7))))
       return;
     thePage = thePlace & kPageMask;
     aWords[i] = reinterpret_cast<void *>(static_cast<uintptr_t>(*aStart));
@@ -332,6 +305,7 @@ void TellFrames(TraceFile &aFile, int aDepth) {
 
 // Everything behind the capture: aDepth is in the frame of the function that the trace begins with.
 __attribute__((noinline)) void TellTrace(const volatile int *aDepth, int afMemoryIsCorrupted) {
+  sBackTraceDepth = *aDepth;
   TraceFile theFile;
   if (theFile.IsOpen()) {
     const char *const theName = theFile.Name();
@@ -354,6 +328,10 @@ __attribute__((noinline)) void TellTrace(const volatile int *aDepth, int afMemor
 }
 
 }  // namespace
+
+zvos::BackTrace zvos::LatestBackTrace() {
+  return {sBackTraceBuf, sBackTraceDepth};
+}
 
 // The unwinder and the words of a stack dump begin in the frame of this function, which therefore holds
 // nothing but the depth and calls the unwinder itself.

@@ -16,6 +16,7 @@
 #include "private/Owner.h"
 #include "private/Record.h"
 #include "private/SignalFrame.h"
+#include "posix/CrashFile.h"
 #include "posix/SignalStack.h"
 
 #include <pthread.h>
@@ -304,6 +305,7 @@ extern "C" void HandleSignal(int aSignal, siginfo_t *anInfo, void *aContext) {
                        [=] { Log_Error("zvOSThread: Received fatal signal: %d\n", aSignal); });
       theReport.RestoreDefaultAction();
       zvDebug_BackTraceCurrent(0);
+      zvos::WriteCrashFile(theReport);
     }
     LetLogDrain();
     const zvos::CrashReport::Stretch theStretch(theReport);

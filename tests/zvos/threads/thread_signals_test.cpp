@@ -142,7 +142,7 @@ TEST_P(FatalSignal, IsReportedInOrder) {
       RunInChild([&] { return CallHandlerAndRecord(theSignal, theFolder.File("events")); });
   const std::string theTraceFile = Format("/tmp/backtrace_%d.txt", theResult.mPid);
   const std::string theTrace = ReadWholeFile(theTraceFile);
-  unlink(theTraceFile.c_str());
+  zvtest::RemoveCrashFiles(theResult.mPid);
   ASSERT_FALSE(theResult.mfSignaled) << "signal " << theResult.mSignal << theResult.mError;
   ASSERT_EQ(0, theResult.mStatus) << theResult.mError;
 

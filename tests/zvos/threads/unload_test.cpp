@@ -20,7 +20,7 @@ TEST(Unload, LeavesTheHandlersOfFatalSignalsInPlace) {
   EXPECT_THAT(theChild.mOutput, HasSubstr("sThread_S_SignalHandler\n")) << theChild.mError;
   EXPECT_THAT(theChild.mError, HasSubstr("zvOSThread: Received fatal signal: 8"));
   EXPECT_THAT(theChild.mError, HasSubstr("Backtracing this thread"));
-  unlink(zvtest::Format("/tmp/backtrace_%d.txt", theChild.mPid).c_str());
+  zvtest::RemoveCrashFiles(theChild.mPid);
 }
 
 }  // namespace

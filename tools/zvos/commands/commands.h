@@ -10,6 +10,7 @@
 namespace tool {
 
 extern const Command kCommand_Console;
+extern const Command kCommand_Crash;
 extern const Command kCommand_Demo;
 extern const Command kCommand_Get;
 extern const Command kCommand_IGMP;

@@ -5,6 +5,7 @@
 
 #include "demo/acts.h"
 #include "demo/details.h"
+#include "postmortem/presentation.h"
 #include "shared/child_process.h"
 #include "shared/clock.h"
 #include "shared/crash.h"
@@ -32,6 +33,7 @@ struct CrashReport {
   std::string mLog;        // what it logged
   std::string mOutput;     // what it wrote to standard output
   std::string mTraceFile;  // path of its back-trace file
+  std::string mCrashFile;  // and of its crash file
 };
 
 // The report is to be seen here whatever the settings of the log are.
@@ -88,6 +90,9 @@ MaybeProblem CrashInChild(CrashReport &aReport) {
   if (aReport.mfTookTooLong) kill(aReport.mPid, SIGKILL);
   aReport.mWaitStatus = WaitForEnd(aReport.mPid);
   aReport.mTraceFile = "/tmp/backtrace_" + std::to_string(aReport.mPid) + ".txt";
+  const char *const theFolder = getenv("ZVOS_CRASH_DIR");
+  aReport.mCrashFile = std::string(theFolder != nullptr && *theFolder != '\0' ? theFolder : "/tmp") +
+                       "/zvos_crash_" + std::to_string(aReport.mPid) + ".txt";
   return {};
 }
 
@@ -96,6 +101,19 @@ bool IsCompleteTrace(const std::string &aText) {
   const std::string theLast = "\nlog end\n";
   return aText.size() > theFirst.size() + theLast.size() && BeginsWith(aText, theFirst) &&
          aText.compare(aText.size() - theLast.size(), theLast.size(), theLast) == 0;
+}
+
+std::vector<CrashReportText> ReadCrashFileOf(const CrashReport &aReport) {
+  return ReadCrashReports(ReadFile(AbsolutePath(aReport.mCrashFile)));
+}
+
+MaybeProblem WhatIsWrongWithCrashFile(const CrashReport &aReport) {
+  if (const MaybeProblem theProblem = WhyUnreadable(AbsolutePath(aReport.mCrashFile)))
+    return Problem(aReport.mCrashFile + ": " + theProblem->mText);
+  const std::vector<CrashReportText> theReports = ReadCrashFileOf(aReport);
+  if (theReports.size() != 1 || !theReports[0].mfComplete)
+    return Problem(aReport.mCrashFile + " is not complete");
+  return {};
 }
 
 // None when the report is what it has to be.
@@ -121,7 +139,7 @@ MaybeProblem WhatIsWrongWith(const CrashReport &aReport) {
   if (!IsCompleteTrace(theTrace)) return Problem(aReport.mTraceFile + " is not complete");
   if (!Contains(theTrace, "zvos_CrashOnPurpose"))
     return Problem(aReport.mTraceFile + " lacks the function that crashed");
-  return {};
+  return WhatIsWrongWithCrashFile(aReport);
 }
 
 // Standard output repeats the trace of the log; what it does not repeat is shown.
@@ -140,6 +158,22 @@ void PrintOutputOfChild(const CrashReport &aReport) {
   PrintIndented(theOthers);
 }
 
+// What `zvos crash` makes of the crash file. Without debug information or a program that reads it there is
+// nothing wrong with the report.
+void PrintLines(const CrashReport &aReport) {
+  Print("%sits crash file: %s, and what 'zvos crash' reads in it:\n", kIndent, aReport.mCrashFile.c_str());
+  DebugFiles theFiles({});
+  for (const CrashReportText &theText : ReadCrashFileOf(aReport)) {
+    const Resolution theResolution = Resolve(theText, theFiles);
+    PrintIndented(FramesForPeople(theResolution));
+    if (!theResolution.mMissing.empty()) {
+      Print("%sno lines: %s\n", kIndent, theResolution.mMissing.c_str());
+    } else if (!theResolution.HasLines()) {
+      Print("%sno lines: the program has no debug information here\n", kIndent);
+    }
+  }
+}
+
 }  // namespace
 
 bool CrashAndReport() {
@@ -155,6 +189,7 @@ bool CrashAndReport() {
   PrintIndented(theReport.mLog);
   PrintOutputOfChild(theReport);
   Print("%sits back-trace file: %s\n", kIndent, theReport.mTraceFile.c_str());
+  PrintLines(theReport);
   return afGood;
 }
 

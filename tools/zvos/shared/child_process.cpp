@@ -4,14 +4,19 @@
 #include "shared/child_process.h"
 
 #include "shared/command.h"
+#include "shared/descriptor.h"
 #include "shared/terminal.h"
 
+#include <fcntl.h>
 #include <pthread.h>
 #include <sys/prctl.h>
+#include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <cerrno>
+#include <cstdlib>
+#include <sstream>
 
 namespace tool {
 
@@ -33,6 +38,47 @@ int WaitForEnd(pid_t aProcess) {
   while (waitpid(aProcess, &theStatus, 0) == -1 && errno == EINTR) {
   }
   return theStatus;
+}
+
+std::string FindProgram(const std::string &aName) {
+  const char *const thePath = getenv("PATH");
+  std::istringstream theFolders(thePath != nullptr ? thePath : "/usr/bin:/bin");
+  for (std::string theFolder; std::getline(theFolders, theFolder, ':');) {
+    std::string theFile = (theFolder.empty() ? "." : theFolder) + "/" + aName;
+    struct stat theStatus = {};
+    if (stat(theFile.c_str(), &theStatus) == 0 && S_ISREG(theStatus.st_mode) &&
+        access(theFile.c_str(), X_OK) == 0)
+      return theFile;
+  }
+  return "";
+}
+
+bool ReadFromProgram(const std::vector<std::string> &someWords, std::string &anOutput) {
+  PipeEnds theOutput;
+  if (!theOutput.Open()) return false;
+  std::vector<std::string> theWords = someWords;
+  std::vector<char *> thePointers;
+  thePointers.reserve(theWords.size() + 1);
+  for (std::string &theWord : theWords)
+    thePointers.push_back(&theWord[0]);
+  thePointers.push_back(nullptr);
+  // Otherwise the program's end could not be asked for, when the caller ignores ends of children.
+  signal(SIGCHLD, SIG_DFL);
+  const auto fnBody = [&] {
+    const int theNothing = open("/dev/null", O_RDWR);
+    dup2(theNothing, STDIN_FILENO);
+    dup2(theOutput.mWrite.Get(), STDOUT_FILENO);
+    dup2(theNothing, STDERR_FILENO);
+    execv(thePointers[0], thePointers.data());
+    return 127;
+  };
+  const pid_t theProcess = Fork(fnBody, SIGKILL);
+  if (theProcess == -1) return false;
+  theOutput.mWrite.Reset();
+  while (theOutput.mRead.ReadPiece(anOutput)) {
+  }
+  const int theStatus = WaitForEnd(theProcess);
+  return WIFEXITED(theStatus) && WEXITSTATUS(theStatus) == 0;
 }
 
 ChildProcess::ChildProcess(const std::function<int()> &aBody, int aSignalAtDeath) : mPid(-1) {

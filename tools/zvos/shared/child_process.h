@@ -9,6 +9,8 @@
 #include <sys/types.h>
 
 #include <functional>
+#include <string>
+#include <vector>
 
 namespace tool {
 
@@ -19,6 +21,13 @@ pid_t Fork(const std::function<int()> &aBody, int aSignalAtDeath);
 
 // Waits for the end of a child; the status as waitpid gives it.
 int WaitForEnd(pid_t aProcess);
+
+// The path of a program that the shell would find by its name, or an empty text.
+std::string FindProgram(const std::string &aName);
+
+// Runs a program without a shell and without input, and takes what it prints; its complaints go nowhere.
+// False when it cannot be run, or does not end with status 0.
+bool ReadFromProgram(const std::vector<std::string> &someWords, std::string &anOutput);
 
 // A child that this process waits for as a shell does: a signal of those held back that reaches only this
 // process is passed on to the child. Signals are held back until the object ends.

@@ -83,6 +83,12 @@ MaybeProblem WhyUnreadable(const std::string &aPath) {
   return WhyNotReadable(aPath, theStatus.st_size > 0);
 }
 
+MaybeProblem WhyNoFolder(const std::string &aPath) {
+  const Descriptor theFolder(open(aPath.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+  if (!theFolder.IsOpen()) return BadInput(strerror(errno));
+  return {};
+}
+
 bool IsReadable(const std::string &aPath) {
   const MaybeProblem theProblem = WhyUnreadable(AbsolutePath(aPath));
   if (theProblem) Complain("cannot read '%s': %s", aPath.c_str(), theProblem->mText.c_str());

@@ -43,6 +43,9 @@ const char *WhyNotRegular(mode_t aMode);
 // which would log failures in its own words.
 MaybeProblem WhyUnreadable(const std::string &aPath);
 
+// None when the path is a folder that can be read.
+MaybeProblem WhyNoFolder(const std::string &aPath);
+
 // WhyUnreadable with its answer as a complaint that names the file; true when it can be read.
 bool IsReadable(const std::string &aPath);
 

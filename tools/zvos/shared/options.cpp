@@ -40,17 +40,20 @@ bool TakeOptions(const Command &aCommand, const Arguments &anArguments,
     const std::string theName = theArgument.substr(0, theEqualSign);
     const Option *theOption = FindOption(someOptions, theName);
     if (theOption == nullptr) return Refuse(aCommand, "unknown option", theArgument);
-    if (theOption->mValue == nullptr && theEqualSign != std::string::npos) {
+    const bool afFlag = theOption->mValue == nullptr && theOption->mList == nullptr;
+    if (afFlag && theEqualSign != std::string::npos) {
       return Refuse(aCommand, "no value is taken by option", theName);
     }
     if (theOption->mfGiven != nullptr) *theOption->mfGiven = true;
-    if (theOption->mValue == nullptr) continue;
-    if (theEqualSign != std::string::npos) {
-      *theOption->mValue = theArgument.substr(theEqualSign + 1);
-    } else if (i + 1 < anArguments.size()) {
-      *theOption->mValue = anArguments[++i];
-    } else {
+    if (afFlag) continue;
+    if (theEqualSign == std::string::npos && i + 1 == anArguments.size())
       return Refuse(aCommand, "a value is missing behind option", theName);
+    const std::string theValue =
+        theEqualSign != std::string::npos ? theArgument.substr(theEqualSign + 1) : anArguments[++i];
+    if (theOption->mList != nullptr) {
+      theOption->mList->push_back(theValue);
+    } else {
+      *theOption->mValue = theValue;
     }
   }
   return true;

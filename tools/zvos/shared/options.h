@@ -10,11 +10,13 @@
 
 namespace tool {
 
-// An option is a flag, or has a value: "--port 80" or "--port=80".
+// An option is a flag, or has a value: "--port 80" or "--port=80". One that takes a list may be given
+// repeatedly.
 struct Option {
   const char *mName;    // "--port"
   bool *mfGiven;        // set to true when the option is there; may be NULL when it has a value
-  std::string *mValue;  // takes the value; NULL for a flag
+  std::string *mValue;  // takes the value; NULL for a flag, and for a list
+  std::vector<std::string> *mList = nullptr;
 };
 
 // Takes the operands of a command that has no options of its own; "--" ends the options. Complains
@@ -22,7 +24,7 @@ struct Option {
 bool TakeOperands(const Command &aCommand, const Arguments &anArguments, Arguments &anOperands);
 
 // Complains and returns false when an option is unknown or lacks its value. "--" ends the options;
-// of an option given twice the last value holds.
+// of an option given twice the last value holds, unless it takes a list.
 bool TakeOptions(const Command &aCommand, const Arguments &anArguments,
                  const std::vector<Option> &someOptions, Arguments &anOperands);
 

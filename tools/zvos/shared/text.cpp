@@ -27,6 +27,12 @@ bool BeginsWith(const std::string &aText, const std::string &aStart) {
   return aText.compare(0, aStart.size(), aStart) == 0;
 }
 
+std::string HexadecimalForm(uint64 aNumber) {
+  char theText[32];
+  zv_snprintf(theText, sizeof(theText), "0x%llx", static_cast<unsigned long long>(aNumber));
+  return theText;
+}
+
 std::string PercentForm(char aByte) {
   char theText[4];
   zv_snprintf(theText, sizeof(theText), "%%%02X", static_cast<unsigned>(static_cast<unsigned char>(aByte)));

@@ -4,6 +4,8 @@
 // Texts that come from elsewhere, taken apart and made fit to be shown.
 #pragma once
 
+#include <zvOS/zvTypes.h>
+
 #include <string>
 #include <vector>
 
@@ -13,6 +15,9 @@ std::vector<std::string> LinesOf(const std::string &aText);
 
 bool Contains(const std::string &aText, const std::string &aPart);
 bool BeginsWith(const std::string &aText, const std::string &aStart);
+
+// "0x1f".
+std::string HexadecimalForm(uint64 aNumber);
 
 // "%XX" for a byte.
 std::string PercentForm(char aByte);

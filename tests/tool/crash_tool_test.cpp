@@ -1,0 +1,370 @@
+// SPDX-FileCopyrightText: 2026 the libzvOS authors
+// SPDX-License-Identifier: Apache-2.0
+
+// `zvos crash`, from a crash on a "device" to a line of the source on another "machine": the program and the
+// library are stripped when they crash, and gone when the report is read.
+
+#include "ToolSupport.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <unistd.h>
+
+#include <csignal>
+#include <filesystem>
+#include <sstream>
+
+namespace {
+
+using namespace zvtest;
+using ::testing::AllOf;
+using ::testing::HasSubstr;
+using ::testing::Not;
+namespace fs = std::filesystem;
+
+// Sanitizers shall leave the signals to the library.
+const std::vector<std::string> kSanitizerOptions = {
+    "ASAN_OPTIONS=handle_segv=0:handle_sigfpe=0:handle_sigbus=0:handle_sigill=0:handle_abort=0:"
+    "allow_user_segv_handler=1:detect_leaks=0:use_sigaltstack=0",
+    "TSAN_OPTIONS=handle_segv=0:handle_sigfpe=0:handle_sigbus=0:handle_sigill=0:handle_abort=0:"
+    "allow_user_segv_handler=1:report_bugs=0"};
+
+void Objcopy(const std::vector<std::string> &anArguments) {
+  std::string theCommand = ZVTEST_OBJCOPY;
+  for (const std::string &theArgument : anArguments)
+    theCommand += " '" + theArgument + "'";
+  ASSERT_EQ(0, system(theCommand.c_str())) << theCommand;
+}
+
+// "Build ID" of a file, as the path of its debug information.
+std::string BuildIdPath(const std::string &aFile) {
+  FILE *const thePipe = popen(("readelf -n '" + aFile + "' 2>/dev/null").c_str(), "r");
+  std::string theText;
+  char theBuffer[4096];
+  for (size_t theCount; (theCount = fread(theBuffer, 1, sizeof theBuffer, thePipe)) > 0;)
+    theText.append(theBuffer, theCount);
+  pclose(thePipe);
+  const size_t thePlace = theText.find("Build ID: ");
+  if (thePlace == std::string::npos) {
+    ADD_FAILURE() << aFile << " has no build id\n" << theText;
+    return "none";
+  }
+  const std::string theId = theText.substr(thePlace + 10, theText.find('\n', thePlace) - thePlace - 10);
+  return ".build-id/" + theId.substr(0, 2) + "/" + theId.substr(2) + ".debug";
+}
+
+// The crashing program and its libraries in a folder as on a device, stripped, and their debug information in
+// another one.
+class Device {
+ public:
+  Device() {
+    fs::create_directories(mFolder.File("device/bin"));
+    fs::create_directories(mFolder.File("device/lib"));
+    Install(BuiltProgram("crash_child"), "bin/crash_child");
+    for (const char *theName : {"libzvOS.so", "libzvLog.so"}) {
+      const fs::path theFile = fs::canonical(BuiltLibrary(theName));
+      Install(theFile.string(), "lib/" + theFile.filename().string());
+      fs::create_symlink(theFile.filename(), mFolder.File("device/lib/") + theName + ".1");
+    }
+  }
+
+  std::string DebugFolder() const { return mFolder.File("debug"); }
+  std::string File(const std::string &aName) const { return mFolder.File(aName); }
+
+  // Lets the program crash, and gives the path of its crash file.
+  std::string Crash(const std::string &aMode) {
+    const std::string theFolder = mFolder.File("reports");
+    fs::create_directory(theFolder);
+    std::vector<std::string> theEnvironment = kSanitizerOptions;
+    theEnvironment.push_back("ZVLOG=debug,to=file:" + mFolder.File("log"));
+    theEnvironment.push_back("ZVOS_CRASH_DIR=" + theFolder);
+    mChild = RunProgram(mFolder.File("device/bin/crash_child"), {aMode}, theEnvironment, 60);
+    EXPECT_TRUE(mChild.mfSignaled) << mChild.mError;
+    mTrace = ReadWholeFile("/tmp/backtrace_" + std::to_string(mChild.mPid) + ".txt");
+    RemoveCrashFiles(mChild.mPid);
+    return theFolder + "/zvos_crash_" + std::to_string(mChild.mPid) + ".txt";
+  }
+
+  const std::string &Trace() const { return mTrace; }
+
+  // The report goes to another machine, where there is no device.
+  void Remove() const { fs::remove_all(mFolder.File("device")); }
+
+ private:
+  void Install(const std::string &aFile, const std::string &aName) const {
+    const std::string theDebug = DebugFolder() + "/" + BuildIdPath(aFile);
+    fs::create_directories(fs::path(theDebug).parent_path());
+    Objcopy({"--only-keep-debug", aFile, theDebug});
+    Objcopy({"--strip-all", aFile, mFolder.File("device/" + aName)});
+  }
+
+  const TempFolder mFolder;
+  ChildResult mChild;
+  std::string mTrace;
+};
+
+// "crashes.cpp:42" of the line that holds a text and is the first behind another one.
+std::string LineOf(const std::string &aFile, const std::string &aText, const std::string &aBehind) {
+  std::istringstream theSource(ReadWholeFile(std::string(ZVTEST_SOURCE_FOLDER) + "/tests/crash/" + aFile));
+  int theNumber = 0;
+  bool fBehind = false;
+  for (std::string theLine; std::getline(theSource, theLine);) {
+    ++theNumber;
+    if (theLine.find(aBehind) != std::string::npos) fBehind = true;
+    if (fBehind && theLine.find(aText) != std::string::npos)
+      return "tests/crash/" + aFile + ":" + std::to_string(theNumber);
+  }
+  ADD_FAILURE() << aText << " is not in " << aFile;
+  return "";
+}
+
+#define NEEDS_LINE_READER() \
+  if (!HasLineReader()) GTEST_SKIP() << "no addr2line is installed"
+
+struct Way {
+  const char *mName;
+  const char *mFunction;
+  const char *mFile;
+  const char *mText;  // on the line that crashes
+  const char *mBehind;
+};
+
+// Not every processor traps a division by zero.
+#if defined(__i386__) || defined(__x86_64__)
+constexpr char kDivision[] = "idivl";
+constexpr char kTrap[] = "ud2";
+#else
+constexpr char kDivision[] = "raise(SIGFPE)";
+constexpr char kTrap[] = "__builtin_trap";
+#endif
+
+void PrintTo(const Way &aWay, std::ostream *aStream) {
+  *aStream << aWay.mName;
+}
+
+class Resolved : public ::testing::TestWithParam<Way> {};
+
+TEST_P(Resolved, FromTheCrashFileAloneToTheLineOfTheSource) {
+  NEEDS_LINE_READER();
+  const Way &theWay = GetParam();
+#if defined(__SANITIZE_THREAD__)
+  if (std::string(theWay.mName) == "stack-overflow")
+    GTEST_SKIP() << "ThreadSanitizer's own frames take the stack before";
+#endif
+  Device theDevice;
+  const std::string theReport = theDevice.Crash(theWay.mName);
+  theDevice.Remove();
+  const ChildResult theResult = Zvos({"crash", theReport, "--debug", theDevice.DebugFolder()});
+  EXPECT_EQ(0, theResult.mStatus) << theResult.mError;
+  const std::string theLine = LineOf(theWay.mFile, theWay.mText, theWay.mBehind);
+  EXPECT_THAT(theResult.mOutput,
+              HasSubstr(std::string("  ") + theWay.mFunction + " at " + theLine + " in crash_child"))
+      << ReadWholeFile(theReport);
+  EXPECT_THAT(theResult.mOutput, Not(HasSubstr("unproven")));
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Crashes, Resolved,
+    ::testing::Values(
+        Way{"segv", "FaultByWriting", "crashes.cpp", "*sNowhere = 1;", "void FaultByWriting"},
+        Way{"fpe", "CrashByFpe", "crashes.cpp", kDivision, "void CrashByFpe(void *) {"},
+        Way{"ill", "CrashByIll", "crashes.cpp", kTrap, "void CrashByIll(void *) {"},
+        Way{"bus", "CrashByBus", "crashes.cpp", "sSink = ", "void CrashByBus(void *) {"},
+        Way{"abrt", "CrashByAbrt", "crashes.cpp", "sAbort();", "void CrashByAbrt(void *) {"},
+        Way{"stack-overflow", "Recurse", "trace_modes.cpp", "= Recurse(theLocals)", "int Recurse("},
+        Way{"call-unmapped", "CallStray", "trace_modes.cpp", "sStray();", "void CallStray(void *) {"},
+        Way{"call-null", "CallStray", "trace_modes.cpp", "sStray();", "void CallStray(void *) {"}),
+    [](const auto &anInfo) {
+      std::string theName = anInfo.param.mName;
+      for (char &theCharacter : theName) {
+        if (theCharacter == '-') theCharacter = '_';
+      }
+      return theName;
+    });
+
+// --- where files are found ----------------------------------------------------------------------
+
+TEST(CrashCommand, FindsTheModulesThemselvesByNameBelowAFolder) {
+  NEEDS_LINE_READER();
+  Device theDevice;
+  const std::string theReport = theDevice.Crash("segv");
+  theDevice.Remove();
+  fs::create_directories(theDevice.File("builds/some/where"));
+  fs::copy_file(BuiltProgram("crash_child"), theDevice.File("builds/some/where/crash_child"));
+  const ChildResult theResult = Zvos({"crash", theReport, "--debug", theDevice.File("builds")});
+  EXPECT_EQ(0, theResult.mStatus);
+  EXPECT_THAT(theResult.mOutput,
+              AllOf(HasSubstr("FaultByWriting at tests/crash/crashes.cpp:"),
+                    HasSubstr("    lines from " + theDevice.File("builds/some/where/crash_child"))));
+}
+
+TEST(CrashCommand, RefusesWhatIsOfAnotherBuild) {
+  Device theDevice;
+  const std::string theReport = theDevice.Crash("segv");
+  theDevice.Remove();
+  fs::create_directories(theDevice.File("builds"));
+  fs::copy_file(BuiltProgram("zvos"), theDevice.File("builds/crash_child"));
+  const ChildResult theResult = Zvos({"crash", theReport, "--debug", theDevice.File("builds")});
+  EXPECT_EQ(1, theResult.mStatus);
+  EXPECT_THAT(theResult.mOutput, AllOf(HasSubstr("    REFUSED, another build: " +
+                                                 theDevice.File("builds/crash_child") + " has the build id "),
+                                       HasSubstr("    MISSING, not found among:\n"),
+                                       HasSubstr("?? in crash_child, +0x"), Not(HasSubstr(" at tools/"))));
+}
+
+// What stands under the build id need not be what it says.
+TEST(CrashCommand, RefusesAFileThatIsMisplaced) {
+  Device theDevice;
+  const std::string theReport = theDevice.Crash("segv");
+  theDevice.Remove();
+  const std::string theFile = theDevice.DebugFolder() + "/" + BuildIdPath(BuiltProgram("crash_child"));
+  fs::remove(theFile);
+  fs::copy_file(BuiltProgram("zvos"), theFile);
+  EXPECT_THAT(Zvos({"crash", theReport, "--debug", theDevice.DebugFolder()}).mOutput,
+              HasSubstr("    REFUSED, another build: " + theFile));
+}
+
+TEST(CrashCommand, SaysWhereItHasLooked) {
+  Device theDevice;
+  const std::string theId = BuildIdPath(BuiltProgram("crash_child"));
+  const std::string theReport = theDevice.Crash("segv");
+  theDevice.Remove();
+  const TempFolder theFolder;
+  const ChildResult theResult = Zvos({"crash", theReport, "--debug", theFolder.Path()});
+  EXPECT_EQ(1, theResult.mStatus);
+  EXPECT_THAT(theResult.mOutput, AllOf(HasSubstr("\n      " + theFolder.Path() + "/" + theId + "\n"),
+                                       HasSubstr("\n      /usr/lib/debug/" + theId + "\n")));
+}
+
+TEST(CrashCommand, SaysWhichPackageToGetWithoutAProgramThatReadsLines) {
+  Device theDevice;
+  const std::string theReport = theDevice.Crash("segv");
+  const TempFolder theFolder;
+  const ChildResult theResult =
+      Zvos({"crash", theReport, "--debug", theDevice.DebugFolder()}, {"PATH=" + theFolder.Path()});
+  EXPECT_EQ(1, theResult.mStatus);
+  EXPECT_THAT(
+      theResult.mOutput,
+      HasSubstr(
+          "\nMISSING: no addr2line for these files is installed: get the package elfutils or binutils"));
+}
+
+// --- texts without build ids --------------------------------------------------------------------
+
+TEST(CrashCommand, MarksWhatATraceFileLeadsToAsUnproven) {
+  NEEDS_LINE_READER();
+  if (*ZVTEST_SANITIZERS != '\0') GTEST_SKIP() << "the frames of the sanitizer's handlers are not known";
+  Device theDevice;
+  theDevice.Crash("segv");
+  const std::string theFile = theDevice.File("backtrace_1.txt");
+  WriteWholeFile(theFile, theDevice.Trace());
+  EXPECT_EQ(1, Zvos({"crash", theFile}).mStatus) << "what is stripped has no lines";
+  const std::string theProgram = theDevice.File("device/bin/crash_child");
+  fs::remove(theProgram);
+  fs::copy_file(BuiltProgram("crash_child"), theProgram);
+  const ChildResult theResult = Zvos({"crash", theFile});
+  EXPECT_EQ(0, theResult.mStatus);
+  EXPECT_THAT(theResult.mOutput,
+              AllOf(HasSubstr("A trace file has no build ids"),
+                    HasSubstr("crashed at:\n  #03  FaultByWriting at tests/crash/crashes.cpp:"),
+                    HasSubstr(" in crash_child (unproven)\n"),
+                    HasSubstr("    UNPROVEN, it may be of another build: lines from " + theProgram)));
+}
+
+TEST(CrashCommand, FindsTheReportInALog) {
+  NEEDS_LINE_READER();
+  if (*ZVTEST_SANITIZERS != '\0') GTEST_SKIP() << "the frames of the sanitizer's handlers are not known";
+  Device theDevice;
+  theDevice.Crash("segv");
+  const std::string theProgram = theDevice.File("device/bin/crash_child");
+  fs::remove(theProgram);
+  fs::copy_file(BuiltProgram("crash_child"), theProgram);
+  const std::string theLog = theDevice.File("log");
+  WriteWholeFile(theLog, "something else\n" + ReadWholeFile(theLog) + "something else\n");
+  const ChildResult theResult = Zvos({"crash", theLog});
+  EXPECT_EQ(0, theResult.mStatus);
+  EXPECT_THAT(theResult.mOutput,
+              AllOf(HasSubstr("signal:           11\n"), HasSubstr("A log has no build ids"),
+                    HasSubstr("  #03  FaultByWriting at tests/crash/crashes.cpp:")));
+}
+
+// Threads write in turns.
+TEST(CrashCommand, TellsReportsOfTwoThreadsInALogApart) {
+  const TempFolder theFolder;
+  const std::string theFile = theFolder.File("log");
+  WriteWholeFile(theFile,
+                 "1 error DEFAULT [7] a.h:1: zvOSThread: Received fatal signal: 11\n"
+                 "1 error DEFAULT [8] a.h:1: zvOSThread: Received fatal signal: 8\n"
+                 "1 error DEFAULT [7] a.h:1: Backtracing this thread (pid=6, depth=2):\n"
+                 "1 error DEFAULT [8] a.h:1: Backtracing this thread (pid=6, depth=1):\n"
+                 "1 error DEFAULT [8] a.h:1: 00: /nonexistent/eight(+0x8) [0x88]\n"
+                 "1 error DEFAULT [7] a.h:1: 00: /nonexistent/seven(+0x7) [0x77]\n"
+                 "1 error DEFAULT [7] a.h:1: 01: /nonexistent/seven(main+0x6) [0x66]\n");
+  const ChildResult theResult = Zvos({"crash", theFile});
+  EXPECT_EQ(1, theResult.mStatus);
+  EXPECT_THAT(theResult.mOutput,
+              HasSubstr("signal:           11\nprocess:          6\nthread:           7\n"));
+  EXPECT_THAT(theResult.mOutput, HasSubstr("  #00  ?? in seven, +0x7\n  #01  main in seven, main+0x6\n"));
+  EXPECT_THAT(theResult.mOutput,
+              HasSubstr("signal:           8\nprocess:          6\nthread:           8\n"));
+  EXPECT_THAT(theResult.mOutput, HasSubstr("  #00  ?? in eight, +0x8\n"));
+}
+
+// --- texts that are not what they should be -----------------------------------------------------
+
+TEST(CrashCommand, RefusesAFileWithoutAReport) {
+  const TempFolder theFolder;
+  WriteWholeFile(theFolder.File("log"), "nothing\nlog\nof the kind\n");
+  ExpectRefusal(Zvos({"crash", theFolder.File("log")}),
+                "zvos: crash: there is no report of a crash in '" + theFolder.File("log") + "'\n");
+  ExpectRefusal(Zvos({"crash"}), "zvos: crash: one FILE, see 'zvos help crash'\n");
+  ExpectRefusal(Zvos({"crash", "--debug"}),
+                "zvos: crash: a value is missing behind option '--debug', see 'zvos help crash'\n");
+  ExpectRefusal(Zvos({"crash", theFolder.File("log"), "--debug", "/nonexistent"}),
+                "zvos: crash: --debug '/nonexistent': No such file or directory\n");
+}
+
+// A report may have been made up: build ids are no paths, and what it says is shown without its control
+// characters.
+TEST(CrashCommand, BelievesNothingThatAReportSays) {
+  const TempFolder theFolder;
+  const std::string theFile = theFolder.File("report");
+  WriteWholeFile(
+      theFile,
+      "crash file: 1\nprogram: \x1b[2J\nframe 00: /x/y(+0x10) [0x10]\nframe x\nframe 01: (((((\n"
+      "frame 02: /a(b)(+0xffffffffffffffffff) [0x1]\nmodule 00: /x/y\nmodule 00 build id: ../../../etc\n"
+      "module 99999999999: z\nmodule : z\nmodule 01: \nstack 000: ]\ncrashed at: [0x\n");
+  const ChildResult theResult = Zvos({"crash", theFile});
+  EXPECT_EQ(1, theResult.mStatus);
+  EXPECT_THAT(theResult.mOutput, AllOf(HasSubstr("program:          %1B[2J\n"), HasSubstr("?? in y, +0x10"),
+                                       HasSubstr("is not complete"), Not(HasSubstr("etc"))));
+}
+
+TEST(CrashCommand, SurvivesReportsThatAreCutAnywhere) {
+  Device theDevice;
+  const std::string theText = ReadWholeFile(theDevice.Crash("segv"));
+  const std::string theFile = theDevice.File("cut");
+  for (size_t theLength = theText.size(); theLength > 20; theLength -= theLength / 9 + 1) {
+    WriteWholeFile(theFile, theText.substr(0, theLength));
+    const ChildResult theResult = Zvos({"crash", theFile});
+    EXPECT_FALSE(theResult.mfSignaled) << theLength;
+    EXPECT_EQ("", theResult.mError);
+  }
+}
+
+TEST(CrashCommand, GivesScriptsTheSame) {
+  NEEDS_LINE_READER();
+  Device theDevice;
+  const std::string theReport = theDevice.Crash("segv");
+  const ChildResult theResult = Zvos({"crash", "--json", theReport, "--debug", theDevice.DebugFolder()});
+  EXPECT_EQ(0, theResult.mStatus);
+  EXPECT_THAT(
+      theResult.mOutput,
+      AllOf(HasSubstr("\"kind\": \"crash file\""), HasSubstr("\"signal\": \"11 SIGSEGV\""),
+            HasSubstr("\"role\": \"crash\""), HasSubstr("\"proven\": true"),
+            HasSubstr("{\"function\": \"FaultByWriting\", \"file\": \"tests/crash/crashes.cpp\", \"line\": "),
+            HasSubstr("\"state\": \"matched\"")));
+}
+
+}  // namespace
