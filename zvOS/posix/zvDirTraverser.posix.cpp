@@ -10,6 +10,7 @@
 #include <zvOS/zvPath.h>
 
 #include "private/Failure.h"
+#include "private/LateTime.h"
 #include "private/Owner.h"
 #include "private/Record.h"
 
@@ -60,7 +61,7 @@ enum class Taken {
 
 bool IsFileOrDirectory(const char *aPath) {
   struct stat theStatus;
-  return stat(aPath, &theStatus) == 0 && (S_ISREG(theStatus.st_mode) || S_ISDIR(theStatus.st_mode));
+  return zvos::Stat(aPath, &theStatus) == 0 && (S_ISREG(theStatus.st_mode) || S_ISDIR(theStatus.st_mode));
 }
 
 // Asks the system what an entry is, through links. kNot when it is neither a file nor a directory, or
