@@ -9,6 +9,8 @@
 
 #include <gtest/gtest.h>
 
+#include <unistd.h>
+
 #include <cerrno>
 #include <cstdint>
 #include <ctime>
@@ -68,6 +70,13 @@ class LateClock : public WideClock {
   Fault mTimeOfDay;
   Fault mTime;
 };
+
+// Whether the test itself runs late.
+inline bool IsLateNow() {
+  WideTime theTime = {};
+  return kfNarrowTime && syscall(kClockGetTime64, CLOCK_REALTIME, &theTime) == 0 &&
+         theTime.mSeconds > INT32_MAX;
+}
 
 // Tests of what can only happen to a narrow time_t.
 class LateTest : public ::testing::Test {

@@ -154,9 +154,10 @@ TEST_F(LateFile, TimesThatFitAreSetAndReadAsEver) {
   zvtimeval theTime = {INT32_MAX, 0};
   EXPECT_EQ(0, zvFile_SetModificationTime(theFile.c_str(), &theTime));
   EXPECT_EQ(theSets + 1, CallsOf("utimes"));
-  if (zvFile_GetTimes(theFile.c_str(), &theTime, nullptr, nullptr) != 0) ADD_FAILURE() << strerror(errno);
+  EXPECT_EQ(0, zvFile_GetTimes(theFile.c_str(), &theTime, nullptr, nullptr));
   EXPECT_EQ(INT32_MAX, theTime.tv_sec);
-  EXPECT_EQ(theCalls, CallsOf("syscall") + CallsOf("statx")) << "unless the test runs late itself";
+  // When it was changed is now, which cannot be chosen.
+  EXPECT_EQ(theCalls + (zvtest::IsLateNow() ? 1 : 0), CallsOf("syscall") + CallsOf("statx"));
 }
 
 TEST_F(LateFile, WhatIsRefusedTwiceFails) {
