@@ -116,7 +116,7 @@ ZV_COLD inline int SetLateTimes(const char *aPath, const zvtimeval &aTime) {
     errno = EINVAL;
     return -1;
   }
-  const WideTime theTime = {static_cast<uint32>(aTime.tv_sec), aTime.tv_usec * 1000};
+  const WideTime theTime = {static_cast<uint32>(aTime.tv_sec), static_cast<int64>(aTime.tv_usec) * 1000};
   const WideTime theTimes[2] = {theTime, theTime};
   return static_cast<int>(syscall(kSetWideTimes, AT_FDCWD, aPath, theTimes, 0));
 }
