@@ -44,7 +44,7 @@ struct Calendar {
 constexpr Calendar<time_t> kCalendar = {localtime_r, gmtime_r, mktime};
 
 // For late times. The functions are looked up when they are needed, so that the library can be loaded where
-// the C library does not have them; which has none of them then.
+// the C library does not have them. All are NULL when one is missing.
 Calendar<int64> LateCalendar() {
   Calendar<int64> theCalendar = {};
   const auto Find = [](auto *aFunction, const char *aName) {
@@ -57,8 +57,9 @@ Calendar<int64> LateCalendar() {
   return afComplete ? theCalendar : Calendar<int64>{};
 }
 
+// False when a time on the way is late.
 template <typename Time>
-zvtimezone ZoneAt(Time aTime, const Calendar<Time> &aCalendar) {
+bool GetZoneAt(Time aTime, const Calendar<Time> &aCalendar, zvtimezone *aTimeZone) {
   tm theTime = {};
   aCalendar.mToLocal(&aTime, &theTime);
   const long theDaylightSaving = theTime.tm_isdst >= 1 ? kDaylightSavingMinutes : 0;
@@ -66,17 +67,20 @@ zvtimezone ZoneAt(Time aTime, const Calendar<Time> &aCalendar) {
   aCalendar.mToUtc(&aTime, &theTime);
   const Time theUtcAsLocal = aCalendar.mFromLocal(&theTime);
   // East of UTC is positive, whatever the field's name says: callers depend on this sign.
-  return {static_cast<long>(aTime - theUtcAsLocal) / kSecondsPerMinute, theDaylightSaving};
+  *aTimeZone = {static_cast<long>(aTime - theUtcAsLocal) / kSecondsPerMinute, theDaylightSaving};
+  return sizeof(Time) == sizeof(int64) || theUtcAsLocal != -1;
 }
 
 // Without a calendar for it, the zone is that of the last days that a narrow time_t holds: rules that change
 // later are not known, and it is winter in the north.
-ZV_COLD zvtimezone ZoneOfLateNow() {
-  zvos::WideTime theNow;
+ZV_COLD void GetLateZone(time_t aNow, zvtimezone *aTimeZone) {
+  zvos::WideTime theNow = {aNow, 0};
   const Calendar<int64> theCalendar = LateCalendar();
-  if (theCalendar.mToLocal == nullptr || !zvos::GetWideTimeOfDay(&theNow))
-    return ZoneAt(kLastNarrowDay, kCalendar);
-  return ZoneAt(theNow.mSeconds, theCalendar);
+  if (theCalendar.mToLocal != nullptr && (aNow >= 0 || zvos::GetWideTimeOfDay(&theNow))) {
+    GetZoneAt(theNow.mSeconds, theCalendar, aTimeZone);
+  } else {
+    GetZoneAt(kLastNarrowDay, kCalendar, aTimeZone);
+  }
 }
 
 // What mktime() makes of a time in the low 32 bits of a time_t, -1 when they do not hold it.
@@ -98,7 +102,8 @@ extern "C" void zvTime_GetTimeOfDay(zvtimeval *aTime) {
 
 extern "C" int zvTime_GetTimeZone(zvtimezone *aTimeZone) {
   const time_t theNow = time(nullptr);
-  *aTimeZone = zvos::kfNarrowTime && ZV_UNLIKELY(theNow < 0) ? ZoneOfLateNow() : ZoneAt(theNow, kCalendar);
+  const bool afLate = zvos::kfNarrowTime && theNow < 0;
+  if (afLate || !GetZoneAt(theNow, kCalendar, aTimeZone)) GetLateZone(theNow, aTimeZone);
   return 0;
 }
 

@@ -108,6 +108,21 @@ TEST_F(LateTime, TheZoneIsThatOfNow) {
   EXPECT_EQ(-300, ZoneAt(k2105).tz_minuteswest);
 }
 
+// Now is counted from UTC and taken for a local time, which west of it is late some hours before.
+TEST_F(LateTime, TheZoneIsRightInTheLastHoursToo) {
+  for (const long theRest : {0L, 3600L, 4 * 3600L, 6 * 3600L, 11 * 3600L, 13 * 3600L}) {
+    for (const int theHoursWest : {-14, -5, 0, 5, 12}) {
+      SetZone(zvtest::Format("XXX%d", theHoursWest).c_str());
+      Fault theNow("time", 0);
+      theNow.Returning(INT32_MAX - theRest);
+      zvtimezone theZone = {-1, -1};
+      EXPECT_EQ(0, zvTime_GetTimeZone(&theZone));
+      EXPECT_EQ(-60 * theHoursWest, theZone.tz_minuteswest) << theRest;
+      EXPECT_EQ(0, theZone.tz_dsttime);
+    }
+  }
+}
+
 TEST_F(LateTime, WithoutACalendarForItTheZoneIsThatOfTheLastDays) {
   SetZone(kCentralEurope);
   for (int theMissing = 0; theMissing < 3; ++theMissing) {
