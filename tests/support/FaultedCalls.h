@@ -62,12 +62,15 @@ using SignalHandler = void (*)(int);
   row(pthread_cond_wait, pthread_cond_wait, kErrorNumber, int(pthread_cond_t *, pthread_mutex_t *))           \
   row(pthread_cond_timedwait, pthread_cond_timedwait, kErrorNumber,                                           \
       int(pthread_cond_t *, pthread_mutex_t *, const timespec *))                                             \
+  row(pthread_cond_clockwait, pthread_cond_clockwait, kErrorNumber,                                            \
+      int(pthread_cond_t *, pthread_mutex_t *, clockid_t, const timespec *))                                   \
   row(sem_init, sem_init, kMinusOne, int(sem_t *, int, unsigned))                                             \
   row(sem_destroy, sem_destroy, kMinusOne, int(sem_t *))                                                      \
   row(sem_post, sem_post, kMinusOne, int(sem_t *))                                                            \
   row(sem_wait, sem_wait, kMinusOne, int(sem_t *))                                                            \
   row(sem_trywait, sem_trywait, kMinusOne, int(sem_t *))                                                      \
   row(sem_timedwait, sem_timedwait, kMinusOne, int(sem_t *, const timespec *))                                \
+  row(sem_clockwait, sem_clockwait, kMinusOne, int(sem_t *, clockid_t, const timespec *))                      \
   row(clock_gettime, clock_gettime, kMinusOne, int(clockid_t, timespec *))                                    \
   row(gettimeofday, gettimeofday, kMinusOne, int(timeval *, void *))                                          \
   row(time, time, kMinusOne, time_t(time_t *))                                                                \
@@ -96,6 +99,7 @@ using SignalHandler = void (*)(int);
   row(timer_create, timer_create, kMinusOne, int(clockid_t, sigevent *, timer_t *))                          \
   row(pipe2, pipe2, kMinusOne, int(int *, int))                                                              \
   row(getpid, getpid, kMinusOne, pid_t())                                                                     \
+  row(syscall, syscall, kMinusOne, long(long, long, long, long, long, long, long))                             \
   row(signal, signal, kMinusOne, SignalHandler(int, SignalHandler))                                           \
   row(sigaction, sigaction, kMinusOne, int(int, const struct sigaction *, struct sigaction *))                \
   row(raise, raise, kMinusOne, int(int))                                                                      \
@@ -152,6 +156,7 @@ using SignalHandler = void (*)(int);
   row(stat64, stat, kMinusOne, int(const char *, struct stat64 *))                                            \
   row(lstat64, lstat, kMinusOne, int(const char *, struct stat64 *))                                          \
   row(fstat64, fstat, kMinusOne, int(int, struct stat64 *))                                                   \
+  row(statx, statx, kMinusOne, int(int, const char *, int, unsigned, struct statx *))                          \
   row(readlink, readlink, kMinusOne, ssize_t(const char *, char *, size_t))                                   \
   row(__readlink_chk, readlink, kMinusOne, ssize_t(const char *, char *, size_t, size_t))                     \
   row(getcwd, getcwd, kZero, char *(char *, size_t))                                                          \

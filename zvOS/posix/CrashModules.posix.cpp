@@ -9,6 +9,7 @@
 
 #include "posix/CrashFile.h"
 #include "posix/CrashSteps.h"
+#include "private/LateTime.h"
 
 #include <link.h>
 #include <sys/stat.h>
@@ -188,7 +189,7 @@ class PlainFile {
 
   bool IsRegular() const {
     struct stat theStatus;
-    return mDescriptor >= 0 && fstat(mDescriptor, &theStatus) == 0 && S_ISREG(theStatus.st_mode);
+    return mDescriptor >= 0 && DescriptorStat(mDescriptor, &theStatus) == 0 && S_ISREG(theStatus.st_mode);
   }
   bool Read(uint64 anOffset, void *aBuffer, size_t aLength) const {
     return pread(mDescriptor, aBuffer, aLength, static_cast<off_t>(anOffset)) ==

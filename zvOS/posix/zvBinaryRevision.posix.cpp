@@ -9,6 +9,7 @@
 
 #include <zvOS/zvBinaryRevision.h>
 
+#include "private/LateTime.h"
 #include "private/Owner.h"
 
 #include <sys/stat.h>
@@ -57,7 +58,7 @@ int DescriptorOf(zvFileFD anFD) {
 // Without the position of the file, which zvFile_GetSize moves to the end and back.
 bool GetSize(zvFileFD anFD, zvFileOffset *aSize) {
   struct stat theStatus;
-  if (fstat(DescriptorOf(anFD), &theStatus) != 0 || !S_ISREG(theStatus.st_mode))
+  if (zvos::DescriptorStat(DescriptorOf(anFD), &theStatus) != 0 || !S_ISREG(theStatus.st_mode))
     return zvFile_GetSize(anFD, aSize) == 0;
   *aSize = theStatus.st_size;
   return true;

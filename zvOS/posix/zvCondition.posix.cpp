@@ -7,9 +7,11 @@
 // thread which takes the mutex meanwhile counts as its owner.
 
 #include <zvOS/zvCondition.h>
+#include <zvOS/zvMonoliticTime.h>
 #include <zvOS/zvTime.h>
 
 #include "private/Failure.h"
+#include "private/LateTime.h"
 #include "private/Owner.h"
 #include "private/Record.h"
 
@@ -30,16 +32,12 @@ constexpr uint32 kMicrosecondsPerMillisecond = 1000;
 constexpr uint32 kNanosecondsPerMicrosecond = 1000;
 constexpr uint32 kNanosecondsPerSecond = 1000000000;
 
-// The time of day aDelay milliseconds from now; the epoch, which is always over, for no delay.
-timespec DeadlineAfter(uint32 aDelay) {
-  zvtimeval theNow;
-  zvTime_GetTimeOfDay(&theNow);
-  if (aDelay == 0) return {0, 0};
-
-  uint32 theSeconds = aDelay / kMillisecondsPerSecond + static_cast<uint32>(theNow.tv_sec);
-  uint32 theNanoseconds = ((aDelay % kMillisecondsPerSecond) * kMicrosecondsPerMillisecond +
-                           static_cast<uint32>(theNow.tv_usec)) *
-                          kNanosecondsPerMicrosecond;
+// The time that comes aDelay milliseconds after another one of the same clock.
+timespec After(const zvtimeval &aTime, uint32 aDelay) {
+  uint32 theSeconds = aDelay / kMillisecondsPerSecond + static_cast<uint32>(aTime.tv_sec);
+  uint32 theNanoseconds =
+      ((aDelay % kMillisecondsPerSecond) * kMicrosecondsPerMillisecond + static_cast<uint32>(aTime.tv_usec)) *
+      kNanosecondsPerMicrosecond;
   // Strictly greater: a sum of a whole second is left for the system to refuse, which callers
   // see as zvCondition_Status_Error.
   if (theNanoseconds > kNanosecondsPerSecond) {
@@ -47,6 +45,30 @@ timespec DeadlineAfter(uint32 aDelay) {
     theNanoseconds -= kNanosecondsPerSecond;
   }
   return {static_cast<time_t>(theSeconds), static_cast<long>(theNanoseconds)};
+}
+
+// Until when a wait lasts. A late time of day is more than the wait takes: the monotonic clock stands in.
+struct Deadline {
+  timespec mTime;
+  bool mfMonotonic;
+};
+
+// For no delay the epoch, which is always over.
+Deadline DeadlineAfter(uint32 aDelay) {
+  zvtimeval theNow;
+  zvTime_GetTimeOfDay(&theNow);
+  if (aDelay == 0) return {{0, 0}, false};
+
+  const timespec theTime = After(theNow, aDelay);
+  if (!zvos::IsLate(zvos::SecondsOf(theTime.tv_sec))) return {theTime, false};
+  zvMonoliticTime_GetTime(&theNow);
+  return {After(theNow, aDelay), true};
+}
+
+int WaitUntil(const Deadline &aDeadline, pthread_cond_t *aCondition, pthread_mutex_t *aMutex) {
+  if (zvos::kfNarrowTime && aDeadline.mfMonotonic)
+    return pthread_cond_clockwait(aCondition, aMutex, CLOCK_MONOTONIC, &aDeadline.mTime);
+  return pthread_cond_timedwait(aCondition, aMutex, &aDeadline.mTime);
 }
 
 }  // namespace
@@ -103,11 +125,11 @@ extern "C" int zvCondition_Wait(zvOSCondition *aCondition, zvOSMutex *aMutex) {
 extern "C" int zvCondition_WaitTimeout(zvOSCondition *aCondition, zvOSMutex *aMutex, uint32 aDelay) {
   ZVMAGICNUMBER_CHECK(aCondition, kzvCondition_Magic);
 
-  const timespec theDeadline = DeadlineAfter(aDelay);
+  const Deadline theDeadline = DeadlineAfter(aDelay);
   int theError;
   do {
     const uint32 theLockCount = zvMutex_Posix_Tag_Unheld(aMutex);
-    theError = pthread_cond_timedwait(&aCondition->mCondition, zvMutex_Posix_Get(aMutex), &theDeadline);
+    theError = WaitUntil(theDeadline, &aCondition->mCondition, zvMutex_Posix_Get(aMutex));
     zvMutex_Posix_Tag_Held(aMutex, theLockCount);
   } while (theError == EINTR);
 

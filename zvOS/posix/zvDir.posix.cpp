@@ -10,7 +10,7 @@
 #include <zvOS/zvPath.h>
 
 #include "private/Failure.h"
-#include "private/FileTimes.h"
+#include "private/LateTime.h"
 #include "private/Owner.h"
 
 #include <sys/stat.h>
@@ -116,9 +116,9 @@ extern "C" int zvDir_Exists(const char *aDirPath) {
     return ZVOS_FAIL(0,
                      F("zvDir: Cannot check directory '%s' exists, (invalid name)\n", TextOrNull(aDirPath)));
   struct stat theStatus;
-  if (stat(thePath.get(), &theStatus) != 0 || !S_ISDIR(theStatus.st_mode)) return 0;
+  if (zvos::Stat(thePath.get(), &theStatus) != 0 || !S_ISDIR(theStatus.st_mode)) return 0;
 
-  const int theResult = lstat(thePath.get(), &theStatus);
+  const int theResult = zvos::LinkStat(thePath.get(), &theStatus);
   if (theResult != 0)
     return ZVOS_FAIL(0, F("zvDir_Exists: lstat failed %u\n", static_cast<unsigned>(theResult)));
   if (!S_ISLNK(theStatus.st_mode)) return 1;
@@ -167,7 +167,7 @@ extern "C" int zvDir_GetTimes(const char *aDirPath, zvtimeval *aLastAccessTime, 
 
   // As given: callers count relative paths from the working directory here.
   struct stat theStatus;
-  if (const int theError = ErrorOf(stat(aDirPath, &theStatus)))
+  if (const int theError = ErrorOf(zvos::Stat(aDirPath, &theStatus)))
     return ZVOS_FAIL(-1,
                      F("zvFile: Cannot get times for directory: '%s' (error = %d)\n", aDirPath, theError));
   zvos::StoreTimes(theStatus, aLastAccessTime, aModificationTime, aCreationTime);

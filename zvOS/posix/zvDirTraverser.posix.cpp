@@ -11,6 +11,7 @@
 #include <zvOS/zvPath.h>
 
 #include "private/Failure.h"
+#include "private/LateTime.h"
 #include "private/Owner.h"
 #include "private/Record.h"
 
@@ -62,7 +63,7 @@ enum class Taken {
 
 bool IsFileOrDirectory(const char *aPath) {
   struct stat theStatus;
-  return stat(aPath, &theStatus) == 0 && (S_ISREG(theStatus.st_mode) || S_ISDIR(theStatus.st_mode));
+  return zvos::Stat(aPath, &theStatus) == 0 && (S_ISREG(theStatus.st_mode) || S_ISDIR(theStatus.st_mode));
 }
 
 // Whether zvPath_Normalize() leaves a path as it is.
@@ -87,7 +88,7 @@ bool LeadsElsewhere(const char *aPath) {
 
 Look LookAtLink(const char *aPath) {
   struct stat theStatus;
-  if (stat(aPath, &theStatus) != 0) return Look::kNoFile;
+  if (zvos::Stat(aPath, &theStatus) != 0) return Look::kNoFile;
   if (S_ISREG(theStatus.st_mode)) return Look::kFile;
   if (!S_ISDIR(theStatus.st_mode)) return Look::kNeither;
   return LeadsElsewhere(aPath) ? Look::kDirectory : Look::kNoFile;

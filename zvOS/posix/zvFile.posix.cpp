@@ -7,12 +7,11 @@
 #include <zvOS/zvPath.h>
 
 #include "private/Failure.h"
-#include "private/FileTimes.h"
+#include "private/LateTime.h"
 #include "private/Owner.h"
 
 #include <fcntl.h>
 #include <sys/stat.h>
-#include <sys/time.h>
 #include <unistd.h>
 #include <cerrno>
 #include <cstdio>
@@ -355,7 +354,7 @@ extern "C" int zvFile_Exists(const char *aPath) {
   if (!thePath)
     return ZVOS_FAIL(0, F("zvFile: Cannot check file: '%s' exists, (invalid name)\n", TextOrNull(aPath)));
   struct stat theFileStatus;
-  return stat(thePath.get(), &theFileStatus) == 0 && S_ISREG(theFileStatus.st_mode) ? 1 : 0;
+  return zvos::Stat(thePath.get(), &theFileStatus) == 0 && S_ISREG(theFileStatus.st_mode) ? 1 : 0;
 }
 
 extern "C" int zvFile_GetTimes(const char *aPath, zvtimeval *aLastAccessTime, zvtimeval *aModificationTime,
@@ -365,7 +364,7 @@ extern "C" int zvFile_GetTimes(const char *aPath, zvtimeval *aLastAccessTime, zv
     return ZVOS_FAIL(kzvFileErrorUnknown,
                      F("zvFile: Cannot get times for file: '%s' (invalid name)\n", TextOrNull(aPath)));
   struct stat theFileStatus;
-  if (const int theError = ErrorOf(stat(thePath.get(), &theFileStatus)))
+  if (const int theError = ErrorOf(zvos::Stat(thePath.get(), &theFileStatus)))
     return ZVOS_FAIL(PosixErrorToZvFileError(theError),
                      F("zvFile: Cannot get times for file: '%s' (error = %d)\n", thePath.get(), theError));
   zvos::StoreTimes(theFileStatus, aLastAccessTime, aModificationTime, aCreationTime);
@@ -384,10 +383,7 @@ extern "C" int zvFile_SetModificationTime(const char *aPath, zvtimeval *aModific
   zvAssert(aModificationTime != NULL);
   if (aModificationTime == nullptr) return kzvFileErrorUnknown;
 
-  const timeval theTime = {static_cast<time_t>(aModificationTime->tv_sec),
-                           static_cast<suseconds_t>(aModificationTime->tv_usec)};
-  const timeval theTimes[2] = {theTime, theTime};
-  if (const int theError = ErrorOf(utimes(thePath, theTimes)))
+  if (const int theError = ErrorOf(zvos::SetTimes(thePath, *aModificationTime)))
     return ZVOS_FAIL(PosixErrorToZvFileError(theError),
                      F("zvFile: Cannot set times for file: '%s' (error = %d)\n", thePath, theError));
   return 0;

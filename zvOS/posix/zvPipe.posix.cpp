@@ -9,6 +9,7 @@
 #include <zvOS/zvTime.h>
 
 #include "multiplatform/Message.h"
+#include "private/LateTime.h"
 #include "private/Lock.h"
 #include "private/Owner.h"
 
@@ -148,7 +149,7 @@ int PrepareForUser(int aFd, int aFlags) {
 // A socket file of an earlier listener; files of other kinds are left, and make the bind fail.
 void RemoveStaleSocketFile(const char *aPath) {
   struct stat theStatus;
-  if (stat(aPath, &theStatus) == 0 && S_ISSOCK(theStatus.st_mode)) unlink(aPath);
+  if (zvos::Stat(aPath, &theStatus) == 0 && S_ISSOCK(theStatus.st_mode)) unlink(aPath);
 }
 
 void RemoveOwnSocketFile(int aPipe) {

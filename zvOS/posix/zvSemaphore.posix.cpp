@@ -6,6 +6,7 @@
 #include <zvOS/zvSemaphore.h>
 
 #include "private/Failure.h"
+#include "private/LateTime.h"
 #include "private/Owner.h"
 #include "private/Record.h"
 
@@ -45,6 +46,42 @@ inline int Wait(zvOSSemaphore *aSemaphore) {
     return ZVOS_FAIL_COLD(zvSemaphore_Status_Error,
                           F("zvOSSemaphore: sem_wait failed (error = %d)\n", WaitErrorToLog(theError)));
   return zvSemaphore_Status_NoError;
+}
+
+// The time of a clock in aDelay milliseconds. Returns 0, or why it cannot be told: EOVERFLOW when it is
+// late.
+int DeadlineAfter(uint32 aDelay, clockid_t aClock, timespec *aDeadline) {
+  timespec theNow;
+  if (const int theError = ErrorOf(clock_gettime(aClock, &theNow))) return theError;
+
+  const uint64 theEnd = zvos::SecondsOf(theNow.tv_sec) * kMillisecondsPerSecond +
+                        static_cast<uint64>(theNow.tv_nsec) / kNanosecondsPerMillisecond + aDelay;
+  const uint64 theSeconds = theEnd / kMillisecondsPerSecond;
+  if (zvos::IsLate(theSeconds)) return EOVERFLOW;
+  *aDeadline = {static_cast<time_t>(theSeconds),
+                static_cast<long>(theEnd % kMillisecondsPerSecond * kNanosecondsPerMillisecond)};
+  return 0;
+}
+
+int ClockFailed(int anError) {
+  return ZVOS_FAIL(zvSemaphore_Status_Error,
+                   F("zvOSSemaphore: clock_gettime failed (error = %d)\n", anError));
+}
+
+int WaitResult(int anError) {
+  if (anError == 0) return zvSemaphore_Status_NoError;
+  if (anError == ETIMEDOUT) return zvSemaphore_Status_TimeOut;
+  return ZVOS_FAIL(zvSemaphore_Status_Error,
+                   F("zvOSSemaphore: sem_timedwait failed (error = %d)\n", anError));
+}
+
+// Waits where the time of day, now or at the end, is more than a wait takes. Who searches field logs knows
+// one text for both.
+ZV_COLD int WaitByMonotonicClock(zvOSSemaphore *aSemaphore, uint32 aDelay) {
+  timespec theDeadline;
+  const int theClockError = DeadlineAfter(aDelay, CLOCK_MONOTONIC, &theDeadline);
+  if (theClockError != 0) return ClockFailed(theClockError);
+  return WaitResult(ErrorOf(sem_clockwait(&aSemaphore->mSemaphore, CLOCK_MONOTONIC, &theDeadline)));
 }
 
 }  // namespace
@@ -92,19 +129,10 @@ extern "C" int zvSemaphore_TryWait(zvOSSemaphore *aSemaphore) {
 extern "C" int zvSemaphore_WaitTimeout(zvOSSemaphore *aSemaphore, uint32 aDelay) {
   ZVMAGICNUMBER_CHECK(aSemaphore, kzvSemaphore_Magic);
 
-  timespec theNow;
-  if (const int theError = ErrorOf(clock_gettime(CLOCK_REALTIME, &theNow)))
-    return ZVOS_FAIL(zvSemaphore_Status_Error,
-                     F("zvOSSemaphore: clock_gettime failed (error = %d)\n", theError));
-
-  const uint64 theEnd = static_cast<uint64>(theNow.tv_sec) * kMillisecondsPerSecond +
-                        static_cast<uint64>(theNow.tv_nsec) / kNanosecondsPerMillisecond + aDelay;
   timespec theDeadline;
-  theDeadline.tv_sec = static_cast<time_t>(theEnd / kMillisecondsPerSecond);
-  theDeadline.tv_nsec = static_cast<long>(theEnd % kMillisecondsPerSecond * kNanosecondsPerMillisecond);
-  const int theError = ErrorOf(sem_timedwait(&aSemaphore->mSemaphore, &theDeadline));
-  if (theError == 0) return zvSemaphore_Status_NoError;
-  if (theError == ETIMEDOUT) return zvSemaphore_Status_TimeOut;
-  return ZVOS_FAIL(zvSemaphore_Status_Error,
-                   F("zvOSSemaphore: sem_timedwait failed (error = %d)\n", theError));
+  const int theClockError = DeadlineAfter(aDelay, CLOCK_REALTIME, &theDeadline);
+  if (zvos::kfNarrowTime && ZV_UNLIKELY(theClockError == EOVERFLOW))
+    return WaitByMonotonicClock(aSemaphore, aDelay);
+  if (theClockError != 0) return ClockFailed(theClockError);
+  return WaitResult(ErrorOf(sem_timedwait(&aSemaphore->mSemaphore, &theDeadline)));
 }

@@ -5,12 +5,16 @@
 
 #include <zvOS/zvTime.h>
 
+#include "private/LateTime.h"
+
+#include <dlfcn.h>
 #include <sys/time.h>
 #include <algorithm>
 #include <climits>
 #include <cstdio>
 #include <cstring>
 #include <ctime>
+#include <type_traits>
 
 namespace {
 
@@ -20,25 +24,86 @@ constexpr int kFirstYearOfTm = 1900;
 constexpr long kSecondsPerMinute = 60;
 constexpr long kDaylightSavingMinutes = 60;
 
+ZV_COLD timeval LateTimeOfDay() {
+  zvos::WideTime theTime;
+  if (!zvos::GetWideTimeOfDay(&theTime)) return {};
+  return {static_cast<time_t>(theTime.mSeconds), static_cast<suseconds_t>(theTime.mNanoseconds / 1000)};
+}
+
+// In no time zone the end of what a narrow time_t holds is near.
+constexpr time_t kLastNarrowDay = INT32_MAX - 2 * 24 * 60 * 60;
+
+// The calendar of the C library, for times of either width.
+template <typename Time>
+struct Calendar {
+  tm *(*mToLocal)(const Time *, tm *);
+  tm *(*mToUtc)(const Time *, tm *);
+  Time (*mFromLocal)(tm *);
+};
+
+constexpr Calendar<time_t> kCalendar = {localtime_r, gmtime_r, mktime};
+
+// For late times. The functions are looked up when they are needed, so that the library can be loaded where
+// the C library does not have them. All are NULL when one is missing.
+Calendar<int64> LateCalendar() {
+  Calendar<int64> theCalendar = {};
+  const auto Find = [](auto *aFunction, const char *aName) {
+    *aFunction = reinterpret_cast<std::remove_pointer_t<decltype(aFunction)>>(dlsym(RTLD_DEFAULT, aName));
+    return *aFunction != nullptr;
+  };
+  const bool afComplete = Find(&theCalendar.mToLocal, "__localtime64_r") &&
+                          Find(&theCalendar.mToUtc, "__gmtime64_r") &&
+                          Find(&theCalendar.mFromLocal, "__mktime64");
+  return afComplete ? theCalendar : Calendar<int64>{};
+}
+
+// False when a time on the way is late.
+template <typename Time>
+bool GetZoneAt(Time aTime, const Calendar<Time> &aCalendar, zvtimezone *aTimeZone) {
+  tm theTime = {};
+  aCalendar.mToLocal(&aTime, &theTime);
+  const long theDaylightSaving = theTime.tm_isdst >= 1 ? kDaylightSavingMinutes : 0;
+
+  aCalendar.mToUtc(&aTime, &theTime);
+  const Time theUtcAsLocal = aCalendar.mFromLocal(&theTime);
+  // East of UTC is positive, whatever the field's name says: callers depend on this sign.
+  *aTimeZone = {static_cast<long>(aTime - theUtcAsLocal) / kSecondsPerMinute, theDaylightSaving};
+  return sizeof(Time) == sizeof(int64) || theUtcAsLocal != -1;
+}
+
+// Without a calendar for it, the zone is that of the last days that a narrow time_t holds: rules that change
+// later are not known, and it is winter in the north.
+ZV_COLD void GetLateZone(time_t aNow, zvtimezone *aTimeZone) {
+  zvos::WideTime theNow = {aNow, 0};
+  const Calendar<int64> theCalendar = LateCalendar();
+  if (theCalendar.mToLocal != nullptr && (aNow >= 0 || zvos::GetWideTimeOfDay(&theNow))) {
+    GetZoneAt(theNow.mSeconds, theCalendar, aTimeZone);
+  } else {
+    GetZoneAt(kLastNarrowDay, kCalendar, aTimeZone);
+  }
+}
+
+// What mktime() makes of a time in the low 32 bits of a time_t, -1 when they do not hold it.
+ZV_COLD zvtime_t LateTime(tm aTime) {
+  const Calendar<int64> theCalendar = LateCalendar();
+  if (theCalendar.mFromLocal == nullptr) return -1;
+  const int64 theSeconds = theCalendar.mFromLocal(&aTime);
+  return theSeconds >= 0 && theSeconds <= UINT32_MAX ? static_cast<zvtime_t>(theSeconds) : -1;
+}
+
 }  // namespace
 
 extern "C" void zvTime_GetTimeOfDay(zvtimeval *aTime) {
   timeval theTime = {};
-  gettimeofday(&theTime, nullptr);
+  if (zvos::IsRefusedAsLate(gettimeofday(&theTime, nullptr))) theTime = LateTimeOfDay();
   aTime->tv_sec = theTime.tv_sec;
   aTime->tv_usec = theTime.tv_usec;
 }
 
 extern "C" int zvTime_GetTimeZone(zvtimezone *aTimeZone) {
   const time_t theNow = time(nullptr);
-  tm theTime = {};
-  localtime_r(&theNow, &theTime);
-  aTimeZone->tz_dsttime = theTime.tm_isdst >= 1 ? kDaylightSavingMinutes : 0;
-
-  gmtime_r(&theNow, &theTime);
-  const time_t theUtcAsLocal = mktime(&theTime);
-  // East of UTC is positive, whatever the field's name says: callers depend on this sign.
-  aTimeZone->tz_minuteswest = static_cast<long>(theNow - theUtcAsLocal) / kSecondsPerMinute;
+  const bool afLate = zvos::kfNarrowTime && theNow < 0;
+  if (afLate || !GetZoneAt(theNow, kCalendar, aTimeZone)) GetLateZone(theNow, aTimeZone);
   return 0;
 }
 
@@ -58,7 +123,9 @@ extern "C" zvtime_t zvTime_ConvertMacroDate(const char *aDate) {
   // Years that no number of years after 1900 reaches are as far away as one does; the system refuses them.
   theTime.tm_year = std::max(theYear, INT_MIN + kFirstYearOfTm) - kFirstYearOfTm;
   theTime.tm_isdst = -1;
-  return static_cast<zvtime_t>(mktime(&theTime));
+  const time_t theResult = mktime(&theTime);
+  if (zvos::kfNarrowTime && ZV_UNLIKELY(theResult == -1)) return LateTime(theTime);
+  return static_cast<zvtime_t>(theResult);
 }
 
 extern "C" uint32 zvTime_GetTickCount(void) {

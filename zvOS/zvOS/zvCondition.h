@@ -40,7 +40,8 @@ ZVOS_API int zvCondition_Broadcast(zvOSCondition *aCondition);
 ZVOS_API int zvCondition_Wait(zvOSCondition *aCondition, zvOSMutex *aMutex);
 
 // As zvCondition_Wait, for at most aDelay milliseconds by the time-of-day clock; a delay of 0
-// does not block. Returns zvCondition_Status_TimeOut (not logged) when the time is over.
+// does not block. Returns zvCondition_Status_TimeOut (not logged) when the time is over. With 32-bit times a
+// wait that ends after January 2038 goes by the monotonic clock.
 // Deliberately odd: when now and the delay add up to a whole second exactly, the system is
 // given 1000000000 nanoseconds, refuses, and the result is zvCondition_Status_Error.
 ZVOS_API int zvCondition_WaitTimeout(zvOSCondition *aCondition, zvOSMutex *aMutex, uint32 aDelay);

@@ -30,7 +30,8 @@ ZVOS_API int zvDir_Create(const char *aDirPath);
 ZVOS_API int zvDir_CreatePath(const char *aDirPath);
 
 // Stores the times of what is at the path, taken as it stands, in whole seconds; each pointer may be
-// NULL. The creation time is the time of the last status change. Returns 0 or -1.
+// NULL. The creation time is the time of the last status change. Returns 0 or -1. How to read seconds of
+// 32 bits: zvTime.h.
 ZVOS_API int zvDir_GetTimes(const char *aDirPath, zvtimeval *aLastAccessTime, zvtimeval *aModificationTime,
                             zvtimeval *aCreationTime);
 

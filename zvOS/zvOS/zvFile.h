@@ -102,11 +102,12 @@ ZVOS_API int zvFile_HasAttribute(const char *aPath, zvFileAttributes anAttribute
 ZVOS_API int zvFile_Exists(const char *aPath);
 
 // Stores the times of a file in whole seconds; each pointer may be NULL. The creation time is the
-// time of the last status change. Returns 0 or a file error code.
+// time of the last status change. Returns 0 or a file error code. How to read seconds of 32 bits: zvTime.h.
 ZVOS_API int zvFile_GetTimes(const char *aPath, zvtimeval *aLastAccessTime, zvtimeval *aModificationTime,
                              zvtimeval *aCreationTime);
 
-// Sets the access and the modification time. Returns 0 or a file error code.
+// Sets the access and the modification time. Returns 0 or a file error code. Seconds of 32 bits are taken as
+// they are given, see zvTime.h: a negative number is a time after January 2038.
 // Each call leaks the normalised copy of the path, which is kept as it stands.
 ZVOS_API int zvFile_SetModificationTime(const char *aPath, zvtimeval *aModificationTime);
 

@@ -31,7 +31,8 @@ ZVOS_API int zvSemaphore_Wait(zvOSSemaphore *aSemaphore);
 ZVOS_API int zvSemaphore_TryWait(zvOSSemaphore *aSemaphore);
 
 // As zvSemaphore_Wait, for at most aDelay milliseconds by the time-of-day clock; a delay of 0
-// only looks. Returns zvSemaphore_Status_TimeOut (not logged) when the time is over.
+// only looks. Returns zvSemaphore_Status_TimeOut (not logged) when the time is over. With 32-bit times a wait
+// that ends after January 2038 goes by the monotonic clock.
 ZVOS_API int zvSemaphore_WaitTimeout(zvOSSemaphore *aSemaphore, uint32 aDelay);
 
 #endif

@@ -218,7 +218,7 @@ TEST_F(File, GetTimesFillsOnlyWhatIsAskedFor) {
   EXPECT_EQ(0, zvFile_GetTimes(thePath.c_str(), nullptr, &theTime, nullptr));
   EXPECT_EQ(2000, theTime.tv_sec);
   EXPECT_EQ(0, zvFile_GetTimes(thePath.c_str(), nullptr, nullptr, &theTime));
-  EXPECT_LT(2000, theTime.tv_sec);
+  EXPECT_LT(2000U, static_cast<uint32>(theTime.tv_sec));
   EXPECT_EQ(0, zvFile_GetTimes(thePath.c_str(), nullptr, nullptr, nullptr));
 }
 

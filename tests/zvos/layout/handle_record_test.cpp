@@ -290,7 +290,11 @@ TEST_P(HandleTest, DeleteOfAForeignRecordAssertsOnceAndGoesOn) {
 class HandleOperationTest : public HandleTest {
  protected:
   HandleOperationTest()
-      : mHeldMutex(zvMutex_New()), mWait("pthread_cond_wait", 0), mTimedWait("pthread_cond_timedwait", 0) {
+      : mHeldMutex(zvMutex_New()),
+        mTime("gettimeofday", 0, 0, -1),
+        mWait("pthread_cond_wait", 0),
+        mTimedWait("pthread_cond_timedwait", 0) {
+    mTime.Returning(0);
     mWait.Returning(0);
     mTimedWait.Returning(0);
     zvMutex_Lock(mHeldMutex);
@@ -303,7 +307,8 @@ class HandleOperationTest : public HandleTest {
   zvOSMutex *mHeldMutex;
 
  private:
-  // Conditions need not be signaled.
+  // Conditions need not be signaled, at whatever time.
+  Fault mTime;
   Fault mWait;
   Fault mTimedWait;
 };

@@ -224,6 +224,7 @@ TEST_F(ConditionTest, ThreadsHandWorkToEachOther) {
 
 // The bookkeeping around a wait, seen at the moment when the system is asked to wait.
 TEST_F(ConditionTest, AWaitClearsTheHoldsAndPutsThemAllBack) {
+  const TimeOfDay theTime(1000, 0);
   for (const char *theCall : {"pthread_cond_wait", "pthread_cond_timedwait"}) {
     zvMutex_Lock(mMutex);
     zvMutex_Lock(mMutex);
@@ -269,6 +270,7 @@ TEST_F(ConditionTest, AnInterruptedUntimedWaitIsNotRepeated) {
 }
 
 TEST_F(ConditionTest, AFailingTimedWaitIsLoggedAndPutsTheHoldBack) {
+  const TimeOfDay theTime(1000, 0);
   zvMutex_Lock(mMutex);
   Fault theFault("pthread_cond_timedwait", EPERM);
   EXPECT_EQ(zvCondition_Status_Error, zvCondition_WaitTimeout(mCondition, mMutex, kVeryLong));

@@ -55,6 +55,19 @@ class SemaphoreTest : public ::testing::Test {
   zvOSSemaphore *mSemaphore;
 };
 
+// Lets a wait read an early time, for which the system's wait has no stand-in.
+class EarlyClock {
+ public:
+  EarlyClock() : mFault("clock_gettime", 0) {
+    mFault.Returning(0).Doing([](const long long *anArguments) {
+      *zvtest::ArgumentAs<timespec>(anArguments[1]) = {1000, 0};
+    });
+  }
+
+ private:
+  Fault mFault;
+};
+
 #define EXPECT_DEADLINE(seconds, nanoseconds, deadline) \
   do {                                                  \
     const timespec theActual_ = (deadline);             \
@@ -218,6 +231,7 @@ TEST_F(SemaphoreTest, AFailingClockIsLoggedAndNothingIsWaitedFor) {
 }
 
 TEST_F(SemaphoreTest, AFailingTimedWaitIsLogged) {
+  const EarlyClock theClock;
   mLog.SpoilErrno(EDOM);
   Fault theFault("sem_timedwait", EINVAL);
   EXPECT_EQ(zvSemaphore_Status_Error, zvSemaphore_WaitTimeout(mSemaphore, 1));
@@ -225,6 +239,7 @@ TEST_F(SemaphoreTest, AFailingTimedWaitIsLogged) {
 }
 
 TEST_F(SemaphoreTest, AnInterruptedTimedWaitShowsErrnoAndIsNotRepeated) {
+  const EarlyClock theClock;
   const int theWaits = CallsOf("sem_timedwait");
   Fault theFault("sem_timedwait", EINTR);
   EXPECT_EQ(zvSemaphore_Status_Error, zvSemaphore_WaitTimeout(mSemaphore, kVeryLong));

@@ -72,9 +72,9 @@ class Event {
   void Report() { sem_post(&mSemaphore); }
   bool Wait(int aSeconds = 20) {
     timespec theDeadline;
-    clock_gettime(CLOCK_REALTIME, &theDeadline);
+    clock_gettime(CLOCK_MONOTONIC, &theDeadline);
     theDeadline.tv_sec += aSeconds;
-    while (sem_timedwait(&mSemaphore, &theDeadline) != 0) {
+    while (sem_clockwait(&mSemaphore, CLOCK_MONOTONIC, &theDeadline) != 0) {
       if (errno != EINTR) return false;
     }
     return true;

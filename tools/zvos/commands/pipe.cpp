@@ -6,6 +6,7 @@
 
 #include "commands/commands.h"
 #include "shared/descriptor.h"
+#include "shared/file_status.h"
 #include "shared/files.h"
 #include "shared/library_log.h"
 #include "shared/options.h"
@@ -189,9 +190,9 @@ int ConnectToPeer(const std::string &aName) {
 MaybeProblem OpenRegular(const std::string &aPath, Descriptor &aFile) {
   // A named pipe would be waited for, until somebody writes to it.
   aFile.Reset(open(aPath.c_str(), O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
-  struct stat theStatus = {};
-  if (!aFile.IsOpen() || fstat(aFile.Get(), &theStatus) != 0) return BadInput(strerror(errno));
-  if (!S_ISREG(theStatus.st_mode)) return BadInput(WhyNotRegular(theStatus.st_mode));
+  FileStatus theStatus = {};
+  if (!aFile.IsOpen() || !GetStatus(aFile.Get(), theStatus)) return BadInput(strerror(errno));
+  if (!S_ISREG(theStatus.mMode)) return BadInput(WhyNotRegular(theStatus.mMode));
   fcntl(aFile.Get(), F_SETFL, 0);
   return {};
 }

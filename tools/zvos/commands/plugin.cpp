@@ -4,6 +4,7 @@
 // `zvos plugin`: loads a shared object as the library loads plug-ins, and shows what is in it.
 
 #include "commands/commands.h"
+#include "shared/file_status.h"
 #include "shared/files.h"
 #include "shared/library_log.h"
 #include "shared/options.h"
@@ -16,7 +17,6 @@
 #include <zvOS/zvPlugin.h>
 
 #include <dlfcn.h>
-#include <sys/stat.h>
 
 #include <cstring>
 
@@ -41,10 +41,10 @@ std::string WhyNotLoaded(const std::string &aPath) {
 }
 
 bool IsSameFile(const std::string &aPath, const std::string &anOther) {
-  struct stat theStatus = {};
-  struct stat theOther = {};
-  return stat(aPath.c_str(), &theStatus) == 0 && stat(anOther.c_str(), &theOther) == 0 &&
-         theStatus.st_dev == theOther.st_dev && theStatus.st_ino == theOther.st_ino;
+  FileStatus theStatus = {};
+  FileStatus theOther = {};
+  return GetStatus(aPath, theStatus) && GetStatus(anOther, theOther) &&
+         theStatus.mDevice == theOther.mDevice && theStatus.mNode == theOther.mNode;
 }
 
 std::string FileOf(zvOSPluginSymbol aSymbol) {

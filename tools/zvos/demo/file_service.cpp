@@ -11,6 +11,7 @@
 #include "shared/checksum.h"
 #include "shared/child_process.h"
 #include "shared/clock.h"
+#include "shared/file_status.h"
 #include "shared/files.h"
 #include "shared/library_log.h"
 #include "shared/owners.h"
@@ -19,7 +20,6 @@
 #include <zvOS/zvSocketPolicy.h>
 
 #include <dirent.h>
-#include <ftw.h>
 #include <poll.h>
 #include <sys/wait.h>
 
@@ -52,7 +52,7 @@ class WorkingFolder {
     if (mkdtemp(&mPath[0]) == nullptr) mPath.clear();
   }
   ~WorkingFolder() {
-    if (!mPath.empty()) nftw(mPath.c_str(), Remove, 4, FTW_DEPTH | FTW_PHYS);
+    if (!mPath.empty()) RemoveFolder(mPath);
   }
   WorkingFolder(const WorkingFolder &) = delete;
   WorkingFolder &operator=(const WorkingFolder &) = delete;
@@ -62,8 +62,6 @@ class WorkingFolder {
   const std::string &Path() const { return mPath; }
 
  private:
-  static int Remove(const char *aPath, const struct stat *, int, struct FTW *) { return remove(aPath); }
-
   std::string mPath;
 };
 

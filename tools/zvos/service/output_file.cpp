@@ -3,6 +3,7 @@
 
 #include "service/output_file.h"
 
+#include "shared/file_status.h"
 #include "shared/files.h"
 #include "shared/owners.h"
 
@@ -32,16 +33,16 @@ OutputFile::~OutputFile() {
 }
 
 MaybeProblem OutputFile::WhyImpossible(const std::string &aPath) {
-  struct stat theStatus = {};
+  FileStatus theStatus = {};
   if (aPath.empty()) return BadInput(TextOf(aPath, "it has no name"));
   const bool afNamed = aPath.back() != '/';
-  if (afNamed && stat(aPath.c_str(), &theStatus) == -1) {
+  if (afNamed && !GetStatus(aPath, theStatus)) {
     if (errno == ENOENT) return {};
     return BadInput(TextOf(aPath, strerror(errno)));
   }
-  if (!afNamed || S_ISDIR(theStatus.st_mode)) return BadInput(TextOf(aPath, "it is a directory"));
+  if (!afNamed || S_ISDIR(theStatus.mMode)) return BadInput(TextOf(aPath, "it is a directory"));
   // Replacing a device, a pipe or the like would take it away from everybody.
-  if (!S_ISREG(theStatus.st_mode)) return BadInput(TextOf(aPath, "it is not a regular file"));
+  if (!S_ISREG(theStatus.mMode)) return BadInput(TextOf(aPath, "it is not a regular file"));
   return {};
 }
 

@@ -3,6 +3,7 @@
 
 #include "service/served_folder.h"
 
+#include "shared/file_status.h"
 #include "shared/text.h"
 
 #include <limits.h>
@@ -108,14 +109,14 @@ std::optional<Refusal> ServedFolder::OpenFile(const std::string &aName, ServedFi
   if (!RealPath(mFolder, theFolder) || !RealPath(theFound, thePath)) return Failed();
   if (thePath != theFolder && !IsBelow(thePath, theFolder)) return kLeadsOut;
 
-  struct stat theStatus = {};
-  if (fstat(theFound.Get(), &theStatus) == -1) return Failed();
-  if (S_ISDIR(theStatus.st_mode)) return Refusal{kWord_Missing, "is a directory"};
-  if (!S_ISREG(theStatus.st_mode)) return Refusal{kWord_Missing, "is not a regular file"};
+  FileStatus theStatus = {};
+  if (!GetStatus(theFound.Get(), theStatus)) return Failed();
+  if (S_ISDIR(theStatus.mMode)) return Refusal{kWord_Missing, "is a directory"};
+  if (!S_ISREG(theStatus.mMode)) return Refusal{kWord_Missing, "is not a regular file"};
 
   Descriptor theFile(open(PathInProc(theFound).c_str(), O_RDONLY | O_CLOEXEC));
   if (!theFile.IsOpen()) return Failed();
-  if (aFile.Take(theFile, static_cast<uint64>(theStatus.st_size), mDescriptorLimit)) return std::nullopt;
+  if (aFile.Take(theFile, theStatus.mSize, mDescriptorLimit)) return std::nullopt;
   return kTooManyFiles;
 }
 

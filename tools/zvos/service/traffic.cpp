@@ -4,6 +4,7 @@
 #include "service/traffic.h"
 
 #include "shared/descriptor.h"
+#include "shared/file_status.h"
 
 #include <zvLog/zvLogSettings.h>
 
@@ -19,8 +20,8 @@ MaybeProblem StartTrace() {
     zvLog_SetModuleLevel(theModule, kzvLogLevel_Debug);
   if (mkdir(kTrafficFolder, 0777) == 0) return {};
   const int theError = errno;
-  struct stat theStatus = {};
-  if (theError == EEXIST && stat(kTrafficFolder, &theStatus) == 0 && S_ISDIR(theStatus.st_mode)) return {};
+  FileStatus theStatus = {};
+  if (theError == EEXIST && GetStatus(kTrafficFolder, theStatus) && S_ISDIR(theStatus.mMode)) return {};
   return Problem(std::string("cannot make the folder '") + kTrafficFolder + "': " + strerror(theError));
 }
 

@@ -4,6 +4,7 @@
 #include "shared/files.h"
 
 #include "shared/descriptor.h"
+#include "shared/file_status.h"
 #include "shared/owners.h"
 #include "shared/terminal.h"
 #include "shared/text.h"
@@ -74,13 +75,13 @@ std::string OwnExecutable() {
 }
 
 MaybeProblem WhyUnreadable(const std::string &aPath) {
-  struct stat theStatus = {};
-  if (stat(aPath.c_str(), &theStatus) == -1) return BadInput(strerror(errno));
-  if (!S_ISREG(theStatus.st_mode)) return BadInput(WhyNotRegular(theStatus.st_mode));
+  FileStatus theStatus = {};
+  if (!GetStatus(aPath, theStatus)) return BadInput(strerror(errno));
+  if (!S_ISREG(theStatus.mMode)) return BadInput(WhyNotRegular(theStatus.mMode));
   if (aPath[0] != '/') return BadInput("the current folder is not known");
   // The library would open another file than the one named.
   if (Contains(aPath, "\\")) return BadInput("its path has a backslash, which the library takes for '/'");
-  return WhyNotReadable(aPath, theStatus.st_size > 0);
+  return WhyNotReadable(aPath, theStatus.mSize > 0);
 }
 
 MaybeProblem WhyNoFolder(const std::string &aPath) {
