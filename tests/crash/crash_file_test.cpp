@@ -81,7 +81,8 @@ TEST(CrashFile, TellsWhatHappenedToWhom) {
   EXPECT_THAT(ValueOf(theFile, "program"), EndsWith("/crash_child"));
   EXPECT_THAT(ValueOf(theFile, "command"), EndsWith("/crash_child segv "));
   EXPECT_EQ(std::to_string(theCrash.mChild.mPid), ValueOf(theFile, "process"));
-  EXPECT_EQ("[" + ValueOf(theFile, "thread") + "]", theCrash.mLog[0].mThread);
+  EXPECT_EQ("[" + ValueOf(theFile, "process") + ":" + ValueOf(theFile, "thread") + "]",
+            theCrash.mLog[0].mThread);
   EXPECT_EQ("11 SIGSEGV", ValueOf(theFile, "signal"));
   EXPECT_EQ("1 SEGV_MAPERR", ValueOf(theFile, "code"));
   EXPECT_EQ("0x10", ValueOf(theFile, "fault address"));
