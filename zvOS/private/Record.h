@@ -17,11 +17,18 @@
 #define ZVOS_CHECKED(operation, handle, magic)                                                    \
   (ZV_UNLIKELY((handle) == nullptr || (handle)->_mMagicNumber != (magic)) ? zvos::OutOfLine([=] { \
     ZVMAGICNUMBER_CHECK(handle, magic);                                                           \
-    return operation(handle);                                                                     \
+    return operation(zvos::AsGiven(handle));                                                      \
   })                                                                                              \
                                                                           : operation(handle))
 
 namespace zvos {
+
+// A handle that failed its check, of which nothing is concluded any more: it is used as it was given.
+template <typename Record>
+Record *AsGiven(Record *aHandle) {
+  __asm__("" : "+r"(aHandle));
+  return aHandle;
+}
 
 // A new record, or NULL when there is no memory. Its fields begin as their type says, system objects as what
 // their static initialiser makes, so that the record of a constructor that fails half-way can go through its
