@@ -248,7 +248,8 @@ void Change::ResetUnnamed() {
 __attribute__((constructor)) void ApplyEnvironment() {
   pthread_atfork(nullptr, nullptr, GoOnInChild);
   const char *theSettings = secure_getenv(kVariable);
-  if (theSettings == nullptr) return;
+  // Most programs run without, and shall not write to a page of memory to find that out.
+  if (theSettings == nullptr || *theSettings == '\0') return;
   sfLoading = true;
   zvLog_ApplySettings(theSettings);
   sfLoading = false;
