@@ -20,7 +20,8 @@ constexpr uint32 kRecordsPerLook = 1024;  // other processes may append, too
 
 std::atomic<uint32> sReopenRequests{0};
 
-bool IsHugeFile(int aDescriptor) {
+// It is no part of its callers, which need little stack otherwise; so is what makes room.
+__attribute__((noinline)) bool IsHugeFile(int aDescriptor) {
   struct stat theStatus;
   return fstat(aDescriptor, &theStatus) == 0 && zvlog::IsHuge(theStatus.st_size);
 }

@@ -9,10 +9,8 @@
 
 #include <fcntl.h>
 #include <poll.h>
-#include <pthread.h>
 #include <sys/resource.h>
 #include <sys/socket.h>
-#include <sys/stat.h>
 #include <sys/syscall.h>
 #include <sys/uio.h>
 #include <time.h>
@@ -29,18 +27,45 @@ using zvlog::Target;
 
 constexpr int kNoSignal = 0;
 
+// A set of signals as the kernel has it. Those of the C library are sixteen times as large, and a thread that
+// crashed may have little stack left.
+class SignalSet {
+ public:
+  static constexpr size_t kSize = 8;
+
+  SignalSet() = default;
+  explicit SignalSet(int aSignal) {
+    const unsigned theBit = static_cast<unsigned>(aSignal) - 1;
+    mWords[theBit / kWordBits] = 1UL << theBit % kWordBits;
+  }
+  bool Shares(const SignalSet &anOther) const {
+    for (size_t theIndex = 0; theIndex < kWords; ++theIndex) {
+      if ((mWords[theIndex] & anOther.mWords[theIndex]) != 0) return true;
+    }
+    return false;
+  }
+
+ private:
+  static constexpr unsigned kWordBits = 8 * sizeof(unsigned long);
+  static constexpr size_t kWords = kSize / sizeof(unsigned long);
+
+  unsigned long mWords[kWords] = {};
+};
+static_assert(sizeof(SignalSet) == SignalSet::kSize, "the kernel looks at it");
+
 // Keeps one signal from the thread while it lives, and takes away what a write has raised.
 class SignalGuard {
  public:
   explicit SignalGuard(int aSignal) : mSignal(aSignal) {
     if (mSignal == kNoSignal) return;
-    sigemptyset(&mSet);
-    sigaddset(&mSet, mSignal);
-    pthread_sigmask(SIG_BLOCK, &mSet, &mFormer);
+    const SignalSet theSet(mSignal);
+    syscall(SYS_rt_sigprocmask, SIG_BLOCK, &theSet, &mFormer, SignalSet::kSize);
     mfWasPending = IsPending();
   }
   ~SignalGuard() {
-    if (mSignal != kNoSignal) pthread_sigmask(SIG_SETMASK, &mFormer, nullptr);
+    if (mSignal != kNoSignal) {
+      syscall(SYS_rt_sigprocmask, SIG_SETMASK, &mFormer, nullptr, SignalSet::kSize);
+    }
   }
   SignalGuard(const SignalGuard &) = delete;
   SignalGuard &operator=(const SignalGuard &) = delete;
@@ -48,24 +73,26 @@ class SignalGuard {
   // After a write that failed as it does with the signal. A signal that waited before is left, once: one for
   // the process waits beside that of the write, which is for the thread and is taken first; one for
   // the thread was merged with it and is put back.
-  void TakeRaised() {
+  __attribute__((noinline)) void TakeRaised() const {
     if (mSignal == kNoSignal) return;
-    const timespec theNoTime = {};
+    const SignalSet theSet(mSignal);
+    const long theNoTime[2] = {};
     siginfo_t theInfo;
-    if (sigtimedwait(&mSet, &theInfo, &theNoTime) != mSignal || !mfWasPending || IsPending()) return;
+    if (syscall(SYS_rt_sigtimedwait, &theSet, &theInfo, theNoTime, SignalSet::kSize) != mSignal ||
+        !mfWasPending || IsPending())
+      return;
     syscall(SYS_rt_tgsigqueueinfo, getpid(), syscall(SYS_gettid), mSignal, &theInfo);
   }
 
  private:
   bool IsPending() const {
-    sigset_t theSet;
-    return sigpending(&theSet) == 0 && sigismember(&theSet, mSignal) == 1;
+    SignalSet theSet;
+    return syscall(SYS_rt_sigpending, &theSet, SignalSet::kSize) == 0 && theSet.Shares(SignalSet(mSignal));
   }
 
   const int mSignal;
   bool mfWasPending = false;
-  sigset_t mSet;
-  sigset_t mFormer;
+  SignalSet mFormer;
 };
 
 // Asked before each record: the limit may have been set at any time. The old call takes half the time of
@@ -142,6 +169,12 @@ ssize_t WriteOnce(const Target &aTarget, const char *aData, size_t aLength, bool
   return write(aTarget.mDescriptor, aData, aLength);
 }
 
+bool IsSocket(int aDescriptor) {
+  int theType;
+  socklen_t theSize = sizeof theType;
+  return getsockopt(aDescriptor, SOL_SOCKET, SO_TYPE, &theType, &theSize) == 0;
+}
+
 int64 MillisecondsNow() {
   timespec theTime = {};
   clock_gettime(CLOCK_MONOTONIC, &theTime);
@@ -161,11 +194,14 @@ Target Examine(int aDescriptor) {
     theTarget.mfHuge = IsHuge(thePosition);
     return theTarget;
   }
-  struct stat theStatus;
-  if (fstat(aDescriptor, &theStatus) != 0) return theTarget;
-  if (S_ISFIFO(theStatus.st_mode)) theTarget.mMedium = Medium::Pipe;
-  if (S_ISSOCK(theStatus.st_mode)) theTarget.mMedium = Medium::Socket;
-  if (S_ISCHR(theStatus.st_mode) && isatty(aDescriptor)) theTarget.mMedium = Medium::Terminal;
+  // The C library's fstat needs half a KiB of stack, which a thread that crashed may not have.
+  if (fcntl(aDescriptor, F_GETPIPE_SZ) >= 0) {
+    theTarget.mMedium = Medium::Pipe;
+  } else if (IsSocket(aDescriptor)) {
+    theTarget.mMedium = Medium::Socket;
+  } else if (isatty(aDescriptor)) {
+    theTarget.mMedium = Medium::Terminal;
+  }
   return theTarget;
 }
 

@@ -84,7 +84,7 @@ void WritePlace(zvlog::LineWriter *aWriter, const zvlog::FinishedRecord &aRecord
 
 namespace zvlog {
 
-size_t WriteLineHeader(const FinishedRecord &aRecord, char (&aBuffer)[kHeaderRoom]) {
+size_t WriteLineHeader(const FinishedRecord &aRecord, char *aBuffer) {
   LineWriter theWriter(aBuffer, kHeaderRoom);
   WriteTime(&theWriter, aRecord.mTime);
   theWriter.Char(' ');
@@ -94,7 +94,7 @@ size_t WriteLineHeader(const FinishedRecord &aRecord, char (&aBuffer)[kHeaderRoo
   return theWriter.Length();
 }
 
-size_t WriteSyslogHeader(const FinishedRecord &aRecord, char (&aBuffer)[kHeaderRoom]) {
+size_t WriteSyslogHeader(const FinishedRecord &aRecord, char *aBuffer) {
   LineWriter theWriter(aBuffer, kHeaderRoom);
   theWriter.Char('<');
   theWriter.Number(static_cast<uint32>(SyslogPriority(aRecord.mData.mLevel)));

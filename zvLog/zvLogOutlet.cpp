@@ -70,12 +70,13 @@ int Outlet::TellLosses(const Target &aTarget, const FinishedRecord &aRecord, Pat
 }
 
 int Outlet::WriteRecord(const Target &aTarget, const FinishedRecord &aRecord, Patience *aPatience) {
-  char theHeader[kHeaderRoom];
   const bool afMessage = aTarget.mAddress != nullptr;
+  // How long a header is is known when it is written; on a stack of a thread that crashed is no room for it.
+  char *theHeader = aRecord.mText - kHeaderRoom;
   const size_t theHeaderLength =
       afMessage ? WriteSyslogHeader(aRecord, theHeader) : WriteLineHeader(aRecord, theHeader);
   char *theBegin = aRecord.mText - theHeaderLength;
-  memcpy(theBegin, theHeader, theHeaderLength);
+  memmove(theBegin, theHeader, theHeaderLength);
   const size_t theLength = theHeaderLength + aRecord.mLength;
   if (afMessage) return WriteHarmlessly(aTarget, theBegin, theLength - 1, aPatience).mError;  // it is no line
 

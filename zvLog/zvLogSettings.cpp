@@ -7,6 +7,7 @@
 
 #include <zvLog/zvLogSettings.h>
 
+#include "private/ForkSafeLock.h"
 #include "private/HarmlessWrite.h"
 #include "private/Levels.h"
 #include "private/ModuleNames.h"
@@ -15,8 +16,6 @@
 #include "private/SettingsText.h"
 #include "private/SinkText.h"
 
-#include <pthread.h>
-#include <time.h>
 #include <unistd.h>
 #include <atomic>
 #include <cerrno>
@@ -36,8 +35,8 @@ constexpr char kCutMark[] = "...";
 constexpr zvLogLevel kDefaultLevel = kzvLogLevel_Warning;
 
 // One list is applied at a time: it may change both levels and sinks, and others might change them in the
-// other order. Not a mutex, which could not be given back in a child by another thread than its owner.
-std::atomic<bool> sfApplying{false};
+// other order.
+zvlog::ForkSafeLock sApplying;
 // What the settings have chosen goes back to its default when they no longer name it.
 bool sfSinksChosen = false;
 bool sfAssertChosen = false;
@@ -45,18 +44,10 @@ std::atomic<bool> sfReloadRequested{false};
 // While the library is loaded the program cannot have named its modules yet.
 bool sfLoading = false;
 
-void GoOnInChild() {
-  sfApplying.store(false);
-}
-
 class ApplyingLock {
  public:
-  ApplyingLock() {
-    const timespec theMoment = {0, 1000000};
-    while (sfApplying.exchange(true, std::memory_order_acquire))
-      nanosleep(&theMoment, nullptr);
-  }
-  ~ApplyingLock() { sfApplying.store(false, std::memory_order_release); }
+  ApplyingLock() { sApplying.Acquire(); }
+  ~ApplyingLock() { sApplying.Release(); }
   ApplyingLock(const ApplyingLock &) = delete;
   ApplyingLock &operator=(const ApplyingLock &) = delete;
 };
@@ -246,9 +237,9 @@ void Change::ResetUnnamed() {
 }
 
 __attribute__((constructor)) void ApplyEnvironment() {
-  pthread_atfork(nullptr, nullptr, GoOnInChild);
   const char *theSettings = secure_getenv(kVariable);
-  if (theSettings == nullptr) return;
+  // Most programs run without, and shall not write to a page of memory to find that out.
+  if (theSettings == nullptr || *theSettings == '\0') return;
   sfLoading = true;
   zvLog_ApplySettings(theSettings);
   sfLoading = false;

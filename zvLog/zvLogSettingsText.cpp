@@ -79,7 +79,7 @@ SettingsFile ReadSettingsFile(const char *aPath) {
     case ReadResult::TooLarge:
       return kTooLarge;
     case ReadResult::Failed:
-      return kUnreadable;
+      return errno == EISDIR ? kNoFile : kUnreadable;
     case ReadResult::Read:
       break;
   }

@@ -4,17 +4,17 @@
 // The sinks that are in use together.
 //
 // A process may be forked while another thread changes them. What the child then has is sound, because each
-// step of a change is a single store; only the lock has to be given back.
+// step of a change is a single store.
 
 #include "private/SinkSet.h"
 
+#include "private/ForkSafeLock.h"
 #include "private/SinkFunction.h"
 #include "private/SinkText.h"
 
 #include <zvLog/zvLogSettings.h>
 
 #include <pthread.h>
-#include <time.h>
 #include <cerrno>
 #include <cstdlib>
 
@@ -30,18 +30,7 @@ SinkSet sStandardError = {1, {{SinkKind::StandardError, zvlog::kEveryLevel, null
 SinkSet sNone = {0, {}, &sStandardError};
 SinkSet *sSets = &sNone;
 
-// Changes are rare and short; a mutex could not be given back in a child by another thread than its owner.
-std::atomic<bool> sfChanging{false};
-
-void LockChanges() {
-  const timespec theMoment = {0, 1000000};
-  while (sfChanging.exchange(true, std::memory_order_acquire))
-    nanosleep(&theMoment, nullptr);
-}
-
-void UnlockChanges() {
-  sfChanging.store(false, std::memory_order_release);
-}
+zvlog::ForkSafeLock sChanging;
 
 bool operator==(const Sink &aFirst, const Sink &aSecond) {
   return aFirst.mKind == aSecond.mKind && aFirst.mHighestLevel == aSecond.mHighestLevel &&
@@ -83,7 +72,6 @@ bool Uses(const SinkSet &aSet, const FileChannel *aChannel) {
 }
 
 void GoOnInChild() {
-  UnlockChanges();
   for (FileChannel &theChannel : zvlog::gFileChannels)
     theChannel.ForgetOtherThreads();
 }
@@ -106,12 +94,12 @@ std::atomic<const SinkSet *> gSinkSet{&sStandardError};
 
 SinkChange::SinkChange(Former aFormer) {
   pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, &mCancelState);
-  LockChanges();
+  sChanging.Acquire();
   if (aFormer == Former::Kept) mSet = *gSinkSet.load();
 }
 
 SinkChange::~SinkChange() {
-  UnlockChanges();
+  sChanging.Release();
   pthread_setcancelstate(mCancelState, nullptr);
 }
 

@@ -58,7 +58,7 @@ TEST(Environment, LevelForANameHoldsWhenTheProgramGivesThatName) {
 }
 
 TEST(Environment, LevelForWhatCanBeNoNameIsReported) {
-  const Ending theEnding = RunProbe({}, {"ZVLOG=none,a b=debug,70000=info"});
+  const Ending theEnding = RunProbe({}, {"ZVLOG=none,\"a b=debug\",70000=info"});
   EXPECT_EQ(
       "zvLog: bad setting 'a b=debug': 'a b' is no module, neither a known name nor a number up to 65535\n"
       "zvLog: bad setting '70000=info': '70000' is no module, neither a known name nor a number up to "

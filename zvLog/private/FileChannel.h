@@ -28,7 +28,8 @@ class FileChannel {
   bool Take(int aFile, const FilePlace *aPlace);
   int OpenAgain();
   bool ReopenIfRequested();
-  bool MakeRoom(int aDescriptor, const FilePlace &aPlace, const FinishedRecord &aRecord);
+  __attribute__((noinline)) bool MakeRoom(int aDescriptor, const FilePlace &aPlace,
+                                          const FinishedRecord &aRecord);
   Target TargetOf(int aDescriptor);
   LastingDescriptor *Descriptor();
 

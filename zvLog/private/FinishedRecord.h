@@ -27,8 +27,8 @@ struct FinishedRecord {
 };
 
 // Write what stands in front of the text, for lines and for messages of the system log, which adds the
-// time itself; give the length.
-size_t WriteLineHeader(const FinishedRecord &aRecord, char (&aBuffer)[kHeaderRoom]);
-size_t WriteSyslogHeader(const FinishedRecord &aRecord, char (&aBuffer)[kHeaderRoom]);
+// time itself, into a buffer of kHeaderRoom bytes; give the length.
+size_t WriteLineHeader(const FinishedRecord &aRecord, char *aBuffer);
+size_t WriteSyslogHeader(const FinishedRecord &aRecord, char *aBuffer);
 
 }  // namespace zvlog

@@ -17,7 +17,8 @@ namespace zvlog {
 
 class ForkSafeLock {
  public:
-  void Acquire() {
+  // One copy of each is enough: nothing about changes of settings is urgent.
+  __attribute__((noinline)) void Acquire() {
     const uint32 theOwn = ProcessMark();
     uint32 theHolder = kNobody;
     while (!mHolder.compare_exchange_weak(theHolder, theOwn, std::memory_order_acquire)) {
@@ -30,7 +31,7 @@ class ForkSafeLock {
     }
   }
 
-  void Release() {
+  __attribute__((noinline)) void Release() {
     const uint32 theHolder = mHolder.exchange(kNobody, std::memory_order_release);
     if ((theHolder & kAwaited) != 0) syscall(SYS_futex, &mHolder, FUTEX_WAKE_PRIVATE, INT_MAX);
   }

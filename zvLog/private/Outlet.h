@@ -24,7 +24,9 @@ class Outlet {
   void Forget();
 
  private:
-  int TellLosses(const Target &aTarget, const FinishedRecord &aRecord, Patience *aPatience);
+  // It is no part of its caller, which needs little stack otherwise.
+  __attribute__((noinline)) int TellLosses(const Target &aTarget, const FinishedRecord &aRecord,
+                                           Patience *aPatience);
   int WriteRecord(const Target &aTarget, const FinishedRecord &aRecord, Patience *aPatience);
   int EndTornLine(const Target &aTarget, Patience *aPatience);
 
