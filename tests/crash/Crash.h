@@ -13,6 +13,13 @@
 // Functions that shall be recognised in a trace.
 #define CRASH_VISIBLE extern "C" __attribute__((visibility("default"), noinline))
 
+// A function that depends on an option of the compiler; where it has no such attribute, on the program's own.
+#if defined(__clang__)
+#define CRASH_OPTIMIZED(option)
+#else
+#define CRASH_OPTIMIZED(option) __attribute__((optimize(option)))
+#endif
+
 #if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
 #define CRASH_OWN_ALLOCATOR 0  // the sanitizer has one itself
 #else

@@ -22,7 +22,7 @@ namespace {
 constexpr int kShortestSoundTrace = 6;
 
 // Sanitizers shall leave the signals to the library.
-const char kSanitizerOptions[] =
+[[maybe_unused]] const char kSanitizerOptions[] =
     "handle_segv=0:handle_sigfpe=0:handle_sigbus=0:handle_sigill=0:handle_abort=0:allow_user_segv_handler=1:"
     "detect_leaks=0:use_sigaltstack=0:report_bugs=0";
 

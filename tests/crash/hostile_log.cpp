@@ -24,7 +24,7 @@ void (*volatile sOnRecord)(const char *);
     pause();
 }
 
-void Append(const char *aFormat, va_list anArguments) {
+__attribute__((format(printf, 1, 0))) void Append(const char *aFormat, va_list anArguments) {
   if (sLog == crash::Log::kHangInAppend) Hang();
   if (sLog == crash::Log::kFaultInAppend) FaultByReading();
   if (sLog == crash::Log::kAbortInAppend) abort();

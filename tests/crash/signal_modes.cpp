@@ -154,8 +154,7 @@ void HandlerInTheDrain() {
 struct sigaction sPassedOn;
 
 // By a jump: the handler below finds its arguments where the system has put them for this one.
-__attribute__((optimize("optimize-sibling-calls"))) void PassOn(int aSignal, siginfo_t *anInfo,
-                                                                void *aContext) {
+CRASH_OPTIMIZED("optimize-sibling-calls") void PassOn(int aSignal, siginfo_t *anInfo, void *aContext) {
   sPassedOn.sa_sigaction(aSignal, anInfo, aContext);
 }
 

@@ -117,7 +117,7 @@ CRASH_VISIBLE CRASH_UNCHECKED void CallStray(void *) {
 // --- a ruined stack -----------------------------------------------------------------------------
 
 // Overwrites its own return address and crashes.
-CRASH_VISIBLE CRASH_UNCHECKED __attribute__((optimize("no-stack-protector"))) void SmashTheStack() {
+CRASH_VISIBLE CRASH_UNCHECKED CRASH_OPTIMIZED("no-stack-protector") void SmashTheStack() {
   volatile uintptr_t theLocals[4];
   volatile uintptr_t *const theFrame = static_cast<uintptr_t *>(__builtin_dwarf_cfa());
   volatile uintptr_t *thePlace = theLocals;

@@ -199,6 +199,15 @@ TEST(CrashCommand, FindsTheModulesThemselvesByNameBelowAFolder) {
                     HasSubstr("    lines from " + theDevice.File("builds/some/where/crash_child"))));
 }
 
+// ThreadSanitizer's library, which is installed, has lines of its own to show.
+void ExpectNoLine(const ChildResult &aResult) {
+#if defined(__SANITIZE_THREAD__)
+  EXPECT_THAT(aResult.mOutput, Not(HasSubstr(" at tests/")));
+#else
+  EXPECT_EQ(1, aResult.mStatus);
+#endif
+}
+
 TEST(CrashCommand, RefusesWhatIsOfAnotherBuild) {
   Device theDevice;
   const std::string theReport = theDevice.Crash("segv");
@@ -206,7 +215,7 @@ TEST(CrashCommand, RefusesWhatIsOfAnotherBuild) {
   fs::create_directories(theDevice.File("builds"));
   fs::copy_file(BuiltProgram("zvos"), theDevice.File("builds/crash_child"));
   const ChildResult theResult = Zvos({"crash", theReport, "--debug", theDevice.File("builds")});
-  EXPECT_EQ(1, theResult.mStatus);
+  ExpectNoLine(theResult);
   EXPECT_THAT(theResult.mOutput, AllOf(HasSubstr("    REFUSED, another build: " +
                                                  theDevice.File("builds/crash_child") + " has the build id "),
                                        HasSubstr("    MISSING, not found among:\n"),
@@ -232,7 +241,7 @@ TEST(CrashCommand, SaysWhereItHasLooked) {
   theDevice.Remove();
   const TempFolder theFolder;
   const ChildResult theResult = Zvos({"crash", theReport, "--debug", theFolder.Path()});
-  EXPECT_EQ(1, theResult.mStatus);
+  ExpectNoLine(theResult);
   EXPECT_THAT(theResult.mOutput, AllOf(HasSubstr("\n      " + theFolder.Path() + "/" + theId + "\n"),
                                        HasSubstr("\n      /usr/lib/debug/" + theId + "\n")));
 }

@@ -158,7 +158,7 @@ TEST_P(PipeDescriptorTest, OneByteThatIs0CarriesTheDescriptor) {
 
     char theData[8] = "xxxxxxx";
     iovec theVector = {theData, sizeof theData};
-    cmsghdr theControl[8] = {};
+    alignas(cmsghdr) char theControl[8 * sizeof(cmsghdr)] = {};
     msghdr theMessage = {};
     theMessage.msg_iov = &theVector;
     theMessage.msg_iovlen = 1;
