@@ -16,6 +16,9 @@ class Format : public LogTest {
  protected:
   CaughtStandardError mError;
 
+// The formats are in the tests, where no compiler looks at them: some are wrong on purpose.
+#pragma GCC diagnostic push
+#pragma GCC diagnostic ignored "-Wformat-nonliteral"
   void ExpectAsPrintf(const char *aFormat, ...) {
     va_list theArguments;
     va_start(theArguments, aFormat);
@@ -32,6 +35,7 @@ class Format : public LogTest {
     ASSERT_EQ(1u, theWrites.size());
     EXPECT_EQ(theExpected, Parse(theWrites[0]).mText) << "of '" << aFormat << "'";
   }
+#pragma GCC diagnostic pop
 };
 
 TEST_F(Format, OfIntegersIsThatOfPrintf) {

@@ -205,7 +205,7 @@ TEST_F(Nesting, ChildForkedInsideOfRecordsEndsThemWhateverOtherThreadsHeld) {
 
 void LogEverything() {
   zvLogData *theOuter = zvLog_Begin(kzvLogLevel_Error, 0);
-  zvLog_Append_F("%s %d %u %p %lu", "outer", -1, 2u, nullptr, 3ul);
+  zvLog_Append_F("%s %d %u %p %lu", "outer", -1, 2u, static_cast<void *>(nullptr), 3ul);
   Log(kzvLogLevel_Error, 0, "inner");
   zvLog_Append_F("%01500d", 7);
   _zvAssert("false", "x.c", 1);
@@ -240,7 +240,7 @@ void LogTwoLinesAndExit(int aSignal) {
   zvLog_Append_F("Received fatal signal: %d\n", aSignal);
   zvLog_End(theData);
   theData = zvLog_Begin(kzvLogLevel_Error, 0);
-  zvLog_Append_F("%02d: %s(%s+0x%lx) [%p]\n", 1, "lib", "function", 18ul, nullptr);
+  zvLog_Append_F("%02d: %s(%s+0x%lx) [%p]\n", 1, "lib", "function", 18ul, static_cast<void *>(nullptr));
   zvLog_End(theData);
   _exit(0);
 }
