@@ -8,6 +8,7 @@
 #include "Child.h"
 #include "Interposed.h"
 #include "LogTest.h"
+#include "TrapFlag.h"
 
 #include <semaphore.h>
 #include <sys/mman.h>
@@ -252,29 +253,6 @@ int gSteps = 0;
 void LogStep(int) {
   ++gSteps;
   LogInHandler(7, "step", gSteps);
-}
-
-// The trap flag of the processor raises a signal after every instruction.
-void SetTrapFlag(bool afSet) {
-  unsigned long theFlags;
-#ifdef __x86_64__
-  // Beyond the red zone.
-  __asm__ volatile("lea -128(%%rsp), %%rsp; pushfq; popq %0; lea 128(%%rsp), %%rsp"
-                   : "=r"(theFlags)
-                   :
-                   : "memory");
-#else
-  __asm__ volatile("pushfl; popl %0" : "=r"(theFlags) : : "memory");
-#endif
-  theFlags = afSet ? theFlags | 0x100UL : theFlags & ~0x100UL;
-#ifdef __x86_64__
-  __asm__ volatile("lea -128(%%rsp), %%rsp; pushq %0; popfq; lea 128(%%rsp), %%rsp"
-                   :
-                   : "r"(theFlags)
-                   : "memory", "cc");
-#else
-  __asm__ volatile("pushl %0; popfl" : : "r"(theFlags) : "memory", "cc");
-#endif
 }
 
 TEST_F(CrashedThread, MayBeInterruptedAtEveryInstructionOfARecord) {

@@ -4,6 +4,7 @@
 // Changes of several levels, which programs make by settings: they take force in one moment.
 
 #include "Child.h"
+#include "TrapFlag.h"
 
 #include <gtest/gtest.h>
 
@@ -207,27 +208,6 @@ void LookAtLevels(int) {
   if (!afFirst) ++gOld;
   // The debug level of two modules comes with a global level that has no warnings.
   if (afFirst != afSecond || afFirst == afGlobal || (afFirst && !afCeiling)) ++gMixed;
-}
-
-void SetTrapFlag(bool afSet) {
-  unsigned long theFlags;
-#ifdef __x86_64__
-  __asm__ volatile("lea -128(%%rsp), %%rsp; pushfq; popq %0; lea 128(%%rsp), %%rsp"
-                   : "=r"(theFlags)
-                   :
-                   : "memory");
-#else
-  __asm__ volatile("pushfl; popl %0" : "=r"(theFlags) : : "memory");
-#endif
-  theFlags = afSet ? theFlags | 0x100UL : theFlags & ~0x100UL;
-#ifdef __x86_64__
-  __asm__ volatile("lea -128(%%rsp), %%rsp; pushq %0; popfq; lea 128(%%rsp), %%rsp"
-                   :
-                   : "r"(theFlags)
-                   : "memory", "cc");
-#else
-  __asm__ volatile("pushl %0; popfl" : : "r"(theFlags) : "memory", "cc");
-#endif
 }
 
 void ChangeWithHandlerAtEveryInstruction(bool afForth) {
