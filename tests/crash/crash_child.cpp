@@ -100,14 +100,7 @@ void crash::InstallOwnHandler() {
 
 namespace {
 
-using crash::Allocator;
-using crash::Exit;
-using crash::InstallHandlers;
-using crash::Log;
-using crash::Mode;
-using crash::NewWorker;
-using crash::RunInWorker;
-using crash::sArgument;
+using namespace crash;
 
 // --- where to crash -----------------------------------------------------------------------------
 

@@ -18,8 +18,7 @@
 
 namespace {
 
-using crash::Exit;
-using crash::RunInWorker;
+using namespace crash;
 
 enum class Call { kSound, kHangs, kFaults };
 Call sEnvironmentCall = Call::kSound;

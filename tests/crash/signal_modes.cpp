@@ -22,15 +22,7 @@
 
 namespace {
 
-using crash::Exit;
-using crash::InstallHandlers;
-using crash::InstallOwnHandler;
-using crash::PrepareOther;
-using crash::RunInWorker;
-using crash::SleepFor;
-using crash::StartWorker;
-using crash::Tell;
-using crash::Time;
+using namespace crash;
 
 // The report waits for its log to drain once the signal has its default action.
 void AwaitDrain(int aSignal) {

@@ -32,10 +32,7 @@ CRASH_VISIBLE void CallsTheCaller(void *);
 
 namespace {
 
-using crash::Exit;
-using crash::RunInWorker;
-using crash::sArgument;
-using crash::Tell;
+using namespace crash;
 
 volatile int sSink;
 

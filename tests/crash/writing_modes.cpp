@@ -14,15 +14,7 @@
 
 namespace {
 
-using crash::Exit;
-using crash::InstallHandlers;
-using crash::InstallOwnHandler;
-using crash::PrepareOther;
-using crash::RunInWorker;
-using crash::SleepFor;
-using crash::StartWorker;
-using crash::Tell;
-using crash::Time;
+using namespace crash;
 
 // What happens during the first record whose text begins so.
 const char *sMoment;
