@@ -120,8 +120,9 @@ void SameSignalInTheDrain() {
   FaultInTheDrain(OtherSegv, 1000);
 }
 
+// Late enough for the first one's fault to repeat before its own.
 void OtherSignalInTheDrain() {
-  FaultInTheDrain(OtherFpe, 0);
+  FaultInTheDrain(OtherFpe, 500);
 }
 
 // The only thread: the signal has nobody else to go to.
