@@ -51,9 +51,14 @@ void SameSignalWithTheTrace() {
   CrashAndMeanwhile(kTraceBegins, LetOtherFault);
 }
 
+// The second report takes long enough for the first one's fault to repeat before that of the second.
 void OtherSignalWithTheTrace() {
   PrepareOther(OtherFpe);
-  CrashAndMeanwhile(kTraceBegins, LetOtherFault);
+  CrashAndMeanwhile(kTraceBegins, [] {
+    sMoment = kTraceBegins;
+    sMeanwhile = [] { SleepFor(500); };
+    LetOtherFault();
+  });
 }
 
 void RaiseFpe(void *) {
