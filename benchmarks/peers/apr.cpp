@@ -46,11 +46,7 @@ struct Lock {
 
 Entry LockPair(const Arena &) {
   auto theLock = std::make_shared<Lock>();
-  return {Repeat([theMutex = theLock->mMutex] {
-            const int theFailures = apr_thread_mutex_lock(theMutex);
-            return theFailures | apr_thread_mutex_unlock(theMutex);
-          }),
-          theLock};
+  return {RepeatPair<apr_thread_mutex_lock, apr_thread_mutex_unlock>(theLock->mMutex), theLock};
 }
 
 // A pool for each thread, as the pools of APR want it: they grow until they are destroyed.

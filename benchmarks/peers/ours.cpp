@@ -22,21 +22,13 @@ namespace {
 Entry LockPair(const Arena &) {
   std::shared_ptr<zvOSMutex> theMutex(zvMutex_New(), zvMutex_Delete);
   if (theMutex == nullptr) Fail("zvMutex_New failed");
-  return {Repeat([theLock = theMutex.get()] {
-            const int theFailures = zvMutex_Lock(theLock);
-            return theFailures | zvMutex_Unlock(theLock);
-          }),
-          theMutex};
+  return {RepeatPair<zvMutex_Lock, zvMutex_Unlock>(theMutex.get()), theMutex};
 }
 
 Entry SemaphorePair(const Arena &) {
   std::shared_ptr<zvOSSemaphore> theSemaphore(zvSemaphore_New(0), zvSemaphore_Delete);
   if (theSemaphore == nullptr) Fail("zvSemaphore_New failed");
-  return {Repeat([theGate = theSemaphore.get()] {
-            const int theFailures = zvSemaphore_Post(theGate);
-            return theFailures | zvSemaphore_Wait(theGate);
-          }),
-          theSemaphore};
+  return {RepeatPair<zvSemaphore_Post, zvSemaphore_Wait>(theSemaphore.get()), theSemaphore};
 }
 
 Entry ThreadLife(const Arena &) {
