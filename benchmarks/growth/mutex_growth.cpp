@@ -34,12 +34,20 @@ int LockAndUnlock(const OurMutex &aMutex) {
   return theFailures | zvMutex_Unlock(aMutex.mMutex);
 }
 
-// Thread i takes mutex i, or the only one.
+// One for each thread or one for all, made one after the other and with nothing in between.
 template <typename Mutex>
-Loop Locking(const std::shared_ptr<std::vector<std::unique_ptr<Mutex>>> &someMutexes, uint32 aThreads) {
-  return [=](uint32 aCount) {
+struct Mutexes {
+  explicit Mutexes(uint32 aCount) : mCount(aCount), mMutexes(new Mutex[aCount]) {}
+
+  const uint32 mCount;
+  const std::unique_ptr<Mutex[]> mMutexes;
+};
+
+template <typename Mutex>
+Loop Locking(uint32 aMutexes, uint32 aThreads) {
+  return [=, theMutexes = std::make_shared<Mutexes<Mutex>>(aMutexes)](uint32 aCount) {
     RunThreads(aThreads, [&](uint32 aThread) {
-      Mutex &theMutex = *(*someMutexes)[aThread < someMutexes->size() ? aThread : 0];
+      Mutex &theMutex = theMutexes->mMutexes[aThread < theMutexes->mCount ? aThread : 0];
       int theFailures = 0;
       for (uint32 i = 0; i < aCount; ++i)
         theFailures |= LockAndUnlock(theMutex);
@@ -48,19 +56,11 @@ Loop Locking(const std::shared_ptr<std::vector<std::unique_ptr<Mutex>>> &someMut
   };
 }
 
-template <typename Mutex>
-std::shared_ptr<std::vector<std::unique_ptr<Mutex>>> Mutexes(uint32 aCount) {
-  auto theMutexes = std::make_shared<std::vector<std::unique_ptr<Mutex>>>();
-  for (uint32 i = 0; i < aCount; ++i)
-    theMutexes->push_back(std::make_unique<Mutex>());
-  return theMutexes;
-}
-
 template <bool kfShared>
 std::optional<Trial> LockingInThreads(uint32 aThreads) {
   const uint32 theCount = kfShared ? 1 : aThreads;
-  return Trial{Locking(Mutexes<BareMutex>(theCount), aThreads),
-               Locking(Mutexes<OurMutex>(theCount), aThreads),
+  return Trial{Locking<BareMutex>(theCount, aThreads),
+               Locking<OurMutex>(theCount, aThreads),
                static_cast<double>(aThreads),
                {},
                {}};
