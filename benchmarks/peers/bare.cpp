@@ -71,10 +71,6 @@ class Wake {
   int mPipe[2];
 };
 
-Entry WakeOneself(const Arena &) {
-  return Play(std::make_shared<Wake>(), &Wake::Turn);
-}
-
 struct Transfer {
   const TcpPair mPair;
   char mBuffer[kTransferSize] = {};
@@ -85,15 +81,11 @@ struct Transfer {
   }
 };
 
-Entry SendAndReceive(const Arena &) {
-  return Play(std::make_shared<Transfer>(), &Transfer::Turn);
-}
-
 struct File {
   const int mFile;
   char mBuffer[kReadSize];
 
-  explicit File(const char *aPath) : mFile(open(aPath, O_RDONLY | O_CLOEXEC)) {
+  explicit File(const Arena &anArena) : mFile(open(anArena.mFile, O_RDONLY | O_CLOEXEC)) {
     if (mFile < 0) Fail("cannot open the file");
   }
   ~File() { close(mFile); }
@@ -105,10 +97,6 @@ struct File {
     return read(mFile, mBuffer, kReadSize) != int{kReadSize};
   }
 };
-
-Entry SeekAndRead(const Arena &anArena) {
-  return Play(std::make_shared<File>(anArena.mFile), &File::Turn);
-}
 
 Entry Walk(const Arena &anArena) {
   return {Repeat([thePath = anArena.mFolder] {
@@ -149,6 +137,6 @@ TcpPair::~TcpPair() {
 }
 
 const Contestant kBare = {
-    "bare", "", {LockPair, SemaphorePair, ThreadLife, WakeOneself, SendAndReceive, SeekAndRead, Walk}};
+    "bare", "", {LockPair, SemaphorePair, ThreadLife, Play<Wake>, Play<Transfer>, Play<File>, Walk}};
 
 }  // namespace zvbench

@@ -76,10 +76,6 @@ class Wake {
   int mTurns = 0;
 };
 
-Entry WakeOneself(const Arena &) {
-  return Play(std::make_shared<Wake>(), &Wake::Turn);
-}
-
 Entry Walk(const Arena &anArena) {
   return {Repeat([thePath = anArena.mFolder] {
             uv_fs_t theRequest;
@@ -97,6 +93,6 @@ Entry Walk(const Arena &anArena) {
 }  // namespace
 
 const Contestant kLibuv = {
-    "libuv", "libuv.so.1", {LockPair, SemaphorePair, ThreadLife, WakeOneself, nullptr, nullptr, Walk}};
+    "libuv", "libuv.so.1", {LockPair, SemaphorePair, ThreadLife, Play<Wake>, nullptr, nullptr, Walk}};
 
 }  // namespace zvbench
