@@ -306,7 +306,7 @@ void CrashFile::Open() {
 
 void CrashFile::Close() {
   if (IsOpen()) close(mDescriptor);
-  mDescriptor = -1;
+  mDescriptor = 0;
 }
 
 void CrashFile::Add(const char *aFormat, ...) {
