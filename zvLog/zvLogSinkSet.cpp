@@ -9,6 +9,7 @@
 #include "private/SinkSet.h"
 
 #include "private/ForkSafeLock.h"
+#include "private/Repeats.h"
 #include "private/SinkFunction.h"
 #include "private/SinkText.h"
 
@@ -31,6 +32,8 @@ SinkSet sNone = {0, {}, &sStandardError};
 SinkSet *sSets = &sNone;
 
 zvlog::ForkSafeLock sChanging;
+
+constexpr int kLast = 101;  // of all destructors
 
 bool operator==(const Sink &aFirst, const Sink &aSecond) {
   return aFirst.mKind == aSecond.mKind && aFirst.mHighestLevel == aSecond.mHighestLevel &&
@@ -74,14 +77,17 @@ bool Uses(const SinkSet &aSet, const FileChannel *aChannel) {
 void GoOnInChild() {
   for (FileChannel &theChannel : zvlog::gFileChannels)
     theChannel.ForgetOtherThreads();
+  zvlog::ForgetOtherCallers();
+  zvlog::ForgetRepeats();
 }
 
 __attribute__((constructor)) void GoOnInChildren() {
   pthread_atfork(nullptr, nullptr, GoOnInChild);
 }
 
-// When the library is unloaded. At the end of a process others may still log: they open again.
-__attribute__((destructor)) void CloseDescriptors() {
+// When the library is unloaded, after the last record. At the end of a process others may still log: they
+// open again.
+__attribute__((destructor(kLast))) void CloseDescriptors() {
   for (zvlog::LastingDescriptor &theDescriptor : zvlog::gDescriptors)
     theDescriptor.Close();
 }

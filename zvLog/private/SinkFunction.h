@@ -15,4 +15,7 @@ bool CallSinkFunction(const FinishedRecord &aRecord);
 // may change them.
 void RemoveSinkFunction();
 
+// In a child: the other threads are not in it.
+void ForgetOtherCallers();
+
 }  // namespace zvlog

@@ -16,6 +16,7 @@
  *   to=file:<path>     appends to a file
  *   to=syslog          the system log; to=syslog:<path> for a socket other than /dev/log
  *   assert=abort       a failed assertion ends the process; assert=return does not, the default
+ *   repeat=<number>    of the same record in a row not more than that in a second; 0 is all, the default
  *   config=<path>      reads further settings from a file, in place of this one
  *
  * Several sinks are named by several settings; those of a list take the place of all former ones
@@ -27,6 +28,10 @@
  * on. The record that would not fit goes to a new file, and the former one becomes <path>.1, or with
  * max=4M*3 one of <path>.1 to <path>.3. Several processes may append to the same file. A path that
  * leads through a link at its end is not renamed, and grows.
+ *
+ * Same records in a row, those of one level, module, place and text, can be limited: with repeat=5, from
+ * the sixth in a second on they go to no sink. The next other one, the same in another second, a change of
+ * this setting and the end of the program bring the count of those, at their level.
  *
  * A file of settings (config=) is one list, in which "#" begins a comment where a setting could begin.
  * It is an ordinary file of at most 1 MiB and names no other.
@@ -168,7 +173,7 @@ ZVLOG_API int zvLog_ApplySettings(const char *aSettings);
 
 /* Applies ZVLOG anew, with the file that it names: for a program that is told to read its
  * configuration again. Levels that are named nowhere any more go back to their defaults, all in one
- * step, and so do sinks and the end of failed assertions where settings chose them before. The
+ * step, and so do sinks, repeats and the end of failed assertions where settings chose them before. The
  * program's function stays. 1 when all settings were good, otherwise 0. The environment is read as by
  * getenv: no other thread may change it meanwhile. */
 ZVLOG_API int zvLog_ReloadSettings(void);
