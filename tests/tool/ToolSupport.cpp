@@ -147,7 +147,7 @@ void RemoveTraceFile(const std::string &anOutput) {
   RemoveCrashFiles(atoi(anOutput.c_str() + thePlace + sizeof("/tmp/backtrace_") - 1));
 }
 
-bool HasLineReader() {
+std::string LineReader() {
 #if defined(__arm__)
   constexpr const char *kPrograms[] = {"eu-addr2line", "arm-linux-gnueabihf-addr2line"};
 #else
@@ -155,10 +155,11 @@ bool HasLineReader() {
 #endif
   for (const char *theProgram : kPrograms) {
     for (const char *theFolder : {"/usr/bin/", "/usr/local/bin/"}) {
-      if (access((std::string(theFolder) + theProgram).c_str(), X_OK) == 0) return true;
+      std::string thePath = std::string(theFolder) + theProgram;
+      if (access(thePath.c_str(), X_OK) == 0) return thePath;
     }
   }
-  return false;
+  return "";
 }
 
 void ExpectOutcome(const ChildResult &aResult, int aStatus, const std::string &anOutput,

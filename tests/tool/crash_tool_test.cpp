@@ -5,13 +5,16 @@
 // library are stripped when they crash, and gone when the report is read.
 
 #include "ToolSupport.h"
+#include "support/LateClock.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <fcntl.h>
 #include <unistd.h>
 
 #include <csignal>
+#include <cstring>
 #include <filesystem>
 #include <sstream>
 
@@ -119,8 +122,14 @@ std::string LineOf(const std::string &aFile, const std::string &aText, const std
   return "";
 }
 
+// Gives a file a time that 32 bits do not hold.
+void MakeLate(const fs::path &aFile) {
+  const WideTime theTimes[2] = {{k2105, 0}, {k2105, 0}};
+  EXPECT_EQ(0, syscall(kUTimeNSAt64, AT_FDCWD, aFile.c_str(), theTimes, 0)) << strerror(errno);
+}
+
 #define NEEDS_LINE_READER() \
-  if (!HasLineReader()) GTEST_SKIP() << "no addr2line is installed"
+  if (LineReader().empty()) GTEST_SKIP() << "no addr2line is installed"
 
 struct Way {
   const char *mName;
@@ -197,6 +206,27 @@ TEST(CrashCommand, FindsTheModulesThemselvesByNameBelowAFolder) {
   EXPECT_THAT(theResult.mOutput,
               AllOf(HasSubstr("FaultByWriting at tests/crash/crashes.cpp:"),
                     HasSubstr("    lines from " + theDevice.File("builds/some/where/crash_child"))));
+}
+
+// The debug information, and the program that reads lines, were written after January 2038.
+TEST(CrashCommand, FindsLateFiles) {
+  NEEDS_LINE_READER();
+  if (!kfNarrowTime) GTEST_SKIP() << "time_t has 64 bits here: no time is late";
+  Device theDevice;
+  const std::string theReport = theDevice.Crash("segv");
+  theDevice.Remove();
+  for (const auto &theFile : fs::recursive_directory_iterator(theDevice.DebugFolder())) {
+    if (theFile.is_regular_file()) MakeLate(theFile.path());
+  }
+  const TempFolder theFolder;
+  const std::string theReader = fs::path(LineReader()).filename();
+  WriteWholeFile(theFolder.File(theReader), "#!/bin/sh\nexec " + LineReader() + " \"$@\"\n");
+  fs::permissions(theFolder.File(theReader), fs::perms::owner_all);
+  MakeLate(theFolder.File(theReader));
+  const ChildResult theResult =
+      Zvos({"crash", theReport, "--debug", theDevice.DebugFolder()}, {"PATH=" + theFolder.Path()});
+  EXPECT_EQ(0, theResult.mStatus);
+  EXPECT_THAT(theResult.mOutput, HasSubstr("FaultByWriting at tests/crash/crashes.cpp:"));
 }
 
 // ThreadSanitizer's library, which is installed, has lines of its own to show.
