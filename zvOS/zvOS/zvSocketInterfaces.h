@@ -43,9 +43,10 @@ ZVOS_API int zvSocketIsInterfaceMatching(zvSocketPolicy *aSocketPolicy, struct i
 /// the count is 0, no list is made and the list variables are left as they are: set them to NULL before the
 /// call and release them after it whatever the count.
 /// @param aSocketPolicy the policy; NULL restricts nothing
-/// @param anIPList a new list of addresses is stored here, which the caller releases with free(); may be NULL
-/// @param aMaskList a new list of net masks, likewise
-/// @param aMaskedIPList a new list of addresses of networks, likewise
+/// @param anIPList a new list of addresses in network byte order is stored here, which the caller releases
+///   with free(); may be NULL
+/// @param aMaskList a new list of net masks in network byte order, likewise
+/// @param aMaskedIPList a new list of addresses of networks in network byte order, likewise
 /// @param anInterfaceNameList a new list of names, likewise; the caller releases each name with free() before
 ///   the list
 /// @param afIncludeLocalhost non-zero: loopback is listed, too
@@ -57,9 +58,10 @@ ZVOS_API int zvSocketGetInterfacesInfos(zvSocketPolicy *aSocketPolicy, uint32 **
 /// Lists address, net mask and masked address of the interfaces to use: zvSocketGetInterfacesInfos without
 /// names.
 /// @param aSocketPolicy the policy; NULL restricts nothing
-/// @param anIPList a new list of addresses is stored here, which the caller releases with free(); may be NULL
-/// @param aMaskList a new list of net masks, likewise
-/// @param aMaskedIPList a new list of addresses of networks, likewise
+/// @param anIPList a new list of addresses in network byte order is stored here, which the caller releases
+///   with free(); may be NULL
+/// @param aMaskList a new list of net masks in network byte order, likewise
+/// @param aMaskedIPList a new list of addresses of networks in network byte order, likewise
 /// @param afIncludeLocalhost non-zero: loopback is listed, too
 /// @return the count of entries of each list; 0 as by zvSocketGetInterfacesInfos
 ZVOS_API int zvSocketGetIPAddressListAndMask(zvSocketPolicy *aSocketPolicy, uint32 **anIPList,
@@ -68,7 +70,8 @@ ZVOS_API int zvSocketGetIPAddressListAndMask(zvSocketPolicy *aSocketPolicy, uint
 
 /// Lists the addresses of the interfaces to use.
 /// @param aSocketPolicy the policy; NULL restricts nothing
-/// @param anIPList a new list of addresses is stored here, which the caller releases with free()
+/// @param anIPList a new list of addresses in network byte order is stored here, which the caller releases
+///   with free()
 /// @param afIncludeLocalhost non-zero: loopback is listed, too
 /// @return the count; 0 as by zvSocketGetInterfacesInfos
 ZVOS_API int zvSocketGetIPAddressList(zvSocketPolicy *aSocketPolicy, uint32 **anIPList,
@@ -76,8 +79,8 @@ ZVOS_API int zvSocketGetIPAddressList(zvSocketPolicy *aSocketPolicy, uint32 **an
 
 /// A list of 127.0.0.1 alone, whatever the policy.
 /// @param aSocketPolicy not looked at
-/// @param anIPList a new list is stored here, which the caller releases with free(); NULL when there is no
-///   memory
+/// @param anIPList a new list, its address in network byte order, is stored here, which the caller releases
+///   with free(); NULL when there is no memory
 /// @return 1, also when there is no memory
 ZVOS_API int zvSocketGetLocalHostIPAddressList(zvSocketPolicy *aSocketPolicy, uint32 **anIPList);
 
