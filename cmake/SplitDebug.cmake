@@ -5,6 +5,7 @@
 #   ZV_STEP strip    strips the installed programs and libraries, and links them to their debug information
 #   ZV_STEP debug    installs that, each file under its build id
 #
+# ZV_ARCHIVES names installed archives, which lose theirs: no build id leads from a program to it.
 # ZV_FILES names the files as they were built, each followed by the folder that it is installed to. The debug
 # information is always split from what was built, so that both steps have the same, in whatever order they come.
 
@@ -45,4 +46,10 @@ while(ZV_FILES)
   list(POP_FRONT ZV_FILES file folder)
   zv_split(${file} ${folder})
 endwhile()
+if(ZV_STEP STREQUAL "strip")
+  foreach(archive IN LISTS ZV_ARCHIVES)
+    get_filename_component(archive ${archive} ABSOLUTE BASE_DIR ${CMAKE_INSTALL_PREFIX})
+    zv_run(${ZV_OBJCOPY} --strip-debug --enable-deterministic-archives $ENV{DESTDIR}${archive})
+  endforeach()
+endif()
 cmake_policy(POP)

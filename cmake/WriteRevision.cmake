@@ -3,8 +3,8 @@
 #
 # Writes the assembler source of the revision stamp, only when its text changes.
 #
-# Git is believed only about a work tree of our own: a source archive unpacked inside another
-# repository has no revision.
+# Git is believed only about a work tree of our own, not where a source archive was unpacked inside another
+# repository. Such an archive has a file REVISION, with what git said when it was made.
 
 function(ask_git variable)
   # The folder may belong to somebody else, as it does under sudo.
@@ -32,11 +32,18 @@ if(GIT_FOUND)
   endif()
 endif()
 
+set(label "${NAME}/branches/${branch}")
+if(NOT count AND EXISTS ${SOURCE_DIR}/REVISION)
+  file(STRINGS ${SOURCE_DIR}/REVISION lines)
+  list(GET lines 0 count)
+  list(GET lines 1 label)
+endif()
+
 if("${REVISION}" STREQUAL "")
   set(REVISION ${count})
 endif()
 if("${LABEL}" STREQUAL "")
-  set(LABEL "${NAME}/branches/${branch}")
+  set(LABEL ${label})
 endif()
 
 # "%progbits" is understood by the ARM assembler too, where '@' begins a comment.

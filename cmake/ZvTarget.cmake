@@ -6,6 +6,7 @@
 # zv_target(<target>)          warnings, hardening, sanitizers, reproducible paths, revision stamp
 # zv_library(<target>)         the same for a shared library of the product: hidden names,
 #                              direct binding of its own calls, no C++ run-time library
+# zv_static_library(<target> <library>)  an archive of the sources of such a library, for programs that contain it
 
 set(ZV_SANITIZERS "" CACHE STRING "Comma-separated sanitizers: address,undefined or thread")
 
@@ -67,7 +68,8 @@ else()
 endif()
 
 function(zv_target target)
-  target_link_libraries(${target} PRIVATE zv_options)
+  # Who links an installed archive knows nothing of these.
+  target_link_libraries(${target} PRIVATE $<BUILD_INTERFACE:zv_options>)
   set_target_properties(${target} PROPERTIES CXX_EXTENSIONS OFF C_EXTENSIONS OFF
     POSITION_INDEPENDENT_CODE ON)
   get_target_property(type ${target} TYPE)
@@ -79,19 +81,37 @@ function(zv_target target)
   endif()
 endfunction()
 
+set(ZV_NO_CXX_RUNTIME
+  $<$<COMPILE_LANGUAGE:CXX>:-fno-exceptions>
+  $<$<COMPILE_LANGUAGE:CXX>:-fno-rtti>
+  $<$<COMPILE_LANGUAGE:CXX>:-fno-threadsafe-statics>)
+
 function(zv_library target)
   zv_target(${target})
   set_target_properties(${target} PROPERTIES
     VERSION ${PROJECT_VERSION}
     SOVERSION ${PROJECT_VERSION_MAJOR}
     # The C compiler driver links, so that no C++ run-time library comes along.
-    LINKER_LANGUAGE C
-    INSTALL_RPATH "$ORIGIN")
+    LINKER_LANGUAGE C)
   target_compile_options(${target} PRIVATE
-    $<$<COMPILE_LANGUAGE:CXX>:-fno-exceptions>
-    $<$<COMPILE_LANGUAGE:CXX>:-fno-rtti>
-    $<$<COMPILE_LANGUAGE:CXX>:-fno-threadsafe-statics>
+    ${ZV_NO_CXX_RUNTIME}
     -fno-semantic-interposition
     -fno-plt)
   target_link_options(${target} PRIVATE LINKER:-Bsymbolic-functions LINKER:-z,defs -static-libgcc)
+endfunction()
+
+# Called in the folder of the library, whose sources have properties there. Position-independent like everything
+# here: it may become part of a shared library. It has no revision stamp; what it becomes part of has its own.
+function(zv_static_library target library)
+  get_target_property(sources ${library} SOURCES)
+  get_target_property(headers ${library} HEADER_DIRS)
+  list(FILTER sources EXCLUDE REGEX "TARGET_OBJECTS")
+  add_library(${target} STATIC ${sources})
+  zv_target(${target})
+  set_target_properties(${target} PROPERTIES OUTPUT_NAME ${library} EXPORT_NAME ${library}Static)
+  target_compile_options(${target} PRIVATE ${ZV_NO_CXX_RUNTIME})
+  target_include_directories(${target}
+    PRIVATE ${CMAKE_CURRENT_SOURCE_DIR}
+    INTERFACE $<BUILD_INTERFACE:${headers}> $<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}>)
+  add_library(${library}::${library}Static ALIAS ${target})
 endfunction()

@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # Builds and installs the library in ways that the presets do not, each in a folder of its own.
 #
-#   check_variants.sh subproject|nameless|named|program CMAKE BUILD_FOLDER SOURCE_FOLDER TOOLCHAIN_FILE C_COMPILER
+#   check_variants.sh subproject|nameless|named|program|static CMAKE BUILD_FOLDER SOURCE_FOLDER TOOLCHAIN_FILE C_COMPILER
 #     C_FLAGS READELF EMULATOR...
 #
 # SPDX-FileCopyrightText: 2026 the libzvOS authors
@@ -68,6 +68,57 @@ TEXT
   program)
     "$cmake" --install "$build" --prefix "$work/root" >/dev/null
     own="$source/tests/provider/small_provider.c"
+    ;;
+  # As part of the program, from a folder that it was moved to after the installation.
+  static)
+    configure "$source" -DCMAKE_INSTALL_PREFIX=/usr -DZVOS_STATIC=ON -DZVOS_BUILD_TESTS=OFF
+    "$cmake" --build "$work/build" >/dev/null
+
+    # The loader searches these folders by itself; elsewhere the libraries find each other.
+    DESTDIR="$work/system" "$cmake" --install "$work/build" >/dev/null
+    [ "$(find "$work/system" -name '*.pc' | wc -l)" = 2 ] || fail "not installed to DESTDIR"
+    while read -r file; do
+      ! "$readelf" -d "$file" | grep -E 'R(UN)?PATH' || fail "$file says where to search for libraries"
+    done < <(find "$work/system/usr" -name 'lib*.so.*.*' -o -name zvos -type f -perm -100)
+    # What is removed is what was installed, with the folders that nobody else uses.
+    install -D /dev/null "$work/system/usr/include/zvOS/of_somebody_else.h"
+    DESTDIR="$work/system" "$cmake" --build "$work/build" --target uninstall >/dev/null
+    left=$(cd "$work/system/usr" && find . -mindepth 2 | sort | paste -sd' ')
+    [ "$left" = "./include/zvOS ./include/zvOS/of_somebody_else.h" ] || fail "uninstalling leaves $left"
+    ! "$cmake" --build "$work/build" --target uninstall >/dev/null 2>&1 || fail "what is not there can be removed"
+
+    "$cmake" --install "$work/build" --prefix "$work/first" >/dev/null
+    mv "$work/first" "$work/root"
+    ! grep -rqF "$work" "$work"/root/lib/cmake "$work"/root/lib/pkgconfig || fail "the packages name a folder"
+    "$readelf" -d "$work/root/lib/libzvOS.so" | grep -q 'RUNPATH.*\[\$ORIGIN\]' || fail "libzvOS finds no libzvLog"
+    ! "$readelf" -d "$work/root/lib/libzvLog.so" | grep -q RUNPATH || fail "libzvLog, which needs nothing, searches"
+    "${emulator[@]}" "$work/root/bin/zvos" --version >/dev/null || fail "the program does not find the libraries"
+
+    # Wholly static, the shared libraries being there; then only this library, by either package.
+    export PKG_CONFIG_PATH=$work/root/lib/pkgconfig
+    user=$source/tests/provider/use_provider.c
+    # shellcheck disable=SC2046,SC2086
+    "$compiler" $flags -static "$user" $(pkg-config --static --cflags --libs zvOS) -o "$work/whole" 2>"$work/warnings" ||
+      fail "no wholly static program:" "$(cat "$work/warnings")"
+    # shellcheck disable=SC2046,SC2086
+    "$compiler" $flags "$user" $(pkg-config --cflags --libs zvOS-static) -o "$work/part"
+    cat >"$work/CMakeLists.txt" <<TEXT
+cmake_minimum_required(VERSION 3.25)
+project(using LANGUAGES C)
+find_package(zvOS 1.0 REQUIRED)
+add_executable(user $user)
+target_link_libraries(user PRIVATE zvOS::zvOSStatic)
+TEXT
+    "$cmake" -S "$work" -B "$work/using" -G Ninja -DCMAKE_TOOLCHAIN_FILE="$toolchain" \
+      -DCMAKE_PREFIX_PATH="$work/root" -DCMAKE_FIND_ROOT_PATH_MODE_PACKAGE=BOTH >/dev/null
+    "$cmake" --build "$work/using" >/dev/null
+    for program in "$work/whole" "$work/part" "$work/using/user"; do
+      ! "$readelf" -d "$program" | grep -qE 'NEEDED.*(zv|stdc)' || fail "$program needs more than the C library"
+      said=$("${emulator[@]}" "$program" 2>&1 >/dev/null) || fail "$program does not work:" "$said"
+      grep -q 'zvOSMutex: unlock failed because not held by caller' <<<"$said" || fail "$program logs:" "$said"
+    done
+    echo "programs contain the library, and what was installed can be removed"
+    exit 0
     ;;
 esac
 

@@ -33,9 +33,9 @@
  * `max=4M*3` one of `<path>.1` to `<path>.3`. Several processes may append to the same file. A path that
  * leads through a link at its end is not renamed, and grows.
  *
- * Same records in a row, those of one level, module, place and text, can be limited: with `repeat=5`, from the
- * sixth in a second on they go to no sink. The next other one, the same in another second, a change of this
- * setting and the end of the program bring the count of those, at their level.
+ * Same records in a row, those of one level, module, place and text, can be limited: with `repeat=5`, from
+ * the sixth in a second on they go to no sink. The next other one, the same in another second, a change of
+ * this setting and the end of the program bring the count of those, at their level.
  *
  * A file of settings (`config=`) is one list, in which "#" begins a comment where a setting could begin. It
  * is an ordinary file of at most 1 MiB and names no other.
@@ -214,13 +214,9 @@ ZVLOG_API void zvLog_SetAssertAborts(int afAborts);
  * @return 1 when all were good, otherwise 0 */
 ZVLOG_API int zvLog_ApplySettings(const char *aSettings);
 
- * Same records in a row, those of one level, module, place and text, can be limited: with `repeat=5`, from the
- * sixth in a second on they go to no sink. The next other one, the same in another second, a change of this
- * setting and the end of the program bring the count of those, at their level.
- *
 /** Applies ZVLOG anew, with the file that it names: for a program that is told to read its configuration
- * again. Levels that are named nowhere any more go back to their defaults, all in one step, and so do sinks
- * and the end of failed assertions where settings chose them before. The program's function stays.
+ * again. Levels that are named nowhere any more go back to their defaults, all in one step, and so do sinks,
+ * repeats and the end of failed assertions where settings chose them before. The program's function stays.
  * @return 1 when all settings were good, otherwise 0
  * @threads any, while no other thread changes the environment, which is read as by getenv()
  * @since 1.1.0 */
