@@ -31,4 +31,10 @@
 #include <zvOS/cpp/Sync.hpp>
 #include <zvOS/cpp/Thread.hpp>
 
+// What owns nothing is called as it is; texts that it returns go into a zv::Text.
+#include <zvOS/zvDebug.h>
+#include <zvOS/zvDir.h>
+#include <zvOS/zvPath.h>
+#include <zvOS/zvPlatform.h>
+
 #endif

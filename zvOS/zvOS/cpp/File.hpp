@@ -52,14 +52,8 @@ class File : public DescriptorOwner<detail::CloseFile> {
   Result<void> Seek(zvFileOffset anOffset, zvFileSeekMode aMode = zvFileSeekMode_Begin) {
     return detail::ResultOf(zvFile_Seek(Handle(), anOffset, aMode));
   }
-  Result<zvFileOffset> Tell() const {
-    zvFileOffset thePosition = 0;
-    return OffsetOr(zvFile_Tell(Handle(), &thePosition), thePosition);
-  }
-  Result<zvFileOffset> GetSize() const {
-    zvFileOffset theSize = 0;
-    return OffsetOr(zvFile_GetSize(Handle(), &theSize), theSize);
-  }
+  Result<zvFileOffset> Tell() const { return OffsetBy(zvFile_Tell); }
+  Result<zvFileOffset> GetSize() const { return OffsetBy(zvFile_GetSize); }
 
   // Cuts or extends the file and moves to its new end. The flat function calls most successes failures, and
   // logs them as such; what has become of the file decides here.
@@ -87,9 +81,12 @@ class File : public DescriptorOwner<detail::CloseFile> {
   zvFileFD Handle() const { return detail::FileHandle(Descriptor()); }
 
  private:
-  static Result<zvFileOffset> OffsetOr(int aStatus, zvFileOffset anOffset) {
-    if (aStatus != 0) return Error::Last(aStatus);
-    return anOffset;
+  template <typename Call>
+  Result<zvFileOffset> OffsetBy(Call aCall) const {
+    zvFileOffset theOffset = 0;
+    const int theStatus = aCall(Handle(), &theOffset);
+    if (theStatus != 0) return Error::Last(theStatus);
+    return theOffset;
   }
 };
 

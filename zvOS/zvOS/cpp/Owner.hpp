@@ -91,6 +91,10 @@ class Text : public Owner<char, std::free> {
 template <typename Element>
 class List {
  public:
+  using value_type = Element;
+  using const_iterator = const Element *;
+  using iterator = const_iterator;
+
   List() = default;
   List(Element *someElements, int aCount) : mElements(someElements), mCount(static_cast<size_t>(aCount)) {}
 

@@ -72,8 +72,8 @@ class Address {
   Text AsText() const {
     const uint32 theBytes = zvSocket_ntohl(IPAddress());
     const auto theByte = [=](int aShift) { return static_cast<unsigned>(theBytes >> aShift & 0xFF); };
-    return Text(
-        zv_mnprintf("%u.%u.%u.%u:%u", theByte(24), theByte(16), theByte(8), theByte(0), static_cast<unsigned>(Port())));
+    return Text(zv_mnprintf("%u.%u.%u.%u:%u", theByte(24), theByte(16), theByte(8), theByte(0),
+                            static_cast<unsigned>(Port())));
   }
 
   friend bool operator==(const Address &anAddress, const Address &anOther) {

@@ -79,6 +79,8 @@ class Thread : private Owner<zvOSThread, zvThread_Delete> {
  private:
   template <typename Callable>
   struct Task {
+    static_assert(std::is_invocable_v<Callable &>, "a thread runs what can be called without arguments");
+
     Callable mCallable;
 
     template <typename Given>
