@@ -153,7 +153,7 @@ TEST(CppThread, HasTheStackAskedFor) {
       512 * 1024);
   ASSERT_TRUE(theThread);
   theThread->join();
-  EXPECT_EQ(512u * 1024, theSize);
+  EXPECT_GE(theSize, 512u * 1024);  // sanitizers take some more
 }
 
 TEST(CppThread, CanBeHandedToTheFlatInterface) {
