@@ -211,7 +211,7 @@ TEST(CppSocketDatagrams, ComeWithTheirSender) {
   EXPECT_TRUE(theSender->MulticastSetTTL(2));
   EXPECT_TRUE(theSender->MulticastSetLoop(false));
   // User-mode emulation does not know the option.
-  if (!IsEmulated()) EXPECT_TRUE(theSender->SetMulticast(zv::Address::Loopback().IPAddress()));
+  EXPECT_TRUE(theSender->SetMulticast(zv::Address::Loopback().IPAddress()) || IsEmulated());
   EXPECT_EQ(EINVAL, theSender->MulticastAdd("192.0.2.1", 0).error().Errno());
   EXPECT_FALSE(theSender->MulticastDrop("239.1.2.3", 0));
 }
