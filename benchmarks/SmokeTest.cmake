@@ -5,7 +5,7 @@
 #   cmake -DPROGRAM=... -DFOLDER=... -DFILTER=... -DROW=... -DPICTURE=... -DPAGE=... -P SmokeTest.cmake
 # FILTER chooses the rows. One of them is to stand in the comma-separated values as ROW, in the picture as PICTURE
 # and in the page as PAGE.
-# The regular expressions write NUMBER for a number with a fraction.
+# The regular expressions write NUMBER for a number, with or without a fraction.
 
 get_filename_component(name ${PROGRAM} NAME)
 foreach(kind csv svg md)
@@ -18,7 +18,7 @@ if(NOT result EQUAL 0)
   message(FATAL_ERROR "${name} ended with ${result}\n${output}${error}")
 endif()
 foreach(expression ROW PAGE)
-  string(REPLACE "NUMBER" "-?[0-9]+[.][0-9]+" ${expression} "${${expression}}")
+  string(REPLACE "NUMBER" "-?[0-9]+[.]?[0-9]*" ${expression} "${${expression}}")
 endforeach()
 
 function(expect_one expression file)

@@ -54,6 +54,20 @@ std::string Curve(const char *aClass, const std::vector<GrowthPoint> &aPoints, d
   return Format("<polyline class=\"%s\" points=\"%s\"/>\n", aClass, thePlaces.c_str()) + theDots;
 }
 
+// What the time is for, and the least and the most memory that was told.
+std::string NoteOf(const GrowthResult &aResult) {
+  std::string theNote = std::string("time ") + aResult.mRow.mPart;
+  uint64 theLeast = UINT64_MAX;
+  uint64 theMost = 0;
+  for (const GrowthPoint &thePoint : aResult.mPoints) {
+    if (!thePoint.mMemory) return theNote;
+    theLeast = std::min(theLeast, *thePoint.mMemory);
+    theMost = std::max(theMost, *thePoint.mMemory);
+  }
+  return theNote + Format("; %s: %.0f to %.0f KiB", aResult.mRow.mMemory,
+                          static_cast<double>(theLeast) / 1024, static_cast<double>(theMost) / 1024);
+}
+
 std::string DrawPanel(const GrowthResult &aResult, double aLeft, double aTop) {
   const std::vector<GrowthPoint> &thePoints = aResult.mPoints;
   double theLow = thePoints.front().mOurs;
@@ -68,7 +82,7 @@ std::string DrawPanel(const GrowthResult &aResult, double aLeft, double aTop) {
   const LogScale theTimes(theLow, theHigh, 1.6, theBottom, aTop + kTop);
 
   std::string theText = TextAt("title", aLeft + 10, aTop + 18, aResult.mRow.mName) +
-                        TextAt("note", aLeft + 10, aTop + 34, std::string("time ") + aResult.mRow.mPart);
+                        TextAt("note", aLeft + 10, aTop + 34, NoteOf(aResult));
   for (double theDecade = 1e-3; theDecade < 1e12; theDecade *= 10) {
     for (const double theStep : {1.0, 2.0, 5.0}) {
       const double theValue = theDecade * theStep;

@@ -138,15 +138,15 @@ std::string MakeGrowthCsv(const Facts &aFacts, const std::vector<GrowthResult> &
 
 // Ours and what it is divided by, and the memory in KiB: bytes are for programs to read.
 std::string MakeGrowthMarkdown(const Facts &aFacts, const std::vector<GrowthResult> &aResults) {
-  std::string theText =
-      FactsAsSentence(aFacts) + "\n" +
-      MarkdownHead({"operation", "size", "time", "bare", "ours", "ratio", "quartiles of ours", "memory"});
+  std::string theText = FactsAsSentence(aFacts) + "\n" +
+                        MarkdownHead({"operation", "what grows", "size", "time", "bare", "ours", "ratio",
+                                      "quartiles of ours", "memory"});
   for (const GrowthResult &theResult : aResults) {
     const GrowthRow &theRow = theResult.mRow;
     for (const GrowthPoint &thePoint : theResult.mPoints) {
       const bool afBare = thePoint.mBare > 0;
       theText += MarkdownRow(
-          {theRow.mName, std::to_string(thePoint.mSize) + " " + theRow.mSize, theRow.mPart,
+          {theRow.mName, theRow.mSize, std::to_string(thePoint.mSize), theRow.mPart,
            afBare ? TimeText(thePoint.mBare) : "-", TimeText(thePoint.mOurs),
            afBare ? Format("%.3f", thePoint.mOurs / thePoint.mBare) : "-",
            TimeText(thePoint.mLowerQuartile) + " to " + TimeText(thePoint.mUpperQuartile),

@@ -22,6 +22,7 @@ struct Cost {
 constexpr char kBuild[] = ZV_BUILD;
 std::string PublishedBuild();  // empty where nothing is published
 std::optional<long> Published(const std::string &aWhat);
+std::vector<Cost> AllPublished();
 
 // Behind one call that nobody counts.
 Steps StepsOf(const HotPath &aPath, Stage &aStage);

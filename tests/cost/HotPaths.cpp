@@ -20,27 +20,19 @@ namespace {
 constexpr char kContext[] = "cost";
 constexpr int kLength = 64;
 
-void Lock(Stage &aStage) {
-  aStage.Expect(zvMutex_Lock(aStage.mMutex) == 0);
+// Calls of one object that return 0.
+template <auto kFunction, auto kObject>
+void Call(Stage &aStage) {
+  aStage.Expect(kFunction(aStage.*kObject) == 0);
 }
-void Unlock(Stage &aStage) {
-  aStage.Expect(zvMutex_Unlock(aStage.mMutex) == 0);
-}
-void Enter(Stage &aStage) {
-  aStage.Expect(zvCriticalSection_Enter(aStage.mSection) == 0);
-}
-void Leave(Stage &aStage) {
-  aStage.Expect(zvCriticalSection_Leave(aStage.mSection) == 0);
-}
-void Post(Stage &aStage) {
-  aStage.Expect(zvSemaphore_Post(aStage.mSemaphore) == 0);
-}
-void Wait(Stage &aStage) {
-  aStage.Expect(zvSemaphore_Wait(aStage.mSemaphore) == 0);
-}
-void Signal(Stage &aStage) {
-  aStage.Expect(zvCondition_Signal(aStage.mCondition) == 0);
-}
+
+constexpr auto kLock = Call<zvMutex_Lock, &Stage::mMutex>;
+constexpr auto kUnlock = Call<zvMutex_Unlock, &Stage::mMutex>;
+constexpr auto kEnter = Call<zvCriticalSection_Enter, &Stage::mSection>;
+constexpr auto kLeave = Call<zvCriticalSection_Leave, &Stage::mSection>;
+constexpr auto kPost = Call<zvSemaphore_Post, &Stage::mSemaphore>;
+constexpr auto kWait = Call<zvSemaphore_Wait, &Stage::mSemaphore>;
+constexpr auto kSignal = Call<zvCondition_Signal, &Stage::mCondition>;
 
 void Send(Stage &aStage) {
   aStage.Expect(zvSocketSend_Debug(aStage.mSender, aStage.mBytes.data(), kLength, 0, kContext) == kLength);
@@ -132,13 +124,13 @@ Stage::~Stage() {
 
 const std::vector<HotPath> &HotPaths() {
   static const std::vector<HotPath> kPaths = {
-      {"zvMutex_Lock", nullptr, Lock, Unlock},
-      {"zvMutex_Unlock", Lock, Unlock, nullptr},
-      {"zvCriticalSection_Enter", nullptr, Enter, Leave},
-      {"zvCriticalSection_Leave", Enter, Leave, nullptr},
-      {"zvSemaphore_Post", Wait, Post, nullptr},
-      {"zvSemaphore_Wait", nullptr, Wait, Post},
-      {"zvCondition_Signal", nullptr, Signal, nullptr},
+      {"zvMutex_Lock", nullptr, kLock, kUnlock},
+      {"zvMutex_Unlock", kLock, kUnlock, nullptr},
+      {"zvCriticalSection_Enter", nullptr, kEnter, kLeave},
+      {"zvCriticalSection_Leave", kEnter, kLeave, nullptr},
+      {"zvSemaphore_Post", kWait, kPost, nullptr},
+      {"zvSemaphore_Wait", nullptr, kWait, kPost},
+      {"zvCondition_Signal", nullptr, kSignal, nullptr},
       {"zvSocketSend_Debug", nullptr, Send, Receive},
       {"zvSocketRecv_Debug", Send, Receive, nullptr},
       {"zvSocketSend_NoDebug", nullptr, SendNoDebug, Receive},

@@ -10,7 +10,7 @@
 
 #include <cctype>
 #include <fstream>
-#include <iostream>
+#include <iterator>
 #include <string>
 
 #include "cost/Costs.h"
@@ -77,6 +77,18 @@ TEST_P(Library, IsNoLargerThanPublished) {
 
 INSTANTIATE_TEST_SUITE_P(Named, Library, testing::Values("libzvOS.so", "libzvLog.so"),
                          [](const auto &anInfo) { return WithoutMarks(anInfo.param); });
+
+TEST(ThePageAboutCosts, SaysWhatTheLibrariesAreHeldTo) {
+  std::ifstream theFile(ZV_PAGE);
+  const std::string thePage((std::istreambuf_iterator<char>(theFile)), std::istreambuf_iterator<char>());
+  const auto theCosts = costtest::AllPublished();
+  EXPECT_FALSE(theCosts.empty());
+  for (const costtest::Cost &theCost : theCosts) {
+    const std::string theRow = "\n| " + theCost.mWhat + " | " + std::to_string(theCost.mFigure) + " |\n";
+    EXPECT_NE(std::string::npos, thePage.find(theRow))
+        << "not there:" << theRow << "see scripts/bench --costs";
+  }
+}
 
 // What the other tests rely on.
 TEST(Stepping, SeesAllocationsAndCallsOfTheLibrary) {
