@@ -34,13 +34,17 @@ zv::Result<Worker> StartWorker(const std::string &aCommand) {
   return Worker{*std::move(theProcess), *std::move(thePipe)};
 }
 
-// What cannot be sent stays open, and is for the next worker.
+// Empties the socket when it was sent; otherwise it stays open, and is for the next worker.
+bool HandOver(Worker &aWorker, zv::Socket &aClient) {
+  return aWorker.mPipe.SendFD(std::move(aClient)).has_value();
+}
+
 int Supervise(zv::Socket &aListener, const std::string &aCommand) {
   auto theWorker = StartWorker(aCommand);
   while (theWorker) {
     auto theClient = aListener.Accept();
     if (!theClient) continue;
-    while (theWorker && !theWorker->mPipe.SendFD(*std::move(theClient))) {
+    while (theWorker && !HandOver(*theWorker, *theClient)) {
       std::puts("the worker has ended");
       theWorker = StartWorker(aCommand);
     }
