@@ -69,7 +69,7 @@ int RunWorker(const char *aPipeName) {
   auto thePipe = zv::Pipe::Connect(aPipeName);
   if (!thePipe) return 1;
   const std::string theText = "process " + std::to_string(zvThread_GetPID()) + " at your service\n";
-  while (auto theClient = thePipe->RecvFD<zv::Socket>()) {
+  while (auto theClient = thePipe->RecvFD<zv::Socket>("worker")) {
     if (!theClient->Send(theText)) std::puts("a client has gone");
   }
   return 0;
