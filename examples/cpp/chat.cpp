@@ -12,8 +12,8 @@
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
+#include <list>
 #include <string_view>
-#include <vector>
 
 namespace {
 
@@ -23,7 +23,7 @@ class Chat {
  public:
   Chat(zv::Socket aListener, uint32 aPolicy) : mListener(std::move(aListener)), mPolicy(aPolicy) {}
 
-  // Until the trigger comes. Dropping moves the last one: clients are heard from the end, and nobody twice.
+  // Until the trigger comes.
   void Serve(zv::SelectObject &aSelect) {
     for (;;) {
       zv::DescriptorSet theSet;
@@ -33,57 +33,48 @@ class Chat {
       const auto theReady = aSelect.Select(&theSet);
       if (!theReady || !afPlace) continue;
       if (theReady->mfTriggered) return;
-      for (size_t i = mClients.size(); i-- > 0;) {
-        if (i >= mClients.size() || !theSet.Contains(mClients[i])) continue;
-        theSet.Remove(mClients[i]);
-        Hear(i);
+      for (zv::Socket &theClient : mClients) {
+        if (theSet.Contains(theClient)) Hear(theClient);
       }
       if (theSet.Contains(mListener)) Admit();
+      mClients.remove_if([](const zv::Socket &aClient) { return !aClient; });
+      std::printf("%zu here\n", mClients.size());
     }
   }
 
   void End() {
-    SendToOthers(zv::Socket(), "bye\n");
+    SendToOthers(mListener, "bye\n");
     std::printf("ended with %zu here\n", mClients.size());
   }
 
  private:
-  void Drop(size_t anIndex) {
-    mClients[anIndex] = std::move(mClients.back());
-    mClients.pop_back();
-    std::printf("%zu here\n", mClients.size());
+  // Nobody is waited for: who does not keep up is dropped.
+  void SendToOthers(const zv::Socket &aSender, std::string_view aText) {
+    for (zv::Socket &theClient : mClients) {
+      if (&theClient == &aSender || !theClient) continue;
+      const auto theSent = theClient.Send(aText.data(), aText.size(), MSG_DONTWAIT);
+      if (!theSent || *theSent != aText.size()) theClient = zv::Socket();
+    }
   }
 
-  // Nobody is waited for: who does not keep up is dropped. From the end, as dropping moves the last one.
-  void SendToOthers(const zv::Socket &aSender, std::string_view aText) {
-    const int theSender = aSender.Descriptor();
-    for (size_t i = mClients.size(); i-- > 0;) {
-      if (mClients[i].Descriptor() == theSender) continue;
-      if (mClients[i].Send(aText.data(), aText.size(), MSG_DONTWAIT).value_or(0) != aText.size()) Drop(i);
-    }
+  void Hear(zv::Socket &aClient) {
+    char theText[1024];
+    const size_t theLength = aClient.Recv(theText, sizeof(theText)).value_or(0);
+    if (theLength == 0) aClient = zv::Socket();
+    if (theLength > 0) SendToOthers(aClient, {theText, theLength});
   }
 
   void Admit() {
     auto theClient = mListener.Accept(nullptr, "chat client");
     if (!theClient) return;
-    if (mClients.size() == kMostClients || !mPolicy.AcceptConnection(*theClient)) {
-      std::puts("refused");
-      return;
-    }
-    mClients.push_back(*std::move(theClient));
-    std::printf("%zu here\n", mClients.size());
-  }
-
-  void Hear(size_t anIndex) {
-    char theText[1024];
-    const size_t theLength = mClients[anIndex].Recv(theText, sizeof(theText)).value_or(0);
-    if (theLength > 0) return SendToOthers(mClients[anIndex], {theText, theLength});
-    Drop(anIndex);
+    const bool afWelcome = mClients.size() < kMostClients && mPolicy.AcceptConnection(*theClient);
+    if (afWelcome) mClients.push_back(*std::move(theClient));
+    if (!afWelcome) std::puts("refused");
   }
 
   zv::Socket mListener;
   zv::Policy mPolicy;
-  std::vector<zv::Socket> mClients;
+  std::list<zv::Socket> mClients;  // a socket that is none has gone
 };
 
 }  // namespace
@@ -97,17 +88,17 @@ int main(int aCount, char **someArguments) {
   sigaddset(&theEndSignals, SIGINT);
   pthread_sigmask(SIG_BLOCK, &theEndSignals, nullptr);
 
-  // A handler may not trigger a wait; a thread may.
   zv::SelectObject theSelect;
-  auto theThread = zv::Thread::Start([&] {
+  auto theListener = zv::Socket::Listening(zv::Address::Any(), 5, "chat");
+  const auto theAddress = theListener ? theListener->OwnAddress() : theListener.error();
+  if (!theSelect || !theAddress) return 1;
+  // A handler may not trigger a wait; a thread may.
+  const auto theThread = zv::Thread::Start([&] {
     int theSignal;
     sigwait(&theEndSignals, &theSignal);
     theSelect.Trigger();
   });
-  auto theListener = zv::Socket::Listening(zv::Address::Any(), 5, "chat");
-  if (!theSelect || !theThread || !theListener) return 1;
-  const auto theAddress = theListener->OwnAddress();
-  if (!theAddress) return 1;
+  if (!theThread) return 1;
   std::printf("listening on port %u\n", theAddress->Port());
 
   Chat theChat(*std::move(theListener), aCount > 1 ? static_cast<uint32>(std::atoi(someArguments[1]))

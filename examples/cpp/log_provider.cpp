@@ -12,38 +12,24 @@
 
 #include <unistd.h>
 
-#include <algorithm>
 #include <cstdarg>
 #include <cstdio>
 
 namespace {
 
 constexpr int kMostRecords = 4;
+constexpr int kMostText = 1000;
 constexpr zvLogModule kMyModule = 1000;
+
+struct Record {
+  zvLogData mData;
+  int mLength;
+  char mText[kMostText];
+};
 
 struct KeepErrno {
   ~KeepErrno() { errno = mError; }
   const int mError = errno;
-};
-
-// A text that ends where its memory does.
-template <size_t kSize>
-struct Line {
-  char mText[kSize];
-  size_t mLength = 0;
-
-  void Add(char aCharacter) {
-    if (mLength < kSize) mText[mLength++] = aCharacter;
-  }
-  void AddFormatted(const char *aFormat, va_list someArguments) {
-    const int theLength = std::vsnprintf(mText + mLength, kSize - mLength, aFormat, someArguments);
-    if (theLength > 0) mLength = std::min(mLength + static_cast<size_t>(theLength), kSize - 1);
-  }
-};
-
-struct Record {
-  zvLogData mData;
-  Line<1000> mText;
 };
 
 thread_local Record sRecords[kMostRecords];
@@ -62,13 +48,19 @@ zvLogData *zvLog_Begin(zvLogLevel aLevel, zvLogModule aModule) {
   if (zvLog_WillLog(aLevel, aModule) == 0) return nullptr;
   Record &theRecord = sRecords[sDepth++];
   theRecord.mData = {aLevel, aModule, "", 0};
-  theRecord.mText.mLength = 0;
+  theRecord.mLength = 0;
+  theRecord.mText[0] = '\0';
   return &theRecord.mData;
 }
 
 void zvLog_Append_VF(const char *aFormat, va_list someArguments) {
+  if (sDepth == 0) return;
   const KeepErrno theErrno;
-  if (sDepth > 0) sRecords[sDepth - 1].mText.AddFormatted(aFormat, someArguments);
+  Record &theRecord = sRecords[sDepth - 1];
+  const int theRoom = kMostText - theRecord.mLength;
+  const int theLength = std::vsnprintf(theRecord.mText + theRecord.mLength, static_cast<size_t>(theRoom),
+                                       aFormat, someArguments);
+  if (theLength > 0) theRecord.mLength += theLength < theRoom ? theLength : theRoom - 1;
 }
 
 void zvLog_Append_F(const char *aFormat, ...) {
@@ -82,21 +74,17 @@ void zvLog_Append_F(const char *aFormat, ...) {
 void zvLog_End(zvLogData *aData) {
   if (sDepth == 0) return;
   const KeepErrno theErrno;
-  const auto &theText = sRecords[--sDepth].mText;
-  Line<2400> theLine;
-  const int theLength =
-      std::snprintf(theLine.mText, 200,
-                    R"({"level":%d,"module":%d,"file":"%.120s",)"
-                    R"("line":%u,"text":")",
-                    aData->mLevel, aData->mModule, aData->mFile, static_cast<unsigned>(aData->mLine));
-  theLine.mLength = static_cast<size_t>(theLength);
-  for (const char theCharacter : std::string_view(theText.mText, theText.mLength)) {
-    if (theCharacter == '"' || theCharacter == '\\') theLine.Add('\\');
-    if (static_cast<unsigned char>(theCharacter) >= ' ') theLine.Add(theCharacter);
+  char theLine[2 * kMostText + 200];
+  char *theEnd =
+      theLine + std::snprintf(theLine, 200, R"({"level":%d,"module":%d,"file":"%.120s","line":%u,"text":")",
+                              aData->mLevel, aData->mModule, aData->mFile, unsigned{aData->mLine});
+  for (const char theCharacter : std::string_view(sRecords[--sDepth].mText)) {
+    if (theCharacter == '"' || theCharacter == '\\') *theEnd++ = '\\';
+    if (static_cast<unsigned char>(theCharacter) >= ' ') *theEnd++ = theCharacter;
   }
   for (const char theCharacter : {'"', '}', '\n'})
-    theLine.Add(theCharacter);
-  if (write(STDOUT_FILENO, theLine.mText, theLine.mLength) < 0) _exit(1);
+    *theEnd++ = theCharacter;
+  if (write(STDOUT_FILENO, theLine, static_cast<size_t>(theEnd - theLine)) < 0) _exit(1);
 }
 
 void _zvAssert(const char *anExpression, const char *aFile, uint32 aLine) {

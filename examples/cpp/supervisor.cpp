@@ -34,13 +34,17 @@ zv::Result<Worker> StartWorker(const std::string &aCommand) {
   return Worker{*std::move(theProcess), *std::move(thePipe)};
 }
 
-// What cannot be sent stays open, and is for the next worker.
+// Empties the socket when it was sent; otherwise it stays open, and is for the next worker.
+bool HandOver(Worker &aWorker, zv::Socket &aClient) {
+  return aWorker.mPipe.SendFD(std::move(aClient)).has_value();
+}
+
 int Supervise(zv::Socket &aListener, const std::string &aCommand) {
   auto theWorker = StartWorker(aCommand);
   while (theWorker) {
     auto theClient = aListener.Accept();
     if (!theClient) continue;
-    while (theWorker && !theWorker->mPipe.SendFD(*std::move(theClient))) {
+    while (theWorker && !HandOver(*theWorker, *theClient)) {
       std::puts("the worker has ended");
       theWorker = StartWorker(aCommand);
     }
@@ -65,7 +69,7 @@ int RunWorker(const char *aPipeName) {
   auto thePipe = zv::Pipe::Connect(aPipeName);
   if (!thePipe) return 1;
   const std::string theText = "process " + std::to_string(zvThread_GetPID()) + " at your service\n";
-  while (auto theClient = thePipe->RecvFD<zv::Socket>()) {
+  while (auto theClient = thePipe->RecvFD<zv::Socket>("worker")) {
     if (!theClient->Send(theText)) std::puts("a client has gone");
   }
   return 0;

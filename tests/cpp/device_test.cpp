@@ -85,8 +85,10 @@ TEST(CppProcess, IsReadToItsEnd) {
   auto theProcess = zv::Process::Open("echo one; echo two");
   ASSERT_TRUE(theProcess);
   zv::Error theError;
+  errno = EPERM;
   EXPECT_EQ("one\ntwo\n", OutputOf(*theProcess, &theError));
   EXPECT_EQ(kzvProcessStatus_EOS, theError.Status());
+  EXPECT_EQ(0, theError.Errno());
 }
 
 TEST(CppProcess, IsWrittenToAndWaitedFor) {
@@ -105,6 +107,7 @@ TEST(CppProcess, ThatCannotBeStartedSaysWhy) {
   const auto theProcess = zv::Process::Open("true");
   EXPECT_EQ(-1, theProcess.error().Status());
   EXPECT_EQ(EMFILE, theProcess.error().Errno());
+  EXPECT_EQ(0, zv::Process().Write("text").error().Errno());
   EXPECT_EQ(kzvProcessStatus_InvalidFD, zv::Process().Read(nullptr, 1).error().Status());
 }
 

@@ -140,7 +140,7 @@ TEST_F(CppDirectory, HasTheKindsAskedForAndAllNamesUnlessToldOtherwise) {
   zv::Directory theDirectory(mFolder.Path().c_str(), "*", zvDIR_FILES);
   EXPECT_EQ(mFolder.Path(), theDirectory.Path());
   EXPECT_THAT(NamesIn(theDirectory), UnorderedElementsAre("one.mp3", "two.mp3", "three.txt"));
-  EXPECT_TRUE(theDirectory.error());
+  EXPECT_FALSE(theDirectory.error());
 }
 
 TEST_F(CppDirectory, CanBeWalkedThroughAgainAlsoFromTheMiddle) {
@@ -164,13 +164,13 @@ TEST_F(CppDirectory, EndsWellWhateverTheLoopLeavesBehind) {
     ++theCount;
   }
   EXPECT_EQ(4, theCount);
-  EXPECT_TRUE(theDirectory.error());
+  EXPECT_FALSE(theDirectory.error());
 }
 
 TEST_F(CppDirectory, ThatIsMissingHasNoEntriesAndNoError) {
   zv::Directory theDirectory(mFolder.File("missing").c_str());
   EXPECT_THAT(NamesIn(theDirectory), IsEmpty());
-  EXPECT_TRUE(theDirectory.error());
+  EXPECT_FALSE(theDirectory.error());
   EXPECT_THAT(mLog.Assertions(), IsEmpty());
 }
 
@@ -180,18 +180,18 @@ TEST_F(CppDirectory, ThatCannotBeReadSaysWhyAfterTheWalk) {
     const Fault theFault("opendir", EACCES);
     EXPECT_THAT(NamesIn(theDirectory), IsEmpty());
   }
-  EXPECT_EQ(kzvDirTraverserStatus_Error, theDirectory.error().error().Status());
-  EXPECT_EQ(EACCES, theDirectory.error().error().Errno());
+  EXPECT_EQ(kzvDirTraverserStatus_Error, theDirectory.error().Status());
+  EXPECT_EQ(EACCES, theDirectory.error().Errno());
   // The next walk is a new one.
   EXPECT_EQ(4u, NamesIn(theDirectory).size());
-  EXPECT_TRUE(theDirectory.error());
+  EXPECT_FALSE(theDirectory.error());
 }
 
 TEST_F(CppDirectory, AWalkThatBreaksOffSaysWhy) {
   zv::Directory theDirectory(mFolder.Path().c_str());
   const Fault theFault("readdir", EIO, 3, 1);
   EXPECT_LT(NamesIn(theDirectory).size(), 4u);
-  EXPECT_EQ(EIO, theDirectory.error().error().Errno());
+  EXPECT_EQ(EIO, theDirectory.error().Errno());
 }
 
 TEST_F(CppDirectory, WithoutMemoryHasNoEntries) {
@@ -200,7 +200,7 @@ TEST_F(CppDirectory, WithoutMemoryHasNoEntries) {
   EXPECT_FALSE(theDirectory);
   EXPECT_EQ(nullptr, theDirectory.Path());
   EXPECT_THAT(NamesIn(theDirectory), IsEmpty());
-  EXPECT_EQ(ENOMEM, theDirectory.error().error().Errno());
+  EXPECT_EQ(ENOMEM, theDirectory.error().Errno());
 }
 
 }  // namespace

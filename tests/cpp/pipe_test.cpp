@@ -14,7 +14,9 @@
 
 namespace {
 
-using ::testing::IsEmpty;
+using ::testing::Contains;
+using ::testing::Field;
+using ::testing::HasSubstr;
 using namespace zvtest;
 
 std::string ReadText(zv::Pipe &aPipe, size_t aSize) {
@@ -74,6 +76,23 @@ TEST(CppPipe, PassesWhatAnOwnerHasToAnother) {
   auto theReceived = thePair->mSecond.RecvFD<zv::File>();
   ASSERT_TRUE(theReceived);
   EXPECT_EQ(4, theReceived->GetSize().value_or(0));
+}
+
+TEST(CppPipe, ASocketThatIsReceivedGoesByALabelOfTheReceiver) {
+  RecordingLog theLog;
+  auto thePair = zv::Pipe::Pair();
+  ASSERT_TRUE(thePair);
+  for (const std::string theLabel : {__FILE__, "worker"}) {
+    auto theSocket = zv::Socket::Open(SOCK_STREAM, 0, "supervisor");
+    ASSERT_TRUE(theSocket);
+    EXPECT_TRUE(thePair->mFirst.SendFD(*std::move(theSocket)));
+    auto theReceived = theLabel == "worker" ? thePair->mSecond.RecvFD<zv::Socket>("worker")
+                                            : thePair->mSecond.RecvFD<zv::Socket>();
+    ASSERT_TRUE(theReceived);
+    theLog.Clear();
+    EXPECT_TRUE(theReceived->Close());
+    EXPECT_THAT(theLog.Messages(), Contains(Field(&Message::mText, HasSubstr("[" + theLabel + "]"))));
+  }
 }
 
 TEST(CppPipe, WhatCannotBeSentIsKept) {

@@ -30,6 +30,8 @@ TEST(CppResult, HoldsAValueOrSaysWhyThereIsNone) {
   EXPECT_FALSE(theFailure.has_value());
   EXPECT_EQ(-3, theFailure.error().Status());
   EXPECT_EQ(ENOENT, theFailure.error().Errno());
+  EXPECT_TRUE(theFailure.error());
+  EXPECT_FALSE(theValue.error());
   EXPECT_FALSE(theFailure.error().WouldBlock());
   EXPECT_TRUE(zv::Error(-1, EAGAIN).WouldBlock());
 }

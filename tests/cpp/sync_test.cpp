@@ -58,9 +58,12 @@ TEST(CppMutex, SaysThatAnUnlockWasRefused) {
   zv::Mutex theMutex;
   EXPECT_TRUE(theMutex.Lock());
   EXPECT_TRUE(theMutex.Unlock());
+  errno = EPERM;
   EXPECT_EQ(zvMutex_Status_Error, theMutex.Unlock().error().Status());
+  errno = EPERM;
+  EXPECT_EQ(0, theMutex.Unlock().error().Errno());
   theMutex.unlock();
-  EXPECT_THAT(theLog.Messages(), SizeIs(2));
+  EXPECT_THAT(theLog.Messages(), SizeIs(3));
 
   zv::CriticalSection theSection;
   EXPECT_TRUE(theSection.Enter());

@@ -23,6 +23,7 @@
 
 #include <zvOS/cpp/Device.hpp>
 #include <zvOS/cpp/File.hpp>
+#include <zvOS/cpp/Label.hpp>
 #include <zvOS/cpp/Owner.hpp>
 #include <zvOS/cpp/Pipe.hpp>
 #include <zvOS/cpp/Result.hpp>

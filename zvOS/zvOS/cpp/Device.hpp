@@ -57,12 +57,16 @@ class Process : public Owner<zvProcessFD_t, detail::CloseProcess> {
   // Does not wait: 0 bytes when there are none yet. The end of the output is an error whose status is
   // kzvProcessStatus_EOS.
   Result<size_t> Read(void *aBuffer, size_t aSize) {
-    return detail::CountOf(zvProcess_Read(Handle(), aBuffer, static_cast<uint32>(aSize)));
+    const int theCount = zvProcess_Read(Handle(), aBuffer, static_cast<uint32>(aSize));
+    if (theCount == kzvProcessStatus_EOS) return Error(theCount, 0);
+    return detail::CountOf(theCount);
   }
 
   // Into a buffer: see zvProcess_Write for what can be lost.
   Result<size_t> Write(const void *aBuffer, size_t aSize) {
-    return detail::CountOf(zvProcess_Write(Handle(), aBuffer, static_cast<uint32>(aSize)));
+    const int theCount = zvProcess_Write(Handle(), aBuffer, static_cast<uint32>(aSize));
+    if (theCount < 0) return Error(theCount, 0);
+    return static_cast<size_t>(theCount);
   }
   Result<size_t> Write(std::string_view aText) { return Write(aText.data(), aText.size()); }
 

@@ -141,7 +141,7 @@ class Directory : public Owner<zvDirTraverser, zvDirTraverser_Delete> {
   End end() const { return {}; }
 
   // Why the last walk ended before its end, if it did.
-  Result<void> error() const { return mError; }
+  Error error() const { return mError; }
 
   // The absolute path, without '/' at its end.
   const char *Path() const { return *this ? zvDirTraverser_GetDirPath(Handle()) : nullptr; }
@@ -173,7 +173,7 @@ class Directory : public Owner<zvDirTraverser, zvDirTraverser_Delete> {
   const char *mPattern;
   int mKinds;
   zvDirEntry *mEntry = nullptr;
-  Result<void> mError;
+  Error mError;
 };
 
 }  // namespace zv

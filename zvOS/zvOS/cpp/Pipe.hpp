@@ -6,6 +6,7 @@
 #ifndef zvOS_cpp_Pipe_hpp
 #define zvOS_cpp_Pipe_hpp
 
+#include <zvOS/cpp/Label.hpp>
 #include <zvOS/cpp/Owner.hpp>
 #include <zvOS/zvPipe.h>
 
@@ -57,10 +58,16 @@ class Pipe : public DescriptorOwner<detail::ClosePipe> {
     return {};
   }
 
-  // Receives one as what it is: theWorker.RecvFD<zv::Socket>().
+  // Receives one as what it is: theWorker.RecvFD<zv::Socket>(). What goes by a label gets this one.
   template <typename Owning>
-  Result<Owning> RecvFD() {
-    return detail::DescriptorOrNegatedErrno<Owning>(zvPipe_RecvFD(Descriptor()));
+  Result<Owning> RecvFD(Label aLabel = Label::Here()) {
+    const int theAnswer = zvPipe_RecvFD(Descriptor());
+    if (theAnswer < 0) return Error(theAnswer, -theAnswer);
+    if constexpr (std::is_constructible_v<Owning, int, Label>) {
+      return Owning(theAnswer, aLabel);
+    } else {
+      return Owning(theAnswer);
+    }
   }
 
   void Close() { *this = Pipe(); }

@@ -5,6 +5,10 @@
 #ifndef zvOS_cpp_Result_hpp
 #define zvOS_cpp_Result_hpp
 
+#if __cplusplus < 201703L
+#error "<zvOS/zvOS.hpp> is for C++17; the headers in C are for every C++"
+#endif
+
 #include <zvOS/zvAssert.h>
 
 #include <cerrno>
@@ -13,7 +17,7 @@
 
 namespace zv {
 
-// Why a call failed.
+// Why a call failed; as std::error_code it is true when it is an error.
 class [[nodiscard]] Error {
  public:
   constexpr Error() = default;
@@ -21,6 +25,8 @@ class [[nodiscard]] Error {
 
   // With what is in errno now.
   static Error Last(int aStatus) { return {aStatus, errno}; }
+
+  constexpr explicit operator bool() const { return mStatus != 0; }
 
   // What the flat function answered: the status of its module, or -1 where it answered NULL. 0: no error.
   constexpr int Status() const { return mStatus; }
@@ -54,7 +60,7 @@ class [[nodiscard]] Result {
   constexpr Result(const Value &aValue) : mValue(aValue) {}
   constexpr Result(Error anError) : mError(anError) {}
 
-  constexpr bool has_value() const { return mError.Status() == 0; }
+  constexpr bool has_value() const { return !mError; }
   constexpr explicit operator bool() const { return has_value(); }
   constexpr Error error() const { return mError; }
 
@@ -94,7 +100,7 @@ class [[nodiscard]] Result<void> {
   constexpr Result() = default;
   constexpr Result(Error anError) : mError(anError) {}
 
-  constexpr bool has_value() const { return mError.Status() == 0; }
+  constexpr bool has_value() const { return !mError; }
   constexpr explicit operator bool() const { return has_value(); }
   constexpr Error error() const { return mError; }
 

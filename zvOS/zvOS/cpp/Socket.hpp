@@ -6,35 +6,13 @@
 #ifndef zvOS_cpp_Socket_hpp
 #define zvOS_cpp_Socket_hpp
 
+#include <zvOS/cpp/Label.hpp>
 #include <zvOS/cpp/Owner.hpp>
 #include <zvOS/zvSocket.h>
 #include <zvOS/zvSocketPolicy.h>
 #include <zvOS/zvSocketQOS.h>
 
 namespace zv {
-
-// What names a socket, or a place that uses one, in messages and in the socket table, which keeps the
-// pointer: a constant text, and, where none is given, the source file of the call.
-class Label {
- public:
-  template <size_t kSize>
-  constexpr Label(const char (&aText)[kSize]) : mText(aText) {}
-  // A text that can change, or go.
-  template <size_t kSize>
-  Label(char (&aText)[kSize]) = delete;
-
-  static constexpr Label Here(const char *aFile = __builtin_FILE()) { return Label(Lasts(), aFile); }
-  // Of a text that lives as long as the program.
-  static constexpr Label Lasting(const char *aText) { return Label(Lasts(), aText); }
-
-  constexpr const char *c_str() const { return mText; }
-
- private:
-  struct Lasts {};
-  constexpr Label(Lasts, const char *aText) : mText(aText) {}
-
-  const char *mText;
-};
 
 // An IPv4 address and a port; 0.0.0.0 and 0 stand for any.
 class Address {
@@ -315,6 +293,7 @@ class Policy : public Owner<zvSocketPolicy, zvSocketPolicy_Delete> {
 
   // Marks what the socket sends, when the policy was configured to: kzvSocket_QOS_....
   Result<void> SetPriority(const Socket &aSocket, int aPriority) const {
+    errno = 0;
     return detail::ResultOf(
         zvSocketQOS_SetPriority(zvSocketPolicy_GetQOS(Handle()), aSocket.Descriptor(), aPriority, nullptr));
   }

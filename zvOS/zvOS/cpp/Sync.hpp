@@ -33,6 +33,12 @@ constexpr uint32 Delay(std::chrono::duration<Unit, Period> aDelay) {
   return Delay(std::chrono::ceil<std::chrono::milliseconds>(aDelay));
 }
 
+// Locks say why to the log, and not in errno.
+inline Result<void> ResultOfLock(int aStatus) {
+  if (ZV_LIKELY(aStatus == 0)) return {};
+  return Error(aStatus, 0);
+}
+
 // Milliseconds of a clock that is never set back.
 inline int64 Now() {
   zvtimeval theTime;
@@ -52,8 +58,8 @@ class Mutex : public Owner<zvOSMutex, zvMutex_Delete> {
   // A refusal is only logged; Lock and Unlock also say it.
   void lock() { zvMutex_Lock(Handle()); }
   void unlock() { zvMutex_Unlock(Handle()); }
-  Result<void> Lock() { return detail::ResultOf(zvMutex_Lock(Handle())); }
-  Result<void> Unlock() { return detail::ResultOf(zvMutex_Unlock(Handle())); }
+  Result<void> Lock() { return detail::ResultOfLock(zvMutex_Lock(Handle())); }
+  Result<void> Unlock() { return detail::ResultOfLock(zvMutex_Unlock(Handle())); }
 
   // Whether the calling thread holds it.
   bool IsHeld() const { return zvMutex_IsHeld(Handle()) != 0; }
@@ -67,8 +73,8 @@ class CriticalSection : public Owner<zvOSCriticalSection, zvCriticalSection_Dele
 
   void lock() { zvCriticalSection_Enter(Handle()); }
   void unlock() { zvCriticalSection_Leave(Handle()); }
-  Result<void> Enter() { return detail::ResultOf(zvCriticalSection_Enter(Handle())); }
-  Result<void> Leave() { return detail::ResultOf(zvCriticalSection_Leave(Handle())); }
+  Result<void> Enter() { return detail::ResultOfLock(zvCriticalSection_Enter(Handle())); }
+  Result<void> Leave() { return detail::ResultOfLock(zvCriticalSection_Leave(Handle())); }
 };
 
 // How a wait ended.
