@@ -26,6 +26,7 @@ CRASH_VISIBLE void OverflowTheStack(void *);
 CRASH_VISIBLE void CrashNearTheEnd(void *);
 CRASH_VISIBLE void CrashOnOwnSignalStack(void *);
 CRASH_VISIBLE void CallStray(void *);
+CRASH_VISIBLE void CrashInlined(void *);
 CRASH_VISIBLE void SmashTheStack();
 CRASH_VISIBLE void CallsTheSmasher();
 CRASH_VISIBLE void CallsTheCaller(void *);
@@ -109,6 +110,21 @@ char sData[64];
 CRASH_VISIBLE CRASH_UNCHECKED void CallStray(void *) {
   sStray();
   sSink = 0;
+}
+
+// --- a function without a frame -----------------------------------------------------------------
+
+static volatile int *volatile sNowhere = reinterpret_cast<volatile int *>(16);
+
+__attribute__((always_inline)) CRASH_UNCHECKED static inline void FaultWithoutAFrame() {
+  *sNowhere = 1;
+  sSink = 0;
+}
+
+CRASH_VISIBLE CRASH_UNCHECKED void CrashInlined(void *) {
+  sSink = 1;
+  FaultWithoutAFrame();
+  sSink = 2;
 }
 
 // --- a ruined stack -----------------------------------------------------------------------------
@@ -255,6 +271,7 @@ constexpr crash::Mode kModes[] = {
     {"call-unmapped", [] { CallStrayTo(reinterpret_cast<void (*)()>(uintptr_t(0x40))); }},
     {"call-data", [] { CallStrayTo(PageOfData()); }},
     {"call-static", [] { CallStrayTo(reinterpret_cast<void (*)()>(sData)); }},
+    {"inlined", InWorker<CrashInlined>},
     {"smashed-stack", InWorker<CallsTheCaller>},
     {"stacks-go-by-return", [] { TellWhetherStacksGo(EndByReturn); }},
     {"stacks-go-by-exit", [] { TellWhetherStacksGo(EndByExit); }},
