@@ -38,7 +38,7 @@ class LineWriter {
   // than 64.
   void Number(uint32 aNumber) {
     size_t theCount = 1;
-    for (uint32 theRest = aNumber; theRest >= 10; theRest /= 10)
+    for (uint32 theRest = aNumber; theRest >= 10; theRest = Tenth(theRest))
       ++theCount;
     Digits(aNumber, theCount);
   }
@@ -46,9 +46,10 @@ class LineWriter {
   // Decimal, the last aCount digits. They have no place of their own, for which there may be no stack.
   void Digits(uint32 aNumber, size_t aCount) {
     const size_t theRoom = static_cast<size_t>(mEnd - mAt);
-    for (size_t theAt = aCount; theAt > 0; aNumber /= 10) {
-      --theAt;
-      if (theAt < theRoom) mAt[theAt] = static_cast<char>('0' + aNumber % 10);
+    for (size_t theAt = aCount; theAt > 0;) {
+      const uint32 theRest = Tenth(aNumber);
+      if (--theAt < theRoom) mAt[theAt] = static_cast<char>('0' + (aNumber - theRest * 10));
+      aNumber = theRest;
     }
     mAt += aCount < theRoom ? aCount : theRoom;
   }
@@ -60,6 +61,10 @@ class LineWriter {
   }
 
  private:
+  // The compiler, told to save space, would divide, which takes ten times as long. It is right for all
+  // numbers.
+  static uint32 Tenth(uint32 aNumber) { return static_cast<uint32>(uint64{aNumber} * 0xcccccccd >> 35); }
+
   // One copy of it is enough: it is called from many places.
   __attribute__((noinline)) void Bytes(const char *aBytes, size_t aCount) {
     const size_t theRoom = static_cast<size_t>(mEnd - mAt);
