@@ -104,11 +104,11 @@ void CloseDownTo(ThreadRecords *aThread, int aDepth) {
 
 void Emit(Record *aRecord, zvlog::Delivery *aDelivery) {
   const size_t theLength = aRecord->MakeLine();
-  timespec theTime = {};
-  clock_gettime(CLOCK_REALTIME, &theTime);
   const zvlog::Identity &theOwn = zvlog::OwnIdentity();
-  aDelivery(
-      {aRecord->mData, theTime, theOwn.mProcess, theOwn.mThread, theOwn.mName, aRecord->Text(), theLength});
+  zvlog::FinishedRecord theFinished = {
+      aRecord->mData, {}, theOwn.mProcess, theOwn.mThread, theOwn.mName, aRecord->Text(), theLength};
+  clock_gettime(CLOCK_REALTIME, &theFinished.mTime);
+  aDelivery(theFinished);
 }
 
 // The place of an open record in the stack, -1 when it is not one of this thread.

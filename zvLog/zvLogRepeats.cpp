@@ -56,29 +56,29 @@ __attribute__((destructor)) void TellAtTheEnd() {
   zvlog::SetRepeatLimit(0);
 }
 
+// False when enough of the same were delivered. It is no part of its caller, which needs little stack
+// otherwise.
+__attribute__((noinline)) bool IsToBeDelivered(const FinishedRecord &aRecord, uint32 aLimit) {
+  const uint32 theKey = KeyOf(aRecord);
+  const uint32 theLevel = std::min<uint32>(aRecord.mData.mLevel, kHighestLevel);
+  const uint64 theFirst = uint64{theKey} << kKeyShift | theLevel << kLevelShift | 1;
+  uint64 theLast = sLast.load(std::memory_order_relaxed);
+  bool afSame;
+  do {
+    afSame = theLast >> kKeyShift == theKey;
+  } while (!sLast.compare_exchange_weak(theLast, afSame ? theLast + 1 : theFirst, std::memory_order_relaxed));
+  if (afSame) return (static_cast<uint32>(theLast) & kCountMask) < aLimit;
+  TellLeftOut(theLast, aLimit);
+  return true;
+}
+
 }  // namespace
 
 namespace zvlog {
 
 void DeliverUnlessRepeated(const FinishedRecord &aRecord) {
   const uint32 theLimit = sLimit.load(std::memory_order_relaxed);
-  if (theLimit != 0) {
-    const uint32 theKey = KeyOf(aRecord);
-    const uint32 theLevel = std::min<uint32>(aRecord.mData.mLevel, kHighestLevel);
-    const uint64 theFirst = uint64{theKey} << kKeyShift | theLevel << kLevelShift | 1;
-    uint64 theLast = sLast.load(std::memory_order_relaxed);
-    bool afSame;
-    do {
-      afSame = theLast >> kKeyShift == theKey;
-    } while (
-        !sLast.compare_exchange_weak(theLast, afSame ? theLast + 1 : theFirst, std::memory_order_relaxed));
-    if (!afSame) {
-      TellLeftOut(theLast, theLimit);
-    } else if ((static_cast<uint32>(theLast) & kCountMask) >= theLimit) {
-      return;
-    }
-  }
-  Deliver(aRecord);
+  if (theLimit == 0 || IsToBeDelivered(aRecord, theLimit)) Deliver(aRecord);
 }
 
 void SetRepeatLimit(uint32 aLimit) {

@@ -26,9 +26,7 @@ using zvlog::Sink;
 using zvlog::SinkKind;
 using zvlog::SinkSet;
 
-// The set that holds until another is chosen.
-SinkSet sStandardError = {1, {{SinkKind::StandardError, zvlog::kEveryLevel, nullptr, nullptr}}, nullptr};
-SinkSet sNone = {0, {}, &sStandardError};
+SinkSet sNone = {0, {}, &zvlog::gStandardErrorOnly};
 SinkSet *sSets = &sNone;
 
 zvlog::ForkSafeLock sChanging;
@@ -96,7 +94,8 @@ __attribute__((destructor(kLast))) void CloseDescriptors() {
 
 namespace zvlog {
 
-std::atomic<const SinkSet *> gSinkSet{&sStandardError};
+SinkSet gStandardErrorOnly = {1, {{SinkKind::StandardError, kEveryLevel, nullptr, nullptr}}, nullptr};
+std::atomic<const SinkSet *> gSinkSet{&gStandardErrorOnly};
 
 SinkChange::SinkChange(Former aFormer) {
   pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, &mCancelState);
