@@ -6,7 +6,7 @@
 # zv_target(<target>)          warnings, hardening, sanitizers, reproducible paths, revision stamp
 # zv_library(<target>)         the same for a shared library of the product: hidden names,
 #                              direct binding of its own calls, no C++ run-time library
-# zv_static_library(<target> <library>)  an archive of the sources of such a library, for programs that contain it
+# zv_static_library(<target> <library> <source>...)  such a library as an archive, for programs that contain it
 
 set(ZV_SANITIZERS "" CACHE STRING "Comma-separated sanitizers: address,undefined or thread")
 
@@ -100,15 +100,13 @@ function(zv_library target)
   target_link_options(${target} PRIVATE LINKER:-Bsymbolic-functions LINKER:-z,defs -static-libgcc)
 endfunction()
 
-# Called in the folder of the library, whose sources have properties there. Position-independent like everything
-# here: it may become part of a shared library. It has no revision stamp; what it becomes part of has its own.
+# Position-independent like everything here: it may become part of a shared library. It has no revision stamp; what
+# it becomes part of has its own.
 function(zv_static_library target library)
-  get_target_property(sources ${library} SOURCES)
-  get_target_property(headers ${library} HEADER_DIRS)
-  list(FILTER sources EXCLUDE REGEX "TARGET_OBJECTS")
-  add_library(${target} STATIC ${sources})
+  add_library(${target} STATIC ${ARGN})
   zv_target(${target})
-  set_target_properties(${target} PROPERTIES OUTPUT_NAME ${library} EXPORT_NAME ${library}Static)
+  get_target_property(headers ${library} HEADER_DIRS)
+  set_target_properties(${target} PROPERTIES OUTPUT_NAME ${library} EXPORT_NAME ${library}Static LINKER_LANGUAGE C)
   target_compile_options(${target} PRIVATE ${ZV_NO_CXX_RUNTIME})
   target_include_directories(${target}
     PRIVATE ${CMAKE_CURRENT_SOURCE_DIR}

@@ -104,7 +104,7 @@ TEXT
     "$compiler" $flags "$user" $(pkg-config --cflags --libs zvOS-static) -o "$work/part"
     cat >"$work/CMakeLists.txt" <<TEXT
 cmake_minimum_required(VERSION 3.25)
-project(using LANGUAGES C)
+project(using LANGUAGES C CXX)
 find_package(zvOS 1.0 REQUIRED)
 add_executable(user $user)
 target_link_libraries(user PRIVATE zvOS::zvOSStatic)
@@ -112,6 +112,7 @@ TEXT
     "$cmake" -S "$work" -B "$work/using" -G Ninja -DCMAKE_TOOLCHAIN_FILE="$toolchain" \
       -DCMAKE_PREFIX_PATH="$work/root" -DCMAKE_FIND_ROOT_PATH_MODE_PACKAGE=BOTH >/dev/null
     "$cmake" --build "$work/using" >/dev/null
+    ! grep -q CXX_EXECUTABLE_LINKER "$work/using/build.ninja" || fail "a C program is linked as if it were C++"
     for program in "$work/whole" "$work/part" "$work/using/user"; do
       ! "$readelf" -d "$program" | grep -qE 'NEEDED.*(zv|stdc)' || fail "$program needs more than the C library"
       said=$("${emulator[@]}" "$program" 2>&1 >/dev/null) || fail "$program does not work:" "$said"
