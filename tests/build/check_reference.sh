@@ -58,7 +58,7 @@ while read -r macro function; do
   grep -qx ".so man3/$function.3" "$work/man/man3/$macro.3" || fail "$macro has no manual page"
 done < <(sed -n 's/^#define \(zvSocket[A-Za-z_]*\)(.*) *\(zvSocket[A-Za-z_]*_Debug\)(.*/\1 \2/p' "$source"/zvOS/zvOS/*.h)
 
-for file in $(grep -rlF "$source" "$work/html" "$work/man"); do fail "$file names the folder of the sources"; done
+if grep -rlF "$source" "$work/html" "$work/man"; then fail "these name the folder of the sources"; fi
 if command -v groff >/dev/null; then
   said=$(find "$work/man" -name '*.3' -exec grep -L '^\.so ' {} + | sort | xargs cat | groff -man -Tutf8 -ww -z -rLL=120n 2>&1) || true
   [ -z "$said" ] || fail "of the manual pages groff says" "$said"

@@ -81,6 +81,13 @@ ZVOS_API int zvPipe_Accept(int aListener, int aFlags);
 ZVOS_API int zvPipe_Connect(const char *anId, int aFlags);
 
 /// Sends a descriptor away and closes it here.
+///
+/// ```c
+/// if (zvPipe_SendFD(thePipe, theSocket) != 0) close(theSocket);  // a supervisor
+///
+/// int theConnection = zvPipe_RecvFD(thePipe);  // its worker
+/// if (theConnection < 0) return;
+/// ```
 /// @param aPipe the pipe
 /// @param aFd the descriptor; on failure it stays open and the caller's
 /// @return 0, or the negated error number

@@ -11,7 +11,7 @@
 /// int theCount;
 /// while ((theCount = zvProcess_Read(theProcess, theBuffer, sizeof(theBuffer))) >= 0) {
 ///   if (theCount == 0) zvThread_Sleep(10);  // nothing yet
-///   else fwrite(theBuffer, 1, theCount, stdout);
+///   else fwrite(theBuffer, 1, (size_t)theCount, stdout);
 /// }
 /// zvProcess_Close(theProcess);
 /// ```
