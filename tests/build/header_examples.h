@@ -1,8 +1,8 @@
 // SPDX-FileCopyrightText: 2026 the libzvOS authors
 // SPDX-License-Identifier: Apache-2.0
 
-// What the examples in the comments of the public headers take for granted: every header, and names that a reader
-// understands without a declaration.
+// What the examples in the comments of the public headers take for granted: every header, and names that a
+// reader understands without a declaration.
 
 #include <errno.h>
 #include <fcntl.h>

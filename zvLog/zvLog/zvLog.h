@@ -28,7 +28,7 @@
  *   to those who agree about it
  * @signals those named above; of the others those that say so
  * @fork yes
- * @errno left as it was, or ENOMEM without memory
+ * @errno says nothing, but for ENOMEM without memory
  * @logs nothing of its own
  * @since 1.0.0
  * @{ */

@@ -70,8 +70,9 @@ ZVOS_API int zvPipe_Listener(const char *anId, int aFlags);
 ZVOS_API int zvPipe_Accept(int aListener, int aFlags);
 
 /// Connects to a listener; waits while too many clients wait already. Always a stream, whatever the flags: a
-/// listener with ZVPIPE_MSG refuses it with -EPROTOTYPE. Such listeners take clients that are not made by
-/// this function. Programs that the process starts do not inherit the pipe.
+/// listener with ZVPIPE_MSG is not found, with -ECONNREFUSED, or -EPROTOTYPE where names are files. Such
+/// listeners take clients that are not made by this function. Programs that the process starts do not inherit
+/// the pipe.
 /// @param anId the name
 /// @param aFlags a sum of ZVPIPE_ values; ZVPIPE_NONBLOCKING holds from the connection on, ZVPIPE_MSG has no
 ///   effect

@@ -8,7 +8,7 @@
 /// @threads the environment is the process's: as with getenv() and setenv(), no thread may read it while
 ///   another one changes it
 /// @signals no
-/// @fork yes; the child has an environment of its own
+/// @fork yes, when no other thread was changing the environment at the fork; the child has one of its own
 /// @errno after a failure what the system said
 /// @logs failures, as errors of module ZVOS (7)
 /// @since 1.0.0

@@ -18,7 +18,8 @@
 ///
 /// @threads one thread uses a process at a time; several may have one each
 /// @signals no
-/// @fork a process is not to be used in the child: it is the parent's child
+/// @fork a process is not to be used in the child: it is the parent's child. Others can be opened there, when
+///   no other thread was opening or closing one at the fork
 /// @errno after a failure what the system said
 /// @logs nothing
 /// @since 1.0.0
