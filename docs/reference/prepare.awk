@@ -36,8 +36,8 @@ function prepared(text, parts, count, i, result) {
 { comment = FILENAME ~ /\.md$/ || /^\/\/\/ / || /^\/\*\* / || /^ \* / }
 comment && !code { $0 = prepared($0) }
 
-/^\/\/\/@{$|^\/\*\* @{ \*\/$/ { family = 1; shared = ""; next }
-/^\/\/\/@}$|^\/\*\* @} \*\/$/ && family { family = 0; next }
+/^\/\/\/@[{]$|^\/\*\* @[{] \*\/$/ { family = 1; shared = ""; next }
+/^\/\/\/@[}]$|^\/\*\* @[}] \*\/$/ && family { family = 0; next }
 family && comment { shared = shared $0 "\n"; next }
 family && /^(#define|typedef) / { printf "%s", shared }
 { print }
