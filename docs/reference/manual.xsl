@@ -57,12 +57,18 @@
 
   <xsl:template match="memberdef">
     <xsl:variable name="family" select="ancestor::compounddef"/>
+    <xsl:variable name="plain"
+        select="$family//memberdef[@kind = 'define']
+                [normalize-space(briefdescription) = concat(current()/name, ' under the plain name.')]"/>
     <exsl:document href="{$folder}{name}.3" method="text" encoding="UTF-8">
       <xsl:call-template name="heading">
         <xsl:with-param name="name" select="name"/>
       </xsl:call-template>
       <xsl:call-template name="name-section">
-        <xsl:with-param name="name" select="name"/>
+        <xsl:with-param name="name">
+          <xsl:value-of select="name"/>
+          <xsl:for-each select="$plain"><xsl:value-of select="concat(', ', name)"/></xsl:for-each>
+        </xsl:with-param>
         <xsl:with-param name="brief">
           <xsl:apply-templates select="briefdescription/para/node()" mode="line"/>
         </xsl:with-param>
@@ -70,6 +76,14 @@
       <xsl:text>.SH SYNOPSIS&#10;.nh&#10;.ad l&#10;</xsl:text>
       <xsl:call-template name="include"/>
       <xsl:call-template name="prototype"/>
+      <xsl:for-each select="$plain">
+        <xsl:value-of select="concat('.HP', $newline, '\fB', name, '(')"/>
+        <xsl:for-each select="param">
+          <xsl:if test="position() > 1">, </xsl:if>
+          <xsl:value-of select="defname"/>
+        </xsl:for-each>
+        <xsl:text>);\fP&#10;</xsl:text>
+      </xsl:for-each>
       <xsl:text>.ad b&#10;.hy&#10;</xsl:text>
       <xsl:text>.SH DESCRIPTION&#10;</xsl:text>
       <xsl:apply-templates select="briefdescription/*|detaileddescription/*"/>
@@ -232,7 +246,9 @@
   <xsl:template match="para">
     <xsl:variable name="text"><xsl:call-template name="flow"/></xsl:variable>
     <xsl:if test="normalize-space($text) != ''">
-      <xsl:value-of select="concat('.PP', $newline, $text)"/>
+      <!-- The first of a section begins with it, and a listing brings its own beginning. -->
+      <xsl:if test="(parent::detaileddescription or preceding-sibling::para) and not(starts-with($text, '.PP'))">.PP&#10;</xsl:if>
+      <xsl:value-of select="$text"/>
     </xsl:if>
   </xsl:template>
 

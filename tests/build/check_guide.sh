@@ -36,7 +36,7 @@ done
 # What differs from run to run.
 mask() {
   sed -E -e 's/^[0-9-]{10}T[0-9:.]+Z /TIME /' -e 's/\[[0-9]+:[0-9]+( [^]]*)?\] /[IDS] /' \
-    -e 's# [./]*([A-Za-z_/.]+):[0-9]+: # \1: #'
+    -e 's# ([^ ]*/)?((zvOS|zvLog)/[A-Za-z_/.]+):[0-9]+: # \2: #'
 }
 
 # A command begins with "$", its output goes to the next one or to the end of the block.

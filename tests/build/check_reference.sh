@@ -48,16 +48,22 @@ awk 'NR == FNR { anchors[$1 " " $2]; next } $1 == "name" && ($3 " " $4) in ancho
   "$work/anchors" "$work/told" | sort >"$work/placed"
 cat "$work"/html/search/functions_*.js "$work"/html/search/variables_*.js |
   sed -n "s/.*\['\([A-Za-z_0-9]*\)',.*/\1/p" | sort >"$work/searched"
-cat "$work"/man/man3/*.3 | sed -n 's/^\([A-Za-z_0-9]*\) \\- .*/\1/p' | sort >"$work/paged"
+cat "$work"/man/man3/*.3 | sed -n 's/^\([A-Za-z_0-9]*\)\(, [A-Za-z_0-9]*\)\{0,1\} \\- .*/\1/p' | sort >"$work/paged"
 for name in $(comm -23 "$work/exported" "$work/placed"); do fail "$name has no place in the HTML"; done
 for name in $(comm -23 "$work/exported" "$work/searched"); do fail "the search does not find $name"; done
 for name in $(comm -23 "$work/exported" "$work/paged"); do fail "$name has no manual page"; done
+
+# Who begins at the first page finds every family.
+for family in $(sed -n 's/.*<compoundname>\(zv[a-z]*_[a-z]*\)<.*/\1/p' "$work"/xml/group__*.xml); do
+  grep -qw "@ref $family" "$source/docs/reference/mainpage.md" || fail "the first page does not lead to $family"
+done
 
 # What callers write in place of a function leads to it.
 while read -r macro function; do
   grep -qx ".so man3/$function.3" "$work/man/man3/$macro.3" || fail "$macro has no manual page"
 done < <(sed -n 's/^#define \(zvSocket[A-Za-z_]*\)(.*) *\(zvSocket[A-Za-z_]*_Debug\)(.*/\1 \2/p' "$source"/zvOS/zvOS/*.h)
 
+if grep -rlF "$source" "$work/html" "$work/man"; then fail "these name the folder of the sources"; fi
 if command -v groff >/dev/null; then
   said=$(find "$work/man" -name '*.3' -exec grep -L '^\.so ' {} + | sort | xargs cat | groff -man -Tutf8 -ww -z -rLL=120n 2>&1) || true
   [ -z "$said" ] || fail "of the manual pages groff says" "$said"

@@ -12,6 +12,14 @@
  * key = value
  * ```
  *
+ * ```c
+ * zvConfigFile_t *theFile = zvConfigFile_Open("/etc/player.ini");
+ * uint32 thePort = zvConfigFile_GetUInt32(theFile, "network", "port", 8080);
+ * const char *theName = zvConfigFile_GetString(theFile, "network", "name", "player");
+ * printf("%s %u\n", theName, (unsigned)thePort);
+ * zvConfigFile_Close(theFile);
+ * ```
+ *
  * Names of sections and keys do not distinguish upper and lower case; of equal keys the last holds. A
  * comment stands on a line of its own or behind the name of a section, never behind a value.
  *

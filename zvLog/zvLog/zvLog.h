@@ -28,7 +28,7 @@
  *   to those who agree about it
  * @signals those named above; of the others those that say so
  * @fork yes
- * @errno left as it was, or ENOMEM without memory
+ * @errno says nothing, but for ENOMEM without memory
  * @logs nothing of its own
  * @since 1.0.0
  * @{ */
@@ -268,6 +268,15 @@ ZVLOG_API int zvCStringParser_Match(const char *aPattern, const char *aText);
  *
  * Terminators are written into the text: over the separator or quote behind a name, and at `aText[aStart +
  * aLength]` only when a name without a closing quote runs up to there.
+ *
+ * ```c
+ * char theText[] = "eth1, \"wlan 0\" ppp*";
+ * zvCStringParser_TokenList *theList = zvCStringParser_TokenizeQuotedList(theText, 0, strlen(theText));
+ * if (theList == NULL) return;
+ * for (zvCStringParser_Token *theName = theList->mFirstToken; theName != NULL; theName = theName->mNextToken)
+ *   puts(theName->mData);
+ * zvCStringParser_Delete(theList);
+ * ```
  * @param aText the text, which stays the caller's, is changed, and lives as long as the list
  * @param aStart where the part begins
  * @param aLength bytes of the part

@@ -5,6 +5,15 @@
  * @defgroup zvlog_ptrlist Lists of pointers
  * Reading and deleting lists of pointers, which zvPtrList_New (zvLog.h) makes.
  *
+ * ```c
+ * zvPtrList *theSongs = zvPtrList_New();
+ * zvPtrList_SetFreeFunc(theSongs, kzvPtrList_DefaultFreeFunc);
+ * char *theSong = zvStrdup("a song");
+ * if (!zvPtrList_Append(theSongs, theSong)) free(theSong);
+ * for (size_t i = 0; i < zvPtrList_GetCount(theSongs); ++i) puts(zvPtrList_Get(theSongs, i));
+ * zvPtrList_Delete(theSongs);  // and the songs
+ * ```
+ *
  * @threads several threads may read a list; one that changes it excludes the others
  * @signals zvPtrList_GetCount and zvPtrList_Get, of a list that is not being changed
  * @fork yes; the child has a copy

@@ -16,7 +16,8 @@
 ///
 /// @threads any thread may call any function; Delete is the last call on a section
 /// @signals no
-/// @fork in the child a section is held as it was at the fork: what another thread held is never given back
+/// @fork only a section that nobody was in at the fork is of use in the child: one that was entered, by the
+///   forking thread too, cannot be left there, and whoever enters it waits for ever
 /// @errno says nothing: the number of the error is in the message
 /// @logs failures, as errors of module ZVOS (7)
 /// @since 1.0.0

@@ -35,7 +35,7 @@ ZVOS_API void zvDebug_BackTraceCurrent(int afMemoryIsCorrupted);
 ///   was cut
 /// @threads any
 /// @signals no: memory is allocated
-/// @fork yes
+/// @fork yes, when no other thread was in the system's loader at the fork
 /// @errno says nothing
 /// @logs nothing
 ZVOS_API int zvDebug_GetBackTrace(char *anOutputBuffer, unsigned int anOutputBufferLen);
@@ -50,7 +50,7 @@ ZVOS_API int zvDebug_GetBackTrace(char *anOutputBuffer, unsigned int anOutputBuf
 /// @param aFunction any function of the library, cast; it is not called
 /// @threads any
 /// @signals no: memory is allocated and a file read
-/// @fork yes
+/// @fork yes, when no other thread was in the system's loader at the fork
 /// @errno says nothing
 /// @logs the line, as information of module DEFAULT (0)
 ZVOS_API void zvDebug_LogLibraryInfo(void *aFunction);

@@ -7,7 +7,7 @@
 ///
 /// @threads any thread, while no other thread changes the locale
 /// @signals no
-/// @fork yes; the child has a locale of its own
+/// @fork yes, when no other thread was changing the locale at the fork; the child has one of its own
 /// @errno says nothing
 /// @logs nothing
 /// @since 1.0.0

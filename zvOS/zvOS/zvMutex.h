@@ -20,8 +20,8 @@
 ///
 /// @threads any thread may call any function; Delete is the last call on a mutex
 /// @signals only zvMutex_IsHeld
-/// @fork in the child a mutex is held as it was at the fork: free ones and those of the forking thread work,
-///   those of other threads are never given back
+/// @fork only a mutex that nobody held at the fork is of use in the child: one that was held, by the forking
+///   thread too, cannot be given back there, and whoever locks it waits for ever
 /// @errno says nothing: the number of the error is in the message
 /// @logs failures, as errors of module ZVOS (7)
 /// @since 1.0.0

@@ -89,6 +89,7 @@ ZVOS_API char *zvPath_GetApplicationName(int afRemoveExtension);
 /// @param aFunctionPtr the function
 /// @return a new text, which the caller releases with free(); NULL when no file holds it or there is no
 ///   memory
+/// @fork yes, when no other thread was in the system's loader at the fork
 /// @logs nothing
 ZVOS_API char *zvPath_GetFunctionSharedLibraryPath(zvDefaultFunctionPtr aFunctionPtr);
 

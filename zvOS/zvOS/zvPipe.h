@@ -70,8 +70,9 @@ ZVOS_API int zvPipe_Listener(const char *anId, int aFlags);
 ZVOS_API int zvPipe_Accept(int aListener, int aFlags);
 
 /// Connects to a listener; waits while too many clients wait already. Always a stream, whatever the flags: a
-/// listener with ZVPIPE_MSG refuses it with -EPROTOTYPE. Such listeners take clients that are not made by
-/// this function. Programs that the process starts do not inherit the pipe.
+/// listener with ZVPIPE_MSG is not found, with -ECONNREFUSED, or -EPROTOTYPE where names are files. Such
+/// listeners take clients that are not made by this function. Programs that the process starts do not inherit
+/// the pipe.
 /// @param anId the name
 /// @param aFlags a sum of ZVPIPE_ values; ZVPIPE_NONBLOCKING holds from the connection on, ZVPIPE_MSG has no
 ///   effect
@@ -81,6 +82,13 @@ ZVOS_API int zvPipe_Accept(int aListener, int aFlags);
 ZVOS_API int zvPipe_Connect(const char *anId, int aFlags);
 
 /// Sends a descriptor away and closes it here.
+///
+/// ```c
+/// if (zvPipe_SendFD(thePipe, theSocket) != 0) close(theSocket);  // a supervisor
+///
+/// int theConnection = zvPipe_RecvFD(thePipe);  // its worker
+/// if (theConnection < 0) return;
+/// ```
 /// @param aPipe the pipe
 /// @param aFd the descriptor; on failure it stays open and the caller's
 /// @return 0, or the negated error number

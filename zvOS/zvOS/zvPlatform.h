@@ -8,7 +8,7 @@
 /// @threads the environment is the process's: as with getenv() and setenv(), no thread may read it while
 ///   another one changes it
 /// @signals no
-/// @fork yes; the child has an environment of its own
+/// @fork yes, when no other thread was changing the environment at the fork; the child has one of its own
 /// @errno after a failure what the system said
 /// @logs failures, as errors of module ZVOS (7)
 /// @since 1.0.0
@@ -41,6 +41,10 @@ ZVOS_API int zvPlatform_setenv(const char *anEnvVarName, const char *aValue);
 /// opened. One that it is meant to have is handed on deliberately, with `fcntl(aDescriptor, F_SETFD, 0)`
 /// before the call; every program that is started gets it until FD_CLOEXEC is put back. In a process that has
 /// made a pipe of zvPipe.h the program ignores SIGPIPE.
+///
+/// ```c
+/// zvPlatform_Launch("/usr/bin/player", "--song 'a b.mp3' >/dev/null");
+/// ```
 /// @param anApplicationFullPath the program
 /// @param aParameter behind it on the command line; may be NULL
 /// @return 0 at once; what system() answered (logged); -1 for a NULL path and without memory (logged)

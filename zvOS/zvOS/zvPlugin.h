@@ -16,7 +16,7 @@
 /// @threads any thread may call any function, as the system's loader allows it; a plug-in is unloaded when no
 ///   thread is in it
 /// @signals no
-/// @fork yes; the child has what was loaded
+/// @fork yes, when no other thread was in the system's loader at the fork; the child has what was loaded
 /// @errno says nothing
 /// @logs failures, as errors of module PLUGIN (29)
 /// @since 1.0.0

@@ -11,14 +11,15 @@
 /// int theCount;
 /// while ((theCount = zvProcess_Read(theProcess, theBuffer, sizeof(theBuffer))) >= 0) {
 ///   if (theCount == 0) zvThread_Sleep(10);  // nothing yet
-///   else fwrite(theBuffer, 1, theCount, stdout);
+///   else fwrite(theBuffer, 1, (size_t)theCount, stdout);
 /// }
 /// zvProcess_Close(theProcess);
 /// ```
 ///
 /// @threads one thread uses a process at a time; several may have one each
 /// @signals no
-/// @fork a process is not to be used in the child: it is the parent's child
+/// @fork a process is not to be used in the child: it is the parent's child. Others can be opened there, when
+///   no other thread was opening or closing one at the fork
 /// @errno after a failure what the system said
 /// @logs nothing
 /// @since 1.0.0

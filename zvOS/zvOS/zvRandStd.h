@@ -8,7 +8,7 @@
 ///
 /// @threads any thread may call any function; all draw from one sequence
 /// @signals no
-/// @fork yes; the child goes on with the same sequence
+/// @fork yes, when no other thread was in here at the fork; the child goes on with the same sequence
 /// @errno left alone
 /// @logs nothing
 /// @since 1.0.0

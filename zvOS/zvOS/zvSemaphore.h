@@ -6,11 +6,9 @@
 /// Counting semaphore of one process.
 ///
 /// ```c
-/// void OnTerminate(int aSignal) {     // a signal handler
-///   zvSemaphore_Post(sEnd);
-/// }
-/// ...
-/// while (zvSemaphore_Wait(sEnd) != zvSemaphore_Status_NoError) {}   // the main thread
+/// zvSemaphore_Post(sEnd);  // in the handler of a signal
+///
+/// while (zvSemaphore_Wait(sEnd) != zvSemaphore_Status_NoError) {}  // in the main thread, which ends then
 /// ```
 ///
 /// A handle that is NULL or stale asserts, and the operation goes on with it as it is.

@@ -9,7 +9,7 @@
 ///
 /// ```c
 /// zvOSSingleInstanceChecker *theChecker = zvSingleInstanceChecker_New("media-server");
-/// if (theChecker == NULL || zvSingleInstanceChecker_Exists(theChecker)) return 1;
+/// if (theChecker == NULL || zvSingleInstanceChecker_Exists(theChecker)) return;
 /// // the name is ours until:
 /// zvSingleInstanceChecker_Delete(theChecker);
 /// ```

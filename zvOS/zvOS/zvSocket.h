@@ -9,7 +9,7 @@
 ///
 /// ```c
 /// zvSocket theSocket = zvSocketOpen(AF_INET, SOCK_STREAM, 0, "Player control");
-/// if (theSocket == kzvSocketInvalid) return zvSocketGetLastError();
+/// if (theSocket == kzvSocketInvalid) return;
 /// if (zvSocketConnect(theSocket, theAddress, sizeof(*theAddress), "Player control") != 0) GiveUp(theSocket);
 /// zvSocketClose(theSocket, "Player control");
 /// ```

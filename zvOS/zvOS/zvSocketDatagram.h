@@ -6,6 +6,15 @@
 /// Datagrams, multicast groups, and the two addresses of a socket. The scheme of twins and the results are
 /// those of zvSocket.h.
 ///
+/// ```c
+/// struct sockaddr_in theAddress;  // receive what is sent to a group
+/// zvSocket_InitSockAddr((struct sockaddr *)&theAddress, sizeof(theAddress), AF_INET);
+/// theAddress.sin_port = zvSocket_htons(1900);
+/// zvSocketSetReuseAddress(theSocket, "Announcements");
+/// zvSocketBind(theSocket, (struct sockaddr *)&theAddress, sizeof(theAddress), "Announcements");
+/// zvSocketMulticastAdd(theSocket, "239.255.255.250", 0, "Announcements");
+/// ```
+///
 /// Byte orders differ: interface addresses go in as the address lists of zvSocketInterfaces.h give them, in
 /// network byte order; zvSocketGetPeerName and zvSocketGetSockName answer in host byte order.
 ///

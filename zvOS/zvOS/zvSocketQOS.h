@@ -6,6 +6,12 @@
 /// Marks what a socket sends with a priority class: the type-of-service byte of the IP header and the
 /// system's own queueing priority.
 ///
+/// ```c
+/// zvSocketQOS theQOS = zvSocketQOS_New();  // or that of a policy, zvSocketPolicy_GetQOS
+/// zvSocketQOS_SetPriority(theQOS, theSocket, kzvSocket_QOS_AUDIO_VIDEO, NULL);
+/// zvSocketQOS_Delete(theQOS);
+/// ```
+///
 /// @threads any thread may call any function; Delete is the last call on an object
 /// @signals no
 /// @fork yes

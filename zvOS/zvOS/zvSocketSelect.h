@@ -12,7 +12,8 @@
 /// FD_ZERO(&theReadSet);
 /// FD_SET(theListener, &theReadSet);
 /// int afTriggered;
-/// if (zvSocketSelect_Select(theSelect, &theReadSet, 0, 0, theListener, NULL, &afTriggered) < 0) return;
+/// if (zvSocketSelect_Select(theSelect, &theReadSet, NULL, NULL, theListener, NULL,
+///                           &afTriggered) < 0) return;
 /// if (afTriggered) return;  // another thread called zvSocketSelect_Trigger
 /// if (FD_ISSET(theListener, &theReadSet)) Accept(theListener);
 /// ```
@@ -85,6 +86,13 @@ ZVOS_API int zvSocketSelect_Select(zvSocketSelect *aSocketSelect, fd_set *aReadS
 
 /// Adds the trigger to a set, for callers with a wait of their own: Prepare before it, zvSocketSelect_Reset
 /// after it, on the same set.
+///
+/// ```c
+/// int theTrigger = zvSocketSelect_Prepare(theSelect, &theReadSet);
+/// int theMaxFD = theTrigger > theListener ? theTrigger : theListener;
+/// if (pselect(theMaxFD + 1, &theReadSet, NULL, NULL, NULL, &theMask) < 0) return;
+/// if (zvSocketSelect_Reset(theSelect, &theReadSet)) return;  // another thread called zvSocketSelect_Trigger
+/// ```
 /// @param aSocketSelect the object
 /// @param aReadSet the set
 /// @return the descriptor of the trigger, which belongs to the object

@@ -6,7 +6,8 @@
 /// Threads that start when told to, and that report a crash before the process dies.
 ///
 /// ```c
-/// zvOSThread_Data theData = {Work, NULL, theArguments, 0, zvThread_Kind_Joinable, 0};
+/// zvOSThread_Data theData = {Work, NULL, theArguments, 0, zvThread_Kind_Joinable,
+///                            zvThread_Scheduling_Default};
 /// zvOSThread *theThread = zvThread_New(&theData);
 /// if (theThread == NULL) return;
 /// zvThread_Run(theThread);

@@ -12,7 +12,7 @@
 /// @threads any thread may call any function; none keeps state
 /// @signals zvTime_GetTimeOfDay and zvTime_GetTickCount; the other two read the C library's time zone, which
 ///   takes a lock
-/// @fork yes
+/// @fork yes; the two that read the time zone when no other thread was reading it at the fork
 /// @errno says nothing
 /// @logs nothing
 /// @since 1.0.0

@@ -7,7 +7,8 @@
 ///
 /// ```c
 /// #include <zvOS/zvVersion.h>
-/// #if ZVOS_VERSION_NUMBER >= 10200   // 1.2.0 or later
+/// #if ZVOS_VERSION_NUMBER >= 10200  // 1.2.0 or later
+/// #endif
 /// ```
 ///
 /// The build takes its version from the three numbers below; nothing else repeats them. What each of them
