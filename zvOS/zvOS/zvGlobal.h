@@ -20,7 +20,8 @@
 ///
 /// @threads any thread may call any function, while no other thread changes the environment: a Set changes it
 /// @signals no
-/// @fork a child finds the parent's values, under the parent's number; they are right for what it inherited
+/// @fork yes, when no other thread was changing the environment at the fork: a child finds the parent's
+///   values, under the parent's number, and they are right for what it inherited
 /// @errno says nothing
 /// @logs failures, in module DEFAULT (0)
 /// @since 1.0.0

@@ -34,7 +34,7 @@
 /// @param anInterface an entry of getifaddrs()
 /// @param afIncludeLocalhost non-zero: loopback is wanted
 /// @return 1 when it is, else 0
-/// @signals yes, with a policy whose functions allow it
+/// @signals yes, without a policy
 ZVOS_API int zvSocketIsInterfaceMatching(zvSocketPolicy *aSocketPolicy, struct ifaddrs *anInterface,
                                          int afIncludeLocalhost);
 
