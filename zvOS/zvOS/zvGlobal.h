@@ -34,8 +34,9 @@
 /// The end of a decorated name.
 #define kzvGlobalVariableSuffix ".zvGlobal"
 
-/// Stores a pointer, as `"%p"` writes it, in the environment variable NAME.PID.zvGlobal, PID being the number
-/// of the process. zvGlobal_GetPtr reads it when it is given that whole name; see above.
+/// Stores a pointer under a name. It is stored as `"%p"` writes it, in the environment variable
+/// NAME.PID.zvGlobal, PID being the number of the process. zvGlobal_GetPtr reads it when it is given that
+/// whole name; see above.
 /// @param aName the name
 /// @param aValue the pointer; what it points to stays the caller's
 /// @logs an error of module DEFAULT (0) when it cannot be stored
