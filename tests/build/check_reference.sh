@@ -59,9 +59,9 @@ while read -r _ name version; do
 done < <(grep '^since ' "$work/told" | grep -v ' 1\.0\.0$')
 
 # Who begins at the first page finds every family.
-for family in $(sed -n 's/.*<compoundname>\(zv[a-z]*_[a-z]*\)<.*/\1/p' "$work"/xml/group__*.xml); do
+while read -r family; do
   grep -qw "@ref $family" "$source/docs/reference/mainpage.md" || fail "the first page does not lead to $family"
-done
+done < <(sed -n 's/.*<compoundname>\(zv[a-z]*_[a-z]*\)<.*/\1/p' "$work"/xml/group__*.xml)
 
 # What callers write in place of a function leads to it.
 while read -r macro function; do
