@@ -230,7 +230,7 @@ extern "C" uint32 zvConfigFile_GetUInt32(const zvConfigFile_t *aConfigFile, cons
   const char *theValue = FindValue(aConfigFile, theSection, aKey);
   if (theValue == nullptr) return aDefault;
 
-  uint64 theNumber = 0;
+  uintptr_t theNumber = 0;
   if (zvlog::ReadNumber(theValue, UINT32_MAX, &theNumber) == zvlog::NumberError::None) {
     return static_cast<uint32>(theNumber);
   }

@@ -16,9 +16,10 @@ extern "C" int zvConvert_strtoptr(const char *aText, void **aPointer) {
     return kzvConvertError_None;
   }
 
-  uint64 theNumber = 0;
+  uintptr_t theNumber = 0;
   if (*aText == '-') {
-    const bool afNumber = zvlog::ReadNumber(aText + 1, UINT64_MAX, &theNumber) != zvlog::NumberError::Invalid;
+    const bool afNumber =
+        zvlog::ReadNumber(aText + 1, UINTPTR_MAX, &theNumber) != zvlog::NumberError::Invalid;
     return afNumber ? kzvConvertError_RangeLow : kzvConvertError_Invalid;
   }
   if (!zvlog::StartsWithHexPrefix(aText)) return kzvConvertError_Invalid;
@@ -30,6 +31,6 @@ extern "C" int zvConvert_strtoptr(const char *aText, void **aPointer) {
     case zvlog::NumberError::None:
       break;
   }
-  *aPointer = reinterpret_cast<void *>(static_cast<uintptr_t>(theNumber));
+  *aPointer = reinterpret_cast<void *>(theNumber);
   return kzvConvertError_None;
 }

@@ -15,10 +15,11 @@
 #include "private/Identity.h"
 #include "private/Levels.h"
 #include "private/Names.h"
+#include "private/Notice.h"
 #include "private/Record.h"
 #include "private/RecordPool.h"
+#include "private/Repeats.h"
 #include "private/SignalOrder.h"
-#include "private/Sink.h"
 
 #include <time.h>
 #include <atomic>
@@ -101,13 +102,13 @@ void CloseDownTo(ThreadRecords *aThread, int aDepth) {
   }
 }
 
-void Emit(Record *aRecord) {
+void Emit(Record *aRecord, zvlog::Delivery *aDelivery) {
   const size_t theLength = aRecord->MakeLine();
-  timespec theTime = {};
-  clock_gettime(CLOCK_REALTIME, &theTime);
   const zvlog::Identity &theOwn = zvlog::OwnIdentity();
-  zvlog::Deliver(
-      {aRecord->mData, theTime, theOwn.mProcess, theOwn.mThread, theOwn.mName, aRecord->Text(), theLength});
+  zvlog::FinishedRecord theFinished = {
+      aRecord->mData, {}, theOwn.mProcess, theOwn.mThread, theOwn.mName, aRecord->Text(), theLength};
+  clock_gettime(CLOCK_REALTIME, &theFinished.mTime);
+  aDelivery(theFinished);
 }
 
 // The place of an open record in the stack, -1 when it is not one of this thread.
@@ -119,22 +120,6 @@ int FindOpenRecord(ThreadRecords *aThread, const zvLogData *aLogData) {
   return -1;
 }
 
-void EmitAssertion(Record *aRecord, const char *anExpression, const char *aFile, uint32 aLine) {
-  aRecord->Clear(kzvLogLevel_Error, zvlog::kModuleDefault);
-  aRecord->mData.mFile = aFile;
-  aRecord->mData.mLine = aLine;
-  aRecord->Append("Assertion failed: %s (%s:%u)\n", anExpression != nullptr ? anExpression : "?",
-                  aFile != nullptr ? aFile : "?", aLine);
-  Emit(aRecord);
-}
-
-// Where no record is left. It is not part of its caller, which needs little stack otherwise.
-__attribute__((noinline)) void EmitAssertionFromStack(const char *anExpression, const char *aFile,
-                                                      uint32 aLine) {
-  Record theRecord;
-  EmitAssertion(&theRecord, anExpression, aFile, aLine);
-}
-
 // In a library loaded at run time, the first use of thread-local storage allocates it; for the
 // loading thread that is done here, long before it may crash.
 __attribute__((constructor)) void MakeRecordsOfThisThread() {
@@ -142,6 +127,28 @@ __attribute__((constructor)) void MakeRecordsOfThisThread() {
 }
 
 }  // namespace
+
+namespace zvlog {
+
+void EmitNotice(Delivery *aDelivery, zvLogLevel aLevel, const char *aFile, uint32 aLine, const char *aFormat,
+                ...) {
+  const ErrnoKeeper theErrnoKeeper;
+  const int theDepth = sThread.mDepth;
+  Record *theRecord = Open(&sThread);
+  // Where none is left it lies on the stack, which otherwise may be small.
+  if (theRecord == nullptr) theRecord = static_cast<Record *>(__builtin_alloca(sizeof(Record)));
+  theRecord->Clear(aLevel, kModuleDefault);
+  theRecord->mData.mFile = aFile;
+  theRecord->mData.mLine = aLine;
+  va_list theArguments;
+  va_start(theArguments, aFormat);
+  theRecord->Append(aFormat, theArguments);
+  va_end(theArguments);
+  Emit(theRecord, aDelivery);
+  CloseDownTo(&sThread, theDepth);
+}
+
+}  // namespace zvlog
 
 extern "C" zvLogData *zvLog_Begin(zvLogLevel aLevel, zvLogModule aModule) {
   if (!zvlog::IsWanted(aLevel, aModule)) return nullptr;
@@ -174,7 +181,7 @@ extern "C" void zvLog_End(zvLogData *aLogData) {
   if (theIndex < 0) return;
 
   const ErrnoKeeper theErrnoKeeper;
-  Emit(sThread.At(theIndex));
+  Emit(sThread.At(theIndex), zvlog::DeliverUnlessRepeated);
   CloseDownTo(&sThread, theIndex);
 }
 
@@ -183,17 +190,9 @@ extern "C" int zvLog_WillLog(zvLogLevel aLevel, zvLogModule aModule) {
 }
 
 extern "C" void _zvAssert(const char *anExpression, const char *aFile, uint32 aLine) {
-  const int theDepth = sThread.mDepth;
-  {
-    const ErrnoKeeper theErrnoKeeper;
-    Record *theRecord = Open(&sThread);
-    if (theRecord != nullptr) {
-      EmitAssertion(theRecord, anExpression, aFile, aLine);
-      CloseDownTo(&sThread, theDepth);
-    } else {
-      EmitAssertionFromStack(anExpression, aFile, aLine);
-    }
-  }
+  zvlog::EmitNotice(zvlog::DeliverUnlessRepeated, kzvLogLevel_Error, aFile, aLine,
+                    "Assertion failed: %s (%s:%u)\n", anExpression != nullptr ? anExpression : "?",
+                    aFile != nullptr ? aFile : "?", aLine);
   if (sfAssertAborts.load(std::memory_order_relaxed)) abort();
 }
 

@@ -11,7 +11,7 @@
 
 #include <zvLog/zvLogSettings.h>
 
-#include <sys/stat.h>
+#include <unistd.h>
 #include <cerrno>
 
 namespace {
@@ -20,10 +20,10 @@ constexpr uint32 kRecordsPerLook = 1024;  // other processes may append, too
 
 std::atomic<uint32> sReopenRequests{0};
 
-// It is no part of its callers, which need little stack otherwise; so is what makes room.
-__attribute__((noinline)) bool IsHugeFile(int aDescriptor) {
-  struct stat theStatus;
-  return fstat(aDescriptor, &theStatus) == 0 && zvlog::IsHuge(theStatus.st_size);
+// Of what can be seeked; otherwise it is negative. A file is appended to wherever its position is, and fstat
+// needs more stack than a thread that crashed may have.
+off_t SizeOf(int aDescriptor) {
+  return lseek(aDescriptor, 0, SEEK_END);
 }
 
 }  // namespace
@@ -57,7 +57,7 @@ LastingDescriptor *FileChannel::Descriptor() {
 // Installs a file of aPlace, which is closed in any case.
 bool FileChannel::Take(int aFile, const FilePlace *aPlace) {
   const Medium theMedium = Examine(aFile).mMedium;
-  const bool afHuge = IsHugeFile(aFile);
+  const bool afHuge = IsHuge(SizeOf(aFile));
   if (!Descriptor()->Install(aFile)) return false;
   mMedium.store(theMedium, std::memory_order_relaxed);
   mfHuge.store(afHuge, std::memory_order_relaxed);
@@ -110,10 +110,8 @@ bool FileChannel::ReopenIfRequested() {
 
 bool FileChannel::MakeRoom(int aDescriptor, const FilePlace &aPlace, const FinishedRecord &aRecord) {
   const uint64 theLength = kHeaderRoom + aRecord.mLength;
-  struct stat theStatus;
-  if (fstat(aDescriptor, &theStatus) != 0 || !S_ISREG(theStatus.st_mode) || theStatus.st_size == 0 ||
-      static_cast<uint64>(theStatus.st_size) + theLength <= aPlace.mMaximumSize)
-    return false;
+  const off_t theSize = SizeOf(aDescriptor);
+  if (theSize <= 0 || static_cast<uint64>(theSize) + theLength <= aPlace.mMaximumSize) return false;
   const Turn theTurn(this);
   if (!theTurn.IsMine()) return false;
   const uint32 theDelay = mTurnLater.load(std::memory_order_relaxed);
@@ -128,7 +126,7 @@ bool FileChannel::MakeRoom(int aDescriptor, const FilePlace &aPlace, const Finis
 
 Target FileChannel::TargetOf(int aDescriptor) {
   const bool afLook = mRecords.fetch_add(1, std::memory_order_relaxed) % kRecordsPerLook == 0;
-  if (afLook && IsHugeFile(aDescriptor)) mfHuge.store(true, std::memory_order_relaxed);
+  if (afLook && IsHuge(SizeOf(aDescriptor))) mfHuge.store(true, std::memory_order_relaxed);
   return {aDescriptor, mMedium.load(std::memory_order_relaxed), true, mfHuge.load(std::memory_order_relaxed),
           nullptr};
 }

@@ -115,7 +115,7 @@ int SignalToExpect(const Target &aTarget) {
 
 // A description of its own of what aDescriptor leads to, which does not block. The flags of the one that
 // is there are shared with other processes.
-int OpenNonBlocking(int aDescriptor) {
+__attribute__((noinline)) int OpenNonBlocking(int aDescriptor) {
   char thePath[32];
   zvlog::LineWriter theWriter(thePath, sizeof thePath - 1);
   theWriter.Text("/proc/self/fd/");

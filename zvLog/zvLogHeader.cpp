@@ -30,13 +30,13 @@ void WriteTime(zvlog::LineWriter *aWriter, const timespec &aTime) {
   const uint32 theSecondOfDay = static_cast<uint32>(theSeconds - uint64{theDay} * kSecondsPerDay);
   const zvlog::CivilDate theDate = zvlog::CivilDateOfDay(static_cast<int32>(theDay));
 
-  aWriter->Digits<4>(static_cast<uint32>(theDate.mYear), '-');
-  aWriter->Digits<2>(theDate.mMonth, '-');
-  aWriter->Digits<2>(theDate.mDay, 'T');
-  aWriter->Digits<2>(theSecondOfDay / 3600, ':');
-  aWriter->Digits<2>(theSecondOfDay / 60 % 60, ':');
-  aWriter->Digits<2>(theSecondOfDay % 60, '.');
-  aWriter->Digits<6>(static_cast<uint32>(aTime.tv_nsec) / 1000, 'Z');
+  aWriter->Digits(static_cast<uint32>(theDate.mYear), 4, '-');
+  aWriter->Digits(theDate.mMonth, 2, '-');
+  aWriter->Digits(theDate.mDay, 2, 'T');
+  aWriter->Digits(theSecondOfDay / 3600, 2, ':');
+  aWriter->Digits(theSecondOfDay / 60 % 60, 2, ':');
+  aWriter->Digits(theSecondOfDay % 60, 2, '.');
+  aWriter->Digits(static_cast<uint32>(aTime.tv_nsec) / 1000, 6, 'Z');
 }
 
 void WriteNameOrNumber(zvlog::LineWriter *aWriter, const char *aName, uint16 aNumber) {

@@ -14,14 +14,16 @@
 
 namespace {
 
+// The name itself, and no pointer that has to be relocated when the library is loaded. A table ends with a
+// name that is empty.
 struct NamedNumber {
   uint16 mNumber;
-  const char *mName;
+  char mName[14];
 };
 
 constexpr NamedNumber kLevels[] = {
     {kzvLogLevel_None, "none"}, {kzvLogLevel_Error, "error"}, {kzvLogLevel_Warning, "warning"},
-    {kzvLogLevel_Info, "info"}, {kzvLogLevel_Debug, "debug"},
+    {kzvLogLevel_Info, "info"}, {kzvLogLevel_Debug, "debug"}, {0, ""},
 };
 
 constexpr NamedNumber kModules[] = {
@@ -37,25 +39,26 @@ constexpr NamedNumber kModules[] = {
     {55, "SOCKETTRAFFIC"},
     {57, "PATH"},
     {122, "TCP_QOS"},
+    {0, ""},
 };
 
-template <size_t kCount>
-const char *FindName(const NamedNumber (&aTable)[kCount], uint16 aNumber) {
-  for (const NamedNumber &theEntry : aTable) {
-    if (theEntry.mNumber == aNumber) return theEntry.mName;
+const char *FindName(const NamedNumber *aTable, uint16 aNumber) {
+  for (const NamedNumber *theEntry = aTable; theEntry->mName[0] != '\0'; ++theEntry) {
+    if (theEntry->mNumber == aNumber) return theEntry->mName;
   }
   return nullptr;
 }
 
-template <size_t kCount>
-bool FindNumber(const NamedNumber (&aTable)[kCount], const char *aText, uint64 aMaximum, uint16 *aNumber) {
-  for (const NamedNumber &theEntry : aTable) {
-    if (strcasecmp(theEntry.mName, aText) == 0) {
-      *aNumber = theEntry.mNumber;
+// One copy of it is enough.
+__attribute__((noinline)) bool FindNumber(const NamedNumber *aTable, const char *aText, uint16 aMaximum,
+                                          uint16 *aNumber) {
+  for (const NamedNumber *theEntry = aTable; theEntry->mName[0] != '\0'; ++theEntry) {
+    if (strcasecmp(theEntry->mName, aText) == 0) {
+      *aNumber = theEntry->mNumber;
       return true;
     }
   }
-  uint64 theNumber = 0;
+  uintptr_t theNumber = 0;
   if (zvlog::ReadNumber(aText, aMaximum, &theNumber) != zvlog::NumberError::None) return false;
   *aNumber = static_cast<uint16>(theNumber);
   return true;

@@ -12,7 +12,9 @@
 #include "private/Levels.h"
 #include "private/ModuleNames.h"
 #include "private/Names.h"
+#include "private/Numbers.h"
 #include "private/Outlet.h"
+#include "private/Repeats.h"
 #include "private/SettingsText.h"
 #include "private/SinkText.h"
 
@@ -40,6 +42,7 @@ zvlog::ForkSafeLock sApplying;
 // What the settings have chosen goes back to its default when they no longer name it.
 bool sfSinksChosen = false;
 bool sfAssertChosen = false;
+bool sfRepeatChosen = false;
 std::atomic<bool> sfReloadRequested{false};
 // While the library is loaded the program cannot have named its modules yet.
 bool sfLoading = false;
@@ -127,6 +130,7 @@ class Change {
   bool ApplyModuleLevel(const char *aSetting, const char *aName, const char *aValue);
   bool ApplySink(const char *aSetting, const char *aValue);
   bool ApplyAssert(const char *aSetting, const char *aValue);
+  bool ApplyRepeat(const char *aSetting, const char *aValue);
   bool ApplyFile(const char *aSetting, const char *aPath, SettingsList::From aSource);
   zvlog::LevelChange *Levels() { return mLevels ? &*mLevels : &mLevels.emplace(); }
 
@@ -135,6 +139,7 @@ class Change {
   std::optional<zvlog::SinkChange> mSinks;
   int mSinkCount = 0;
   bool mfAssertNamed = false;
+  bool mfRepeatNamed = false;
 };
 
 bool Change::ApplyLevel(const char *aSetting) {
@@ -162,6 +167,16 @@ bool Change::ApplyAssert(const char *aSetting, const char *aValue) {
   zvLog_SetAssertAborts(afAborts);
   mfAssertNamed = true;
   sfAssertChosen = true;
+  return true;
+}
+
+bool Change::ApplyRepeat(const char *aSetting, const char *aValue) {
+  uintptr_t theLimit = 0;
+  if (zvlog::ReadDigits(aValue, 10, zvlog::kHighestRepeatLimit, &theLimit) != zvlog::NumberError::None)
+    return Complain(aSetting, "it is no number up to %u", zvlog::kHighestRepeatLimit);
+  zvlog::SetRepeatLimit(static_cast<uint32>(theLimit));
+  mfRepeatNamed = true;
+  sfRepeatChosen = true;
   return true;
 }
 
@@ -196,6 +211,7 @@ bool Change::ApplyOne(char *aSetting, SettingsList::From aSource) {
   const char *theValue = Trim(theEqualSign + 1);
   if (strcmp(theName, "to") == 0) return ApplySink(theWhole.Text(), theValue);
   if (strcmp(theName, "assert") == 0) return ApplyAssert(theWhole.Text(), theValue);
+  if (strcmp(theName, "repeat") == 0) return ApplyRepeat(theWhole.Text(), theValue);
   if (strcmp(theName, "config") == 0) return ApplyFile(theWhole.Text(), theValue, aSource);
   return ApplyModuleLevel(theWhole.Text(), theName, theValue);
 }
@@ -233,6 +249,10 @@ void Change::ResetUnnamed() {
   if (sfAssertChosen && !mfAssertNamed) {
     zvLog_SetAssertAborts(0);
     sfAssertChosen = false;
+  }
+  if (sfRepeatChosen && !mfRepeatNamed) {
+    zvlog::SetRepeatLimit(0);
+    sfRepeatChosen = false;
   }
 }
 

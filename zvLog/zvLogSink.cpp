@@ -82,14 +82,21 @@ namespace zvlog {
 void Deliver(const FinishedRecord &aRecord) {
   const CancellationOff theCancellationOff;
   const bool afCalled = CallSinkFunction(aRecord);
-  const SinkSet *theSet = gSinkSet.load(std::memory_order_acquire);
-  if (afCalled && theSet->mCount == 0) return;
-  Outcome theOutcome = DeliverToAll(*theSet, aRecord);
-  if (theOutcome.mfTaken) return;
-  // The sinks may have been changed meanwhile, and the former ones be closed.
-  const SinkSet *theNext = gSinkSet.load(std::memory_order_acquire);
-  if (theNext != theSet) theOutcome = DeliverToAll(*theNext, aRecord);
-  if (!theOutcome.mfTaken && !theOutcome.mfOnStandardError && !afCalled) WriteToStandardError(aRecord);
+  const SinkSet *theFormer = nullptr;
+  bool afOnStandardError = afCalled;
+  // The sinks may be changed meanwhile, and the former ones be closed: then the next ones get it. What no
+  // sink takes goes to standard error.
+  for (int theAttempt = 0; theAttempt < 3; ++theAttempt) {
+    const bool afLast = theAttempt == 2;
+    if (afLast && afOnStandardError) return;
+    const SinkSet *theSet = afLast ? &gStandardErrorOnly : gSinkSet.load(std::memory_order_acquire);
+    if (theSet == theFormer) continue;
+    theFormer = theSet;
+    if (afCalled && theSet->mCount == 0) return;
+    const Outcome theOutcome = DeliverToAll(*theSet, aRecord);
+    if (theOutcome.mfTaken) return;
+    afOnStandardError = afCalled || theOutcome.mfOnStandardError;
+  }
 }
 
 }  // namespace zvlog

@@ -10,7 +10,6 @@
 
 #include <zvLog/zvLogSettings.h>
 
-#include <pthread.h>
 #include <time.h>
 #include <atomic>
 #include <cerrno>
@@ -64,18 +63,6 @@ void WaitUntilLeft(const Registration *aFormer) {
     nanosleep(&theMoment, nullptr);
 }
 
-// The other threads are not in the child.
-void ForgetOtherThreads() {
-  for (Registration *theEntry = sRegistrations; theEntry != nullptr; theEntry = theEntry->mNext)
-    theEntry->mThreadsInside.store(0);
-  Registration *theCurrent = sCurrent.load();
-  if (theCurrent != nullptr) theCurrent->mThreadsInside.store(sDepthOfThread);
-}
-
-__attribute__((constructor)) void ForgetThreadsInChildren() {
-  pthread_atfork(nullptr, nullptr, ForgetOtherThreads);
-}
-
 }  // namespace
 
 namespace zvlog {
@@ -100,6 +87,13 @@ bool CallSinkFunction(const FinishedRecord &aRecord) {
   }
   sDepthOfThread = 0;
   return theRegistration != nullptr;
+}
+
+void ForgetOtherCallers() {
+  for (Registration *theEntry = sRegistrations; theEntry != nullptr; theEntry = theEntry->mNext)
+    theEntry->mThreadsInside.store(0);
+  Registration *theCurrent = sCurrent.load();
+  if (theCurrent != nullptr) theCurrent->mThreadsInside.store(sDepthOfThread);
 }
 
 void RemoveSinkFunction() {

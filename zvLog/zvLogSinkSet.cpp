@@ -9,6 +9,7 @@
 #include "private/SinkSet.h"
 
 #include "private/ForkSafeLock.h"
+#include "private/Repeats.h"
 #include "private/SinkFunction.h"
 #include "private/SinkText.h"
 
@@ -25,12 +26,12 @@ using zvlog::Sink;
 using zvlog::SinkKind;
 using zvlog::SinkSet;
 
-// The set that holds until another is chosen.
-SinkSet sStandardError = {1, {{SinkKind::StandardError, zvlog::kEveryLevel, nullptr, nullptr}}, nullptr};
-SinkSet sNone = {0, {}, &sStandardError};
+SinkSet sNone = {0, {}, &zvlog::gStandardErrorOnly};
 SinkSet *sSets = &sNone;
 
 zvlog::ForkSafeLock sChanging;
+
+constexpr int kLast = 101;  // of all destructors
 
 bool operator==(const Sink &aFirst, const Sink &aSecond) {
   return aFirst.mKind == aSecond.mKind && aFirst.mHighestLevel == aSecond.mHighestLevel &&
@@ -74,14 +75,17 @@ bool Uses(const SinkSet &aSet, const FileChannel *aChannel) {
 void GoOnInChild() {
   for (FileChannel &theChannel : zvlog::gFileChannels)
     theChannel.ForgetOtherThreads();
+  zvlog::ForgetOtherCallers();
+  zvlog::ForgetRepeats();
 }
 
 __attribute__((constructor)) void GoOnInChildren() {
   pthread_atfork(nullptr, nullptr, GoOnInChild);
 }
 
-// When the library is unloaded. At the end of a process others may still log: they open again.
-__attribute__((destructor)) void CloseDescriptors() {
+// When the library is unloaded, after the last record. At the end of a process others may still log: they
+// open again.
+__attribute__((destructor(kLast))) void CloseDescriptors() {
   for (zvlog::LastingDescriptor &theDescriptor : zvlog::gDescriptors)
     theDescriptor.Close();
 }
@@ -90,7 +94,8 @@ __attribute__((destructor)) void CloseDescriptors() {
 
 namespace zvlog {
 
-std::atomic<const SinkSet *> gSinkSet{&sStandardError};
+SinkSet gStandardErrorOnly = {1, {{SinkKind::StandardError, kEveryLevel, nullptr, nullptr}}, nullptr};
+std::atomic<const SinkSet *> gSinkSet{&gStandardErrorOnly};
 
 SinkChange::SinkChange(Former aFormer) {
   pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, &mCancelState);

@@ -29,7 +29,7 @@ constexpr SinkComplaint kCannotReach = {"cannot reach the system log", true};
 constexpr char kMaximum[] = "max=";
 constexpr size_t kWordRoom = 48;
 constexpr uint64 kSmallestMaximum = 1024;
-constexpr uint64 kLargestNumber = uint64{1} << 30;
+constexpr uint32 kLargestNumber = uint32{1} << 30;
 
 const char *AfterPrefix(const char *aText, const char *aPrefix) {
   const size_t theLength = strlen(aPrefix);
@@ -66,10 +66,10 @@ uint64 FactorOf(char aUnit) {
 
 // "4M*3"; the text is changed.
 bool ReadMaximum(char *aText, FileSink *aFile) {
-  uint64 theGenerations = 1;
+  uintptr_t theGenerations = 1;
   if (char *theStar = strchr(aText, '*')) {
     *theStar = '\0';
-    if (zvlog::ReadDigits<10>(theStar + 1, 99, &theGenerations) != zvlog::NumberError::None) return false;
+    if (zvlog::ReadDigits(theStar + 1, 10, 99, &theGenerations) != zvlog::NumberError::None) return false;
   }
   const size_t theLength = strlen(aText);
   uint64 theFactor = theLength > 0 ? FactorOf(aText[theLength - 1]) : 0;
@@ -78,9 +78,9 @@ bool ReadMaximum(char *aText, FileSink *aFile) {
   } else {
     aText[theLength - 1] = '\0';
   }
-  uint64 theNumber = 0;
-  if (zvlog::ReadDigits<10>(aText, kLargestNumber, &theNumber) != zvlog::NumberError::None) return false;
-  aFile->mMaximumSize = theNumber * theFactor;
+  uintptr_t theNumber = 0;
+  if (zvlog::ReadDigits(aText, 10, kLargestNumber, &theNumber) != zvlog::NumberError::None) return false;
+  aFile->mMaximumSize = uint64{theNumber} * theFactor;
   aFile->mGenerations = static_cast<uint32>(theGenerations);
   return aFile->mMaximumSize >= kSmallestMaximum && theGenerations > 0;
 }

@@ -46,8 +46,8 @@ bool IsCommand(const Byte *aCharacter, size_t aLength) {
 }
 
 char *Show(Byte aByte, char *aBuffer) {
-  constexpr char kDigits[] = "0123456789abcdef";
-  const char theShown[kShownSize] = {'\\', 'x', kDigits[aByte >> 4], kDigits[aByte & 0xf]};
+  const char *theDigits = "0123456789abcdef";
+  const char theShown[kShownSize] = {'\\', 'x', theDigits[aByte >> 4], theDigits[aByte & 0xf]};
   memcpy(aBuffer, theShown, kShownSize);
   return aBuffer + kShownSize;
 }

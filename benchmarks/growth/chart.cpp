@@ -7,7 +7,8 @@
 #include <algorithm>
 #include <cmath>
 
-#include "support/Report.h"
+#include "support/Output.h"
+#include "support/Svg.h"
 #include "growth/growth.h"
 
 namespace zvbench {
@@ -39,19 +40,6 @@ class LogScale {
   const double mTo;
 };
 
-std::string TextAt(const char *aClass, double aLeft, double aTop, const std::string &aText) {
-  std::string theText = Format("<text class=\"%s\" x=\"%.1f\" y=\"%.1f\">", aClass, aLeft, aTop);
-  for (const char theCharacter : aText)
-    theText += theCharacter == '&' ? "&amp;" : theCharacter == '<' ? "&lt;" : std::string(1, theCharacter);
-  return theText + "</text>\n";
-}
-
-std::string TimeText(double aNanoseconds) {
-  if (aNanoseconds >= 1e6) return Format("%g ms", aNanoseconds / 1e6);
-  if (aNanoseconds >= 1e3) return Format("%g us", aNanoseconds / 1e3);
-  return Format("%g ns", aNanoseconds);
-}
-
 std::string Curve(const char *aClass, const std::vector<GrowthPoint> &aPoints, double GrowthPoint::*aTime,
                   const LogScale &aSizes, const LogScale &aTimes) {
   std::string thePlaces;
@@ -64,6 +52,20 @@ std::string Curve(const char *aClass, const std::vector<GrowthPoint> &aPoints, d
     theDots += Format("<circle class=\"%s\" cx=\"%.1f\" cy=\"%.1f\" r=\"3\"/>\n", aClass, theX, theY);
   }
   return Format("<polyline class=\"%s\" points=\"%s\"/>\n", aClass, thePlaces.c_str()) + theDots;
+}
+
+// What the time is for, and the least and the most memory that was told.
+std::string NoteOf(const GrowthResult &aResult) {
+  std::string theNote = std::string("time ") + aResult.mRow.mPart;
+  uint64 theLeast = UINT64_MAX;
+  uint64 theMost = 0;
+  for (const GrowthPoint &thePoint : aResult.mPoints) {
+    if (!thePoint.mMemory) return theNote;
+    theLeast = std::min(theLeast, *thePoint.mMemory);
+    theMost = std::max(theMost, *thePoint.mMemory);
+  }
+  return theNote + Format("; %s: %.0f to %.0f KiB", aResult.mRow.mMemory,
+                          static_cast<double>(theLeast) / 1024, static_cast<double>(theMost) / 1024);
 }
 
 std::string DrawPanel(const GrowthResult &aResult, double aLeft, double aTop) {
@@ -80,14 +82,13 @@ std::string DrawPanel(const GrowthResult &aResult, double aLeft, double aTop) {
   const LogScale theTimes(theLow, theHigh, 1.6, theBottom, aTop + kTop);
 
   std::string theText = TextAt("title", aLeft + 10, aTop + 18, aResult.mRow.mName) +
-                        TextAt("note", aLeft + 10, aTop + 34, std::string("time ") + aResult.mRow.mPart);
+                        TextAt("note", aLeft + 10, aTop + 34, NoteOf(aResult));
   for (double theDecade = 1e-3; theDecade < 1e12; theDecade *= 10) {
     for (const double theStep : {1.0, 2.0, 5.0}) {
       const double theValue = theDecade * theStep;
       if (!theTimes.Has(theValue)) continue;
       const double theY = theTimes.Place(theValue);
-      theText += Format("<line class=\"grid\" x1=\"%.1f\" y1=\"%.1f\" x2=\"%.1f\" y2=\"%.1f\"/>\n",
-                        aLeft + kLeft, theY, aLeft + kPanelWidth - kRight, theY);
+      theText += Line("grid", aLeft + kLeft, theY, aLeft + kPanelWidth - kRight, theY);
       theText += TextAt("time", aLeft + kLeft - 6, theY + 4, TimeText(theValue));
     }
   }
@@ -100,11 +101,10 @@ std::string DrawPanel(const GrowthResult &aResult, double aLeft, double aTop) {
 }
 
 constexpr char kStyle[] =
-    "<style>text{font:12px sans-serif;fill:#222}.title{font-size:14px;font-weight:bold}"
-    ".note,.fact{font-size:11px;fill:#666}.time{text-anchor:end;font-size:10px;fill:#666}"
-    ".size{text-anchor:middle;font-size:10px;fill:#666}.grid{stroke:#e4e4e4}"
+    ".note{font-size:11px;fill:#666}.time{text-anchor:end;font-size:10px;fill:#666}"
+    ".size{text-anchor:middle;font-size:10px;fill:#666}"
     "polyline{fill:none;stroke-width:2}polyline.ours{stroke:#c8553d}circle.ours{fill:#c8553d}"
-    "polyline.bare{stroke:#6b8cae}circle.bare{fill:#6b8cae}</style>\n";
+    "polyline.bare{stroke:#6b8cae}circle.bare{fill:#6b8cae}";
 
 }  // namespace
 
@@ -116,16 +116,8 @@ std::string MakeGrowthChart(const Facts &aFacts, const std::vector<GrowthResult>
     ++thePanel;
   }
   double theTop = (thePanel + kColumns - 1) / kColumns * kPanelHeight;
-  theBody += TextAt("fact", 20, theTop += 14, "Red: ours. Blue: the bare calls. Points are medians.");
-  for (const auto &[theName, theValue] : aFacts)
-    theBody += TextAt("fact", 20, theTop += 15, theName + ": " + theValue);
-  const double theWidth = kColumns * kPanelWidth;
-  const double theHeight = theTop + 16;
-  return Format(
-             "<svg xmlns=\"http://www.w3.org/2000/svg\" width=\"%.0f\" height=\"%.0f\" viewBox=\"0 0 %.0f "
-             "%.0f\">\n",
-             theWidth, theHeight, theWidth, theHeight) +
-         kStyle + "<rect width=\"100%\" height=\"100%\" fill=\"#fff\"/>\n" + theBody + "</svg>\n";
+  theBody += Footnotes("Red: ours. Blue: the bare calls. Points are medians.", aFacts, theTop);
+  return Picture(kStyle, kColumns * kPanelWidth, theTop, theBody);
 }
 
 }  // namespace zvbench

@@ -5,24 +5,18 @@
 
 #include <pthread.h>
 #include <stdio.h>
-#include <stdlib.h>
-#include <string.h>
-#include <time.h>
 
 #include <algorithm>
-#include <fstream>
 
 #include <zvOS/zvLogDefines.h>
 
-#include "support/Report.h"
+#include "support/Measure.h"
+#include "support/Output.h"
+#include "support/Program.h"
+#include "support/Statistics.h"
 #include "growth/growth.h"
 
 namespace zvbench {
-
-void Fail(const char *aText) {
-  fprintf(stderr, "zvos_growth: %s\n", aText);
-  exit(1);
-}
 
 void RunThreads(uint32 aCount, const std::function<void(uint32)> &aFunction) {
   struct Start {
@@ -47,99 +41,40 @@ void RunThreads(uint32 aCount, const std::function<void(uint32)> &aFunction) {
 
 namespace {
 
-constexpr char kUsage[] =
-    "usage: zvos_growth [options]\n"
-    "  --filter TEXT  only rows with the text in their names\n"
-    "  --quick        few rounds and no size above 1000: for a look, not for figures\n"
-    "  --csv FILE     write the results as comma-separated values\n"
-    "  --svg FILE     write the results as a chart\n"
-    "  --list         print the names of the rows and what they compare\n"
-    "  --help         this text\n";
-
-struct Plan {
-  double mRoundsMin;
-  double mRoundsMax;
-  double mBatch;   // nanoseconds that each side runs in a round, about
-  double mBudget;  // that it runs in all rounds, as long as there are enough of them
+struct GrowthPlan {
+  Rounds mRounds;
+  double mBatch;  // nanoseconds that each side runs in a round, about
   uint32 mSizeMax;
 };
 
-constexpr Plan kFullPlan = {7, 41, 20e6, 2e9, UINT32_MAX};
-constexpr Plan kQuickPlan = {3, 3, 1e6, 0, 1000};
+constexpr GrowthPlan kFullPlan = {{7, 41, 3e9}, 20e6, UINT32_MAX};
+constexpr GrowthPlan kQuickPlan = {{3, 3, 0}, 1e6, 1000};
 
-struct Options {
-  Plan mPlan = kFullPlan;
-  std::string mFilter;
-  std::string mCsv;
-  std::string mSvg;
-  bool mfList = false;
-};
-
-Options ParseOptions(int aCount, char **anArguments) {
-  Options theOptions;
-  for (int i = 1; i < aCount; ++i) {
-    const std::string theOption = anArguments[i];
-    const auto theValue = [&]() -> std::string { return i + 1 < aCount ? anArguments[++i] : ""; };
-    if (theOption == "--quick") {
-      theOptions.mPlan = kQuickPlan;
-    } else if (theOption == "--filter") {
-      theOptions.mFilter = theValue();
-    } else if (theOption == "--csv") {
-      theOptions.mCsv = theValue();
-    } else if (theOption == "--svg") {
-      theOptions.mSvg = theValue();
-    } else if (theOption == "--list") {
-      theOptions.mfList = true;
-    } else {
-      const bool afHelp = theOption == "--help";
-      fputs(kUsage, afHelp ? stdout : stderr);
-      exit(afHelp ? 0 : 2);
-    }
-  }
-  return theOptions;
+GrowthPlan PlanFor(const Options &anOptions) {
+  GrowthPlan thePlan = anOptions.mfQuick ? kQuickPlan : kFullPlan;
+  if (anOptions.mRounds != 0) thePlan.mRounds = Rounds::Just(anOptions.mRounds);
+  return thePlan;
 }
 
-std::vector<GrowthRow> ChosenRows(const std::string &aFilter) {
+std::vector<GrowthRow> AllGrowthRows() {
   std::vector<GrowthRow> theRows;
   for (const auto &theGroup : {WalkGrowth(), SelectGrowth(), InterfaceGrowth(), SocketTableGrowth(),
                                MutexGrowth(), ServiceGrowth()}) {
-    for (const GrowthRow &theRow : theGroup) {
-      if (strstr(theRow.mName, aFilter.c_str()) != nullptr) theRows.push_back(theRow);
-    }
+    theRows.insert(theRows.end(), theGroup.begin(), theGroup.end());
   }
-  if (theRows.empty()) Fail("no row has that text in its name; see --list");
   return theRows;
 }
 
 // ---- Measuring ----
 
-double Now() {
-  struct timespec theTime = {};
-  clock_gettime(CLOCK_MONOTONIC, &theTime);
-  return static_cast<double>(theTime.tv_sec) * 1e9 + static_cast<double>(theTime.tv_nsec);
-}
-
-double TimeOf(const Loop &aLoop, uint32 aCount) {
-  if (!aLoop) return 0;
-  const double theStart = Now();
-  aLoop(aCount);
-  return Now() - theStart;
-}
-
-double Quantile(std::vector<double> someValues, double aPart) {
+double QuantileOf(std::vector<double> someValues, double aPart) {
   std::sort(someValues.begin(), someValues.end());
-  return someValues[static_cast<size_t>(aPart * static_cast<double>(someValues.size() - 1) + 0.5)];
+  return Quantile(someValues, aPart);
 }
 
-GrowthPoint Measure(const Trial &aTrial, uint32 aSize, const Plan &aPlan) {
-  uint32 theCount = 1;
-  double theTime = 0;
-  for (;; theCount *= 2) {
-    theTime = std::max(TimeOf(aTrial.mBare, theCount), TimeOf(aTrial.mOurs, theCount));
-    if (theTime >= aPlan.mBatch / 2 || theCount >= 1u << 28) break;
-  }
-  const auto theRounds =
-      static_cast<uint32>(std::clamp(aPlan.mBudget / theTime, aPlan.mRoundsMin, aPlan.mRoundsMax));
+GrowthPoint Measure(const Trial &aTrial, uint32 aSize, const GrowthPlan &aPlan) {
+  const uint32 theCount = Calibrate({aTrial.mBare, aTrial.mOurs}, aPlan.mBatch);
+  const uint32 theRounds = aPlan.mRounds.For(TimeOf(aTrial.mBare, theCount) + TimeOf(aTrial.mOurs, theCount));
 
   std::vector<double> theBare;
   std::vector<double> theOurs;
@@ -151,10 +86,10 @@ GrowthPoint Measure(const Trial &aTrial, uint32 aSize, const Plan &aPlan) {
   }
   GrowthPoint thePoint = {aSize,
                           theRounds,
-                          Quantile(theBare, 0.5),
-                          Quantile(theOurs, 0.5),
-                          Quantile(theOurs, 0.25),
-                          Quantile(theOurs, 0.75),
+                          QuantileOf(theBare, 0.5),
+                          QuantileOf(theOurs, 0.5),
+                          QuantileOf(theOurs, 0.25),
+                          QuantileOf(theOurs, 0.75),
                           std::nullopt};
   if (aTrial.mMemory) thePoint.mMemory = aTrial.mMemory();
   return thePoint;
@@ -184,10 +119,9 @@ void PrintNotes(const std::vector<GrowthResult> &aResults) {
 }
 
 std::string MakeGrowthCsv(const Facts &aFacts, const std::vector<GrowthResult> &aResults) {
-  std::string theText;
-  for (const auto &[theName, theValue] : aFacts)
-    theText += "# " + theName + ": " + theValue + "\n";
-  theText += "operation,grows,time,bare,ours,size,rounds,bare_ns,ours_ns,ours_p25,ours_p75,memory_bytes\n";
+  std::string theText =
+      FactsAsComments(aFacts) +
+      "operation,grows,time,bare,ours,size,rounds,bare_ns,ours_ns,ours_p25,ours_p75,memory_bytes\n";
   for (const GrowthResult &theResult : aResults) {
     const GrowthRow &theRow = theResult.mRow;
     for (const GrowthPoint &thePoint : theResult.mPoints) {
@@ -202,18 +136,31 @@ std::string MakeGrowthCsv(const Facts &aFacts, const std::vector<GrowthResult> &
   return theText;
 }
 
-void WriteFile(const std::string &aPath, const std::string &aText) {
-  if (aPath.empty()) return;
-  std::ofstream theFile(aPath);
-  theFile << aText;
-  theFile.close();
-  if (!theFile) Fail(("cannot write " + aPath).c_str());
+// Ours and what it is divided by, and the memory in KiB: bytes are for programs to read.
+std::string MakeGrowthMarkdown(const Facts &aFacts, const std::vector<GrowthResult> &aResults) {
+  std::string theText = FactsAsSentence(aFacts) + "\n" +
+                        MarkdownHead({"operation", "what grows", "size", "time", "bare", "ours", "ratio",
+                                      "quartiles of ours", "memory"});
+  for (const GrowthResult &theResult : aResults) {
+    const GrowthRow &theRow = theResult.mRow;
+    for (const GrowthPoint &thePoint : theResult.mPoints) {
+      const bool afBare = thePoint.mBare > 0;
+      theText += MarkdownRow(
+          {theRow.mName, theRow.mSize, std::to_string(thePoint.mSize), theRow.mPart,
+           afBare ? TimeText(thePoint.mBare) : "-", TimeText(thePoint.mOurs),
+           afBare ? Format("%.3f", thePoint.mOurs / thePoint.mBare) : "-",
+           TimeText(thePoint.mLowerQuartile) + " to " + TimeText(thePoint.mUpperQuartile),
+           thePoint.mMemory ? Format("%.0f KiB", static_cast<double>(*thePoint.mMemory) / 1024) : "-"});
+    }
+  }
+  return theText;
 }
 
 void Run(const Options &anOptions, const std::vector<GrowthRow> &aRows) {
   // Errors show, everything else is silent.
   _zvLog_Level = ZVLOGLEVEL_WARNING;
 
+  const GrowthPlan thePlan = PlanFor(anOptions);
   Facts theFacts = DescribeMachine(-1);
   theFacts.emplace_back("load", LoadAverages());
   PrintFacts(theFacts);
@@ -222,10 +169,10 @@ void Run(const Options &anOptions, const std::vector<GrowthRow> &aRows) {
   for (const GrowthRow &theRow : aRows) {
     GrowthResult theResult = {theRow, {}};
     for (const uint32 theSize : theRow.mSizes) {
-      if (theSize > anOptions.mPlan.mSizeMax) continue;
+      if (theSize > thePlan.mSizeMax) continue;
       const std::optional<Trial> theTrial = theRow.mPrepare(theSize);
       if (!theTrial) break;
-      theResult.mPoints.push_back(Measure(*theTrial, theSize, anOptions.mPlan));
+      theResult.mPoints.push_back(Measure(*theTrial, theSize, thePlan));
       PrintPoint(theRow, theResult.mPoints.back());
     }
     if (!theResult.mPoints.empty()) theResults.push_back(theResult);
@@ -234,8 +181,9 @@ void Run(const Options &anOptions, const std::vector<GrowthRow> &aRows) {
   theFacts.emplace_back("load at end", LoadAverages());
   printf("load at end: %s\n", LoadAverages().c_str());
 
-  WriteFile(anOptions.mCsv, MakeGrowthCsv(theFacts, theResults));
-  WriteFile(anOptions.mSvg, MakeGrowthChart(theFacts, theResults));
+  Results{MakeGrowthCsv(theFacts, theResults), MakeGrowthMarkdown(theFacts, theResults),
+          MakeGrowthChart(theFacts, theResults)}
+      .Write(anOptions);
 }
 
 }  // namespace
@@ -243,7 +191,7 @@ void Run(const Options &anOptions, const std::vector<GrowthRow> &aRows) {
 
 int main(int aCount, char **anArguments) {
   const zvbench::Options theOptions = zvbench::ParseOptions(aCount, anArguments);
-  const auto theRows = zvbench::ChosenRows(theOptions.mFilter);
+  const auto theRows = zvbench::Chosen(zvbench::AllGrowthRows(), theOptions);
   if (!theOptions.mfList) {
     zvbench::Run(theOptions, theRows);
     return 0;

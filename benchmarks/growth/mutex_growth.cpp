@@ -7,79 +7,60 @@
 
 #include <zvOS/zvMutex.h>
 
+#include "support/BareMutex.h"
 #include "growth/growth.h"
 
 namespace zvbench {
 namespace {
 
-class BareMutex {
- public:
-  BareMutex() {
-    pthread_mutexattr_t theAttributes;
-    int theFailures = pthread_mutexattr_init(&theAttributes);
-    theFailures |= pthread_mutexattr_settype(&theAttributes, PTHREAD_MUTEX_RECURSIVE);
-    theFailures |= pthread_mutex_init(&mMutex, &theAttributes);
-    theFailures |= pthread_mutexattr_destroy(&theAttributes);
-    if (theFailures != 0) Fail("cannot make a bare mutex");
-  }
-  ~BareMutex() { pthread_mutex_destroy(&mMutex); }
-  BareMutex(const BareMutex &) = delete;
-  BareMutex &operator=(const BareMutex &) = delete;
+struct OurMutex {
+  zvOSMutex *const mMutex;
 
-  int LockAndUnlock() {
-    const int theFailures = pthread_mutex_lock(&mMutex);
-    return theFailures | pthread_mutex_unlock(&mMutex);
-  }
-
- private:
-  alignas(64) pthread_mutex_t mMutex;  // no two in one line of the cache
-};
-
-class OurMutex {
- public:
   OurMutex() : mMutex(zvMutex_New()) {
     if (mMutex == nullptr) Fail("zvMutex_New failed");
   }
   ~OurMutex() { zvMutex_Delete(mMutex); }
   OurMutex(const OurMutex &) = delete;
   OurMutex &operator=(const OurMutex &) = delete;
-
-  int LockAndUnlock() {
-    const int theFailures = zvMutex_Lock(mMutex);
-    return theFailures | zvMutex_Unlock(mMutex);
-  }
-
- private:
-  zvOSMutex *const mMutex;
 };
 
-// Thread i takes mutex i, or the only one.
+int LockAndUnlock(BareMutex &aMutex) {
+  const int theFailures = pthread_mutex_lock(&aMutex.mMutex);
+  return theFailures | pthread_mutex_unlock(&aMutex.mMutex);
+}
+
+int LockAndUnlock(const OurMutex &aMutex) {
+  const int theFailures = zvMutex_Lock(aMutex.mMutex);
+  return theFailures | zvMutex_Unlock(aMutex.mMutex);
+}
+
+// One for each thread or one for all, made one after the other and with nothing in between.
 template <typename Mutex>
-Loop Locking(const std::shared_ptr<std::vector<std::unique_ptr<Mutex>>> &someMutexes, uint32 aThreads) {
-  return [=](uint32 aCount) {
+struct Mutexes {
+  explicit Mutexes(uint32 aCount) : mCount(aCount), mMutexes(new Mutex[aCount]) {}
+
+  const uint32 mCount;
+  const std::unique_ptr<Mutex[]> mMutexes;
+};
+
+template <typename Mutex>
+Loop Locking(uint32 aMutexes, uint32 aThreads) {
+  return [=, theMutexes = std::make_shared<Mutexes<Mutex>>(aMutexes)](uint32 aCount) {
     RunThreads(aThreads, [&](uint32 aThread) {
-      Mutex &theMutex = *(*someMutexes)[aThread < someMutexes->size() ? aThread : 0];
+      Mutex &theMutex = theMutexes->mMutexes[aThread < theMutexes->mCount ? aThread : 0];
       int theFailures = 0;
       for (uint32 i = 0; i < aCount; ++i)
-        theFailures |= theMutex.LockAndUnlock();
+        theFailures |= LockAndUnlock(theMutex);
       if (theFailures != 0) Fail("a mutex failed");
     });
   };
 }
 
-template <typename Mutex>
-std::shared_ptr<std::vector<std::unique_ptr<Mutex>>> Mutexes(uint32 aCount) {
-  auto theMutexes = std::make_shared<std::vector<std::unique_ptr<Mutex>>>();
-  for (uint32 i = 0; i < aCount; ++i)
-    theMutexes->push_back(std::make_unique<Mutex>());
-  return theMutexes;
-}
-
 template <bool kfShared>
 std::optional<Trial> LockingInThreads(uint32 aThreads) {
   const uint32 theCount = kfShared ? 1 : aThreads;
-  return Trial{Locking(Mutexes<BareMutex>(theCount), aThreads),
-               Locking(Mutexes<OurMutex>(theCount), aThreads),
+  return Trial{Locking<BareMutex>(theCount, aThreads),
+               Locking<OurMutex>(theCount, aThreads),
                static_cast<double>(aThreads),
                {},
                {}};

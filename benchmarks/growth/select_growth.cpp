@@ -77,7 +77,7 @@ std::optional<Trial> Waiting(uint32 aCount) {
   const auto theSockets = std::make_shared<const Sockets>(aCount);
   return Trial{Repeat([aSockets = theSockets.get()] { return aSockets->WaitBare(); }),
                Repeat([aSockets = theSockets.get()] { return aSockets->WaitOurs(); }),
-               1,
+               static_cast<double>(aCount),
                {},
                {theSockets}};
 }
@@ -87,7 +87,7 @@ std::optional<Trial> Waiting(uint32 aCount) {
 std::vector<GrowthRow> SelectGrowth() {
   return {{"select",
            "sockets",
-           "for a wait that ends at once",
+           "for a socket of a wait that ends at once",
            nullptr,
            "select",
            "zvSocketSelect_Select",

@@ -20,8 +20,7 @@ namespace {
 
 constexpr char kLabel[] = "zvos_growth";
 
-// The table has 50 places, of which those that stay leave one to each thread.
-const std::vector<uint32> kSizes = {1, 10, 25, 46};
+constexpr uint32 kPlaces = 50;  // in the table, of which those that stay leave one to each thread
 
 // While it lives the table is written, with so many sockets that stay, into a file in memory.
 class Table {
@@ -88,7 +87,7 @@ GrowthRow RowOf(const char *aName) {
           nullptr,
           "socket, close",
           "zvSocketOpen_Debug, zvSocketClose_Debug, which write the table into a file in memory",
-          kSizes,
+          {1, 10, 25, kPlaces - kThreads},
           OpeningAndClosing<kThreads>};
 }
 

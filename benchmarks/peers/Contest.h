@@ -10,6 +10,7 @@
 #include <array>
 #include <functional>
 #include <memory>
+#include <type_traits>
 
 #include "support/Bench.h"
 
@@ -58,9 +59,16 @@ class TcpPair {
   int mRight;
 };
 
+// Work that is done in turns: an object that is made for it makes them. Some need to know where they are.
 template <typename Player>
-Entry Play(const std::shared_ptr<Player> &aPlayer, int (Player::*aMove)()) {
-  return {Repeat([thePlayer = aPlayer.get(), aMove] { return (thePlayer->*aMove)(); }), aPlayer};
+Entry Play(const Arena &anArena) {
+  std::shared_ptr<Player> thePlayer;
+  if constexpr (std::is_constructible_v<Player, const Arena &>) {
+    thePlayer = std::make_shared<Player>(anArena);
+  } else {
+    thePlayer = std::make_shared<Player>();
+  }
+  return {Repeat([theTurns = thePlayer.get()] { return theTurns->Turn(); }), thePlayer};
 }
 
 }  // namespace zvbench

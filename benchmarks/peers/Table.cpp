@@ -6,30 +6,15 @@
 #include <algorithm>
 
 #include "support/Measure.h"
-#include "support/Report.h"
+#include "support/Output.h"
 #include "support/Statistics.h"
+#include "support/Svg.h"
 
 namespace zvbench {
 namespace {
 
-constexpr double kBatchNanoseconds = 3e6;
 constexpr size_t kBareColumn = 0;
 constexpr size_t kOurColumn = 1;
-
-using Entries = std::array<Entry, kContestantCount>;
-
-// The iterations for which the slowest takes about the time of a batch. The search warms all of them up.
-uint32 Calibrate(const Entries &anEntries) {
-  for (uint32 theCount = 1; theCount < kIterationsMax; theCount *= 2) {
-    double theTime = 0;
-    for (const Entry &theEntry : anEntries) {
-      if (theEntry.mLoop) theTime = std::max(theTime, TimeOf(theEntry.mLoop, theCount));
-    }
-    if (theTime < kBatchNanoseconds / 4) continue;
-    return static_cast<uint32>(std::max(1.0, theCount * (kBatchNanoseconds / theTime)));
-  }
-  return kIterationsMax;
-}
 
 Score ScoreOf(const std::vector<double> &aRounds, const std::vector<double> &aBare) {
   std::vector<double> theTimes = aRounds;
@@ -60,29 +45,41 @@ std::string PlaceOf(const Table &aTable, const Outcome &aRow) {
   const size_t theBest = BestOf(aRow);
   if (theBest == kOurColumn) return "best";
   const bool afWithin = aRow.mScores[kOurColumn].mRatio <= aRow.mScores[theBest].mUpperQuartile;
-  return (afWithin ? "within the quartiles of " : "behind ") + std::string(aTable.mColumns[theBest]);
+  return (afWithin ? "within the quartiles of " : "behind ") + aTable.mColumns[theBest];
 }
 
-std::string TimeText(double aNanoseconds) {
-  if (aNanoseconds < 1e3) return Format("%.2f ns", aNanoseconds);
-  if (aNanoseconds < 1e6) return Format("%.2f us", aNanoseconds / 1e3);
-  return Format("%.2f ms", aNanoseconds / 1e6);
+std::vector<std::string> Heading(const Table &aTable) {
+  std::vector<std::string> theCells = {"work"};
+  theCells.insert(theCells.end(), aTable.mColumns.begin(), aTable.mColumns.end());
+  theCells.emplace_back("ours is");
+  return theCells;
+}
+
+std::string CellOf(const Score &aScore) {
+  if (!TakesPart(aScore)) return "-";
+  return Format("%.3f (%.3f to %.3f)<br>", aScore.mRatio, aScore.mLowerQuartile, aScore.mUpperQuartile) +
+         TimeText(aScore.mNanoseconds);
 }
 
 }  // namespace
 
-Outcome Hold(const Contest &aContest, uint32 aRounds) {
-  Entries theEntries;
+Outcome Hold(const Contest &aContest, uint32 aRounds, double aBatch) {
+  std::vector<Loop> theLoops(kContestantCount);
+  std::vector<std::shared_ptr<const void>> theKeep;
   for (size_t theIndex = 0; theIndex < kContestantCount; ++theIndex) {
-    if (aContest.mMakers[theIndex]) theEntries[theIndex] = aContest.mMakers[theIndex]();
+    if (!aContest.mMakers[theIndex]) continue;
+    const Entry theEntry = aContest.mMakers[theIndex]();
+    theLoops[theIndex] = theEntry.mLoop;
+    theKeep.push_back(theEntry.mKeep);
   }
-  const uint32 theIterations = Calibrate(theEntries);
+  const uint32 theIterations = Calibrate(theLoops, aBatch);
 
-  Outcome theOutcome = {aContest.mName, std::vector<std::vector<double>>(kContestantCount), {}};
+  Outcome theOutcome = {
+      aContest.mName, aContest.mDoes, std::vector<std::vector<double>>(kContestantCount), {}};
   for (uint32 theRound = 0; theRound < aRounds; ++theRound) {
     for (size_t theTurn = 0; theTurn < kContestantCount; ++theTurn) {
       const size_t theIndex = (theRound + theTurn) % kContestantCount;
-      const Loop &theLoop = theEntries[theIndex].mLoop;
+      const Loop &theLoop = theLoops[theIndex];
       if (theLoop) theOutcome.mRounds[theIndex].push_back(TimeOf(theLoop, theIterations) / theIterations);
     }
   }
@@ -94,57 +91,56 @@ Outcome Hold(const Contest &aContest, uint32 aRounds) {
 }
 
 std::string MakeMarkdown(const Table &aTable) {
-  std::string theText;
-  for (const auto &[theName, theValue] : aTable.mFacts)
-    theText += theName + ": " + theValue + "\n";
-  theText += "\n| work | ";
-  for (const char *theColumn : aTable.mColumns)
-    theText += std::string(theColumn) + " | ";
-  theText += "ours is |\n|---|";
-  for (size_t theColumn = 0; theColumn <= aTable.mColumns.size(); ++theColumn)
-    theText += "---|";
-  theText += "\n";
+  std::string theText = FactsAsSentence(aTable.mFacts) + "\n" + MarkdownHead(Heading(aTable));
   for (const Outcome &theRow : aTable.mRows) {
-    theText += std::string("| ") + theRow.mName + " | " + TimeText(theRow.mScores[kBareColumn].mNanoseconds);
-    for (size_t theColumn = kOurColumn; theColumn < kContestantCount; ++theColumn) {
-      const Score &theScore = theRow.mScores[theColumn];
-      theText += TakesPart(theScore) ? Format(" | %.3f (%.3f to %.3f)", theScore.mRatio,
-                                              theScore.mLowerQuartile, theScore.mUpperQuartile)
-                                     : " | -";
-    }
-    theText += " | " + PlaceOf(aTable, theRow) + " |\n";
+    std::vector<std::string> theCells = {theRow.mName, TimeText(theRow.mScores[kBareColumn].mNanoseconds)};
+    for (size_t theColumn = kOurColumn; theColumn < kContestantCount; ++theColumn)
+      theCells.push_back(CellOf(theRow.mScores[theColumn]));
+    theCells.push_back(PlaceOf(aTable, theRow));
+    theText += MarkdownRow(theCells);
   }
-  theText += "| stripped size | -";
-  for (size_t theColumn = kOurColumn; theColumn < kContestantCount; ++theColumn)
-    theText += Format(" | %ld B", aTable.mSizes[theColumn]);
-  const auto theLibraries = aTable.mSizes.begin() + kOurColumn;
-  const bool afBest = *std::min_element(theLibraries, aTable.mSizes.end()) == *theLibraries;
-  return theText + (afBest ? " | best |\n" : " | behind |\n");
+  if (!aTable.mSizes.empty()) {
+    std::vector<std::string> theCells = {"stripped size", "-"};
+    for (size_t theColumn = kOurColumn; theColumn < kContestantCount; ++theColumn)
+      theCells.push_back(Format("%ld B", aTable.mSizes[theColumn]));
+    const auto theLibraries = aTable.mSizes.begin() + kOurColumn;
+    const bool afBest = *std::min_element(theLibraries, aTable.mSizes.end()) == *theLibraries;
+    theCells.emplace_back(afBest ? "best" : "behind");
+    theText += MarkdownRow(theCells);
+  }
+  theText += "\n";
+  for (const Outcome &theRow : aTable.mRows)
+    theText += std::string("- **") + theRow.mName + "**: " + theRow.mDoes + "\n";
+  return theText;
 }
 
 std::string MakeCsv(const Table &aTable) {
-  std::string theText;
-  for (const auto &[theName, theValue] : aTable.mFacts)
-    theText += "# " + theName + ": " + theValue + "\n";
-  theText += "work,contestant,median_ns,ratio_p25,ratio_p50,ratio_p75\n";
+  std::string theText =
+      FactsAsComments(aTable.mFacts) + "work,contestant,median_ns,ratio_p25,ratio_p50,ratio_p75\n";
   for (const Outcome &theRow : aTable.mRows) {
     for (size_t theColumn = 0; theColumn < kContestantCount; ++theColumn) {
       const Score &theScore = theRow.mScores[theColumn];
       if (!TakesPart(theScore)) continue;
       theText +=
-          Format("\"%s\",%s,%.3f,%.4f,%.4f,%.4f\n", theRow.mName, aTable.mColumns[theColumn],
+          Format("\"%s\",%s,%.3f,%.4f,%.4f,%.4f\n", theRow.mName, aTable.mColumns[theColumn].c_str(),
                  theScore.mNanoseconds, theScore.mLowerQuartile, theScore.mRatio, theScore.mUpperQuartile);
     }
   }
-  for (size_t theColumn = kOurColumn; theColumn < kContestantCount; ++theColumn)
-    theText += Format("stripped bytes,%s,%ld,,,\n", aTable.mColumns[theColumn], aTable.mSizes[theColumn]);
+  for (size_t theColumn = kOurColumn; theColumn < aTable.mSizes.size(); ++theColumn)
+    theText +=
+        Format("stripped bytes,%s,%ld,,,\n", aTable.mColumns[theColumn].c_str(), aTable.mSizes[theColumn]);
   return theText;
 }
 
 // A group of bars for each kind of work, a bar for each library, growing from 1, the bare calls. A thin line
 // spans the quartiles; what reaches beyond the picture has its value beside it.
 std::string MakeChart(const Table &aTable) {
-  constexpr double kLeft = 200, kRight = 760, kBar = 11, kGap = 12, kLow = 0.8, kHigh = 2.0;
+  constexpr double kLeft = 200, kRight = 760, kBar = 11, kGap = 12;
+  constexpr int kLowTenth = 8, kHighTenth = 20;
+  constexpr double kLow = kLowTenth / 10.0, kHigh = kHighTenth / 10.0;
+  constexpr char kStyle[] =
+      ".name{text-anchor:end}.tick{text-anchor:middle;font-size:10px}.value{font-size:10px}"
+      ".origin{stroke:#666}.spread{stroke:#111}";
   constexpr const char *kColours[kContestantCount] = {"", "#3a8f5c", "#6b8cae", "#c8a13d", "#a06ba8"};
   const auto thePlace = [&](double aRatio) {
     return kLeft + (std::clamp(aRatio, kLow, kHigh) - kLow) / (kHigh - kLow) * (kRight - kLeft);
@@ -158,32 +154,25 @@ std::string MakeChart(const Table &aTable) {
       if (!TakesPart(theScore)) continue;
       const double theFrom = std::min(thePlace(1), thePlace(theScore.mRatio));
       const double theTo = std::max(thePlace(1), thePlace(theScore.mRatio));
-      theBody += Format("<rect x='%.1f' y='%.1f' width='%.1f' height='%.1f' fill='%s'/>\n", theFrom, theTop,
-                        std::max(1.0, theTo - theFrom), kBar - 1, kColours[theColumn]);
-      theBody += Format("<line x1='%.1f' y1='%.1f' x2='%.1f' y2='%.1f' stroke='#111'/>\n",
-                        thePlace(theScore.mLowerQuartile), theTop + kBar / 2,
-                        thePlace(theScore.mUpperQuartile), theTop + kBar / 2);
-      theBody += Format("<text x='%.0f' y='%.1f' font-size='10'>%.3f %s</text>\n", kRight + 10, theTop + 9,
-                        theScore.mRatio, aTable.mColumns[theColumn]);
+      theBody += Box(kColours[theColumn], theFrom, theTop, std::max(1.0, theTo - theFrom), kBar - 1);
+      theBody += Line("spread", thePlace(theScore.mLowerQuartile), theTop + kBar / 2,
+                      thePlace(theScore.mUpperQuartile), theTop + kBar / 2);
+      theBody += TextAt("value", kRight + 10, theTop + 9,
+                        Format("%.3f %s", theScore.mRatio, aTable.mColumns[theColumn].c_str()));
       theTop += kBar;
     }
-    theBody += Format("<text x='%.0f' y='%.1f' text-anchor='end'>%s</text>\n", kLeft - 10,
-                      (theGroup + theTop) / 2 + 4, theRow.mName);
+    theBody += TextAt("name", kLeft - 10, (theGroup + theTop) / 2 + 4, theRow.mName);
     theTop += kGap;
   }
-  std::string theGrid;
-  for (double theRatio = kLow; theRatio < kHigh + 0.01; theRatio += 0.2) {
-    theGrid += Format("<line x1='%.1f' y1='44' x2='%.1f' y2='%.1f' stroke='%s'/>\n", thePlace(theRatio),
-                      thePlace(theRatio), theTop, theRatio > 0.99 && theRatio < 1.01 ? "#666" : "#e4e4e4");
-    theGrid += Format("<text x='%.1f' y='%.1f' text-anchor='middle' font-size='10'>%.1f</text>\n",
-                      thePlace(theRatio), theTop + 14, theRatio);
+  std::string theGrid = TextAt("title", 20, 26, "Time divided by the time of the bare calls");
+  for (int theTenth = kLowTenth; theTenth <= kHighTenth; theTenth += 2) {
+    const double theX = thePlace(theTenth / 10.0);
+    theGrid += Line(theTenth == 10 ? "origin" : "grid", theX, 44, theX, theTop);
+    theGrid += TextAt("tick", theX, theTop + 14, Format("%.1f", theTenth / 10.0));
   }
-  const double theHeight = theTop + 28;
-  return Format("<svg xmlns='http://www.w3.org/2000/svg' width='900' height='%.0f' viewBox='0 0 900 %.0f'>\n",
-                theHeight, theHeight) +
-         "<style>text{font:12px sans-serif;fill:#222}</style><rect width='100%' height='100%' fill='#fff'/>\n"
-         "<text x='20' y='26' font-weight='bold'>Time divided by the time of the bare calls</text>\n" +
-         theGrid + theBody + "</svg>\n";
+  theTop += 28;
+  theBody += Footnotes("Bars: medians. Thin line: quartiles of single rounds.", aTable.mFacts, theTop);
+  return Picture(kStyle, 900, theTop, theGrid + theBody);
 }
 
 }  // namespace zvbench

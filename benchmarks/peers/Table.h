@@ -18,6 +18,7 @@ constexpr size_t kContestantCount = 5;  // the first one is the bare calls
 
 struct Contest {
   const char *mName;
+  const char *mDoes;                                             // for the reader
   std::array<std::function<Entry()>, kContestantCount> mMakers;  // empty: has no such calls
 };
 
@@ -30,19 +31,21 @@ struct Score {
 
 struct Outcome {
   const char *mName;
+  const char *mDoes;
   std::vector<std::vector<double>> mRounds;  // nanoseconds; empty for who does not take part
   std::vector<Score> mScores;                // all 0 for who does not take part
 };
 
 struct Table {
   Facts mFacts;
-  std::vector<const char *> mColumns;
-  std::vector<long> mSizes;  // bytes
+  std::vector<std::string> mColumns;
+  std::vector<long> mSizes;  // bytes; empty when they were not asked for
   std::vector<Outcome> mRows;
 };
 
-// Each contestant runs once in every round; who begins changes from round to round.
-Outcome Hold(const Contest &aContest, uint32 aRounds);
+// Each contestant runs once in every round, for at most about aBatch nanoseconds; who begins changes from
+// round to round.
+Outcome Hold(const Contest &aContest, uint32 aRounds, double aBatch);
 
 std::string MakeMarkdown(const Table &aTable);
 std::string MakeCsv(const Table &aTable);

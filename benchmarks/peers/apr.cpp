@@ -46,11 +46,7 @@ struct Lock {
 
 Entry LockPair(const Arena &) {
   auto theLock = std::make_shared<Lock>();
-  return {Repeat([theMutex = theLock->mMutex] {
-            const int theFailures = apr_thread_mutex_lock(theMutex);
-            return theFailures | apr_thread_mutex_unlock(theMutex);
-          }),
-          theLock};
+  return {RepeatPair<apr_thread_mutex_lock, apr_thread_mutex_unlock>(theLock->mMutex), theLock};
 }
 
 // A pool for each thread, as the pools of APR want it: they grow until they are destroyed.
@@ -87,10 +83,6 @@ struct Wake {
   }
 };
 
-Entry WakeOneself(const Arena &) {
-  return Play(std::make_shared<Wake>(), &Wake::Turn);
-}
-
 struct Transfer {
   const TcpPair mPair;
   const Pool mPool;
@@ -112,17 +104,14 @@ struct Transfer {
   }
 };
 
-Entry SendAndReceive(const Arena &) {
-  return Play(std::make_shared<Transfer>(), &Transfer::Turn);
-}
-
 struct File {
   const Pool mPool;
   apr_file_t *mFile = nullptr;
   char mBuffer[kReadSize];
 
-  explicit File(const char *aPath) {
-    if (apr_file_open(&mFile, aPath, APR_FOPEN_READ, APR_FPROT_OS_DEFAULT, mPool) != 0) Fail("no APR file");
+  explicit File(const Arena &anArena) {
+    if (apr_file_open(&mFile, anArena.mFile, APR_FOPEN_READ, APR_FPROT_OS_DEFAULT, mPool) != 0)
+      Fail("no APR file");
   }
 
   int Turn() {
@@ -132,10 +121,6 @@ struct File {
     return apr_file_read(mFile, mBuffer, &theLength) | (theLength != kReadSize);
   }
 };
-
-Entry SeekAndRead(const Arena &anArena) {
-  return Play(std::make_shared<File>(anArena.mFile), &File::Turn);
-}
 
 Entry Walk(const Arena &anArena) {
   return {Repeat([thePath = anArena.mFolder] {
@@ -155,6 +140,6 @@ Entry Walk(const Arena &anArena) {
 }  // namespace
 
 const Contestant kApr = {
-    "APR", "libapr-1.so.0", {LockPair, nullptr, ThreadLife, WakeOneself, SendAndReceive, SeekAndRead, Walk}};
+    "APR", "libapr-1.so.0", {LockPair, nullptr, ThreadLife, Play<Wake>, Play<Transfer>, Play<File>, Walk}};
 
 }  // namespace zvbench

@@ -8,38 +8,26 @@
 #include <fnmatch.h>
 #include <netinet/in.h>
 #include <netinet/tcp.h>
-#include <pthread.h>
 #include <semaphore.h>
 #include <sys/select.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
+#include "support/BareMutex.h"
 #include "Contest.h"
 
 namespace zvbench {
 namespace {
 
 Entry LockPair(const Arena &) {
-  auto theMutex = std::make_shared<pthread_mutex_t>();
-  pthread_mutexattr_t theAttributes;
-  pthread_mutexattr_init(&theAttributes);
-  pthread_mutexattr_settype(&theAttributes, PTHREAD_MUTEX_RECURSIVE);
-  if (pthread_mutex_init(theMutex.get(), &theAttributes) != 0) Fail("cannot make a bare mutex");
-  return {Repeat([theLock = theMutex.get()] {
-            const int theFailures = pthread_mutex_lock(theLock);
-            return theFailures | pthread_mutex_unlock(theLock);
-          }),
-          theMutex};
+  auto theMutex = std::make_shared<BareMutex>();
+  return {RepeatPair<pthread_mutex_lock, pthread_mutex_unlock>(&theMutex->mMutex), theMutex};
 }
 
 Entry SemaphorePair(const Arena &) {
   auto theSemaphore = std::make_shared<sem_t>();
   if (sem_init(theSemaphore.get(), 0, 0) != 0) Fail("cannot make a bare semaphore");
-  return {Repeat([theGate = theSemaphore.get()] {
-            const int theFailures = sem_post(theGate);
-            return theFailures | sem_wait(theGate);
-          }),
-          theSemaphore};
+  return {RepeatPair<sem_post, sem_wait>(theSemaphore.get()), theSemaphore};
 }
 
 Entry ThreadLife(const Arena &) {
@@ -83,10 +71,6 @@ class Wake {
   int mPipe[2];
 };
 
-Entry WakeOneself(const Arena &) {
-  return Play(std::make_shared<Wake>(), &Wake::Turn);
-}
-
 struct Transfer {
   const TcpPair mPair;
   char mBuffer[kTransferSize] = {};
@@ -97,15 +81,11 @@ struct Transfer {
   }
 };
 
-Entry SendAndReceive(const Arena &) {
-  return Play(std::make_shared<Transfer>(), &Transfer::Turn);
-}
-
 struct File {
   const int mFile;
   char mBuffer[kReadSize];
 
-  explicit File(const char *aPath) : mFile(open(aPath, O_RDONLY | O_CLOEXEC)) {
+  explicit File(const Arena &anArena) : mFile(open(anArena.mFile, O_RDONLY | O_CLOEXEC)) {
     if (mFile < 0) Fail("cannot open the file");
   }
   ~File() { close(mFile); }
@@ -117,10 +97,6 @@ struct File {
     return read(mFile, mBuffer, kReadSize) != int{kReadSize};
   }
 };
-
-Entry SeekAndRead(const Arena &anArena) {
-  return Play(std::make_shared<File>(anArena.mFile), &File::Turn);
-}
 
 Entry Walk(const Arena &anArena) {
   return {Repeat([thePath = anArena.mFolder] {
@@ -161,6 +137,6 @@ TcpPair::~TcpPair() {
 }
 
 const Contestant kBare = {
-    "bare", "", {LockPair, SemaphorePair, ThreadLife, WakeOneself, SendAndReceive, SeekAndRead, Walk}};
+    "bare", "", {LockPair, SemaphorePair, ThreadLife, Play<Wake>, Play<Transfer>, Play<File>, Walk}};
 
 }  // namespace zvbench

@@ -20,25 +20,42 @@
 
 #include "support/Machine.h"
 #include "support/Network.h"
+#include "support/Output.h"
+#include "support/Program.h"
 #include "Contest.h"
 #include "Table.h"
 
 namespace zvbench {
-
-void Fail(const char *aText) {
-  fprintf(stderr, "zvos_peers: %s\n", aText);
-  exit(1);
-}
 
 namespace {
 
 constexpr const Contestant *kContestants[] = {&kBare, &kOurs, &kLibuv, &kApr, &kNspr};
 static_assert(std::size(kContestants) == kContestantCount);
 
-// A name for each kind of work, in its order.
-constexpr const char *kNames[kWorkCount] = {
-    "recursive lock+unlock", "semaphore post+wait", "thread create+join", "trigger and wake",
-    "TCP send+recv 64 B",    "file seek+read 64 B", "walk 10,000 files"};
+struct Naming {
+  const char *mName;
+  const char *mDoes;
+};
+
+// For each kind of work, in its order.
+constexpr Naming kNamings[kWorkCount] = {
+    {"recursive lock+unlock",
+     "one thread takes a free recursive lock and gives it back; NSPR's is a monitor."},
+    {"semaphore post+wait", "one thread posts and takes what it has posted, so that nobody waits."},
+    {"thread create+join",
+     "a thread that counts to one, with what the library thinks a thread needs; the bare "
+     "one is `pthread_create` and `pthread_join`."},
+    {"trigger and wake",
+     "one thread wakes itself out of a wait for descriptors; the bare one writes into a pipe, "
+     "selects and reads."},
+    {"TCP send+recv 64 B", "a blocking send and a receive on a connected pair over loopback."},
+    {"file seek+read 64 B", "to the beginning of a file in memory, and 64 bytes of it."},
+    {"walk 10,000 files",
+     "all entries of a folder in memory, each compared with a pattern that it matches."}};
+
+constexpr Naming kStart = {"start of a program",
+                           "`posix_spawn` and `waitpid` of a program that needs the library "
+                           "and does nothing; the bare one needs the C library alone."};
 
 class Places {
  public:
@@ -76,7 +93,7 @@ Entry StartOf(const Contestant &aContestant) {
 std::vector<Contest> MakeContests(const Arena &anArena) {
   std::vector<Contest> theContests;
   for (size_t theWork = 0; theWork < kWorkCount; ++theWork) {
-    Contest theContest = {kNames[theWork], {}};
+    Contest theContest = {kNamings[theWork].mName, kNamings[theWork].mDoes, {}};
     for (size_t theIndex = 0; theIndex < kContestantCount; ++theIndex) {
       const auto theMaker = kContestants[theIndex]->mWork[theWork];
       theContest.mMakers[theIndex] =
@@ -84,7 +101,7 @@ std::vector<Contest> MakeContests(const Arena &anArena) {
     }
     theContests.push_back(theContest);
   }
-  Contest theStart = {"start of a program", {}};
+  Contest theStart = {kStart.mName, kStart.mDoes, {}};
   for (size_t theIndex = 0; theIndex < kContestantCount; ++theIndex)
     theStart.mMakers[theIndex] = [theIndex] { return StartOf(*kContestants[theIndex]); };
   theContests.push_back(theStart);
@@ -106,55 +123,52 @@ long StrippedSize(const char *aLibraries) {
   return theSum;
 }
 
-void WriteFile(const char *aPath, const std::string &aText) {
-  std::ofstream theFile(aPath);
-  theFile << aText;
-  theFile.close();
-  if (!theFile) Fail("cannot write the results");
+Table Compare(const Options &anOptions) {
+  const Places thePlaces;
+  const uint32 theRounds = anOptions.mRounds != 0 ? anOptions.mRounds : anOptions.mfQuick ? 9 : 200;
+  const double theBatch = anOptions.mfQuick ? 0.5e6 : 3e6;
+  Table theTable;
+  for (const Contestant *theContestant : kContestants) {
+    theTable.mColumns.emplace_back(theContestant->mName);
+    if (!anOptions.mFilter.empty()) continue;
+    theTable.mSizes.push_back(*theContestant->mLibraries == '\0' ? 0
+                                                                 : StrippedSize(theContestant->mLibraries));
+  }
+  for (const Contest &theContest : Chosen(MakeContests(thePlaces.Get()), anOptions)) {
+    fprintf(stderr, "zvos_peers: %s\n", theContest.mName);
+    theTable.mRows.push_back(Hold(theContest, theRounds, theBatch));
+  }
+  return theTable;
 }
 
-void Run(const char *aCsv, const char *anSvg, uint32 aRounds) {
+void Run(const Options &anOptions) {
   _zvLog_Level = 2;  // errors show
   Facts theFacts = DescribeMachine(PinToOneProcessor());
   theFacts.emplace_back("load", LoadAverages());
   const SleepingThread theSleepingThread;
-  const Places thePlaces;
-
-  Table theTable;
-  for (const Contestant *theContestant : kContestants) {
-    theTable.mColumns.push_back(theContestant->mName);
-    theTable.mSizes.push_back(*theContestant->mLibraries == '\0' ? 0
-                                                                 : StrippedSize(theContestant->mLibraries));
-  }
-  for (const Contest &theContest : MakeContests(thePlaces.Get())) {
-    theTable.mRows.push_back(Hold(theContest, aRounds));
-    fprintf(stderr, "zvos_peers: %s\n", theContest.mName);
-  }
+  Table theTable = Compare(anOptions);
   theFacts.emplace_back("load at end", LoadAverages());
   theTable.mFacts = theFacts;
+
   fputs(MakeMarkdown(theTable).c_str(), stdout);
-  if (aCsv != nullptr) WriteFile(aCsv, MakeCsv(theTable));
-  if (anSvg != nullptr) WriteFile(anSvg, MakeChart(theTable));
+  Results{MakeCsv(theTable), MakeMarkdown(theTable), MakeChart(theTable)}.Write(anOptions);
+}
+
+void ListRows() {
+  for (const Naming &theNaming : kNamings)
+    printf("%-30s %s\n", theNaming.mName, theNaming.mDoes);
+  printf("%-30s %s\n", kStart.mName, kStart.mDoes);
 }
 
 }  // namespace
 }  // namespace zvbench
 
 int main(int aCount, char **anArguments) {
-  const char *theCsv = nullptr;
-  const char *theSvg = nullptr;
-  long theRounds = 200;
-  for (int theIndex = 1; theIndex + 1 < aCount; theIndex += 2) {
-    const std::string theOption = anArguments[theIndex];
-    const char *theValue = anArguments[theIndex + 1];
-    if (theOption == "--csv") theCsv = theValue;
-    if (theOption == "--svg") theSvg = theValue;
-    if (theOption == "--rounds") theRounds = strtol(theValue, nullptr, 10);
+  const zvbench::Options theOptions = zvbench::ParseOptions(aCount, anArguments);
+  if (theOptions.mfList) {
+    zvbench::ListRows();
+  } else {
+    zvbench::Run(theOptions);
   }
-  if (aCount % 2 == 0 || theRounds < 1 || theRounds > 100000) {
-    fputs("usage: zvos_peers [--rounds N] [--csv FILE] [--svg FILE]\n", stderr);
-    return 2;
-  }
-  zvbench::Run(theCsv, theSvg, static_cast<uint32>(theRounds));
   return 0;
 }

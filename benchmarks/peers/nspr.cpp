@@ -53,10 +53,6 @@ struct Wake {
   }
 };
 
-Entry WakeOneself(const Arena &) {
-  return Play(std::make_shared<Wake>(), &Wake::Turn);
-}
-
 // NSPR closes what it is given.
 struct Transfer {
   const TcpPair mPair;
@@ -80,15 +76,11 @@ struct Transfer {
   }
 };
 
-Entry SendAndReceive(const Arena &) {
-  return Play(std::make_shared<Transfer>(), &Transfer::Turn);
-}
-
 struct File {
   PRFileDesc *const mFile;
   char mBuffer[kReadSize];
 
-  explicit File(const char *aPath) : mFile(PR_Open(aPath, PR_RDONLY, 0)) {
+  explicit File(const Arena &anArena) : mFile(PR_Open(anArena.mFile, PR_RDONLY, 0)) {
     if (mFile == nullptr) Fail("PR_Open failed");
   }
   ~File() { PR_Close(mFile); }
@@ -100,10 +92,6 @@ struct File {
     return PR_Read(mFile, mBuffer, kReadSize) != PRInt32{kReadSize};
   }
 };
-
-Entry SeekAndRead(const Arena &anArena) {
-  return Play(std::make_shared<File>(anArena.mFile), &File::Turn);
-}
 
 Entry Walk(const Arena &anArena) {
   return {Repeat([thePath = anArena.mFolder] {
@@ -121,6 +109,6 @@ Entry Walk(const Arena &anArena) {
 }  // namespace
 
 const Contestant kNspr = {
-    "NSPR", "libnspr4.so", {LockPair, nullptr, ThreadLife, WakeOneself, SendAndReceive, SeekAndRead, Walk}};
+    "NSPR", "libnspr4.so", {LockPair, nullptr, ThreadLife, Play<Wake>, Play<Transfer>, Play<File>, Walk}};
 
 }  // namespace zvbench

@@ -22,21 +22,13 @@ namespace {
 Entry LockPair(const Arena &) {
   std::shared_ptr<zvOSMutex> theMutex(zvMutex_New(), zvMutex_Delete);
   if (theMutex == nullptr) Fail("zvMutex_New failed");
-  return {Repeat([theLock = theMutex.get()] {
-            const int theFailures = zvMutex_Lock(theLock);
-            return theFailures | zvMutex_Unlock(theLock);
-          }),
-          theMutex};
+  return {RepeatPair<zvMutex_Lock, zvMutex_Unlock>(theMutex.get()), theMutex};
 }
 
 Entry SemaphorePair(const Arena &) {
   std::shared_ptr<zvOSSemaphore> theSemaphore(zvSemaphore_New(0), zvSemaphore_Delete);
   if (theSemaphore == nullptr) Fail("zvSemaphore_New failed");
-  return {Repeat([theGate = theSemaphore.get()] {
-            const int theFailures = zvSemaphore_Post(theGate);
-            return theFailures | zvSemaphore_Wait(theGate);
-          }),
-          theSemaphore};
+  return {RepeatPair<zvSemaphore_Post, zvSemaphore_Wait>(theSemaphore.get()), theSemaphore};
 }
 
 Entry ThreadLife(const Arena &) {
@@ -78,16 +70,12 @@ struct Transfer {
   }
 };
 
-Entry SendAndReceive(const Arena &) {
-  return Play(std::make_shared<Transfer>(), &Transfer::Turn);
-}
-
 struct File {
   zvFileFD mFile = kzvFileFDInvalid;
   char mBuffer[kReadSize];
 
-  explicit File(const char *aPath) {
-    if (zvFile_Open(aPath, zvFileOpenMode_Read, 0, &mFile) != 0) Fail("zvFile_Open failed");
+  explicit File(const Arena &anArena) {
+    if (zvFile_Open(anArena.mFile, zvFileOpenMode_Read, 0, &mFile) != 0) Fail("zvFile_Open failed");
   }
   ~File() { zvFile_Close(mFile); }
   File(const File &) = delete;
@@ -98,10 +86,6 @@ struct File {
     return zvFile_Read(mFile, mBuffer, kReadSize) != int{kReadSize};
   }
 };
-
-Entry SeekAndRead(const Arena &anArena) {
-  return Play(std::make_shared<File>(anArena.mFile), &File::Turn);
-}
 
 Entry Walk(const Arena &anArena) {
   return {Repeat([thePath = anArena.mFolder] {
@@ -126,6 +110,6 @@ Entry Walk(const Arena &anArena) {
 const Contestant kOurs = {
     "libzvOS",
     "libzvOS.so.1 libzvLog.so.1",
-    {LockPair, SemaphorePair, ThreadLife, WakeOneself, SendAndReceive, SeekAndRead, Walk}};
+    {LockPair, SemaphorePair, ThreadLife, WakeOneself, Play<Transfer>, Play<File>, Walk}};
 
 }  // namespace zvbench

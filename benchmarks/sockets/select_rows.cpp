@@ -120,14 +120,6 @@ class WakingEachOther {
   pthread_t mPartner{};
 };
 
-Sides WakingAThread() {
-  auto theBare = std::make_shared<WakingEachOther<BareWake>>();
-  auto theOurs = std::make_shared<WakingEachOther<OurWake>>();
-  return {Repeat([theGame = theBare.get()] { return theGame->RoundTrip(); }),
-          Repeat([theGame = theOurs.get()] { return theGame->RoundTrip(); }),
-          {theBare, theOurs}};
-}
-
 }  // namespace
 
 std::vector<Row> SelectRows() {
@@ -136,7 +128,8 @@ std::vector<Row> SelectRows() {
        RatioAtMost(1.05), WakingOneself},
       {"trigger and wake, two threads",
        "two threads that wake each other, there and back: write to a pipe, select, read",
-       "the same with zvSocketSelect_Trigger, _Select", RatioAtMost(1.05), WakingAThread},
+       "the same with zvSocketSelect_Trigger, _Select", RatioAtMost(1.05),
+       RoundTrips<WakingEachOther<BareWake>, WakingEachOther<OurWake>>},
   };
 }
 

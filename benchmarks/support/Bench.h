@@ -83,4 +83,23 @@ Loop Repeat(Operation anOperation) {
   };
 }
 
+// A loop over two calls with the same object, as of a lock and its release.
+template <auto kFirst, auto kSecond, typename Object>
+Loop RepeatPair(Object *anObject) {
+  return Repeat([anObject] {
+    const int theFailures = kFirst(anObject);
+    return theFailures | kSecond(anObject);
+  });
+}
+
+// Two objects of the row's own, each of which does what is measured and says whether it failed.
+template <typename Bare, typename Ours>
+Sides RoundTrips() {
+  auto theBare = std::make_shared<Bare>();
+  auto theOurs = std::make_shared<Ours>();
+  return {Repeat([theGame = theBare.get()] { return theGame->RoundTrip(); }),
+          Repeat([theGame = theOurs.get()] { return theGame->RoundTrip(); }),
+          {theBare, theOurs}};
+}
+
 }  // namespace zvbench

@@ -6,8 +6,10 @@
 // the rounds, a dashed one marks the row's target.
 
 #include <algorithm>
+#include <cmath>
 
 #include "support/Report.h"
+#include "support/Svg.h"
 
 namespace zvbench {
 namespace {
@@ -19,20 +21,6 @@ constexpr double kRowHeight = 28;
 constexpr double kBarHeight = 16;
 constexpr double kPanelHead = 44;
 constexpr double kPanelFoot = 34;
-
-std::string Escaped(const std::string &aText) {
-  std::string theText;
-  for (char theCharacter : aText) {
-    if (theCharacter == '&') {
-      theText += "&amp;";
-    } else if (theCharacter == '<') {
-      theText += "&lt;";
-    } else {
-      theText += theCharacter;
-    }
-  }
-  return theText;
-}
 
 struct Scale {
   double mLow;
@@ -87,16 +75,6 @@ const char *Colour(Verdict aVerdict) {
   return "#6b8cae";
 }
 
-std::string Line(const char *aClass, double aLeft, double aTop, double aRight, double aBottom) {
-  return Format("<line class=\"%s\" x1=\"%.1f\" y1=\"%.1f\" x2=\"%.1f\" y2=\"%.1f\"/>\n", aClass, aLeft, aTop,
-                aRight, aBottom);
-}
-
-std::string TextAt(const char *aClass, double aLeft, double aTop, const std::string &aText) {
-  return Format("<text class=\"%s\" x=\"%.1f\" y=\"%.1f\">", aClass, aLeft, aTop) + Escaped(aText) +
-         "</text>\n";
-}
-
 std::string DrawGrid(const Scale &aScale, Figure aFigure, double aTop, double aBottom) {
   std::string theText;
   for (int theIndex = 0;; ++theIndex) {
@@ -116,10 +94,8 @@ std::string DrawRow(const Result &aResult, const Scale &aScale, double aTop) {
   const double theEnd = aScale.Place(theSummary.mFigure);
 
   std::string theText = TextAt("name", kPlotLeft - 10, theMiddle + 4, aResult.mRow.mName);
-  theText += Format("<rect x=\"%.1f\" y=\"%.1f\" width=\"%.1f\" height=\"%.1f\" fill=\"%s\"/>\n",
-                    std::min(theOrigin, theEnd), theMiddle - kBarHeight / 2,
-                    std::max(1.0, std::max(theOrigin, theEnd) - std::min(theOrigin, theEnd)), kBarHeight,
-                    Colour(theSummary.mVerdict));
+  theText += Box(Colour(theSummary.mVerdict), std::min(theOrigin, theEnd), theMiddle - kBarHeight / 2,
+                 std::max(1.0, std::abs(theEnd - theOrigin)), kBarHeight);
   theText += Line("spread", aScale.Place(theSummary.mLowerQuartile), theMiddle,
                   aScale.Place(theSummary.mUpperQuartile), theMiddle);
   if (theTarget.mLimit > 0) {
@@ -157,11 +133,9 @@ std::string DrawPanel(Figure aFigure, const char *aTitle, const std::vector<Resu
 }
 
 constexpr char kStyle[] =
-    "<style>text{font:12px sans-serif;fill:#222}.title{font-size:15px;font-weight:bold}"
     ".name{text-anchor:end}.tick{text-anchor:middle;font-size:10px;fill:#666}"
-    ".value{font-weight:bold}.verdict{fill:#444}.fact{font-size:11px;fill:#666}"
-    ".grid{stroke:#e4e4e4}.origin{stroke:#666}.spread{stroke:#111;stroke-width:2}"
-    ".target{stroke:#111;stroke-width:1.5;stroke-dasharray:4 2}</style>\n";
+    ".value{font-weight:bold}.verdict{fill:#444}.origin{stroke:#666}.spread{stroke:#111;stroke-width:2}"
+    ".target{stroke:#111;stroke-width:1.5;stroke-dasharray:4 2}";
 
 }  // namespace
 
@@ -170,17 +144,9 @@ std::string MakeChart(const Facts &aFacts, const std::vector<Result> &aResults) 
   std::string theBody =
       DrawPanel(Figure::kRatio, "Time divided by the time of the bare calls", aResults, theTop);
   theBody += DrawPanel(Figure::kAddedNanoseconds, "Time added to an empty loop", aResults, theTop);
-  theBody += TextAt("fact", 20, theTop += 14,
-                    "Bars: medians. Thin line: quartiles of single rounds. Dashed line: target.");
-  for (const auto &[theName, theValue] : aFacts) {
-    theBody += TextAt("fact", 20, theTop += 15, theName + ": " + theValue);
-  }
-  const double theHeight = theTop + 16;
-  return Format(
-             "<svg xmlns=\"http://www.w3.org/2000/svg\" width=\"%.0f\" height=\"%.0f\" viewBox=\"0 0 %.0f "
-             "%.0f\">\n",
-             kWidth, theHeight, kWidth, theHeight) +
-         kStyle + "<rect width=\"100%\" height=\"100%\" fill=\"#fff\"/>\n" + theBody + "</svg>\n";
+  theBody +=
+      Footnotes("Bars: medians. Thin line: quartiles of single rounds. Dashed line: target.", aFacts, theTop);
+  return Picture(kStyle, kWidth, theTop, theBody);
 }
 
 }  // namespace zvbench

@@ -14,6 +14,8 @@
 namespace zvbench {
 namespace {
 
+constexpr uint32 kIterationsMax = 1u << 30;
+
 double Now() {
   struct timespec theTime = {};
   if (clock_gettime(CLOCK_MONOTONIC, &theTime) != 0) Fail("clock_gettime failed");
@@ -24,17 +26,6 @@ long Preemptions() {
   struct rusage theUsage = {};
   getrusage(RUSAGE_SELF, &theUsage);
   return theUsage.ru_nivcsw;
-}
-
-// The iterations for which the slower side takes the given time. The search warms both sides up.
-uint32 Calibrate(const Sides &aSides, double aNanoseconds) {
-  for (uint32 theCount = 1; theCount < kIterationsMax; theCount *= 2) {
-    const double theTime = std::max(TimeOf(aSides.mBare, theCount), TimeOf(aSides.mOurs, theCount));
-    if (theTime < aNanoseconds / 4) continue;
-    const double theExact = theCount * (aNanoseconds / theTime);
-    return static_cast<uint32>(std::clamp(theExact, 1.0, static_cast<double>(kIterationsMax)));
-  }
-  return kIterationsMax;
 }
 
 Sample RunRound(const Sides &aSides, uint32 aCount, bool afBareFirst) {
@@ -68,20 +59,38 @@ size_t RankOfBound(size_t aCount) {
 }  // namespace
 
 double TimeOf(const Loop &aLoop, uint32 aCount) {
+  if (!aLoop) return 0;
   const double theStart = Now();
   aLoop(aCount);
   return Now() - theStart;
 }
 
+uint32 Calibrate(const std::vector<Loop> &someLoops, double aNanoseconds) {
+  for (uint32 theCount = 1; theCount < kIterationsMax; theCount *= 2) {
+    double theTime = 0;
+    for (const Loop &theLoop : someLoops)
+      theTime = std::max(theTime, TimeOf(theLoop, theCount));
+    if (theTime < aNanoseconds / 4) continue;
+    const double theExact = theCount * (aNanoseconds / theTime);
+    return static_cast<uint32>(std::clamp(theExact, 1.0, static_cast<double>(kIterationsMax)));
+  }
+  return kIterationsMax;
+}
+
+uint32 Rounds::For(double aRound) const {
+  return static_cast<uint32>(std::clamp(mBudget / aRound, mMin, mMax));
+}
+
 Result MeasureRow(const Row &aRow, const Plan &aPlan) {
   const Sides theSides = aRow.mPrepare();
-  const uint32 theIterations = Calibrate(theSides, aPlan.mBatchNanoseconds);
-  RunRound(theSides, theIterations, true);
+  const uint32 theIterations = Calibrate({theSides.mBare, theSides.mOurs}, aPlan.mBatchNanoseconds);
+  const Sample theFirst = RunRound(theSides, theIterations, true);
+  const uint32 theRounds = aPlan.mRounds.For((theFirst.mBare + theFirst.mOurs) * theIterations);
 
   Result theResult = {aRow, theIterations, 0, {}};
-  theResult.mSamples.reserve(aPlan.mRounds);
+  theResult.mSamples.reserve(theRounds);
   const long thePreemptions = Preemptions();
-  for (uint32 theRound = 0; theRound < aPlan.mRounds; ++theRound) {
+  for (uint32 theRound = 0; theRound < theRounds; ++theRound) {
     theResult.mSamples.push_back(RunRound(theSides, theIterations, theRound % 2 == 0));
   }
   theResult.mPreemptions = Preemptions() - thePreemptions;

@@ -10,15 +10,26 @@
 
 namespace zvbench {
 
-struct Plan {
-  uint32 mRounds;
-  double mBatchNanoseconds;  // how long each side runs in a round, about
+// Nanoseconds; none for a loop that there is not.
+double TimeOf(const Loop &aLoop, uint32 aCount);
+
+// The iterations for which the slowest takes about so many nanoseconds. The search warms all of them up.
+uint32 Calibrate(const std::vector<Loop> &someLoops, double aNanoseconds);
+
+// As many rounds as a budget has room for, within bounds.
+struct Rounds {
+  double mMin;
+  double mMax;
+  double mBudget;  // nanoseconds for all of a row
+
+  static Rounds Just(uint32 aCount) { return {1.0 * aCount, 1.0 * aCount, 0}; }
+  uint32 For(double aRound) const;  // nanoseconds that a round takes
 };
 
-constexpr uint32 kIterationsMax = 1u << 30;
-
-// Nanoseconds.
-double TimeOf(const Loop &aLoop, uint32 aCount);
+struct Plan {
+  Rounds mRounds;
+  double mBatchNanoseconds;  // how long each side runs in a round, about
+};
 
 // One round: both sides run once, the order changing from round to round. Nanoseconds per operation.
 struct Sample {

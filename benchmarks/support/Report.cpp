@@ -3,7 +3,6 @@
 
 #include "support/Report.h"
 
-#include <stdarg.h>
 #include <stdio.h>
 
 namespace zvbench {
@@ -23,10 +22,6 @@ std::string FormatTarget(const Target &aTarget) {
   if (aTarget.mLimit <= 0) return "-";
   return aTarget.mFigure == Figure::kRatio ? Format("%.2f", aTarget.mLimit)
                                            : Format("%.2f ns", aTarget.mLimit);
-}
-
-std::string Quoted(const std::string &aText) {
-  return "\"" + aText + "\"";
 }
 
 const char *VerdictName(Verdict aVerdict) {
@@ -57,15 +52,6 @@ std::string CsvLine(const Result &aResult) {
 
 }  // namespace
 
-std::string Format(const char *aFormat, ...) {
-  char theText[512];
-  va_list theArguments;
-  va_start(theArguments, aFormat);
-  vsnprintf(theText, sizeof(theText), aFormat, theArguments);
-  va_end(theArguments);
-  return theText;
-}
-
 std::string FormatFigure(Figure aFigure, double aValue) {
   return aFigure == Figure::kRatio ? Format("%.3f", aValue) : Format("%.2f ns", aValue);
 }
@@ -74,12 +60,6 @@ std::string FormatVerdict(const Summary &aSummary) {
   std::string theText = VerdictName(aSummary.mVerdict);
   if (aSummary.mVerdict != Verdict::kNoTarget && !aSummary.mfSure) theText += " (within noise)";
   return theText;
-}
-
-void PrintFacts(const Facts &aFacts) {
-  for (const auto &[theName, theValue] : aFacts)
-    printf("%-10s %s\n", theName.c_str(), theValue.c_str());
-  printf("\n");
 }
 
 void PrintTableHead() {
@@ -104,20 +84,34 @@ void PrintTableNotes(const Plan &aPlan) {
   printf(
       "\nof medians: the median of ours divided by the median of bare, or, in ns, their difference.\n"
       "by rounds: the median of the same of single rounds, with its quartiles and its 95 %% interval.\n"
-      "met: both keep to the target; within noise: the interval reaches across it. %u rounds a row,\n"
-      "each side about %.1f ms a round, in alternating order, no round dropped.\n",
-      aPlan.mRounds, aPlan.mBatchNanoseconds / 1e6);
+      "met: both keep to the target; within noise: the interval reaches across it. %.0f rounds a row\n"
+      "(%.0f where they take long), each side about %.1f ms a round or one operation, in alternating order,\n"
+      "no round dropped.\n",
+      aPlan.mRounds.mMax, aPlan.mRounds.mMin, aPlan.mBatchNanoseconds / 1e6);
 }
 
 std::string MakeCsv(const Facts &aFacts, const std::vector<Result> &aResults) {
-  std::string theText;
-  for (const auto &[theName, theValue] : aFacts)
-    theText += "# " + theName + ": " + theValue + "\n";
-  theText +=
-      "operation,bare,ours,figure_is,target,rounds,iterations,bare_ns,ours_ns,figure,"
-      "rounds_p25,rounds_p50,rounds_p75,median_low95,median_high95,preemptions,verdict\n";
+  std::string theText = FactsAsComments(aFacts) +
+                        "operation,bare,ours,figure_is,target,rounds,iterations,bare_ns,ours_ns,figure,"
+                        "rounds_p25,rounds_p50,rounds_p75,median_low95,median_high95,preemptions,verdict\n";
   for (const Result &theResult : aResults)
     theText += CsvLine(theResult);
+  return theText;
+}
+
+std::string MakeMarkdown(const Facts &aFacts, const std::vector<Result> &aResults) {
+  std::string theText = FactsAsSentence(aFacts) + "\n" +
+                        MarkdownHead({"operation", "bare", "ours", "ratio", "quartiles", "target", "is"});
+  for (const Result &theResult : aResults) {
+    const Summary theSummary = Summarize(theResult);
+    const Target &theTarget = theResult.mRow.mTarget;
+    const bool afRatio = theTarget.mFigure == Figure::kRatio;
+    theText += MarkdownRow(
+        {theResult.mRow.mName, TimeText(theSummary.mBare), TimeText(theSummary.mOurs),
+         (afRatio ? "" : "+") + FormatFigure(theTarget.mFigure, theSummary.mFigure),
+         FormatRange(theTarget.mFigure, theSummary.mLowerQuartile, theSummary.mUpperQuartile),
+         FormatTarget(theTarget), theTarget.mLimit > 0 ? FormatVerdict(theSummary) : std::string()});
+  }
   return theText;
 }
 

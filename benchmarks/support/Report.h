@@ -7,24 +7,21 @@
 #include <string>
 #include <vector>
 
-#include "support/Machine.h"
 #include "support/Measure.h"
+#include "support/Output.h"
 
 namespace zvbench {
 
-void PrintFacts(const Facts &aFacts);
 void PrintTableHead();
 void PrintTableRow(const Result &aResult);
 void PrintTableNotes(const Plan &aPlan);
 
 std::string MakeCsv(const Facts &aFacts, const std::vector<Result> &aResults);
+std::string MakeMarkdown(const Facts &aFacts, const std::vector<Result> &aResults);
 std::string MakeChart(const Facts &aFacts, const std::vector<Result> &aResults);
 
 // "1.034", or "0.42 ns" for an added time.
 std::string FormatFigure(Figure aFigure, double aValue);
 std::string FormatVerdict(const Summary &aSummary);
-
-// printf into a text.
-std::string Format(const char *aFormat, ...) __attribute__((format(printf, 1, 2)));
 
 }  // namespace zvbench

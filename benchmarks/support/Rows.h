@@ -26,6 +26,7 @@ std::vector<Row> DirRows();
 std::vector<Row> ProcessRows();
 std::vector<Row> EnvironmentRows();
 std::vector<Row> RevisionRows();
+std::vector<Row> CppRows();
 
 // All rows, in the order of the report.
 std::vector<Row> AllRows();

@@ -11,27 +11,12 @@
 #include <zvOS/zvMutex.h>
 #include <zvOS/zvSemaphore.h>
 
+#include "support/BareMutex.h"
 #include "support/Layer.h"
 #include "support/Rows.h"
 
 namespace zvbench {
 namespace {
-
-struct BareMutex {
-  pthread_mutex_t mMutex;
-
-  BareMutex() {
-    pthread_mutexattr_t theAttributes;
-    int theFailures = pthread_mutexattr_init(&theAttributes);
-    theFailures |= pthread_mutexattr_settype(&theAttributes, PTHREAD_MUTEX_RECURSIVE);
-    theFailures |= pthread_mutex_init(&mMutex, &theAttributes);
-    theFailures |= pthread_mutexattr_destroy(&theAttributes);
-    if (theFailures != 0) Fail("cannot make a bare mutex");
-  }
-  ~BareMutex() { pthread_mutex_destroy(&mMutex); }
-  BareMutex(const BareMutex &) = delete;
-  BareMutex &operator=(const BareMutex &) = delete;
-};
 
 struct BareSemaphore {
   sem_t mSemaphore;
@@ -50,16 +35,12 @@ std::shared_ptr<zvOSMutex> NewMutex() {
   return theMutex;
 }
 
+Loop LockAndUnlock(BareMutex &aMutex) {
+  return RepeatPair<pthread_mutex_lock, pthread_mutex_unlock>(&aMutex.mMutex);
+}
+
 Sides LockingSides(const std::shared_ptr<BareMutex> &aBare, const std::shared_ptr<zvOSMutex> &anOurs) {
-  return {Repeat([theMutex = &aBare->mMutex] {
-            const int theFailures = pthread_mutex_lock(theMutex);
-            return theFailures | pthread_mutex_unlock(theMutex);
-          }),
-          Repeat([theMutex = anOurs.get()] {
-            const int theFailures = zvMutex_Lock(theMutex);
-            return theFailures | zvMutex_Unlock(theMutex);
-          }),
-          {aBare, anOurs}};
+  return {LockAndUnlock(*aBare), RepeatPair<zvMutex_Lock, zvMutex_Unlock>(anOurs.get()), {aBare, anOurs}};
 }
 
 Sides MutexPair() {
@@ -86,29 +67,16 @@ Sides NestedMutexPair() {
 Sides LayerPair() {
   auto theBare = std::make_shared<BareMutex>();
   auto theOther = std::make_shared<BareMutex>();
-  return {Repeat([theMutex = &theBare->mMutex] {
-            const int theFailures = pthread_mutex_lock(theMutex);
-            return theFailures | pthread_mutex_unlock(theMutex);
-          }),
-          Repeat([theMutex = &theOther->mMutex] {
-            const int theFailures = Layer_Lock(theMutex);
-            return theFailures | Layer_Unlock(theMutex);
-          }),
-          {theBare, theOther}};
+  return {
+      LockAndUnlock(*theBare), RepeatPair<Layer_Lock, Layer_Unlock>(&theOther->mMutex), {theBare, theOther}};
 }
 
 Sides CriticalSectionPair() {
   auto theBare = std::make_shared<BareMutex>();
   std::shared_ptr<zvOSCriticalSection> theOurs(zvCriticalSection_New(), zvCriticalSection_Delete);
   if (!theOurs) Fail("zvCriticalSection_New failed");
-  return {Repeat([theMutex = &theBare->mMutex] {
-            const int theFailures = pthread_mutex_lock(theMutex);
-            return theFailures | pthread_mutex_unlock(theMutex);
-          }),
-          Repeat([theSection = theOurs.get()] {
-            const int theFailures = zvCriticalSection_Enter(theSection);
-            return theFailures | zvCriticalSection_Leave(theSection);
-          }),
+  return {LockAndUnlock(*theBare),
+          RepeatPair<zvCriticalSection_Enter, zvCriticalSection_Leave>(theOurs.get()),
           {theBare, theOurs}};
 }
 
@@ -116,14 +84,8 @@ Sides SemaphorePair() {
   auto theBare = std::make_shared<BareSemaphore>();
   std::shared_ptr<zvOSSemaphore> theOurs(zvSemaphore_New(0), zvSemaphore_Delete);
   if (!theOurs) Fail("zvSemaphore_New failed");
-  return {Repeat([theSemaphore = &theBare->mSemaphore] {
-            const int theFailures = sem_post(theSemaphore);
-            return theFailures | sem_wait(theSemaphore);
-          }),
-          Repeat([theSemaphore = theOurs.get()] {
-            const int theFailures = zvSemaphore_Post(theSemaphore);
-            return theFailures | zvSemaphore_Wait(theSemaphore);
-          }),
+  return {RepeatPair<sem_post, sem_wait>(&theBare->mSemaphore),
+          RepeatPair<zvSemaphore_Post, zvSemaphore_Wait>(theOurs.get()),
           {theBare, theOurs}};
 }
 
@@ -212,14 +174,6 @@ class PingPong {
   pthread_t mPartner{};
 };
 
-Sides ConditionPingPong() {
-  auto theBare = std::make_shared<PingPong<BareCalls>>();
-  auto theOurs = std::make_shared<PingPong<OurCalls>>();
-  return {Repeat([theGame = theBare.get()] { return theGame->RoundTrip(); }),
-          Repeat([theGame = theOurs.get()] { return theGame->RoundTrip(); }),
-          {theBare, theOurs}};
-}
-
 }  // namespace
 
 std::vector<Row> SyncRows() {
@@ -234,7 +188,8 @@ std::vector<Row> SyncRows() {
       {"semaphore post+wait", "sem_post, sem_wait", "zvSemaphore_Post, zvSemaphore_Wait", NoTarget(),
        SemaphorePair},
       {"condition ping-pong", "pthread_cond_wait and pthread_cond_signal between two threads",
-       "zvCondition_Wait and zvCondition_Signal between two threads", RatioAtMost(1.05), ConditionPingPong},
+       "zvCondition_Wait and zvCondition_Signal between two threads", RatioAtMost(1.05),
+       RoundTrips<PingPong<BareCalls>, PingPong<OurCalls>>},
   };
 }
 

@@ -22,6 +22,10 @@ fail() {
 
 # A program is a block of C whose first line is its name.
 awk '/^```c$/ { getline; name = $2; inside = 1 } /^```$/ { inside = 0 } inside { print > name }' "$page"
+# The provider is no program; who builds a program with it is check_variants.sh.
+diff <(sed -n '/^\/\/ short_provider.c$/,$p' "$source/tests/provider/short_provider.c") short_provider.c ||
+  fail "the provider of the page is not that of the tests"
+rm short_provider.c
 cp "$source/tests/build/receive_datagram.c" .
 for file in *.c; do
   name=${file%.c}

@@ -43,15 +43,15 @@ TEXT
   # Over a file that provides the log interface. It may say no name of its own; then the one of the file serves.
   nameless | named)
     if [ "$way" = named ]; then
-      soname=libvendorlog.so.3 options=-Wl,-soname,libvendorlog.so.3
+      soname=libvendorlog.so.3 options=-Wl,-soname,libvendorlog.so.3 provider=small_provider.c
     else
-      soname=libvendorlog.so options=
+      soname=libvendorlog.so options= provider=short_provider.c
     fi
     mkdir "$work/vendor"
     # The flags are lists of words.
     # shellcheck disable=SC2086
     "$compiler" $flags -shared -fPIC $options -I"$source/tests/provider" -o "$work/vendor/libvendorlog.so" \
-      "$source/tests/provider/small_provider.c"
+      "$source/tests/provider/$provider"
     configure "$source" -DZVLOG_PROVIDER="$work/vendor/libvendorlog.so" -DZVLOG_INCLUDE_DIR="$source/tests/provider"
     grep -q 'left out over another log provider: the program zvos' "$work/configure.log" &&
       grep -q 'left out of the package: the log provider itself' "$work/configure.log" ||
@@ -67,7 +67,7 @@ TEXT
   # The library as it is, and its functions replaced one by one by those that a program has of the same names.
   program)
     "$cmake" --install "$build" --prefix "$work/root" >/dev/null
-    own="$source/tests/provider/small_provider.c"
+    own="$source/tests/provider/short_provider.c"
     ;;
   # As part of the program, from a folder that it was moved to after the installation.
   static)

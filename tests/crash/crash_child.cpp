@@ -100,14 +100,7 @@ void crash::InstallOwnHandler() {
 
 namespace {
 
-using crash::Allocator;
-using crash::Exit;
-using crash::InstallHandlers;
-using crash::Log;
-using crash::Mode;
-using crash::NewWorker;
-using crash::RunInWorker;
-using crash::sArgument;
+using namespace crash;
 
 // --- where to crash -----------------------------------------------------------------------------
 
@@ -300,6 +293,14 @@ void CrashWithHostileLog() {
   });
 }
 
+// One step after the other takes as long as a step may: the log, the stream of the output, the allocator, the
+// output itself.
+void CrashWithAllHanging() {
+  if (dup2(NewFullPipe(), STDOUT_FILENO) < 0) Exit(crash::kExitCannotStart);
+  printf("text that waits in the buffer of the stream");
+  CrashWithHostileLog<Log::kHangInBegin, CrashInMalloc>();
+}
+
 template <zvThread_Func kCrash>
 void InWorker() {
   RunInWorker(kCrash);
@@ -348,6 +349,7 @@ constexpr Mode kModes[] = {
     {"trace-corrupted", TraceCorruptedMemory},
     {"trace-corrupted-first", TraceCorruptedMemoryFirst},
     {"log-hangs-in-begin", CrashWithHostileLog<Log::kHangInBegin, CrashBySegv>},
+    {"all-hangs", CrashWithAllHanging},
     {"log-hangs-without-timer", CrashWithHangingLogAndWithoutTimer},
     {"log-hangs-in-append", CrashWithHostileLog<Log::kHangInAppend, CrashBySegv>},
     {"log-hangs-in-end", CrashWithHostileLog<Log::kHangInEnd, CrashBySegv>},

@@ -66,18 +66,35 @@ void ExpectReportAndWholeFile(const Crash &aCrash) {
   EXPECT_THAT(aCrash.CrashFile(), EndsWith("\nend: complete\n")) << aCrash.All();
 }
 
+// Seconds since 1970 until 2106, where a time_t may have 32 bits.
+uint32_t Now() {
+  return static_cast<uint32_t>(time(nullptr));
+}
+
+uint32_t SecondsOf(const std::string &aTime) {
+  constexpr int kFirstYear = 1970 - 1900;
+  tm theTime = {};
+  const char *const theEnd = strptime(aTime.c_str(), "%Y-%m-%dT%H:%M:%SZ", &theTime);
+  EXPECT_TRUE(theEnd != nullptr && *theEnd == '\0') << aTime;
+  // Every fourth year is a leap year until 2100, which is none.
+  const int theYears = theTime.tm_year - kFirstYear;
+  const int theLeapDays = (theYears + 1) / 4 - (theTime.tm_year > 200 ? 1 : 0);
+  const int theDays = theYears * 365 + theLeapDays + theTime.tm_yday;
+  return static_cast<uint32_t>(theDays) * 86400U +
+         static_cast<uint32_t>(theTime.tm_hour * 3600 + theTime.tm_min * 60 + theTime.tm_sec);
+}
+
 // --- what it tells ------------------------------------------------------------------------------
 
 TEST(CrashFile, TellsWhatHappenedToWhom) {
   NEEDS_SIGNALS_OF_THE_SYSTEM();
-  const time_t theStart = time(nullptr);
+  const uint32_t theStart = Now();
   const Crash theCrash = RunCrash("segv");
   ExpectReportAndWholeFile(theCrash);
   const std::string theFile = theCrash.CrashFile();
-  tm theTime = {};
-  ASSERT_NE(nullptr, strptime(ValueOf(theFile, "time").c_str(), "%Y-%m-%dT%H:%M:%SZ", &theTime)) << theFile;
-  EXPECT_GE(timegm(&theTime), theStart);
-  EXPECT_LE(timegm(&theTime), time(nullptr));
+  const uint32_t theTime = SecondsOf(ValueOf(theFile, "time"));
+  EXPECT_GE(theTime, theStart);
+  EXPECT_LE(theTime, Now());
   EXPECT_THAT(ValueOf(theFile, "program"), EndsWith("/crash_child"));
   EXPECT_THAT(ValueOf(theFile, "command"), EndsWith("/crash_child segv "));
   EXPECT_EQ(std::to_string(theCrash.mChild.mPid), ValueOf(theFile, "process"));
@@ -90,6 +107,13 @@ TEST(CrashFile, TellsWhatHappenedToWhom) {
   EXPECT_THAT(ValueOf(theFile, "kernel"), StartsWith("Linux "));
   EXPECT_THAT(ValueOf(theFile, "free memory"), ContainsRegex("^[1-9][0-9]* of [1-9][0-9]* KiB$"));
   EXPECT_THAT(ValueOf(theFile, "open descriptors"), ContainsRegex("^[1-9][0-9]* of [1-9][0-9]*$"));
+}
+
+TEST(CrashFile, TellsTheFirst200BytesOfTheCommand) {
+  const Crash theCrash = RunCrash("segv", "crash_child", std::string(300, 'x'));
+  const std::string theCommand = ValueOf(theCrash.CrashFile(), "command");
+  EXPECT_EQ(200u, theCommand.size());
+  EXPECT_THAT(theCommand, ContainsRegex("/crash_child segv x+$"));
 }
 
 TEST(CrashFile, TellsTheFramesOfTheTrace) {
@@ -275,6 +299,24 @@ INSTANTIATE_TEST_SUITE_P(CrashFile, Hanging, ::testing::Values("environment", "s
 TEST(CrashFile, IsLeftOutWhenNothingCouldInterruptIt) {
   const Crash theCrash = RunCrash("log-hangs-without-timer", "crash_child_hostile_log");
   EXPECT_TRUE(theCrash.mCrashFiles.empty());
+}
+
+// --- after January 2038 -------------------------------------------------------------------------
+
+// The calls that tell times in 32 bits refuse to, of the clock and of the files of the modules.
+TEST(CrashFile, TellsTimeAndStampsAfterJanuary2038) {
+  if (sizeof(time_t) == 8) GTEST_SKIP() << "time_t has 64 bits here: no time is late";
+  const Crash theCrash = RunCrash("late");
+  ExpectReportAndWholeFile(theCrash);
+  EXPECT_EQ("2105-01-01T12:34:56Z", ValueOf(theCrash.CrashFile(), "time"));
+  EXPECT_THAT(theCrash.CrashFile(), ContainsRegex("\nmodule [0-9]+ revision: r[0-9]+ \\("));
+}
+
+TEST(CrashFile, LeavesOutATimeThatTheSystemDoesNotTell) {
+  if (sizeof(time_t) == 8) GTEST_SKIP() << "time_t has 64 bits here: no time is late";
+  const Crash theCrash = RunCrash("late-without-clock");
+  ExpectReportAndWholeFile(theCrash);
+  EXPECT_FALSE(HasKey(theCrash.CrashFile(), "time")) << theCrash.CrashFile();
 }
 
 }  // namespace

@@ -170,6 +170,14 @@ INSTANTIATE_TEST_SUITE_P(
       return theName;
     });
 
+// The patience with all of them is less than the sum of that with each.
+TEST(Crash, WithAllHangingEndsInTime) {
+  NEEDS_OWN_ALLOCATOR();
+  const Crash theCrash = RunCrash("all-hangs", "crash_child_hostile_log");
+  ExpectDeathBy(theCrash, {SIGSEGV});
+  EXPECT_GE(theCrash.mChild.mSeconds, 6.5) << "less hangs than was meant to";
+}
+
 // Then a step of the report cannot be given up, only the report as a whole.
 TEST(Crash, WithHangingLogEndsInTimeAlsoWithoutATimer) {
   const Crash theCrash = RunCrash("log-hangs-without-timer", "crash_child_hostile_log");

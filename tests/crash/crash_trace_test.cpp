@@ -102,15 +102,19 @@ INSTANTIATE_TEST_SUITE_P(Places, StrayCall, ::testing::Values("null", "unmapped"
 
 // --- a ruined stack -----------------------------------------------------------------------------
 
-// The unwinder ends or faults at the return address that is none; the words of the stack go on.
+// The unwinder ends or faults at the return address that is none: what it has found by then is shown, and the
+// words of the stack go on.
 TEST(Trace, OfARuinedStackShowsTheCulpritAndTheCallersInTheStackDump) {
   if (kFramesOfSanitizer > 0) GTEST_SKIP() << "with the sanitizer's frame the trace passes for a sound one";
   if (sizeof(void *) != 4) GTEST_SKIP() << "a word of the dump is half an address here";
   const Crash theCrash = RunCrash("smashed-stack");
   ExpectDeathBy(theCrash, {SIGSEGV});
-  const std::vector<std::string> theFrames = FramesOfCompleteFile(theCrash);
-  ExpectFramesName(theCrash, theFrames, {"SmashTheStack", "CallsTheCaller"});
-  ExpectCompleteLog(theCrash, SIGSEGV, theFrames);
+  const std::vector<std::string> theLines = FramesOfCompleteFile(theCrash);
+  ASSERT_GT(theLines.size(), kStackWords) << theCrash.All();
+  const auto theWords = theLines.end() - kStackWords;
+  ExpectFramesName(theCrash, {theLines.begin(), theWords}, {"FaultByWriting", "SmashTheStack"});
+  ExpectFramesName(theCrash, {theWords, theLines.end()}, {"CallsTheCaller"});
+  ExpectCompleteLog(theCrash, SIGSEGV, theLines);
 }
 
 // --- no file ------------------------------------------------------------------------------------

@@ -7,19 +7,22 @@
 #include "Crash.h"
 
 #include <dlfcn.h>
+#include <errno.h>
 #include <signal.h>
+#include <stdarg.h>
 #include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
 #include <sys/prctl.h>
 #include <sys/stat.h>
+#include <sys/syscall.h>
 #include <sys/sysinfo.h>
+#include <time.h>
 #include <unistd.h>
 
 namespace {
 
-using crash::Exit;
-using crash::RunInWorker;
+using namespace crash;
 
 enum class Call { kSound, kHangs, kFaults };
 Call sEnvironmentCall = Call::kSound;
@@ -48,6 +51,78 @@ CRASH_VISIBLE int sysinfo(struct sysinfo *anInfo) noexcept {
   using Function = int (*)(struct sysinfo *);
   return reinterpret_cast<Function>(dlsym(RTLD_NEXT, "sysinfo"))(anInfo);
 }
+
+// January 2038 is past, where time_t has 32 bits.
+#ifdef SYS_clock_gettime64
+
+namespace {
+
+constexpr long long k2105 = 4260256496;  // 2105-01-01T12:34:56Z
+
+bool sfLateClock, sfNoWideClock, sfLateFiles;
+
+int (*sClock)(clockid_t, timespec *);
+int (*sStatus)(int, struct stat64 *);
+long (*sCall)(long, ...);
+
+// The loader's lock may be held later on.
+__attribute__((constructor)) void FindRealCalls() {
+  sClock = reinterpret_cast<decltype(sClock)>(dlsym(RTLD_NEXT, "clock_gettime"));
+  sStatus = reinterpret_cast<decltype(sStatus)>(dlsym(RTLD_NEXT, "fstat64"));
+  sCall = reinterpret_cast<decltype(sCall)>(dlsym(RTLD_NEXT, "syscall"));
+}
+
+int RefuseAsLate() {
+  errno = EOVERFLOW;
+  return -1;
+}
+
+}  // namespace
+
+CRASH_VISIBLE int clock_gettime(clockid_t aClock, timespec *aTime) noexcept {
+  if (sClock == nullptr) FindRealCalls();
+  return sfLateClock && aClock == CLOCK_REALTIME ? RefuseAsLate() : sClock(aClock, aTime);
+}
+
+CRASH_VISIBLE int fstat64(int aDescriptor, struct stat64 *aStatus) noexcept {
+  if (sStatus == nullptr) FindRealCalls();
+  return sfLateFiles ? RefuseAsLate() : sStatus(aDescriptor, aStatus);
+}
+
+CRASH_VISIBLE long syscall(long aNumber, ...) noexcept {
+  if (sCall == nullptr) FindRealCalls();
+  long theArguments[6];
+  va_list theList;
+  va_start(theList, aNumber);
+  for (long &theArgument : theArguments)
+    theArgument = va_arg(theList, long);
+  va_end(theList);
+  if (sfLateClock && aNumber == SYS_clock_gettime64) {
+    errno = ENOSYS;
+    if (sfNoWideClock) return -1;
+    const long long theTime[] = {k2105, 0};
+    memcpy(reinterpret_cast<void *>(theArguments[1]), theTime, sizeof theTime);
+    return 0;
+  }
+  return sCall(aNumber, theArguments[0], theArguments[1], theArguments[2], theArguments[3], theArguments[4],
+               theArguments[5]);
+}
+
+namespace {
+
+void CrashIn2105() {
+  sfLateClock = sfLateFiles = true;
+  RunInWorker(CrashBySegv);
+}
+
+void CrashWithoutAClock() {
+  sfNoWideClock = true;
+  CrashIn2105();
+}
+
+}  // namespace
+
+#endif
 
 namespace {
 
@@ -119,6 +194,10 @@ constexpr crash::Mode kModes[] = {
     {"system-faults", CrashWithCall<&sSystemCall, Call::kFaults>},
     {"system-hangs", CrashWithCall<&sSystemCall, Call::kHangs>},
     {"changed-modules", CrashWithChangedModules},
+#ifdef SYS_clock_gettime64
+    {"late", CrashIn2105},
+    {"late-without-clock", CrashWithoutAClock},
+#endif
 };
 
 }  // namespace

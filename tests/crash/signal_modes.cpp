@@ -22,23 +22,24 @@
 
 namespace {
 
-using crash::Exit;
-using crash::InstallHandlers;
-using crash::InstallOwnHandler;
-using crash::PrepareOther;
-using crash::RunInWorker;
-using crash::SleepFor;
-using crash::StartWorker;
-using crash::Tell;
-using crash::Time;
+using namespace crash;
 
-// The report waits for its log to drain once the signal has its default action.
-void AwaitDrain(int aSignal) {
+void (*HandlerOf(int aSignal))(int) {
   struct sigaction theAction;
-  do {
+  sigaction(aSignal, nullptr, &theAction);
+  return theAction.sa_handler;
+}
+
+// Starts a worker that crashes by SIGSEGV, and waits until its report lets the log drain: then that signal
+// has its default action, which would say nothing if it had no handler before, and the last of the others has
+// its own again.
+zvOSThread *StartAndAwaitDrain(zvThread_Func aCrash) {
+  InstallHandlers();
+  void (*const theOther)(int) = HandlerOf(SIGFPE);
+  zvOSThread *theThread = StartWorker(aCrash);
+  while (HandlerOf(SIGSEGV) != SIG_DFL || HandlerOf(SIGFPE) != theOther)
     SleepFor(5);
-    sigaction(aSignal, nullptr, &theAction);
-  } while (theAction.sa_handler != SIG_DFL);
+  return theThread;
 }
 
 // The report is being written.
@@ -88,15 +89,12 @@ void KillTwice() {
 // --- during the two seconds ---------------------------------------------------------------------
 
 const char *NameOfAction(int aSignal) {
-  struct sigaction theAction;
-  sigaction(aSignal, nullptr, &theAction);
-  if (theAction.sa_handler == SIG_DFL) return "default\n";
-  return theAction.sa_handler == sThread_S_SignalHandler ? "handler\n" : "other\n";
+  if (HandlerOf(aSignal) == SIG_DFL) return "default\n";
+  return HandlerOf(aSignal) == sThread_S_SignalHandler ? "handler\n" : "other\n";
 }
 
 void TellActions() {
-  zvOSThread *theThread = StartWorker([](void *) { RaiseOnce(); });
-  AwaitDrain(SIGSEGV);
+  zvOSThread *theThread = StartAndAwaitDrain([](void *) { RaiseOnce(); });
   for (const int theSignal : {SIGSEGV, SIGILL, SIGBUS, SIGABRT, SIGFPE})
     Tell(NameOfAction(theSignal));
   zvThread_Wait(theThread);
@@ -104,8 +102,7 @@ void TellActions() {
 
 void FaultInTheDrain(void (*aFault)(void *), long aDelay) {
   PrepareOther(aFault);
-  zvOSThread *theThread = StartWorker(CrashBySegv);
-  AwaitDrain(SIGSEGV);
+  zvOSThread *theThread = StartAndAwaitDrain(CrashBySegv);
   SleepFor(aDelay);
   crash::LetOther();
   zvThread_Wait(theThread);
@@ -115,8 +112,9 @@ void SameSignalInTheDrain() {
   FaultInTheDrain(OtherSegv, 1000);
 }
 
+// Late enough for the first one's fault to repeat before its own.
 void OtherSignalInTheDrain() {
-  FaultInTheDrain(OtherFpe, 0);
+  FaultInTheDrain(OtherFpe, 500);
 }
 
 // The only thread: the signal has nobody else to go to.
@@ -176,8 +174,7 @@ void CrashWithHandlerInFront(void (*aHandler)(int, siginfo_t *, void *)) {
 
 // Each of them installs the handlers anew.
 void ThreadsBeginInTheDrain() {
-  StartWorker(CrashBySegv);
-  AwaitDrain(SIGSEGV);
+  StartAndAwaitDrain(CrashBySegv);
   for (;;) {
     RunInWorker([](void *) {});
     SleepFor(500);
@@ -230,8 +227,7 @@ void CrashToBeCancelled(void *) {
 }
 
 void CancelledInTheDrain() {
-  zvOSThread *theThread = StartWorker(CrashToBeCancelled);
-  AwaitDrain(SIGSEGV);
+  zvOSThread *theThread = StartAndAwaitDrain(CrashToBeCancelled);
   pthread_cancel(sVictim);
   zvThread_Wait(theThread);
 }
@@ -253,8 +249,7 @@ void AlarmOfTheApplicationWithoutTimer() {
 
 void OwnHandlerOfAFatalSignalInTheDrain() {
   InstallOwnHandler();
-  StartWorker([](void *) { RaiseOnce(); });
-  AwaitDrain(SIGSEGV);
+  StartAndAwaitDrain([](void *) { RaiseOnce(); });
   raise(SIGFPE);
   Exit(crash::kExitDone);
 }
@@ -275,8 +270,7 @@ void ExitInAnotherThread() {
 
 // A child that is forked during the report, and has none itself, does not wait for one.
 void ExitInAForkedChild() {
-  zvOSThread *theThread = StartWorker(CrashBySegv);
-  AwaitDrain(SIGSEGV);
+  zvOSThread *theThread = StartAndAwaitDrain(CrashBySegv);
   timespec theStart, theEnd;
   clock_gettime(CLOCK_MONOTONIC, &theStart);
   const pid_t theChild = fork();

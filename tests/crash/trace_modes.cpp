@@ -26,16 +26,14 @@ CRASH_VISIBLE void OverflowTheStack(void *);
 CRASH_VISIBLE void CrashNearTheEnd(void *);
 CRASH_VISIBLE void CrashOnOwnSignalStack(void *);
 CRASH_VISIBLE void CallStray(void *);
+CRASH_VISIBLE void CrashInlined(void *);
 CRASH_VISIBLE void SmashTheStack();
 CRASH_VISIBLE void CallsTheSmasher();
 CRASH_VISIBLE void CallsTheCaller(void *);
 
 namespace {
 
-using crash::Exit;
-using crash::RunInWorker;
-using crash::sArgument;
-using crash::Tell;
+using namespace crash;
 
 volatile int sSink;
 
@@ -114,6 +112,21 @@ CRASH_VISIBLE CRASH_UNCHECKED void CallStray(void *) {
   sSink = 0;
 }
 
+// --- a function without a frame -----------------------------------------------------------------
+
+static volatile int *volatile sNowhere = reinterpret_cast<volatile int *>(16);
+
+__attribute__((always_inline)) CRASH_UNCHECKED static inline void FaultWithoutAFrame() {
+  *sNowhere = 1;
+  sSink = 0;
+}
+
+CRASH_VISIBLE CRASH_UNCHECKED void CrashInlined(void *) {
+  sSink = 1;
+  FaultWithoutAFrame();
+  sSink = 2;
+}
+
 // --- a ruined stack -----------------------------------------------------------------------------
 
 // Overwrites its own return address and crashes.
@@ -156,13 +169,36 @@ int CountMappings() {
   return theCount;
 }
 
+constexpr unsigned kTogether = 4;
+pthread_barrier_t sAllAreThere;
+zvThread_Func sBodyOfAll;
+
+// Each has a stack then: that one of them is kept for later threads does not hide that others are not
+// released.
+void RunTogether(zvThread_Func aBody) {
+  pthread_barrier_init(&sAllAreThere, nullptr, kTogether);
+  sBodyOfAll = aBody;
+  zvOSThread *theThreads[kTogether];
+  for (zvOSThread *&theThread : theThreads) {
+    theThread = crash::StartWorker([](void *) {
+      pthread_barrier_wait(&sAllAreThere);
+      sBodyOfAll(nullptr);
+    });
+  }
+  for (zvOSThread *const theThread : theThreads) {
+    zvThread_Wait(theThread);
+    zvThread_Delete(theThread);
+  }
+  pthread_barrier_destroy(&sAllAreThere);
+}
+
 // Mappings of the C library's own, such as stacks it keeps for later threads, come with the first threads.
 void TellWhetherStacksGo(zvThread_Func aBody) {
-  RunInWorker(aBody);
-  RunInWorker(aBody);
+  RunTogether(aBody);
+  RunTogether(aBody);
   const int theCount = CountMappings();
-  for (int i = 0; i < 100; ++i)
-    RunInWorker(aBody);
+  for (int i = 0; i < 25; ++i)
+    RunTogether(aBody);
   Tell(CountMappings() <= theCount + 5 ? "gone\n" : "left\n");
 }
 
@@ -235,6 +271,7 @@ constexpr crash::Mode kModes[] = {
     {"call-unmapped", [] { CallStrayTo(reinterpret_cast<void (*)()>(uintptr_t(0x40))); }},
     {"call-data", [] { CallStrayTo(PageOfData()); }},
     {"call-static", [] { CallStrayTo(reinterpret_cast<void (*)()>(sData)); }},
+    {"inlined", InWorker<CrashInlined>},
     {"smashed-stack", InWorker<CallsTheCaller>},
     {"stacks-go-by-return", [] { TellWhetherStacksGo(EndByReturn); }},
     {"stacks-go-by-exit", [] { TellWhetherStacksGo(EndByExit); }},

@@ -14,15 +14,7 @@
 
 namespace {
 
-using crash::Exit;
-using crash::InstallHandlers;
-using crash::InstallOwnHandler;
-using crash::PrepareOther;
-using crash::RunInWorker;
-using crash::SleepFor;
-using crash::StartWorker;
-using crash::Tell;
-using crash::Time;
+using namespace crash;
 
 // What happens during the first record whose text begins so.
 const char *sMoment;
@@ -59,9 +51,14 @@ void SameSignalWithTheTrace() {
   CrashAndMeanwhile(kTraceBegins, LetOtherFault);
 }
 
+// The second report takes long enough for the first one's fault to repeat before that of the second.
 void OtherSignalWithTheTrace() {
   PrepareOther(OtherFpe);
-  CrashAndMeanwhile(kTraceBegins, LetOtherFault);
+  CrashAndMeanwhile(kTraceBegins, [] {
+    sMoment = kTraceBegins;
+    sMeanwhile = [] { SleepFor(500); };
+    LetOtherFault();
+  });
 }
 
 void RaiseFpe(void *) {

@@ -147,18 +147,20 @@ void RemoveTraceFile(const std::string &anOutput) {
   RemoveCrashFiles(atoi(anOutput.c_str() + thePlace + sizeof("/tmp/backtrace_") - 1));
 }
 
-bool HasLineReader() {
+std::vector<std::string> LineReaders() {
 #if defined(__arm__)
   constexpr const char *kPrograms[] = {"eu-addr2line", "arm-linux-gnueabihf-addr2line"};
 #else
   constexpr const char *kPrograms[] = {"eu-addr2line", "addr2line"};
 #endif
+  std::vector<std::string> thePaths;
   for (const char *theProgram : kPrograms) {
     for (const char *theFolder : {"/usr/bin/", "/usr/local/bin/"}) {
-      if (access((std::string(theFolder) + theProgram).c_str(), X_OK) == 0) return true;
+      const std::string thePath = std::string(theFolder) + theProgram;
+      if (access(thePath.c_str(), X_OK) == 0) thePaths.push_back(thePath);
     }
   }
-  return false;
+  return thePaths;
 }
 
 void ExpectOutcome(const ChildResult &aResult, int aStatus, const std::string &anOutput,

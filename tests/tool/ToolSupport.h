@@ -67,8 +67,8 @@ std::vector<std::string> Search(const std::string &aText, const std::string &aPa
 // Removes the trace file that an output names, if it does, and the crash files beside it.
 void RemoveTraceFile(const std::string &anOutput);
 
-// Whether a program is installed that tells lines of the programs of this build.
-bool HasLineReader();
+// The paths of the installed programs that tell lines of the programs of this build.
+std::vector<std::string> LineReaders();
 
 // How the program ended by itself, and what it said.
 void ExpectOutcome(const ChildResult &aResult, int aStatus, const std::string &anOutput,

@@ -5,13 +5,16 @@
 // library are stripped when they crash, and gone when the report is read.
 
 #include "ToolSupport.h"
+#include "support/LateClock.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <fcntl.h>
 #include <unistd.h>
 
 #include <csignal>
+#include <cstring>
 #include <filesystem>
 #include <sstream>
 
@@ -37,14 +40,19 @@ void Objcopy(const std::vector<std::string> &anArguments) {
   ASSERT_EQ(0, system(theCommand.c_str())) << theCommand;
 }
 
-// "Build ID" of a file, as the path of its debug information.
-std::string BuildIdPath(const std::string &aFile) {
-  FILE *const thePipe = popen(("readelf -n '" + aFile + "' 2>/dev/null").c_str(), "r");
+std::string Output(const std::string &aCommand) {
+  FILE *const thePipe = popen(aCommand.c_str(), "r");
   std::string theText;
   char theBuffer[4096];
   for (size_t theCount; (theCount = fread(theBuffer, 1, sizeof theBuffer, thePipe)) > 0;)
     theText.append(theBuffer, theCount);
   pclose(thePipe);
+  return theText;
+}
+
+// "Build ID" of a file, as the path of its debug information.
+std::string BuildIdPath(const std::string &aFile) {
+  const std::string theText = Output("readelf -n '" + aFile + "' 2>/dev/null");
   const size_t thePlace = theText.find("Build ID: ");
   if (thePlace == std::string::npos) {
     ADD_FAILURE() << aFile << " has no build id\n" << theText;
@@ -119,8 +127,29 @@ std::string LineOf(const std::string &aFile, const std::string &aText, const std
   return "";
 }
 
+// Gives a file a time that 32 bits do not hold.
+void MakeLate(const fs::path &aFile) {
+  const WideTime theTimes[2] = {{k2105, 0}, {k2105, 0}};
+  EXPECT_EQ(0, syscall(kUTimeNSAt64, AT_FDCWD, aFile.c_str(), theTimes, 0)) << strerror(errno);
+}
+
+// A folder for PATH with a program that is installed, and no other one.
+class OnlyProgram {
+ public:
+  explicit OnlyProgram(const std::string &aProgram) : mPath(mFolder.File(fs::path(aProgram).filename())) {
+    WriteWholeFile(mPath, "#!/bin/sh\nexec " + aProgram + " \"$@\"\n");
+    fs::permissions(mPath, fs::perms::owner_all);
+  }
+  const std::string &Path() const { return mPath; }
+  std::string SearchPath() const { return "PATH=" + mFolder.Path(); }
+
+ private:
+  const TempFolder mFolder;
+  const std::string mPath;
+};
+
 #define NEEDS_LINE_READER() \
-  if (!HasLineReader()) GTEST_SKIP() << "no addr2line is installed"
+  if (LineReaders().empty()) GTEST_SKIP() << "no addr2line is installed"
 
 struct Way {
   const char *mName;
@@ -183,6 +212,77 @@ INSTANTIATE_TEST_SUITE_P(
       return theName;
     });
 
+// What is installed of elfutils and of binutils, each alone.
+TEST(CrashCommand, ShowsInlinedCallersByEachProgramThatReadsLines) {
+  NEEDS_LINE_READER();
+  Device theDevice;
+  const std::string theReport = theDevice.Crash("inlined");
+  theDevice.Remove();
+  for (const std::string &theProgram : LineReaders()) {
+    const OnlyProgram theReader(theProgram);
+    const ChildResult theResult =
+        Zvos({"crash", theReport, "--debug", theDevice.DebugFolder()}, {theReader.SearchPath()});
+    EXPECT_EQ(0, theResult.mStatus) << theProgram;
+    // That of binutils gives it the name of the symbol around it.
+    const bool afElfutils = fs::path(theProgram).filename() == "eu-addr2line";
+    const std::string theName = afElfutils ? "FaultWithoutAFrame" : "CrashInlined";
+    const std::string theFault =
+        LineOf("trace_modes.cpp", "*sNowhere = 1;", "inline void FaultWithoutAFrame");
+    const std::string theCall =
+        LineOf("trace_modes.cpp", "FaultWithoutAFrame();", "void CrashInlined(void *) {");
+    EXPECT_THAT(theResult.mOutput,
+                HasSubstr("  " + theName + " at " + theFault +
+                          " in crash_child\n       inlined into CrashInlined at " + theCall + "\n"))
+        << theProgram;
+  }
+}
+
+// A module of a device of either processor, whatever processor the engineer's machine has.
+TEST(CrashCommand, ReadsReportsOfEitherProcessor) {
+  const TempFolder theFolder;
+  WriteWholeFile(theFolder.File("module.c"), "int Fault(volatile int *aPlace) {\n  return *aPlace;\n}\n");
+  const struct {
+    const char *mName;
+    const char *mCompiler;
+    const char *mReaders;
+  } kProcessors[] = {{"i386", "g++-$(g++ -dumpversion | cut -d. -f1) -m32", "eu-addr2line addr2line"},
+                     {"arm", "arm-linux-gnueabihf-g++-$(g++ -dumpversion | cut -d. -f1)",
+                      "eu-addr2line arm-linux-gnueabihf-addr2line"}};
+  int theCount = 0;
+  for (const auto &theProcessor : kProcessors) {
+    const std::string theFile = theFolder.File(theProcessor.mName + std::string(".so"));
+    const std::string theFlags = " -x c -g -O0 -fPIC -shared -nostdlib -Wl,--build-id=sha1 ";
+    const std::string theCommand = "{ command -v " + std::string(theProcessor.mReaders) + " && cd " +
+                                   theFolder.Path() + " && " + theProcessor.mCompiler + theFlags +
+                                   "module.c -o " + theFile + "; } >/dev/null 2>&1";
+    if (system(theCommand.c_str()) != 0) continue;
+    ++theCount;
+    const std::vector<std::string> theSymbol =
+        Search(Output("readelf -sW '" + theFile + "'"), "([0-9a-f]{8}) +[0-9]+ FUNC .* Fault$");
+    ASSERT_FALSE(theSymbol.empty()) << theFile;
+    // The lowest bit tells the instruction set of ARM.
+    const unsigned long theOffset = std::stoul(theSymbol[1], nullptr, 16) & ~1UL;
+    const std::string theId = BuildIdPath(theFile);
+    std::ostringstream theReport;
+    theReport << "crash file: 1\nprocessor: " << theProcessor.mName
+              << "\ncrashed at: /device/lib/module.so(+0x" << std::hex << theOffset << ") [0x"
+              << 0x40000000 + theOffset
+              << "]\nmodule 00: /device/lib/module.so\nmodule 00 address: 0x40000000\nmodule 00 build id: "
+              << theId.substr(10, 2) << theId.substr(13, 38) << "\nend: complete\n";
+    WriteWholeFile(theFolder.File("report"), theReport.str());
+    fs::create_directories(fs::path(theFolder.File("debug/" + theId)).parent_path());
+    fs::rename(theFile, theFolder.File("debug/" + theId));
+    const ChildResult theResult =
+        Zvos({"crash", theFolder.File("report"), "--debug", theFolder.File("debug")});
+    EXPECT_EQ(0, theResult.mStatus) << theProcessor.mName;
+    EXPECT_THAT(theResult.mOutput,
+                AllOf(HasSubstr("Fault at " + theFolder.File("module.c") + ":1 in module.so\n"),
+                      Not(HasSubstr("unproven"))))
+        << theProcessor.mName;
+  }
+  if (theCount == 0) GTEST_SKIP() << "no compiler, or no addr2line, for either processor is installed";
+}
+
 // --- where files are found ----------------------------------------------------------------------
 
 TEST(CrashCommand, FindsTheModulesThemselvesByNameBelowAFolder) {
@@ -197,6 +297,24 @@ TEST(CrashCommand, FindsTheModulesThemselvesByNameBelowAFolder) {
   EXPECT_THAT(theResult.mOutput,
               AllOf(HasSubstr("FaultByWriting at tests/crash/crashes.cpp:"),
                     HasSubstr("    lines from " + theDevice.File("builds/some/where/crash_child"))));
+}
+
+// The debug information, and the program that reads lines, were written after January 2038.
+TEST(CrashCommand, FindsLateFiles) {
+  NEEDS_LINE_READER();
+  if (!kfNarrowTime) GTEST_SKIP() << "time_t has 64 bits here: no time is late";
+  Device theDevice;
+  const std::string theReport = theDevice.Crash("segv");
+  theDevice.Remove();
+  for (const auto &theFile : fs::recursive_directory_iterator(theDevice.DebugFolder())) {
+    if (theFile.is_regular_file()) MakeLate(theFile.path());
+  }
+  const OnlyProgram theReader(LineReaders().front());
+  MakeLate(theReader.Path());
+  const ChildResult theResult =
+      Zvos({"crash", theReport, "--debug", theDevice.DebugFolder()}, {theReader.SearchPath()});
+  EXPECT_EQ(0, theResult.mStatus);
+  EXPECT_THAT(theResult.mOutput, HasSubstr("FaultByWriting at tests/crash/crashes.cpp:"));
 }
 
 // ThreadSanitizer's library, which is installed, has lines of its own to show.

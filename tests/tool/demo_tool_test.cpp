@@ -140,7 +140,7 @@ TEST(Demo, CrashOfTheChildIsReported) {
 }
 
 TEST(Demo, CrashIsResolvedToItsLine) {
-  if (!HasLineReader()) GTEST_SKIP() << "no addr2line is installed";
+  if (LineReaders().empty()) GTEST_SKIP() << "no addr2line is installed";
   const ChildResult theResult = Zvos({"demo"});
   EXPECT_THAT(theResult.mOutput, AllOf(HasSubstr("| crashed at:\n"),
                                        HasSubstr("  zvos_CrashOnPurpose at tools/zvos/shared/crash.cpp:")));

@@ -1,11 +1,11 @@
 /* SPDX-FileCopyrightText: 2026 the libzvOS authors */
 /* SPDX-License-Identifier: Apache-2.0 */
 
-/* What the log library costs a process that only loads it: the pages that are the process's own. They are
- * what the loader relocates and what the library's constructors write; the rest is shared with every process
- * that has it. Thread-local memory is not among them, the C library keeps that.
+/* What libraries cost a process that only loads them: the pages that are the process's own. They are
+ * what the loader relocates and what the libraries' constructors write; the rest is shared with every process
+ * that has them. Thread-local memory is not among them, the C library keeps that.
  *
- *   zvlog_load LIMIT   fails when they have more than so many bytes
+ *   zvlog_load LIMIT LIBRARY...   fails when those of the libraries have more than so many bytes together
  *
  * The sums of /proc/self/smaps do not tell: a mapping without a name may hold the library's data and the
  * loader's, and pages of a file that was just built count as written.
@@ -24,6 +24,7 @@ static const uint64 kOfAFile = (uint64)1 << 61;
 static const uint64 kOurOwn = (uint64)1 << 56;
 
 typedef struct Extent {
+  const char *mLibrary;
   uintptr_t mBegin;
   uintptr_t mEnd;
 } Extent;
@@ -32,7 +33,7 @@ static int FindLibrary(struct dl_phdr_info *anInfo, size_t aSize, void *aResult)
   Extent *theExtent = aResult;
   int theIndex;
   (void)aSize;
-  if (strstr(anInfo->dlpi_name, "/libzvLog.so") == NULL) return 0;
+  if (strstr(anInfo->dlpi_name, theExtent->mLibrary) == NULL) return 0;
   for (theIndex = 0; theIndex < anInfo->dlpi_phnum; ++theIndex) {
     const ElfW(Phdr) *thePart = &anInfo->dlpi_phdr[theIndex];
     const uintptr_t theBegin = anInfo->dlpi_addr + thePart->p_vaddr;
@@ -43,27 +44,38 @@ static int FindLibrary(struct dl_phdr_info *anInfo, size_t aSize, void *aResult)
   return 1;
 }
 
-int main(int aCount, char **anArguments) {
-  const unsigned long theLimit = aCount > 1 ? strtoul(anArguments[1], NULL, 10) : 0;
+/* The bytes of the library that are the process's own; 0 when it cannot be seen. */
+static unsigned long PrivateMemoryOf(const char *aLibrary, int aMap) {
   const uintptr_t thePageSize = (uintptr_t)sysconf(_SC_PAGESIZE);
-  const int theMap = open("/proc/self/pagemap", O_RDONLY);
-  Extent theExtent = {0, 0};
+  Extent theExtent = {aLibrary, 0, 0};
   uintptr_t thePage;
   unsigned long theMapped = 0;
   unsigned long thePrivate = 0;
   dl_iterate_phdr(FindLibrary, &theExtent);
-  /* The call makes the program need the library; it writes nothing. */
-  if (theMap < 0 || theExtent.mEnd == 0 || zvLog_WillLog(0, 0) < 0) return 2;
-
   for (thePage = theExtent.mBegin / thePageSize; thePage * thePageSize < theExtent.mEnd; ++thePage) {
     uint64 theEntry;
-    if (pread(theMap, &theEntry, sizeof theEntry, (off_t)(thePage * sizeof theEntry)) != sizeof theEntry)
-      return 2;
+    if (pread(aMap, &theEntry, sizeof theEntry, (off_t)(thePage * sizeof theEntry)) != sizeof theEntry)
+      return 0;
     if ((theEntry & kPresent) == 0) continue;
     theMapped += thePageSize;
     if ((theEntry & kOfAFile) == 0 && (theEntry & kOurOwn) != 0) thePrivate += thePageSize;
   }
+  printf("%s: %lu bytes of private memory, %lu mapped\n", aLibrary, thePrivate, theMapped);
+  return thePrivate < theMapped ? thePrivate : 0;
+}
+
+int main(int aCount, char **anArguments) {
+  const unsigned long theLimit = aCount > 1 ? strtoul(anArguments[1], NULL, 10) : 0;
+  const int theMap = open("/proc/self/pagemap", O_RDONLY);
+  unsigned long theSum = 0;
+  int theIndex;
+  /* The call makes the program need the library; it writes nothing. */
+  if (theMap < 0 || aCount < 3 || zvLog_WillLog(0, 0) < 0) return 2;
+  for (theIndex = 2; theIndex < aCount; ++theIndex) {
+    const unsigned long theMemory = PrivateMemoryOf(anArguments[theIndex], theMap);
+    if (theMemory == 0) return 2;
+    theSum += theMemory;
+  }
   close(theMap);
-  printf("%lu bytes of private memory, %lu mapped\n", thePrivate, theMapped);
-  return thePrivate > 0 && thePrivate < theMapped && thePrivate <= theLimit ? 0 : 1;
+  return theSum <= theLimit ? 0 : 1;
 }

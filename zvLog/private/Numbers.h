@@ -19,17 +19,18 @@ constexpr uint32 DigitValue(char aChar) {
   return kNoDigit;
 }
 
-// The number is left alone on failure. The base is known to the compiler: a division of 64 bits for each
-// digit would take most of the time on a 32-bit machine.
-template <uint32 kBase>
-NumberError ReadDigits(const char *aText, uint64 aMaximum, uint64 *aNumber) {
+// The number is left alone on failure. One copy of it is enough: nothing about reading settings is urgent.
+// The numbers are those of the machine, since others would cost a small processor a division or a function
+// for each digit.
+__attribute__((noinline)) inline NumberError ReadDigits(const char *aText, uint32 aBase, uintptr_t aMaximum,
+                                                        uintptr_t *aNumber) {
   if (*aText == '\0') return NumberError::Invalid;
-  uint64 theNumber = 0;
+  uintptr_t theNumber = 0;
   bool afTooLarge = false;
   for (; *aText != '\0'; ++aText) {
     const uint32 theDigit = DigitValue(*aText);
-    if (theDigit >= kBase) return NumberError::Invalid;
-    afTooLarge = afTooLarge || __builtin_mul_overflow(theNumber, kBase, &theNumber) ||
+    if (theDigit >= aBase) return NumberError::Invalid;
+    afTooLarge = afTooLarge || __builtin_mul_overflow(theNumber, aBase, &theNumber) ||
                  __builtin_add_overflow(theNumber, theDigit, &theNumber) || theNumber > aMaximum;
   }
   if (afTooLarge) return NumberError::TooLarge;
@@ -42,9 +43,9 @@ inline bool StartsWithHexPrefix(const char *aText) {
 }
 
 // Decimal, or hexadecimal with "0x".
-inline NumberError ReadNumber(const char *aText, uint64 aMaximum, uint64 *aNumber) {
-  if (StartsWithHexPrefix(aText)) return ReadDigits<16>(aText + 2, aMaximum, aNumber);
-  return ReadDigits<10>(aText, aMaximum, aNumber);
+inline NumberError ReadNumber(const char *aText, uintptr_t aMaximum, uintptr_t *aNumber) {
+  const bool afHexadecimal = StartsWithHexPrefix(aText);
+  return ReadDigits(aText + (afHexadecimal ? 2 : 0), afHexadecimal ? 16 : 10, aMaximum, aNumber);
 }
 
 }  // namespace zvlog

@@ -38,8 +38,9 @@ struct Record {
 
   void Put(const char *aBytes, size_t aCount);
 
-  // Makes one line of the text: it ends in a line feed, which is the only one. Gives its length.
-  size_t MakeLine();
+  // Makes one line of the text: it ends in a line feed, which is the only one. Gives its length. It is no
+  // part of its caller, which needs little stack otherwise.
+  __attribute__((noinline)) size_t MakeLine();
 
  private:
   // It is no part of its caller, which needs little stack otherwise.

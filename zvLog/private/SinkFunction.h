@@ -8,11 +8,15 @@
 
 namespace zvlog {
 
-// False when there is none, or when the thread is inside it already: what it logs itself goes elsewhere.
-bool CallSinkFunction(const FinishedRecord &aRecord);
+// False when there is none, or when the thread is inside it already: what it logs itself goes elsewhere. It
+// is no part of its caller, which needs little stack otherwise.
+__attribute__((noinline)) bool CallSinkFunction(const FinishedRecord &aRecord);
 
 // Waits until no thread is inside the function any more; not under the lock of the sinks, for the function
 // may change them.
 void RemoveSinkFunction();
+
+// In a child: the other threads are not in it.
+void ForgetOtherCallers();
 
 }  // namespace zvlog

@@ -30,6 +30,8 @@ struct SinkSet {
 };
 
 extern std::atomic<const SinkSet *> gSinkSet;
+// The set that holds until another is chosen.
+extern SinkSet gStandardErrorOnly;
 
 struct FileSink {
   const char *mPath;

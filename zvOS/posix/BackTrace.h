@@ -1,7 +1,8 @@
 // SPDX-FileCopyrightText: 2026 the libzvOS authors
 // SPDX-License-Identifier: Apache-2.0
 
-// What the latest back-trace has found, for the crash file.
+// Back-traces beside their making: what has to be there before a crash, and what the crash file tells of
+// them.
 #pragma once
 
 namespace zvos {
@@ -13,5 +14,10 @@ struct BackTrace {
 
 // Of zvDebug_BackTraceCurrent, in whatever thread; overwritten by the next one.
 BackTrace LatestBackTrace();
+
+// The first back-trace of a process loads the unwinder, which takes the loader's lock and memory: too late in
+// a crash, and too dear for the start of every process. Whoever installs handlers of fatal signals calls this
+// before. Tries once, and leaves errno alone.
+void LoadUnwinder();
 
 }  // namespace zvos

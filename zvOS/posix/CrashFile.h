@@ -25,7 +25,7 @@ class CrashFile {
   // A file that exists is not written to: see docs/crash.md for what becomes of it.
   void Open();
   void Close();
-  bool IsOpen() const { return mDescriptor >= 0; }
+  bool IsOpen() const { return mDescriptor > 0; }
 
   // A line, or a part of one when the format does not end in a newline. Control characters of what it shows
   // become '?'.
@@ -33,9 +33,11 @@ class CrashFile {
   void Write();
 
  private:
-  int mDescriptor = -1;
+  // All zeros, so that a process that does not crash has no page of its own for it. No file is 0: it is above
+  // the standard streams.
+  int mDescriptor = 0;
   size_t mLength = 0;
-  char mText[2048];
+  char mText[2048] = {};
 };
 
 // A program or library that is mapped into the process, from its image in memory.

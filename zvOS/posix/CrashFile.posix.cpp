@@ -8,6 +8,7 @@
 
 #include "posix/BackTrace.h"
 #include "posix/CrashSteps.h"
+#include "private/LateTime.h"
 #include "private/SignalFrame.h"
 
 #include <sys/prctl.h>
@@ -59,13 +60,22 @@ void KeepOnOneLine(char *aText) {
 
 // --- time ---------------------------------------------------------------------------------------
 
+// The seconds of the time of day. False when the system does not tell them.
+bool GetSeconds(int64 *aSeconds) {
+  timespec theTime = {};
+  WideTime theWideTime = {};
+  const int theResult = clock_gettime(CLOCK_REALTIME, &theTime);
+  const bool afLate = IsRefusedAsLate(theResult) && GetWideTimeOfDay(&theWideTime);
+  *aSeconds = afLate ? theWideTime.mSeconds : theTime.tv_sec;
+  return afLate || theResult == 0;
+}
+
 // The C library's conversions take the lock of its time zone. Days are counted from the first of March of a
 // year that a cycle of 400 begins with.
 void TellTime() {
-  timespec theTime;
-  clock_gettime(CLOCK_REALTIME, &theTime);
+  int64 theSeconds;
+  if (!GetSeconds(&theSeconds)) return;
   constexpr int64 kDay = 86400, kDaysOfCycle = 146097, kDaysUntil1970 = 719468;
-  const int64 theSeconds = theTime.tv_sec;
   const int64 theDays = theSeconds / kDay + kDaysUntil1970;
   const int64 theRest = theSeconds % kDay;
   const int64 theCycle = theDays / kDaysOfCycle;
@@ -306,7 +316,7 @@ void CrashFile::Open() {
 
 void CrashFile::Close() {
   if (IsOpen()) close(mDescriptor);
-  mDescriptor = -1;
+  mDescriptor = 0;
 }
 
 void CrashFile::Add(const char *aFormat, ...) {

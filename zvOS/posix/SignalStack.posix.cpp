@@ -24,8 +24,9 @@ constexpr size_t kGuardSize = 4096;
 // As much as a thread has by default, for a log that takes that much, and room for the report itself.
 constexpr size_t kStackSize = kzvThread_StackSize + 32 * 1024;
 
-pthread_key_t sKey;
-bool sfKey;
+// Written in every process, and therefore beside other data that is: a zero would be on a page of its own.
+constexpr pthread_key_t kNoKey = ~pthread_key_t{0};
+pthread_key_t sKey = kNoKey;
 // One that is free is kept for the next thread: to make it and to release it is most of what it costs.
 std::atomic<void *> sSpare;
 
@@ -58,13 +59,13 @@ void Release(void *aMapping) {
 
 // A key's destructor runs at the end of a thread that is cancelled, too.
 __attribute__((constructor)) void MakeKey() {
-  sfKey = pthread_key_create(&sKey, Release) == 0;
+  if (pthread_key_create(&sKey, Release) != 0) sKey = kNoKey;
 }
 
 }  // namespace
 
 void ProvideSignalStack() {
-  void *const theMapping = sfKey ? Map() : nullptr;
+  void *const theMapping = sKey != kNoKey ? Map() : nullptr;
   if (theMapping == nullptr) return;
 
   const stack_t theOwn = {StackIn(theMapping), 0, kStackSize};

@@ -74,7 +74,7 @@ int WaitUntil(const Deadline &aDeadline, pthread_cond_t *aCondition, pthread_mut
 }  // namespace
 
 extern "C" zvOSCondition *zvCondition_New(void) {
-  zvos::Owner<zvOSCondition, zvCondition_Delete> theCondition(zvos::NewRecord<zvOSCondition>());
+  zvos::Owner<zvOSCondition, zvCondition_Delete> theCondition(zvos::NewRecordApart<zvOSCondition>());
   if (theCondition == nullptr) return nullptr;
 
   if (const int theError = pthread_cond_init(&theCondition->mCondition, nullptr))

@@ -37,7 +37,7 @@ inline int Leave(zvOSCriticalSection *aCriticalSection) {
 
 extern "C" zvOSCriticalSection *zvCriticalSection_New(void) {
   zvos::Owner<zvOSCriticalSection, zvCriticalSection_Delete> theCriticalSection(
-      zvos::NewRecord<zvOSCriticalSection>());
+      zvos::NewRecordApart<zvOSCriticalSection>());
   if (theCriticalSection == nullptr)
     return ZVOS_FAIL(nullptr, F("zvOSCriticalSection: Cannot allocate memory for a critical section\n"));
 

@@ -12,6 +12,7 @@
 #include "posix/BackTrace.h"
 #include "posix/CrashReport.h"
 #include "posix/CrashSteps.h"
+#include "private/Failure.h"
 #include "private/SignalFrame.h"
 
 #include <dlfcn.h>
@@ -19,6 +20,7 @@
 #include <fcntl.h>
 #include <link.h>
 #include <unistd.h>
+#include <atomic>
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
@@ -40,11 +42,7 @@ constexpr int kBufferTraceDepth = 1024;
 void *sBackTraceBuf[kTraceDepth];
 int sBackTraceDepth;
 
-// The first back-trace of a process loads the unwinder, which allocates: too late in a crash.
-__attribute__((constructor)) void LoadUnwinder() {
-  void *theAddress;
-  backtrace(&theAddress, 1);
-}
+std::atomic<bool> sfUnwinderWasCalled;
 
 void WriteText(int aDescriptor, const char *aText) {
   zvos::WriteWhole(aDescriptor, aText, strlen(aText));
@@ -331,6 +329,14 @@ __attribute__((noinline)) void TellTrace(const volatile int *aDepth, int afMemor
 
 zvos::BackTrace zvos::LatestBackTrace() {
   return {sBackTraceBuf, sBackTraceDepth};
+}
+
+void zvos::LoadUnwinder() {
+  if (sfUnwinderWasCalled.load(std::memory_order_acquire)) return;
+  const ErrnoAtEnd theError;
+  void *theAddress;
+  backtrace(&theAddress, 1);
+  sfUnwinderWasCalled.store(true, std::memory_order_release);
 }
 
 // The unwinder and the words of a stack dump begin in the frame of this function, which therefore holds

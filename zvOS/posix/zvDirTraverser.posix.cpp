@@ -35,6 +35,8 @@ struct zvDirTraverser {
   Owner<char> mEntrySpec;
   int mFlags = zvDIR_DEFAULT;
   dirent *mDirEnt = nullptr;
+  Owner<char>
+      mEntryPath;  // kEntryPathSize bytes from the first entry that is looked at to the end of the walk
 };
 
 namespace {
@@ -111,23 +113,30 @@ Taken LookAt(const char *aPath, bool afLink, int *afDir) {
   return afMemory || !IsFileOrDirectory(aPath) ? Taken::kNot : Taken::kNoMemory;
 }
 
-// Asks the system what an entry is, through links. kNot when it is neither a file nor a directory, or
-// when its path is too long (logged).
-Taken Resolve(const zvDirTraverser *aDirTraverser, const dirent &anEntry, int *afDir) {
+// Puts the path of an entry into the walk's buffer; kNot when it does not fit (logged).
+Taken JoinPath(zvDirTraverser *aDirTraverser, const char *aName) {
+  Owner<char> &thePath = aDirTraverser->mEntryPath;
+  if (!thePath) thePath.reset(static_cast<char *>(malloc(kEntryPathSize)));
+  if (!thePath) return Taken::kNoMemory;
+
   const char *const theFolder = aDirTraverser->mDirPath.get();
   const size_t theFolderLength = strlen(theFolder);
-  const size_t theNameSize = strlen(anEntry.d_name) + 1;
-  const size_t theSize = theFolderLength + 1 + theNameSize;
-  if (theSize > kEntryPathSize)
+  const size_t theNameSize = strlen(aName) + 1;
+  if (theFolderLength + 1 + theNameSize > kEntryPathSize)
     return ZVOS_FAIL(Taken::kNot, F("zvDirTraverser: Cannot compute entry name '%s/%s' (buffer too small)\n",
-                                    theFolder, anEntry.d_name));
-  // No more than it takes: pieces of kEntryPathSize are dear to get and to give back.
-  const Owner<char> thePath(static_cast<char *>(malloc(theSize)));
-  if (!thePath) return Taken::kNoMemory;
+                                    theFolder, aName));
   char *const theEnd = static_cast<char *>(mempcpy(thePath.get(), theFolder, theFolderLength));
   *theEnd = '/';
-  memcpy(theEnd + 1, anEntry.d_name, theNameSize);
-  return LookAt(thePath.get(), anEntry.d_type == DT_LNK, afDir);
+  memcpy(theEnd + 1, aName, theNameSize);
+  return Taken::kWhole;
+}
+
+// Asks the system what an entry is, through links. kNot when it is neither a file nor a directory, or
+// when its path is too long (logged).
+Taken Resolve(zvDirTraverser *aDirTraverser, const dirent &anEntry, int *afDir) {
+  const Taken theJoined = JoinPath(aDirTraverser, anEntry.d_name);
+  if (theJoined != Taken::kWhole) return theJoined;
+  return LookAt(aDirTraverser->mEntryPath.get(), anEntry.d_type == DT_LNK, afDir);
 }
 
 // Fills the entry from what was read; kNot when it cannot be classified.
@@ -217,6 +226,7 @@ extern "C" void zvDirTraverser_Rewind(zvDirTraverser *aDirTraverser) {
 
   aDirTraverser->mDir.reset();
   aDirTraverser->mDirEnt = nullptr;
+  aDirTraverser->mEntryPath.reset();
   zvSafeFree(aDirTraverser->mEntry.mName);
 }
 

@@ -73,7 +73,7 @@ inline int Unlock(zvOSMutex *aMutex) {
 }  // namespace
 
 extern "C" zvOSMutex *zvMutex_New(void) {
-  zvos::Owner<zvOSMutex, zvMutex_Delete> theMutex(zvos::NewRecord<zvOSMutex>());
+  zvos::Owner<zvOSMutex, zvMutex_Delete> theMutex(zvos::NewRecordApart<zvOSMutex>());
   if (theMutex == nullptr) return nullptr;
 
   if (const int theError = zvos::InitRecursiveMutex(&theMutex->mMutex))

@@ -87,7 +87,7 @@ ZV_COLD int WaitByMonotonicClock(zvOSSemaphore *aSemaphore, uint32 aDelay) {
 }  // namespace
 
 extern "C" zvOSSemaphore *zvSemaphore_New(int anInitialValue) {
-  zvos::Owner<zvOSSemaphore, zvSemaphore_Delete> theSemaphore(zvos::NewRecord<zvOSSemaphore>());
+  zvos::Owner<zvOSSemaphore, zvSemaphore_Delete> theSemaphore(zvos::NewRecordApart<zvOSSemaphore>());
   if (theSemaphore == nullptr) return nullptr;
 
   const int theResult =

@@ -11,6 +11,7 @@
 #include <zvOS/zvSemaphore.h>
 #include <zvOS/zvThread.h>
 
+#include "posix/BackTrace.h"
 #include "posix/CrashReport.h"
 #include "private/Failure.h"
 #include "private/Owner.h"
@@ -99,6 +100,7 @@ void LetLogDrain() {
 void *RunThread(void *aThreadRecord) {
   zvOSThread *const theThread = static_cast<zvOSThread *>(aThreadRecord);
   if (sDoNotCatchSignal == 0) {
+    zvos::LoadUnwinder();  // when the flag has changed since the thread was made
     zvos::ProvideSignalStack();
     CatchFatalSignals();
   }
@@ -128,6 +130,10 @@ bool CreateThread(zvOSThread *aThread, pthread_attr_t *anAttributes, size_t aSta
                                  ? PTHREAD_CREATE_DETACHED
                                  : PTHREAD_CREATE_JOINABLE;
   if (pthread_attr_setdetachstate(anAttributes, theDetachState) != 0) return false;
+
+  // Here and not in the thread: its stack may be small, and whoever forks meanwhile would leave the loader
+  // locked.
+  if (sDoNotCatchSignal == 0) zvos::LoadUnwinder();
 
   // As above: the message shows errno, not the error returned.
   if (pthread_create(&aThread->mThread, anAttributes, RunThread, aThread) != 0) {

@@ -1,8 +1,11 @@
 // SPDX-FileCopyrightText: 2026 the libzvOS authors
 // SPDX-License-Identifier: Apache-2.0
 
-// Assertions. A failed one is reported to the log library, which may return: the code that
-// follows an assertion runs with whatever it was given.
+/// @file
+/// @defgroup zvos_assert Assertions
+/// Assertions. A failed one is reported to the log library, which may return: the code that follows an
+/// assertion runs with whatever it was given.
+/// @{
 #ifndef zvOS_zvAssert_h
 #define zvOS_zvAssert_h
 
@@ -10,7 +13,7 @@
 
 #include <zvOS/zvDefaultDefines.h>
 
-// Reports the text of the test when the test is false.
+/// Reports the text of the test when the test is false.
 #define zvAssert(test)                                \
   do {                                                \
     if (ZV_UNLIKELY(!(test))) {                       \
@@ -18,17 +21,18 @@
     }                                                 \
   } while (0)
 
-// Reports aText, for a place that must not be reached.
+/// Reports aText, for a place that must not be reached.
 #define zvAssertFail(text) _zvAssert((text), __FILE__, (uint32)(__LINE__))
 
-// A check at build time, at file or block scope; the compiler says the text of the test.
+/// A check at build time, at file or block scope; the compiler says the text of the test.
 #define zvCompileTimeAssert(test) zvCompileTimeAssertSaying(test, #test)
 
-// The same with a text of one's own, for what the user of a header can do about it. A compiler that knows no
-// way to say it shows the line.
+// A compiler that knows no
+// way to say the text shows the line.
 #if defined(__cplusplus)
 #define zvCompileTimeAssertSaying(test, text) static_assert(test, text)
 #elif defined(__STDC_VERSION__) && __STDC_VERSION__ >= 201112L
+/// A check at build time with a text of one's own, for what the user of a header can do about it.
 #define zvCompileTimeAssertSaying(test, text) _Static_assert(test, text)
 #elif defined(__GNUC__)
 // Older C knows it as an extension. The C library puts a macro of that name, which says nothing, before it;
@@ -41,5 +45,7 @@
 #define zvCompileTimeAssertSaying(test, text) \
   extern int ZV_CONCATENATE(zvCompileTimeAssert_, __LINE__)[(test) ? 1 : -1] ZV_UNUSED
 #endif
+
+/// @}
 
 #endif

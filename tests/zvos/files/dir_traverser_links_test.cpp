@@ -105,6 +105,20 @@ void MakeLinksOfAllKinds(const Tree &aTree) {
     aTree.MakeLink(std::string("walk/") + theLink.mName, theLink.mTarget);
 }
 
+TEST_F(DirTraverserLinks, HaveTheirPathsInOneBufferOf8192Bytes) {
+  mTree.MakeDir("walk");
+  for (const char *theName : {"walk/one", "walk/two", "walk/three"})
+    mTree.MakeLink(theName, "/usr");
+  int theBuffers = 0;
+  Fault theAllocations("malloc", 0, 0, -1);
+  theAllocations.PassingThrough().Doing([&](const long long *anArguments) {
+    if (anArguments[0] == 8192) ++theBuffers;
+  });
+  const Traverser theTraverser(mTree.At("walk"));
+  EXPECT_EQ(5u, TellOf(mLog, theTraverser).mEntries.size());  // with the two dots
+  EXPECT_EQ(1, theBuffers);
+}
+
 TEST_F(DirTraverserLinks, BothWaysOfLookingGiveTheSameEntriesAndMessages) {
   mTree.MakeDir("walk");
   MakeLinksOfAllKinds(mTree);

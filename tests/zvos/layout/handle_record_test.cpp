@@ -14,6 +14,7 @@
 #include <pthread.h>
 #include <semaphore.h>
 
+#include <algorithm>
 #include <cerrno>
 
 namespace {
@@ -89,6 +90,7 @@ struct HandleType {
   const char *mDestroyCall;
   int mDestroyError;
   std::function<bool(long long anAddress)> mIsInitial;  // of the system's object
+  size_t mSize;                                         // of the record
   std::vector<Operation> mOperations;                   // succeed in this order on a new handle
 
   std::string MagicCheck() const { return zvtest::MagicCheck(mArgument, mMagicText); }
@@ -113,6 +115,18 @@ std::vector<NewCall> RecursiveMutexCalls(int anError) {
 std::vector<NewCall> SingleCall(const char *aName, int anError) {
   return {{aName, aName, anError, 0, 0}};
 }
+
+template <typename SystemObject>
+struct Record {
+  uint32 mMagic;
+  SystemObject mObject;
+};
+
+struct MutexRecord {
+  Record<pthread_mutex_t> mLock;
+  pthread_t mOwner;
+  uint32 mLockCount;
+};
 
 bool IsInitialMutex(long long anAddress) {
   const pthread_mutex_t theInitial = PTHREAD_MUTEX_INITIALIZER;
@@ -172,20 +186,22 @@ void *NewEmptySemaphore() {
 
 const std::vector<HandleType> kHandleTypes = {
     {"Mutex", "aMutex", "0xFEEDBABE", 0xFEEDBABE, "zvMutex.posix.cpp", zvMutex_New, zvMutex_Delete, kSilent,
-     RecursiveMutexCalls(ENOSPC), "pthread_mutex_destroy", EBUSY, IsInitialMutex, kMutexOperations},
+     RecursiveMutexCalls(ENOSPC), "pthread_mutex_destroy", EBUSY, IsInitialMutex, sizeof(MutexRecord),
+     kMutexOperations},
 
     {"CriticalSection", "aCriticalSection", "0xFEEDFEED", 0xFEEDFEED, "zvCriticalSection.posix.cpp",
      zvCriticalSection_New, zvCriticalSection_Delete,
      "zvOSCriticalSection: Cannot allocate memory for a critical section\n", RecursiveMutexCalls(ENOMEM),
-     "pthread_mutex_destroy", EBUSY, IsInitialMutex, kCriticalSectionOperations},
+     "pthread_mutex_destroy", EBUSY, IsInitialMutex, sizeof(Record<pthread_mutex_t>),
+     kCriticalSectionOperations},
 
     {"Condition", "aCondition", "0xFEEDFACE", 0xFEEDFACE, "zvCondition.posix.cpp", zvCondition_New,
      zvCondition_Delete, kSilent, SingleCall("pthread_cond_init", EAGAIN), "pthread_cond_destroy", EBUSY,
-     IsInitialCondition, kConditionOperations},
+     IsInitialCondition, sizeof(Record<pthread_cond_t>), kConditionOperations},
 
     {"Semaphore", "aSemaphore", "0xFEEDFADE", 0xFEEDFADE, "zvSemaphore.posix.cpp", NewEmptySemaphore,
      zvSemaphore_Delete, kSilent, SingleCall("sem_init", ENOSYS), "sem_destroy", EINVAL, IsInitialSemaphore,
-     kSemaphoreOperations},
+     sizeof(Record<sem_t>), kSemaphoreOperations},
 };
 
 class HandleTest : public ::testing::TestWithParam<HandleType> {
@@ -285,6 +301,30 @@ TEST_P(HandleTest, DeleteOfAForeignRecordAssertsOnceAndGoesOn) {
     EXPECT_THAT(mLog.Messages(), IsEmpty());
     EXPECT_EQ(1, theWatch.ReleasesOf(theHandle));
   }
+}
+
+// Threads that work each on a handle of its own would have to take turns at it.
+TEST(HandleRecords, ShareNoLineOfTheCacheWithEachOther) {
+  constexpr uintptr_t kCacheLine = 64;
+  struct Handle {
+    uintptr_t mAddress;
+    const HandleType *mType;
+  };
+  std::vector<Handle> theHandles;
+  for (int i = 0; i < 40; ++i) {
+    for (const HandleType &theType : kHandleTypes)
+      theHandles.push_back({reinterpret_cast<uintptr_t>(theType.mNew()), &theType});
+  }
+  std::sort(theHandles.begin(), theHandles.end(),
+            [](const Handle &aLeft, const Handle &aRight) { return aLeft.mAddress < aRight.mAddress; });
+  for (size_t i = 1; i < theHandles.size(); ++i) {
+    const Handle &thePrevious = theHandles[i - 1];
+    EXPECT_LT((thePrevious.mAddress + thePrevious.mType->mSize - 1) / kCacheLine,
+              theHandles[i].mAddress / kCacheLine)
+        << thePrevious.mType->mName << " and " << theHandles[i].mType->mName;
+  }
+  for (const Handle &theHandle : theHandles)
+    theHandle.mType->mDelete({reinterpret_cast<void *>(theHandle.mAddress)});
 }
 
 class HandleOperationTest : public HandleTest {

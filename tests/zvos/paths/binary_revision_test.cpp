@@ -5,6 +5,7 @@
 // binary_revision_damage_test.cpp.
 
 #include "paths_support.h"
+#include "support/LateClock.h"
 
 using testing::IsEmpty;
 using namespace zvtest;
@@ -232,6 +233,32 @@ TEST_F(BinaryRevision, ASizeThatTheSystemDoesNotTellIsFoundByMoving) {
   Fault theFault("fstat", EIO);
   EXPECT_EQ(kWhole, ReadFile(theFile.Path()));
   EXPECT_EQ(1, theFault.Hits());
+  EXPECT_THAT(mLog.Messages(), IsEmpty());
+}
+
+// The file was written after January 2038: its size is still asked for at once.
+TEST_F(BinaryRevision, OfALateFileIsFoundAsOfAnyOther) {
+  if (!zvtest::kfNarrowTime) GTEST_SKIP() << "time_t has 64 bits here: no time is late";
+  const MemoryFile theFile(ImageWith(kStamp).Bytes());
+  const int theSeeks = CallsOf("lseek");
+  Fault theFault("fstat", EOVERFLOW);
+  const int theCalls = CallsOf("statx");
+  EXPECT_EQ(kWhole, ReadFile(theFile.Path()));
+  EXPECT_EQ(1, theFault.Hits());
+  EXPECT_EQ(1, CallsOf("statx") - theCalls);
+  EXPECT_EQ(2, CallsOf("lseek") - theSeeks);  // to the names and to the stamp
+  EXPECT_THAT(mLog.Messages(), IsEmpty());
+}
+
+// With both ways refused the size is found by moving, as with one.
+TEST_F(BinaryRevision, OfALateFileIsFoundWithoutTheSecondWayToo) {
+  if (!zvtest::kfNarrowTime) GTEST_SKIP() << "time_t has 64 bits here: no time is late";
+  const MemoryFile theFile(ImageWith(kStamp).Bytes());
+  Fault theFirst("fstat", EOVERFLOW);
+  Fault theSecond("statx", ENOSYS);
+  EXPECT_EQ(kWhole, ReadFile(theFile.Path()));
+  EXPECT_EQ(1, theFirst.Hits());
+  EXPECT_EQ(1, theSecond.Hits());
   EXPECT_THAT(mLog.Messages(), IsEmpty());
 }
 

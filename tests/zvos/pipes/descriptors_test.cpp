@@ -23,12 +23,15 @@
 #include <chrono>
 #include <csignal>
 #include <cstdlib>
+#include <list>
+#include <map>
 #include <set>
 #include <sstream>
 
 namespace {
 
 using ::testing::Each;
+using ::testing::ElementsAre;
 using ::testing::SizeIs;
 using ::testing::Truly;
 using namespace zvtest;
@@ -257,6 +260,41 @@ TEST(Descriptors, ThatAreOpenForTheTimeOfACallAreMadeSo) {
     size_t theLength = sizeof theHardwareAddress;
     EXPECT_EQ(-1, zvSocket_QueryARP(Generic(&theAddress), theHardwareAddress, &theLength));
     EXPECT_EQ("re", theMode);
+  });
+}
+
+// The flag by which a call keeps the descriptor that it makes from programs.
+struct MakingCall {
+  const char *mName;
+  size_t mArgument;
+  long long mFlag;
+};
+
+TEST(Descriptors, AreKeptFromProgramsByTheCallsThatMakeThem) {
+  InOwnProcess([] {
+    const TempFolder theFolder;
+    std::map<std::string, std::vector<bool>> theFlags;
+    std::vector<std::string> theModes;
+    std::list<Fault> theCalls;
+    for (const MakingCall theCall : {MakingCall{"socket", 1, SOCK_CLOEXEC},
+                                     {"accept4", 3, SOCK_CLOEXEC},
+                                     {"recvmsg", 2, MSG_CMSG_CLOEXEC},
+                                     {"pipe2", 1, O_CLOEXEC},
+                                     {"open", 1, O_CLOEXEC}}) {
+      theCalls.emplace_back(theCall.mName, 0, 0, -1)
+          .PassingThrough()
+          .Doing([&theFlags, theCall](const long long *anArguments) {
+            theFlags[theCall.mName].push_back((anArguments[theCall.mArgument] & theCall.mFlag) != 0);
+          });
+    }
+    theCalls.emplace_back("popen", 0, 0, -1).PassingThrough().Doing([&](const long long *anArguments) {
+      theModes.emplace_back(ArgumentAs<const char>(anArguments[1]));
+    });
+    const Everything theEverything(theFolder);
+    EXPECT_THAT(theModes, ElementsAre("re", "we"));
+    EXPECT_THAT(theFlags, SizeIs(5)) << "a call was not made";
+    for (const auto &theFlagsOfCall : theFlags)
+      EXPECT_THAT(theFlagsOfCall.second, Each(true)) << theFlagsOfCall.first;
   });
 }
 

@@ -86,6 +86,39 @@ TEST_F(Thread, SwitchingOffLeavesInstalledHandlers) {
   }
 }
 
+// What makes threads in a program may give them signal stacks of its own.
+char sOwnStack[64 * 1024];
+void *(*sStart)(void *);
+void *StartWithOwnStack(void *aRecord) {
+  const stack_t theStack = {sOwnStack, 0, sizeof sOwnStack};
+  stack_t theEarlier;
+  EXPECT_EQ(0, sigaltstack(&theStack, &theEarlier));
+  void *const theResult = sStart(aRecord);
+  // A sanitizer releases at the end of a thread the stack that is there.
+  EXPECT_EQ(0, sigaltstack(&theEarlier, nullptr));
+  return theResult;
+}
+
+TEST_F(Thread, KeepsTheSignalStackThatItHasBroughtItself) {
+  Fault theCreation("pthread_create", 0);
+  theCreation.Returning(0).Doing([](const long long *anArguments) {
+    sStart = reinterpret_cast<void *(*)(void *)>(static_cast<intptr_t>(anArguments[2]));
+    EXPECT_EQ(0, pthread_create(ArgumentAs<pthread_t>(anArguments[0]),
+                                ArgumentAs<const pthread_attr_t>(anArguments[1]), StartWithOwnStack,
+                                ArgumentAs<void>(anArguments[3])));
+  });
+  stack_t theStack = {};
+  const zvOSThread_Data theData = {[](void *aStack) { sigaltstack(nullptr, static_cast<stack_t *>(aStack)); },
+                                   nullptr,
+                                   &theStack,
+                                   0,
+                                   zvThread_Kind_Joinable,
+                                   zvThread_Scheduling_Default};
+  RunToTheEnd(theData);
+  EXPECT_EQ(1, theCreation.Hits());
+  EXPECT_EQ(sOwnStack, theStack.ss_sp);
+}
+
 TEST_F(Thread, HandlerIgnoresOtherSignals) {
   const int theSignals = CallsOf("signal");
   const int theSleeps = CallsOf("usleep");

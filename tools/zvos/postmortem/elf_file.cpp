@@ -3,6 +3,8 @@
 
 #include "postmortem/elf_file.h"
 
+#include "shared/file_status.h"
+
 #include <elf.h>
 #include <sys/stat.h>
 
@@ -44,9 +46,9 @@ uint64 CodeAddress(unsigned aMachine, uint64 aValue) {
 
 ElfFile::ElfFile(const std::string &aPath)
     : mFile(open(aPath.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY)) {
-  struct stat theStatus = {};
+  FileStatus theStatus = {};
   unsigned char theIdentification[EI_NIDENT];
-  if (!mFile.IsOpen() || fstat(mFile.Get(), &theStatus) != 0 || !S_ISREG(theStatus.st_mode) ||
+  if (!mFile.IsOpen() || !GetStatus(mFile.Get(), theStatus) || !S_ISREG(theStatus.mMode) ||
       !Read(0, theIdentification, sizeof(theIdentification)) ||
       memcmp(theIdentification, ELFMAG, SELFMAG) != 0 || theIdentification[EI_DATA] != kOwnByteOrder)
     return;

@@ -5,6 +5,7 @@
 
 #include "shared/command.h"
 #include "shared/descriptor.h"
+#include "shared/file_status.h"
 #include "shared/terminal.h"
 
 #include <fcntl.h>
@@ -45,9 +46,8 @@ std::string FindProgram(const std::string &aName) {
   std::istringstream theFolders(thePath != nullptr ? thePath : "/usr/bin:/bin");
   for (std::string theFolder; std::getline(theFolders, theFolder, ':');) {
     std::string theFile = (theFolder.empty() ? "." : theFolder) + "/" + aName;
-    struct stat theStatus = {};
-    if (stat(theFile.c_str(), &theStatus) == 0 && S_ISREG(theStatus.st_mode) &&
-        access(theFile.c_str(), X_OK) == 0)
+    FileStatus theStatus = {};
+    if (GetStatus(theFile, theStatus) && S_ISREG(theStatus.mMode) && access(theFile.c_str(), X_OK) == 0)
       return theFile;
   }
   return "";

@@ -1,0 +1,76 @@
+#!/usr/bin/env bash
+# Makes the reference and looks whether it is whole: every exported function has its place in the HTML, an entry of the
+# search and a manual page, and its comment says what a caller must know (check_reference.xsl). A comment that does not
+# fit its function stops the generator.
+#
+#   check_reference.sh BUILD_FOLDER SOURCE_FOLDER
+#
+# SPDX-FileCopyrightText: 2026 the libzvOS authors
+# SPDX-License-Identifier: Apache-2.0
+set -euo pipefail
+export LC_ALL=C  # for lists that are compared
+build=$1 source=$2
+work=$build/reference-test
+mkdir -p "$work"
+
+failures=0
+fail() {
+  echo "FAILED: $*"
+  failures=$((failures + 1))
+}
+
+status=0
+"$source/docs/reference/build" "$work" || status=$?
+[ "$status" != 77 ] || exit 77
+[ "$status" = 0 ] || {
+  echo "FAILED: the reference cannot be made"
+  exit 1
+}
+
+# The lists of exported names, as the linker gets them.
+{
+  grep -v '^#' "$source/zvOS/zvOS.exports"
+  sed -n 's/^ *\([A-Za-z_0-9]*\);$/\1/p' "$source/zvLog/zvLog.map"
+} | sort >"$work/exported"
+[ "$(wc -l <"$work/exported")" -gt 300 ] || fail "the lists of exported names are not what they were"
+
+xsltproc "$source/tests/build/check_reference.xsl" "$work/xml/index.xml" >"$work/told"
+while read -r _ what; do fail "the comment of $what is missing"; done < <(grep '^lacks ' "$work/told")
+
+awk '$1 == "name" { print $2 }' "$work/told" | sort >"$work/described"
+for name in $(comm -23 "$work/exported" "$work/described"); do fail "$name is exported and not described"; done
+for name in $(comm -13 "$work/exported" "$work/described"); do fail "$name is described and not exported"; done
+for name in $(uniq -d "$work/described"); do fail "$name is described twice"; done
+
+# What is found where, each as a sorted list of names.
+(cd "$work/html" && grep -o 'id="g[0-9a-f]*"' group__*.html) | sed 's/:id="/ /; s/"$//' | sort >"$work/anchors"
+awk 'NR == FNR { anchors[$1 " " $2]; next } $1 == "name" && ($3 " " $4) in anchors { print $2 }' \
+  "$work/anchors" "$work/told" | sort >"$work/placed"
+cat "$work"/html/search/functions_*.js "$work"/html/search/variables_*.js |
+  sed -n "s/.*\['\([A-Za-z_0-9]*\)',.*/\1/p" | sort >"$work/searched"
+cat "$work"/man/man3/*.3 | sed -n 's/^\([A-Za-z_0-9]*\)\(, [A-Za-z_0-9]*\)\{0,1\} \\- .*/\1/p' | sort >"$work/paged"
+for name in $(comm -23 "$work/exported" "$work/placed"); do fail "$name has no place in the HTML"; done
+for name in $(comm -23 "$work/exported" "$work/searched"); do fail "the search does not find $name"; done
+for name in $(comm -23 "$work/exported" "$work/paged"); do fail "$name has no manual page"; done
+
+# Who begins at the first page finds every family.
+for family in $(sed -n 's/.*<compoundname>\(zv[a-z]*_[a-z]*\)<.*/\1/p' "$work"/xml/group__*.xml); do
+  grep -qw "@ref $family" "$source/docs/reference/mainpage.md" || fail "the first page does not lead to $family"
+done
+
+# What callers write in place of a function leads to it.
+while read -r macro function; do
+  grep -qx ".so man3/$function.3" "$work/man/man3/$macro.3" || fail "$macro has no manual page"
+done < <(sed -n 's/^#define \(zvSocket[A-Za-z_]*\)(.*) *\(zvSocket[A-Za-z_]*_Debug\)(.*/\1 \2/p' "$source"/zvOS/zvOS/*.h)
+
+if grep -rlF "$source" "$work/html" "$work/man"; then fail "these name the folder of the sources"; fi
+if command -v groff >/dev/null; then
+  said=$(find "$work/man" -name '*.3' -exec grep -L '^\.so ' {} + | sort | xargs cat | groff -man -Tutf8 -ww -z -rLL=120n 2>&1) || true
+  [ -z "$said" ] || fail "of the manual pages groff says" "$said"
+fi
+if command -v man >/dev/null; then
+  man -M "$work/man" -w zvMutex_Lock >/dev/null || fail "man does not find zvMutex_Lock"
+fi
+
+[ "$failures" = 0 ] || exit 1
+echo "the reference describes $(wc -l <"$work/exported") exported names"

@@ -1,0 +1,116 @@
+// SPDX-FileCopyrightText: 2026 the libzvOS authors
+// SPDX-License-Identifier: Apache-2.0
+
+#include <zvOS/cpp/File.hpp>
+#include <zvOS/cpp/Pipe.hpp>
+#include <zvOS/cpp/Socket.hpp>
+
+#include "support/RecordingLog.h"
+#include "support/Support.h"
+
+#include <fcntl.h>
+
+#include <string>
+
+namespace {
+
+using ::testing::Contains;
+using ::testing::Field;
+using ::testing::HasSubstr;
+using namespace zvtest;
+
+std::string ReadText(zv::Pipe &aPipe, size_t aSize) {
+  std::string theText(aSize, '\0');
+  const auto theCount = aPipe.Read(theText.data(), aSize);
+  return theCount ? theText.substr(0, *theCount) : "(error)";
+}
+
+TEST(CppPipe, HasTwoEnds) {
+  auto thePair = zv::Pipe::Pair(ZVPIPE_RD);
+  ASSERT_TRUE(thePair);
+  EXPECT_EQ(4u, thePair->mSecond.Write("text").value_or(0));
+  EXPECT_EQ("text", ReadText(thePair->mFirst, 4));
+  thePair->mSecond.Close();
+  EXPECT_FALSE(thePair->mSecond);
+  EXPECT_EQ("", ReadText(thePair->mFirst, 4));
+}
+
+TEST(CppPipe, ConnectsToWhoListensUnderAName) {
+  const zv::Text theName(zvPipe_GenerateUniqueName("cpp-"));
+  auto theListener = zv::PipeListener::Listen(theName.c_str());
+  ASSERT_TRUE(theListener);
+  auto theClient = zv::Pipe::Connect(theName.c_str());
+  ASSERT_TRUE(theClient);
+  auto theServer = theListener->Accept();
+  ASSERT_TRUE(theServer);
+  EXPECT_EQ(2u, theServer->Write("hi").value_or(0));
+  EXPECT_EQ("hi", ReadText(*theClient, 2));
+}
+
+TEST(CppPipe, SaysWhyItFailed) {
+  const auto thePipe = zv::Pipe::Connect("nobody listens here");
+  EXPECT_EQ(-ECONNREFUSED, thePipe.error().Status());
+  EXPECT_EQ(ECONNREFUSED, thePipe.error().Errno());
+  EXPECT_EQ(EINVAL, zv::PipeListener::Listen(nullptr).error().Errno());
+
+  auto thePair = zv::Pipe::Pair(ZVPIPE_NONBLOCKING);
+  ASSERT_TRUE(thePair);
+  char theByte;
+  EXPECT_TRUE(thePair->mFirst.Read(&theByte, 1).error().WouldBlock());
+  thePair->mSecond.Close();
+  EXPECT_EQ(EPIPE, thePair->mFirst.Write("text").error().Errno());
+}
+
+TEST(CppPipe, PassesWhatAnOwnerHasToAnother) {
+  auto thePair = zv::Pipe::Pair();
+  ASSERT_TRUE(thePair);
+  const TempFolder theFolder;
+  WriteWholeFile(theFolder.File("file"), "text");
+  auto theFile = zv::File::Open(theFolder.File("file").c_str(), zvFileOpenMode_Read);
+  ASSERT_TRUE(theFile);
+  const int theDescriptor = theFile->Descriptor();
+  EXPECT_TRUE(thePair->mFirst.SendFD(*std::move(theFile)));
+  EXPECT_FALSE(*theFile);
+  EXPECT_FALSE(IsOpen(theDescriptor));
+
+  auto theReceived = thePair->mSecond.RecvFD<zv::File>();
+  ASSERT_TRUE(theReceived);
+  EXPECT_EQ(4, theReceived->GetSize().value_or(0));
+}
+
+TEST(CppPipe, ASocketThatIsReceivedGoesByALabelOfTheReceiver) {
+  RecordingLog theLog;
+  auto thePair = zv::Pipe::Pair();
+  ASSERT_TRUE(thePair);
+  for (const std::string theLabel : {__FILE__, "worker"}) {
+    auto theSocket = zv::Socket::Open(SOCK_STREAM, 0, "supervisor");
+    ASSERT_TRUE(theSocket);
+    EXPECT_TRUE(thePair->mFirst.SendFD(*std::move(theSocket)));
+    auto theReceived = theLabel == "worker" ? thePair->mSecond.RecvFD<zv::Socket>("worker")
+                                            : thePair->mSecond.RecvFD<zv::Socket>();
+    ASSERT_TRUE(theReceived);
+    theLog.Clear();
+    EXPECT_TRUE(theReceived->Close());
+    EXPECT_THAT(theLog.Messages(), Contains(Field(&Message::mText, HasSubstr("[" + theLabel + "]"))));
+  }
+}
+
+TEST(CppPipe, WhatCannotBeSentIsKept) {
+  auto thePair = zv::Pipe::Pair();
+  ASSERT_TRUE(thePair);
+  thePair->mSecond.Close();
+  zv::File theFile(open("/dev/null", O_RDONLY | O_CLOEXEC));
+  const auto theResult = thePair->mFirst.SendFD(std::move(theFile));
+  EXPECT_EQ(EPIPE, theResult.error().Errno());
+  EXPECT_TRUE(theFile);  // NOLINT(bugprone-use-after-move): that is what is promised
+  EXPECT_TRUE(IsOpen(theFile.Descriptor()));
+}
+
+TEST(CppPipe, AMessageWithoutADescriptorIsAnError) {
+  auto thePair = zv::Pipe::Pair();
+  ASSERT_TRUE(thePair);
+  EXPECT_TRUE(thePair->mFirst.Write("text"));
+  EXPECT_EQ(EBADMSG, thePair->mSecond.RecvFD<zv::Socket>().error().Errno());
+}
+
+}  // namespace

@@ -1,0 +1,164 @@
+// SPDX-FileCopyrightText: 2026 the libzvOS authors
+// SPDX-License-Identifier: Apache-2.0
+
+#include <zvOS/cpp/Sync.hpp>
+
+#include "support/Faults.h"
+#include "support/RecordingLog.h"
+#include "support/Threads.h"
+
+#include <mutex>
+#include <thread>
+
+namespace {
+
+using ::testing::Each;
+using ::testing::IsEmpty;
+using ::testing::SizeIs;
+using namespace std::chrono_literals;
+using namespace zvtest;
+
+constexpr int kThreads = 4;
+constexpr int kRounds = 1000;
+
+template <typename Lock>
+void ExpectThatOneAtATimeCounts() {
+  Lock theLock;
+  ASSERT_TRUE(theLock);
+  int theCount = 0;
+  InThreads(kThreads, [&](int) {
+    for (int i = 0; i < kRounds; ++i) {
+      const std::lock_guard theGuard(theLock);
+      const std::scoped_lock theSecondHold(theLock);
+      ++theCount;
+    }
+  });
+  EXPECT_EQ(kThreads * kRounds, theCount);
+}
+
+TEST(CppMutex, LetsOneThreadInAtATimeAsOftenAsItWants) {
+  ExpectThatOneAtATimeCounts<zv::Mutex>();
+}
+
+TEST(CppCriticalSection, LetsOneThreadInAtATimeAsOftenAsItWants) {
+  ExpectThatOneAtATimeCounts<zv::CriticalSection>();
+}
+
+TEST(CppMutex, KnowsWhoHoldsIt) {
+  zv::Mutex theMutex;
+  std::unique_lock theLock(theMutex);
+  EXPECT_TRUE(theMutex.IsHeld());
+  std::thread([&] { EXPECT_FALSE(theMutex.IsHeld()); }).join();
+  theLock.unlock();
+  EXPECT_FALSE(theMutex.IsHeld());
+}
+
+TEST(CppMutex, SaysThatAnUnlockWasRefused) {
+  const RecordingLog theLog;
+  zv::Mutex theMutex;
+  EXPECT_TRUE(theMutex.Lock());
+  EXPECT_TRUE(theMutex.Unlock());
+  errno = EPERM;
+  EXPECT_EQ(zvMutex_Status_Error, theMutex.Unlock().error().Status());
+  errno = EPERM;
+  EXPECT_EQ(0, theMutex.Unlock().error().Errno());
+  theMutex.unlock();
+  EXPECT_THAT(theLog.Messages(), SizeIs(3));
+
+  zv::CriticalSection theSection;
+  EXPECT_TRUE(theSection.Enter());
+  {
+    const Fault theFault("pthread_mutex_unlock", EPERM);
+    EXPECT_EQ(zvCriticalSection_Status_Error, theSection.Leave().error().Status());
+  }
+  EXPECT_TRUE(theSection.Leave());
+}
+
+TEST(CppMutex, ThatCouldNotBeMadeIsFalse) {
+  const RecordingLog theLog;
+  const Fault theFault("pthread_mutex_init", EAGAIN, 0, 2);
+  EXPECT_FALSE(zv::Mutex());
+  EXPECT_FALSE(zv::CriticalSection());
+  const Fault theOther("pthread_cond_init", EAGAIN);
+  EXPECT_FALSE(zv::Condition());
+  EXPECT_FALSE(zv::Semaphore(-1));
+}
+
+TEST(CppCondition, WakesWhoWaitsForAPredicate) {
+  zv::Mutex theMutex;
+  zv::Condition theCondition;
+  int theTurn = 0;
+  std::thread theOther([&] {
+    std::unique_lock theLock(theMutex);
+    theCondition.wait(theLock, [&] { return theTurn == 1; });
+    theTurn = 2;
+    theCondition.notify_all();
+  });
+  {
+    const std::lock_guard theGuard(theMutex);
+    theTurn = 1;
+    theCondition.notify_one();
+    EXPECT_TRUE(theCondition.wait_for(theMutex, 1min, [&] { return theTurn == 2; }));
+    EXPECT_TRUE(theMutex.IsHeld());
+  }
+  theOther.join();
+}
+
+TEST(CppCondition, StopsWaitingWhenTheTimeIsOver) {
+  zv::Mutex theMutex;
+  zv::Condition theCondition;
+  std::unique_lock theLock(theMutex);
+  const auto theBegin = std::chrono::steady_clock::now();
+  EXPECT_FALSE(theCondition.wait_for(theLock, 20ms, [] { return false; }));
+  EXPECT_GE(std::chrono::steady_clock::now() - theBegin, 19ms);
+  EXPECT_EQ(zv::WaitStatus::kTimeOut, theCondition.wait_for(theLock, 1ms));
+  EXPECT_TRUE(theCondition.wait_for(theLock, 0ms, [] { return true; }));
+  EXPECT_TRUE(theMutex.IsHeld());
+}
+
+// The flat wait is refused when now and the delay add up to a whole second.
+TEST(CppCondition, AWaitThatEndsAtAFullSecondIsAWait) {
+  const RecordingLog theLog;
+  zv::Mutex theMutex;
+  zv::Condition theCondition;
+  const std::lock_guard theGuard(theMutex);
+  {
+    const Fault theRefusal("pthread_cond_timedwait", EINVAL);
+    EXPECT_EQ(zv::WaitStatus::kTimeOut, theCondition.wait_for(theMutex, 5ms));
+  }
+  Fault theRefusals("pthread_cond_timedwait", EINVAL, 0, -1);
+  EXPECT_EQ(zv::WaitStatus::kError, theCondition.wait_for(theMutex, 5ms));
+  // It does not try for ever.
+  EXPECT_FALSE(theCondition.wait_for(theMutex, 1h, [] { return false; }));
+  EXPECT_EQ(4, theRefusals.Hits());
+}
+
+TEST(CppSemaphore, CountsUpAndDown) {
+  zv::Semaphore theSemaphore(1);
+  EXPECT_TRUE(theSemaphore.acquire());
+  EXPECT_FALSE(theSemaphore.try_acquire());
+  EXPECT_FALSE(theSemaphore.try_acquire_for(5ms));
+  std::thread theOther([&] { theSemaphore.release(); });
+  EXPECT_TRUE(theSemaphore.acquire());
+  theOther.join();
+  EXPECT_TRUE(theSemaphore.Post());
+  EXPECT_TRUE(theSemaphore.try_acquire());
+  theSemaphore.release();
+  EXPECT_TRUE(theSemaphore.try_acquire_for(1min));
+}
+
+TEST(CppSemaphore, AnInterruptedWaitTookNothingAndSaysSo) {
+  const RecordingLog theLog;
+  zv::Semaphore theSemaphore;
+  InterruptBy(SIGUSR1, [&] { EXPECT_EQ(EINTR, theSemaphore.acquire().error().Errno()); });
+  EXPECT_FALSE(theSemaphore.try_acquire());
+}
+
+TEST(CppDelay, IsNeverShorterThanAskedForAndNeverTooLong) {
+  EXPECT_EQ(0u, zv::detail::Delay(-5s));
+  EXPECT_EQ(1u, zv::detail::Delay(1ns));
+  EXPECT_EQ(2000u, zv::detail::Delay(2s));
+  EXPECT_EQ(UINT32_MAX, zv::detail::Delay(24h * 365));
+}
+
+}  // namespace

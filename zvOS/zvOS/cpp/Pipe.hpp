@@ -1,0 +1,103 @@
+// SPDX-FileCopyrightText: 2026 the libzvOS authors
+// SPDX-License-Identifier: Apache-2.0
+
+// Local pipes, and descriptors passed through them: zvPipe.h. Flags are sums of ZVPIPE_.... The status of an
+// error is the negated error number.
+#ifndef zvOS_cpp_Pipe_hpp
+#define zvOS_cpp_Pipe_hpp
+
+#include <zvOS/cpp/Label.hpp>
+#include <zvOS/cpp/Owner.hpp>
+#include <zvOS/zvPipe.h>
+
+namespace zv {
+
+namespace detail {
+
+inline int ClosePipe(int aPipe) {
+  return zvPipe_Close(aPipe, 1);
+}
+
+template <typename Owning>
+Result<Owning> DescriptorOrNegatedErrno(int aDescriptor) {
+  if (aDescriptor < 0) return Error(aDescriptor, -aDescriptor);
+  return Owning(aDescriptor);
+}
+
+}  // namespace detail
+
+struct PipePair;
+
+class Pipe : public DescriptorOwner<detail::ClosePipe> {
+ public:
+  using DescriptorOwner::DescriptorOwner;
+
+  // Two ends, which programs that the process starts inherit.
+  static Result<PipePair> Pair(int someFlags = ZVPIPE_DEFAULT);
+  // To whom listens under the name.
+  static Result<Pipe> Connect(const char *aName, int someFlags = ZVPIPE_DEFAULT) {
+    return detail::DescriptorOrNegatedErrno<Pipe>(zvPipe_Connect(aName, someFlags));
+  }
+
+  // The count of bytes, 0 at the end.
+  Result<size_t> Read(void *aBuffer, size_t aSize) {
+    return detail::CountOrNegatedErrno(zvPipe_Read(Descriptor(), aBuffer, aSize));
+  }
+  Result<size_t> Write(const void *aBuffer, size_t aSize) {
+    return detail::CountOrNegatedErrno(zvPipe_Write(Descriptor(), aBuffer, aSize));
+  }
+  Result<size_t> Write(std::string_view aText) { return Write(aText.data(), aText.size()); }
+
+  // Sends what the owner has, and empties the owner; when it cannot be sent, the owner keeps it.
+  template <typename Owning>
+  Result<void> SendFD(Owning &&anOwner) {
+    static_assert(!std::is_lvalue_reference_v<Owning>, "what is sent is given away: say std::move");
+    const int theAnswer = zvPipe_SendFD(Descriptor(), anOwner.Descriptor());
+    if (theAnswer < 0) return Error(theAnswer, -theAnswer);
+    static_cast<void>(anOwner.Release());  // closed by the call
+    return {};
+  }
+
+  // Receives one as what it is: theWorker.RecvFD<zv::Socket>(). What goes by a label gets this one.
+  template <typename Owning>
+  Result<Owning> RecvFD(Label aLabel = Label::Here()) {
+    const int theAnswer = zvPipe_RecvFD(Descriptor());
+    if (theAnswer < 0) return Error(theAnswer, -theAnswer);
+    if constexpr (std::is_constructible_v<Owning, int, Label>) {
+      return Owning(theAnswer, aLabel);
+    } else {
+      return Owning(theAnswer);
+    }
+  }
+
+  void Close() { *this = Pipe(); }
+};
+
+struct PipePair {
+  Pipe mFirst;
+  Pipe mSecond;
+};
+
+inline Result<PipePair> Pipe::Pair(int someFlags) {
+  int theEnds[2];
+  const int theAnswer = zvPipe_Pair(theEnds, someFlags);
+  if (theAnswer < 0) return Error(theAnswer, -theAnswer);
+  return PipePair{Pipe(theEnds[0]), Pipe(theEnds[1])};
+}
+
+class PipeListener : public DescriptorOwner<detail::ClosePipe> {
+ public:
+  using DescriptorOwner::DescriptorOwner;
+
+  static Result<PipeListener> Listen(const char *aName, int someFlags = ZVPIPE_DEFAULT) {
+    return detail::DescriptorOrNegatedErrno<PipeListener>(zvPipe_Listener(aName, someFlags));
+  }
+
+  Result<Pipe> Accept(int someFlags = ZVPIPE_DEFAULT) {
+    return detail::DescriptorOrNegatedErrno<Pipe>(zvPipe_Accept(Descriptor(), someFlags));
+  }
+};
+
+}  // namespace zv
+
+#endif

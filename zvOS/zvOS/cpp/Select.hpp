@@ -1,0 +1,117 @@
+// SPDX-FileCopyrightText: 2026 the libzvOS authors
+// SPDX-License-Identifier: Apache-2.0
+
+// Waiting for descriptors, with a wake-up that any thread can send: zvSocketSelect.h.
+#ifndef zvOS_cpp_Select_hpp
+#define zvOS_cpp_Select_hpp
+
+#include <zvOS/cpp/Owner.hpp>
+#include <zvOS/zvSocketSelect.h>
+
+#include <chrono>
+
+namespace zv {
+
+// Descriptors below FD_SETSIZE. Whatever has a Descriptor() can be given itself.
+class DescriptorSet {
+ public:
+  DescriptorSet() { Clear(); }
+
+  void Clear() {
+    FD_ZERO(&mSet);
+    mHighest = -1;
+  }
+  // False, and the set as it was, for a descriptor that has no place in it.
+  [[nodiscard]] bool Add(int aDescriptor) {
+    if (!HasPlace(aDescriptor)) return false;
+    FD_SET(aDescriptor, &mSet);
+    if (aDescriptor > mHighest) mHighest = aDescriptor;
+    return true;
+  }
+  void Remove(int aDescriptor) {
+    if (HasPlace(aDescriptor)) FD_CLR(aDescriptor, &mSet);
+  }
+  bool Contains(int aDescriptor) const { return HasPlace(aDescriptor) && FD_ISSET(aDescriptor, &mSet); }
+
+  template <typename Owning>
+  [[nodiscard]] bool Add(const Owning &anOwner) {
+    return Add(anOwner.Descriptor());
+  }
+  template <typename Owning>
+  void Remove(const Owning &anOwner) {
+    Remove(anOwner.Descriptor());
+  }
+  template <typename Owning>
+  bool Contains(const Owning &anOwner) const {
+    return Contains(anOwner.Descriptor());
+  }
+
+  // Not below any descriptor in the set.
+  int Highest() const { return mHighest; }
+  fd_set *Handle() { return &mSet; }
+
+ private:
+  static constexpr bool HasPlace(int aDescriptor) { return aDescriptor >= 0 && aDescriptor < FD_SETSIZE; }
+
+  fd_set mSet;
+  int mHighest;
+};
+
+// What a wait has found.
+struct Ready {
+  int mCount;        // 0 when the time was over
+  bool mfTriggered;  // counts as one
+};
+
+// One thread waits, any number trigger. False after it was made: it could not be made.
+class SelectObject : public Owner<zvSocketSelect, zvSocketSelect_Delete> {
+ public:
+  SelectObject() : Owner(zvSocketSelect_New()) {}
+  explicit SelectObject(zvSocketSelect *aHandle) : Owner(aHandle) {}
+
+  // Ends the current or the next wait.
+  void Trigger() { zvSocketSelect_Trigger(Handle()); }
+
+  // Waits without limit. The sets come back with what is ready.
+  Result<Ready> Select(DescriptorSet *aReadSet, DescriptorSet *aWriteSet = nullptr,
+                       DescriptorSet *anErrorSet = nullptr) {
+    return Wait(aReadSet, aWriteSet, anErrorSet, nullptr);
+  }
+  template <typename Unit, typename Period>
+  Result<Ready> SelectFor(std::chrono::duration<Unit, Period> aDelay, DescriptorSet *aReadSet,
+                          DescriptorSet *aWriteSet = nullptr, DescriptorSet *anErrorSet = nullptr) {
+    using std::chrono::microseconds;
+    const int64 theDelay = std::chrono::ceil<microseconds>(aDelay).count();
+    constexpr int64 kMicrosecondsPerSecond = 1000000;
+    struct timeval theTime = {};
+    if (theDelay > 0) {
+      theTime.tv_sec = static_cast<decltype(theTime.tv_sec)>(theDelay / kMicrosecondsPerSecond);
+      theTime.tv_usec = static_cast<decltype(theTime.tv_usec)>(theDelay % kMicrosecondsPerSecond);
+    }
+    return Wait(aReadSet, aWriteSet, anErrorSet, &theTime);
+  }
+
+ private:
+  static fd_set *SetOf(DescriptorSet *aSet, int &aHighest) {
+    if (aSet == nullptr) return nullptr;
+    if (aSet->Highest() > aHighest) aHighest = aSet->Highest();
+    return aSet->Handle();
+  }
+
+  Result<Ready> Wait(DescriptorSet *aReadSet, DescriptorSet *aWriteSet, DescriptorSet *anErrorSet,
+                     struct timeval *aTime) {
+    int theHighest = -1;
+    fd_set *const theReadSet = SetOf(aReadSet, theHighest);
+    fd_set *const theWriteSet = SetOf(aWriteSet, theHighest);
+    fd_set *const theErrorSet = SetOf(anErrorSet, theHighest);
+    int afTriggered = 0;
+    const int theCount = zvSocketSelect_Select(Handle(), theReadSet, theWriteSet, theErrorSet, theHighest,
+                                               aTime, &afTriggered);
+    if (theCount < 0) return Error::Last(theCount);
+    return Ready{theCount, afTriggered != 0};
+  }
+};
+
+}  // namespace zv
+
+#endif

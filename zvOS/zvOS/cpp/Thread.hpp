@@ -1,0 +1,133 @@
+// SPDX-FileCopyrightText: 2026 the libzvOS authors
+// SPDX-License-Identifier: Apache-2.0
+
+// Threads that run anything callable and report a crash before the process dies: zvThread.h.
+#ifndef zvOS_cpp_Thread_hpp
+#define zvOS_cpp_Thread_hpp
+
+#include <zvOS/cpp/Sync.hpp>
+#include <zvOS/zvThread.h>
+
+#include <cstddef>
+#include <new>
+#include <type_traits>
+
+namespace zv {
+
+// A thread that is waited for, in join() or at the latest by the destructor: what the callable refers to
+// lives as long as it runs. One that is to go on alone is started by StartDetached and has no object.
+//
+// The callable is copied or moved into memory of its own, run once, and destroyed in the thread.
+class Thread : private Owner<zvOSThread, zvThread_Delete> {
+ public:
+  // No thread.
+  Thread() = default;
+  ~Thread() { join(); }
+  Thread(Thread &&) = default;
+  // A thread that is replaced is waited for.
+  Thread &operator=(Thread &&anOther) noexcept {
+    join();
+    Owner::operator=(std::move(anOther));
+    return *this;
+  }
+
+  // aStackSize as in zvOSThread_Data: 0 gives 128 KiB, 1 the system's default.
+  template <typename Callable>
+  static Result<Thread> Start(Callable &&aCallable, size_t aStackSize = 0) {
+    using Work = Task<std::decay_t<Callable>>;
+    Thread theThread;
+    Work *const theWork = Work::New(std::forward<Callable>(aCallable));
+    if (theWork == nullptr) return Error(zvThread_Status_Error, ENOMEM);
+    Owner theOwner(New(theWork, zvThread_Kind_Joinable, aStackSize));
+    const Error theError = Run(theOwner.Handle());
+    // A thread that did not begin ends here, before its work is released.
+    if (theError.Status() != 0) {
+      theOwner = Owner();
+      Work::Delete(theWork);
+      return theError;
+    }
+    theThread.swap(theOwner);
+    return theThread;
+  }
+
+  // Nobody waits for it, and what it uses is its own or lasts.
+  template <typename Callable>
+  static Result<void> StartDetached(Callable &&aCallable, size_t aStackSize = 0) {
+    using Work = Task<std::decay_t<Callable>>;
+    Work *const theWork = Work::New(std::forward<Callable>(aCallable));
+    if (theWork == nullptr) return Error(zvThread_Status_Error, ENOMEM);
+    // One that did not begin waits for ever: there is no call that ends it.
+    const Error theError = Run(New(theWork, zvThread_Kind_Detached, aStackSize));
+    if (theError.Status() == 0) return {};
+    Work::Delete(theWork);
+    return theError;
+  }
+
+  bool joinable() const { return Handle() != nullptr; }
+  void join() {
+    if (!joinable()) return;
+    zvThread_Wait(Handle());
+    Owner::operator=(Owner());
+  }
+  uint32 get_id() const { return joinable() ? zvThread_GetID(Handle()) : 0; }
+
+  using Owner::Handle;
+  // The caller waits for it and deletes it.
+  using Owner::Release;
+  using Owner::operator bool;
+
+ private:
+  template <typename Callable>
+  struct Task {
+    static_assert(std::is_invocable_v<Callable &>, "a thread runs what can be called without arguments");
+
+    Callable mCallable;
+
+    template <typename Given>
+    static Task *New(Given &&aCallable) {
+      static_assert(alignof(Task) <= alignof(std::max_align_t), "memory from malloc is not aligned for this");
+      void *const theMemory = std::malloc(sizeof(Task));
+      return theMemory != nullptr ? new (theMemory) Task{std::forward<Given>(aCallable)} : nullptr;
+    }
+    static void Delete(Task *aTask) {
+      aTask->~Task();
+      std::free(aTask);
+    }
+    static void Body(void *aTask) {
+      const Owner<Task, Delete> theTask(static_cast<Task *>(aTask));
+      static_cast<void>(theTask.Handle()->mCallable());
+    }
+  };
+
+  template <typename Work>
+  static zvOSThread *New(Work *aWork, int aKind, size_t aStackSize) {
+    errno = 0;
+    const zvOSThread_Data theData = {Work::Body, nullptr, aWork,
+                                     aStackSize, aKind,   zvThread_Scheduling_Default};
+    return zvThread_New(&theData);
+  }
+
+  static Error Run(zvOSThread *aThread) {
+    if (aThread == nullptr) return Error::Last(zvThread_Status_Error);
+    const int theStatus = zvThread_Run(aThread);
+    return theStatus == zvThread_Status_NoError ? Error() : Error::Last(theStatus);
+  }
+};
+
+namespace this_thread {
+
+// A signal may end it early.
+template <typename Unit, typename Period>
+void sleep_for(std::chrono::duration<Unit, Period> aDelay) {
+  zvThread_Sleep(detail::Delay(aDelay));
+}
+
+inline uint32 get_id() {
+  return zvThread_GetCurrentThreadID();
+}
+
+}  // namespace this_thread
+
+}  // namespace zv
+
+#endif
