@@ -136,7 +136,8 @@
   <xsl:template name="prototype">
     <xsl:variable name="pointers">
       <xsl:call-template name="replace">
-        <xsl:with-param name="text" select="concat(definition, argsstring, ';')"/>
+        <!-- A pointer to a function has its arguments in its definition. -->
+        <xsl:with-param name="text" select="concat(definition, argsstring[not(starts-with(., ')'))], ';')"/>
         <xsl:with-param name="old" select="'* '"/>
         <xsl:with-param name="new" select="'*'"/>
       </xsl:call-template>
@@ -179,12 +180,10 @@
       <xsl:with-param name="title" select="'After fork'"/>
       <xsl:with-param name="section" select="'AFTER FORK'"/>
     </xsl:call-template>
-    <xsl:variable name="since"
-        select="(detaileddescription//simplesect[@kind = 'since']
-                |$family/detaileddescription//simplesect[@kind = 'since'])[last()]"/>
+    <xsl:variable name="own" select="detaileddescription//simplesect[@kind = 'since']"/>
+    <xsl:variable name="since" select="$own|$family[not($own)]/detaileddescription//simplesect[@kind = 'since']"/>
     <xsl:if test="$since">
-      <xsl:text>.SH HISTORY&#10;Since version&#10;</xsl:text>
-      <xsl:value-of select="concat(normalize-space($since), '.', $newline)"/>
+      <xsl:value-of select="concat('.SH HISTORY', $newline, 'Since version ', normalize-space($since), '.', $newline)"/>
     </xsl:if>
   </xsl:template>
 
@@ -265,10 +264,12 @@
   </xsl:template>
 
   <xsl:template match="itemizedlist">
+    <xsl:if test="ancestor::parameterdescription">.RS&#10;</xsl:if>
     <xsl:for-each select="listitem">
       <xsl:text>.IP \(bu 3&#10;</xsl:text>
       <xsl:for-each select="para"><xsl:call-template name="flow"/></xsl:for-each>
     </xsl:for-each>
+    <xsl:if test="ancestor::parameterdescription">.RE&#10;</xsl:if>
   </xsl:template>
 
   <xsl:template match="programlisting">

@@ -53,10 +53,15 @@ for name in $(comm -23 "$work/exported" "$work/placed"); do fail "$name has no p
 for name in $(comm -23 "$work/exported" "$work/searched"); do fail "the search does not find $name"; done
 for name in $(comm -23 "$work/exported" "$work/paged"); do fail "$name has no manual page"; done
 
+# What a function says itself goes before what its family says.
+while read -r _ name version; do
+  grep -qx "Since version $version\." "$work/man/man3/$name.3" || fail "the manual page of $name does not say '$version'"
+done < <(grep '^since ' "$work/told" | grep -v ' 1\.0\.0$')
+
 # Who begins at the first page finds every family.
-for family in $(sed -n 's/.*<compoundname>\(zv[a-z]*_[a-z]*\)<.*/\1/p' "$work"/xml/group__*.xml); do
+while read -r family; do
   grep -qw "@ref $family" "$source/docs/reference/mainpage.md" || fail "the first page does not lead to $family"
-done
+done < <(sed -n 's/.*<compoundname>\(zv[a-z]*_[a-z]*\)<.*/\1/p' "$work"/xml/group__*.xml)
 
 # What callers write in place of a function leads to it.
 while read -r macro function; do

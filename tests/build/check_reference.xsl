@@ -2,8 +2,8 @@
 <!-- SPDX-FileCopyrightText: 2026 the libzvOS authors -->
 <!-- SPDX-License-Identifier: Apache-2.0 -->
 
-<!-- Tells of each function and variable of the reference its name, its place in the HTML and, one line each, what
-     its comment and that of its family leave open. -->
+<!-- Tells of each function and variable of the reference its name, its place in the HTML, since which version it is
+     there and, one line each, what its comment and that of its family leave open. -->
 <xsl:stylesheet version="1.0" xmlns:xsl="http://www.w3.org/1999/XSL/Transform">
   <xsl:output method="text" encoding="UTF-8"/>
 
@@ -22,6 +22,10 @@
     <xsl:variable name="return" select="normalize-space(detaileddescription//simplesect[@kind = 'return'])"/>
     <xsl:value-of select="concat('name ', name, ' ', ancestor::compounddef/@id, '.html ',
                                  substring-after(@id, concat(ancestor::compounddef/@id, '_1')), '&#10;')"/>
+
+    <xsl:variable name="since" select="detaileddescription//simplesect[@kind = 'since']"/>
+    <xsl:value-of select="concat('since ', name, ' ',
+        normalize-space($since|$family[not($since)]//simplesect[@kind = 'since']), '&#10;')"/>
 
     <xsl:if test="normalize-space(briefdescription) = ''">
       <xsl:call-template name="lack"><xsl:with-param name="what" select="'what it is for'"/></xsl:call-template>

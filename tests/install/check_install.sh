@@ -1,5 +1,5 @@
 #!/usr/bin/env bash
-# Installs the build into a folder of its own, builds the example of the README against it, once
+# Installs the build into a folder of its own, builds the examples of the README against it, once
 # with find_package and once with pkg-config, and runs both.
 #
 #   check_install.sh CMAKE BUILD_FOLDER SOURCE_FOLDER TOOLCHAIN_FILE C_COMPILER C_FLAGS EMULATOR...
@@ -34,14 +34,20 @@ for file in lib/libzvOS.so lib/libzvLog.so bin/zvos; do
   grep -qF "$id" <<<"$(readelf -n "$symbols")" || { echo "FAILED: $symbols is of another file"; exit 1; }
 done
 
-awk '/^```c$/ { inside = 1; next } /^```$/ { inside = 0 } inside' "$source/README.md" >"$work/example.c"
-[ -s "$work/example.c" ]
+block() {
+  awk -v begin="\`\`\`$1" '$0 == begin { inside = 1; next } /^```$/ { inside = 0 } inside' "$source/README.md"
+}
+block c >"$work/example.c"
+block cpp >"$work/example.cpp"
+[ -s "$work/example.c" ] && [ -s "$work/example.cpp" ]
 
 "$cmake" -S "$source/tests/install" -B "$work/build" -G Ninja -DCMAKE_TOOLCHAIN_FILE="$toolchain" \
   -DCMAKE_PREFIX_PATH="$work/root" -DCMAKE_FIND_ROOT_PATH_MODE_PACKAGE=BOTH \
-  -DREADME_EXAMPLE="$work/example.c" >/dev/null
+  -DREADME_EXAMPLE="$work/example.c" -DREADME_CPP_EXAMPLE="$work/example.cpp" >/dev/null
 "$cmake" --build "$work/build" >/dev/null
 [ "$("$@" "$work/build/readme_example")" = "at work" ]
+# What there is in /media comes after it, or before.
+grep -qx "at work" <<<"$("$@" "$work/build/readme_cpp_example")"
 
 export PKG_CONFIG_PATH=$work/root/lib/pkgconfig
 # The flags are lists of words.

@@ -6,6 +6,7 @@
 
 #include "Child.h"
 #include "LogTest.h"
+#include "TrapFlag.h"
 
 #include <time.h>
 #include <unistd.h>
@@ -251,6 +252,33 @@ TEST_F(Repeats, AreCountedRightlyBesideOtherRecordsOfOtherThreads) {
   Log(kzvLogLevel_Error, 42, "another\n");
   EXPECT_EQ(size_t{kThreads} * kRecords + 1, CountAll(Written()));
 }
+
+#if (defined(__i386__) || defined(__x86_64__)) && !defined(ZV_SANITIZED)
+
+int gSteps = 0;
+
+TEST_F(Repeats, AreCountedRightlyByAHandlerThatInterruptsTheCount) {
+  const Ending theEnding = RunInChild([this] {
+    signal(SIGTRAP, [](int) {
+      ++gSteps;
+      LogTimes(1, gSteps % 2 == 0 ? "again\n" : "other\n");
+    });
+    zvLog_ApplySettings(("repeat=1," + mToFile).c_str());
+    const std::string theText = "again\n";
+    SetTrapFlag(true);
+    for (int theIndex = 0; theIndex < 3; ++theIndex)
+      Log(kzvLogLevel_Error, 42, theText);
+    SetTrapFlag(false);
+    Log(kzvLogLevel_Error, 42, "last\n");
+    dprintf(STDOUT_FILENO, "%d", gSteps);
+    return 0;
+  });
+  ASSERT_EQ(0, theEnding.mStatus);
+  EXPECT_EQ(std::stoul(theEnding.mOutput) + 4, CountAll(Written()));
+  EXPECT_GT(std::stoi(theEnding.mOutput), 1000);
+}
+
+#endif
 
 TEST_F(Repeats, TakeANumberUpToAMillion) {
   CaughtStandardError theError;

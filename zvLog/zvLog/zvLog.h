@@ -96,8 +96,8 @@ ZVLOG_API zvLogData *zvLog_Begin(zvLogLevel aLevel, zvLogModule aModule);
  * @errno left as it was */
 ZVLOG_API void zvLog_Append_F(const char *aFormat, ...) ZVLOG_PRINTF(1, 2);
 
-/** Appends to the innermost open record of the calling thread, as zvLog_Append_F does; without one it does
- * nothing.
+/** Appends to the innermost open record of the calling thread. It does so as zvLog_Append_F; without a record
+ * it does nothing.
  * @param aFormat as of vprintf()
  * @param anArguments its arguments
  * @signals yes

@@ -178,9 +178,9 @@ typedef struct zvLogRecord {
 /** Takes a record; see zvLog_SetSinkFunction. */
 typedef void (*zvLogSinkFunction)(const zvLogRecord *aRecord, void *aUser);
 
-/** Has a function of the program called with each record that the levels admit, by the thread that logs, in
- * place of all other sinks; zvLog_AddSink adds some beside it. The other functions zvLog_SetSink... remove
- * it; a list of settings leaves it.
+/** Has a function of the program called with each record that the levels admit. It is called by the thread
+ * that logs, in place of all other sinks; zvLog_AddSink adds some beside it. The other functions
+ * zvLog_SetSink... remove it; a list of settings leaves it.
  *
  * Several threads may be in the function at the same time, and also a handler of a fatal signal: it must
  * return, and where that matters do only what a signal handler may. It may log: such records go to the other
@@ -195,8 +195,8 @@ typedef void (*zvLogSinkFunction)(const zvLogRecord *aRecord, void *aUser);
  * @since 1.1.0 */
 ZVLOG_API int zvLog_SetSinkFunction(zvLogSinkFunction aFunction, void *aUser);
 
-/** Has each file opened again by its path at the next record for it, so that one which was renamed away is
- * let go. A file that cannot be opened is kept.
+/** Has each file opened again by its path at the next record for it. One that was renamed away is let go so.
+ * A file that cannot be opened is kept.
  * @signals yes
  * @errno left as it was
  * @since 1.1.0 */
@@ -214,15 +214,17 @@ ZVLOG_API void zvLog_SetAssertAborts(int afAborts);
  * @return 1 when all were good, otherwise 0 */
 ZVLOG_API int zvLog_ApplySettings(const char *aSettings);
 
-/** Applies ZVLOG anew, with the file that it names: for a program that is told to read its configuration
- * again. Levels that are named nowhere any more go back to their defaults, all in one step, and so do sinks,
- * repeats and the end of failed assertions where settings chose them before. The program's function stays.
+/** Applies ZVLOG anew, with the file that it names. It is for a program that is told to read its
+ * configuration again. Levels that are named nowhere any more go back to their defaults, all in one step,
+ * and so do sinks, repeats and the end of failed assertions where settings chose them before. The program's
+ * function stays.
  * @return 1 when all settings were good, otherwise 0
  * @threads any, while no other thread changes the environment, which is read as by getenv()
  * @since 1.1.0 */
 ZVLOG_API int zvLog_ReloadSettings(void);
 
-/** Takes note, in a signal handler which may not apply settings, that zvLog_ReloadIfRequested shall do so.
+/** Takes note that settings are to be applied anew. It is for a signal handler, which may not apply them:
+ * zvLog_ReloadIfRequested does.
  * @signals yes, that is what it is for
  * @errno left as it was
  * @since 1.1.0 */

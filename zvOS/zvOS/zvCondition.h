@@ -63,8 +63,8 @@ ZVOS_API int zvCondition_Broadcast(zvOSCondition *aCondition);
 ///   mutex is the caller's in both cases
 ZVOS_API int zvCondition_Wait(zvOSCondition *aCondition, zvOSMutex *aMutex);
 
-/// As zvCondition_Wait, for a limited time by the time-of-day clock: who sets that clock changes the wait.
-/// With 32-bit times a wait that ends after January 2038 goes by the monotonic clock.
+/// As zvCondition_Wait, for a limited time. It goes by the time-of-day clock: who sets that clock changes the
+/// wait. With 32-bit times a wait that ends after January 2038 goes by the monotonic clock.
 /// @param aCondition the condition
 /// @param aMutex the mutex, which the calling thread holds once
 /// @param aDelay milliseconds; 0 does not block, #kzvOS_DelayInfinite is 49.7 days and not for ever

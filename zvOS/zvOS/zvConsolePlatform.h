@@ -31,13 +31,13 @@
 /// Modes of zvConsolePlatform_OpenConsole.
 enum { kzvConsoleMode_Default = 0, kzvConsoleMode_NoPassThrough = 1, kzvConsoleMode_NoConsoleForGUI = 2 };
 
-/// Sets local-mode flags of standard input, whatever stream the console reads, and lets a read return as soon
-/// as there is one byte. Failures are ignored.
+/// Sets local-mode flags of standard input. That is so whatever stream the console reads; and a read returns
+/// from then on as soon as there is one byte. Failures are ignored.
 /// @param aValue the flags: ICANON, ECHO and so on, see termios
 ZVOS_API void zvConsolePlatform_Enable(int aValue);
 
-/// Clears local-mode flags of standard input, whatever stream the console reads, and lets a read return as
-/// soon as there is one byte. Failures are ignored.
+/// Clears local-mode flags of standard input. That is so whatever stream the console reads; and a read
+/// returns from then on as soon as there is one byte. Failures are ignored.
 /// @param aValue the flags: ICANON, ECHO and so on, see termios
 ZVOS_API void zvConsolePlatform_Disable(int aValue);
 

@@ -12,7 +12,7 @@
 
 #include <zvOS/zvDefines.h>
 
-/// Writes the call stack of the calling thread to the log, to standard output and to the file
+/// Writes the call stack of the calling thread to the log, to standard output and to a file. The file is
 /// `/tmp/backtrace_<pid>.txt`, which is emptied first. Frame 00 is this function, and at most 64 are told. A
 /// stack of fewer than 6 frames is taken for damaged and followed by 256 words of it, from this function's
 /// own frame towards the callers; in the handler of a fatal signal they go on on the stack of the interrupted
@@ -27,8 +27,8 @@
 /// @logs the trace as errors, the name of the file as information, of module DEFAULT (0)
 ZVOS_API void zvDebug_BackTraceCurrent(int afMemoryIsCorrupted);
 
-/// Formats the call stack of the calling thread, a line per frame, into a buffer, terminated within its
-/// length.
+/// Formats the call stack of the calling thread into a buffer. There is a line per frame, and the text is
+/// terminated within the length.
 /// @param anOutputBuffer the buffer
 /// @param anOutputBufferLen bytes of room
 /// @return the count of characters, 0 on failure; a result of anOutputBufferLen or more means that the text
@@ -40,8 +40,8 @@ ZVOS_API void zvDebug_BackTraceCurrent(int afMemoryIsCorrupted);
 /// @logs nothing
 ZVOS_API int zvDebug_GetBackTrace(char *anOutputBuffer, unsigned int anOutputBufferLen);
 
-/// Logs which build of a library the process runs: "Library version: r1234 (/usr/lib/libzvOS.so.1)", the
-/// number being the revision of its stamp (zvPath_GetBinaryRevision), 0 without one; "Library version:
+/// Logs which build of a library the process runs. That is "Library version: r1234 (/usr/lib/libzvOS.so.1)",
+/// the number being the revision of its stamp (zvPath_GetBinaryRevision), 0 without one; "Library version:
 /// Unknown (Unable to find library path)" when no file holds the function.
 ///
 /// ```c

@@ -20,7 +20,8 @@
 ///
 /// @threads any thread may call any function, while no other thread changes the environment: a Set changes it
 /// @signals no
-/// @fork a child finds the parent's values, under the parent's number; they are right for what it inherited
+/// @fork yes, when no other thread was changing the environment at the fork: a child finds the parent's
+///   values, under the parent's number, and they are right for what it inherited
 /// @errno says nothing
 /// @logs failures, in module DEFAULT (0)
 /// @since 1.0.0
@@ -33,8 +34,9 @@
 /// The end of a decorated name.
 #define kzvGlobalVariableSuffix ".zvGlobal"
 
-/// Stores a pointer, as `"%p"` writes it, in the environment variable NAME.PID.zvGlobal, PID being the number
-/// of the process. zvGlobal_GetPtr reads it when it is given that whole name; see above.
+/// Stores a pointer under a name. It is stored as `"%p"` writes it, in the environment variable
+/// NAME.PID.zvGlobal, PID being the number of the process. zvGlobal_GetPtr reads it when it is given that
+/// whole name; see above.
 /// @param aName the name
 /// @param aValue the pointer; what it points to stays the caller's
 /// @logs an error of module DEFAULT (0) when it cannot be stored

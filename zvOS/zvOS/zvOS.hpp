@@ -12,8 +12,8 @@
 //
 // Names: what the standard library has a name for has that name, in lower case (lock, join, wait_for, begin,
 // error); everything else is capitalised and named as the flat function behind it (Accept, Send, Symbol).
-// Three are the same everywhere: Handle() or Descriptor() is what the flat interface takes, Release() hands
-// it over, and an owner that is true owns something.
+// Four are the same everywhere: Handle() or Descriptor() is what the flat interface takes, Release() hands it
+// over, the constructor from one takes it over, and an owner that is true owns something.
 //
 // Nothing throws, no type information and no C++ run-time library is needed, and an object is as large as the
 // handle inside (sockets: and their label). Failures are logged by the flat functions, as ever; how they

@@ -32,9 +32,8 @@ ZVOS_API char *zvPlatform_getenv(const char *anEnvVarName);
 /// @return 0, or -1 (logged), also for a NULL (EINVAL)
 ZVOS_API int zvPlatform_setenv(const char *anEnvVarName, const char *aValue);
 
-/// Has the shell start a program in the background; a program that cannot be started is the shell's affair.
-/// The path is put in double quotes, quotes in it are not escaped; the parameter goes to the shell as it
-/// stands.
+/// Has the shell start a program in the background. One that cannot be started is the shell's affair. The
+/// path is put in double quotes, quotes in it are not escaped; the parameter goes to the shell as it stands.
 ///
 /// Of our descriptors the program gets the standard outputs (its input is empty), both ends of zvPipe_Pair
 /// and those that the program itself opened without close-on-exec, and none of the others that the library

@@ -89,10 +89,10 @@ ZVOS_API int zvProcess_Close(zvProcessFD aFD);
 ///   aCount of 0); kzvProcessStatus_InvalidFD on failure
 ZVOS_API int zvProcess_Read(zvProcessFD aFD, void *aBuffer, uint32 aCount);
 
-/// Hands over bytes, which go into a buffer and reach the command when that is full or the process is closed.
-/// Nothing waits for the command: when it reads more slowly than it is written to, bytes that were taken are
-/// lost when the process is closed, and nobody is told; a command that has ended raises SIGPIPE, as any pipe
-/// does. Where every byte counts, write no more than a pipe holds (64 KiB).
+/// Hands over bytes for the command. They go into a buffer and reach the command when that is full or the
+/// process is closed. Nothing waits for the command: when it reads more slowly than it is written to, bytes
+/// that were taken are lost when the process is closed, and nobody is told; a command that has ended raises
+/// SIGPIPE, as any pipe does. Where every byte counts, write no more than a pipe holds (64 KiB).
 /// @param aFD the process
 /// @param aBuffer the bytes
 /// @param aCount how many

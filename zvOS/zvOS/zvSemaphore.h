@@ -63,8 +63,8 @@ ZVOS_API int zvSemaphore_Wait(zvOSSemaphore *aSemaphore);
 ///   EAGAIN; zvSemaphore_Status_Error (logged, as a failure of sem_wait)
 ZVOS_API int zvSemaphore_TryWait(zvOSSemaphore *aSemaphore);
 
-/// As zvSemaphore_Wait, for a limited time by the time-of-day clock: who sets that clock changes the wait.
-/// With 32-bit times a wait that ends after January 2038 goes by the monotonic clock.
+/// As zvSemaphore_Wait, for a limited time. It goes by the time-of-day clock: who sets that clock changes the
+/// wait. With 32-bit times a wait that ends after January 2038 goes by the monotonic clock.
 /// @param aSemaphore the semaphore
 /// @param aDelay milliseconds; 0 only looks, #kzvOS_DelayInfinite is 49.7 days and not for ever
 /// @return zvSemaphore_Status_NoError; zvSemaphore_Status_TimeOut (not logged) when the time is over, with

@@ -57,8 +57,8 @@ ZVOS_API void zvSocket_LoopBackCheck(void);
 /// @logs into the open record; without one nothing
 ZVOS_API void zvLog_Append_IPAddress(long anIP);
 
-/// Appends "host:port" in numbers to the log record that is open (see zvLog_Append_F): "NULL:NULL" for NULL,
-/// `"*UNKNOWN*:*UNKNOWN*"` when that is not possible.
+/// Appends "host:port" in numbers to the log record that is open (see zvLog_Append_F). It is "NULL:NULL" for
+/// NULL, `"*UNKNOWN*:*UNKNOWN*"` when that is not possible.
 /// @param anAddr an IPv4 address
 /// @logs into the open record; without one nothing
 ZVOS_API void zvLog_Append_sockaddr(struct sockaddr *anAddr);

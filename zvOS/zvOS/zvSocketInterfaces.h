@@ -28,20 +28,20 @@
 
 #include <zvOS/zvSocketTypes.h>
 
-/// Whether an interface is one to use: allowed by the policy, with an IPv4 address, up, and not loopback
-/// unless that is wanted.
+/// Whether an interface is one to use. Such a one is allowed by the policy, with an IPv4 address, up, and not
+/// loopback unless that is wanted.
 /// @param aSocketPolicy the policy; NULL restricts nothing
 /// @param anInterface an entry of getifaddrs()
 /// @param afIncludeLocalhost non-zero: loopback is wanted
 /// @return 1 when it is, else 0
-/// @signals yes, with a policy whose functions allow it
+/// @signals yes, without a policy
 ZVOS_API int zvSocketIsInterfaceMatching(zvSocketPolicy *aSocketPolicy, struct ifaddrs *anInterface,
                                          int afIncludeLocalhost);
 
-/// Lists address, net mask, masked address and name of the interfaces to use, into those arguments that are
-/// not NULL. When the system refuses to list its interfaces, or there is no memory for all lists and names,
-/// the count is 0, no list is made and the list variables are left as they are: set them to NULL before the
-/// call and release them after it whatever the count.
+/// Lists address, net mask, masked address and name of the interfaces to use. They go into those arguments
+/// that are not NULL. When the system refuses to list its interfaces, or there is no memory for all lists and
+/// names, the count is 0, no list is made and the list variables are left as they are: set them to NULL
+/// before the call and release them after it whatever the count.
 /// @param aSocketPolicy the policy; NULL restricts nothing
 /// @param anIPList a new list of addresses in network byte order is stored here, which the caller releases
 ///   with free(); may be NULL
@@ -55,8 +55,8 @@ ZVOS_API int zvSocketGetInterfacesInfos(zvSocketPolicy *aSocketPolicy, uint32 **
                                         uint32 **aMaskedIPList, char ***anInterfaceNameList,
                                         int afIncludeLocalhost);
 
-/// Lists address, net mask and masked address of the interfaces to use: zvSocketGetInterfacesInfos without
-/// names.
+/// Lists address, net mask and masked address of the interfaces to use. It is zvSocketGetInterfacesInfos
+/// without names.
 /// @param aSocketPolicy the policy; NULL restricts nothing
 /// @param anIPList a new list of addresses in network byte order is stored here, which the caller releases
 ///   with free(); may be NULL

@@ -62,9 +62,10 @@ ZVOS_API zvSocketPolicy *zvSocketPolicy_New(uint32 aPolicy, void *aUserData);
 /// @param aSocketPolicy the policy; NULL is ignored
 ZVOS_API void zvSocketPolicy_Delete(zvSocketPolicy *aSocketPolicy);
 
-/// Reads two keys of a section: "QOSDisabled" (0, the default, gives the policy a QoS object) and
-/// "exclude-if" (names or patterns of interfaces that are not used, separated by blanks or commas, in double
-/// quotes where needed). Call it once: a second call replaces, and leaks, what the first made.
+/// Reads the settings of a policy. They are two keys of a section: "QOSDisabled" (0, the default, gives the
+/// policy a QoS object) and "exclude-if" (names or patterns of interfaces that are not used, separated by
+/// blanks or commas, in double quotes where needed). Call it once: a second call replaces, and leaks, what
+/// the first made.
 /// @param aSocketPolicy the policy; NULL asserts
 /// @param aConfigFile the file (zvConfigFile_Open), needed during the call only; NULL stands for an empty one
 /// @param aSection the section
@@ -129,8 +130,9 @@ ZVOS_API void *zvSocketPolicy_GetUserData(zvSocketPolicy *aSocketPolicy);
 /// @return the object, which belongs to the policy; NULL when it has none
 ZVOS_API zvSocketQOS zvSocketPolicy_GetQOS(zvSocketPolicy *aSocketPolicy);
 
-/// The default decision, for replacements to fall back on: accepts when the address the connection was
-/// received on is 0 or in the default address list, loopback included; the source is not looked at.
+/// Decides as a new policy does about a connection, for replacements to fall back on. It accepts when the
+/// address the connection was received on is 0 or in the default address list, loopback included; the source
+/// is not looked at.
 /// @param aSocketPolicy the policy; NULL restricts nothing
 /// @param aSourceIPAddress not looked at
 /// @param aReceivedIPAddress the address of this machine, in network byte order
@@ -138,8 +140,8 @@ ZVOS_API zvSocketQOS zvSocketPolicy_GetQOS(zvSocketPolicy *aSocketPolicy);
 ZVOS_API int zvSocketPolicy_Default_AcceptConnection(zvSocketPolicy *aSocketPolicy, uint32 aSourceIPAddress,
                                                      uint32 aReceivedIPAddress);
 
-/// The default decision, for replacements to fall back on: 127.0.0.1 alone when the policy is loopback only,
-/// else the addresses of the interfaces that are not excluded.
+/// Lists addresses as a new policy does, for replacements to fall back on. They are 127.0.0.1 alone when the
+/// policy is loopback only, else the addresses of the interfaces that are not excluded.
 /// @param aSocketPolicy the policy; NULL restricts nothing
 /// @param anIPAddressList a new list is stored here, in network byte order, which the caller releases with
 ///   free(); set it to NULL before
@@ -148,8 +150,8 @@ ZVOS_API int zvSocketPolicy_Default_AcceptConnection(zvSocketPolicy *aSocketPoli
 ZVOS_API int zvSocketPolicy_Default_GetIPAddressList(zvSocketPolicy *aSocketPolicy, uint32 **anIPAddressList,
                                                      int afIncludeLocalhost);
 
-/// The default decision, for replacements to fall back on: 127.0.0.1 for an address of this machine when the
-/// policy is loopback only.
+/// Maps an address as a new policy does, for replacements to fall back on. It becomes 127.0.0.1 for an
+/// address of this machine when the policy is loopback only.
 /// @param aSocketPolicy the policy; NULL changes nothing
 /// @param anIPAddress the address in network byte order
 /// @return 127.0.0.1 or the address, in network byte order

@@ -84,8 +84,8 @@ ZVOS_API int zvSocketSelect_Select(zvSocketSelect *aSocketSelect, fd_set *aReadS
 
 // For callers with a wait of their own: Prepare before it, Reset after it, on the same set.
 
-/// Adds the trigger to a set, for callers with a wait of their own: Prepare before it, zvSocketSelect_Reset
-/// after it, on the same set.
+/// Adds the trigger to a set, for callers with a wait of their own. They call Prepare before it and
+/// zvSocketSelect_Reset after it, on the same set.
 ///
 /// ```c
 /// int theTrigger = zvSocketSelect_Prepare(theSelect, &theReadSet);

@@ -143,9 +143,10 @@ ZVOS_API uint32 zvThread_GetCurrentThreadID(void);
 /// @logs nothing, but for a bad handle
 ZVOS_API uint32 zvThread_GetID(zvOSThread *aThread);
 
-/// The handler that threads install for SIGSEGV, SIGILL, SIGBUS, SIGABRT and SIGFPE: logs the signal and a
-/// back-trace, puts the default action in its place, waits 2 s for the log to drain and returns. A fault then
-/// repeats and ends the process; a signal that was sent does so the next time. It may be called by hand.
+/// The handler of fatal signals that threads install: for SIGSEGV, SIGILL, SIGBUS, SIGABRT and SIGFPE. It
+/// logs the signal and a back-trace, puts the default action in its place, waits 2 s for the log to drain and
+/// returns. A fault then repeats and ends the process; a signal that was sent does so the next time. It may
+/// be called by hand.
 ///
 /// Whatever breaks or hangs while the report is made, the process ends by the signal that came first, within
 /// 10 s, not counting what a slow log takes for records that it delivers. Signals of the application are held

@@ -40,8 +40,8 @@ ZVOS_API int zvUI_AskToEndUserYesNo(const char *aTitle, const char *aMessage, in
 /// @logs what zvPath_GetApplicationName logs
 ZVOS_API char *zvUI_GetApplicationDisplayName(void);
 
-/// The revision of the program's stamp (zvPath_GetBinaryRevision), in decimal digits; it is not the version
-/// of this library.
+/// The revision of the program's stamp, in decimal digits. It is that of zvPath_GetBinaryRevision, and not
+/// the version of this library.
 /// @return a new text, which the caller releases with free(); NULL when the program has no stamp that can be
 ///   read, or there is no memory
 /// @logs what zvPath_GetBinaryRevision logs
