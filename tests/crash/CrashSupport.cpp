@@ -145,7 +145,7 @@ std::vector<std::string> FramesOfCompleteFile(const Crash &aCrash) {
   for (const std::string &theFrame : theFrames) {
     char theStartOfLine[16];
     const bool fWord = theWords < static_cast<size_t>(kShortestSoundTrace) && theNumber >= theWords;
-    snprintf(theStartOfLine, sizeof theStartOfLine, "%02zu: ", fWord ? theNumber - theWords : theNumber);
+    snprintf(theStartOfLine, sizeof(theStartOfLine), "%02zu: ", fWord ? theNumber - theWords : theNumber);
     EXPECT_THAT(theFrame, StartsWith(theStartOfLine)) << aCrash.All();
     ++theNumber;
   }

@@ -142,8 +142,8 @@ int NewFullPipe() {
   if (pipe(thePipe) != 0) Exit(crash::kExitCannotStart);
   fcntl(thePipe[1], F_SETFL, O_NONBLOCK);
   char theBytes[4096];
-  memset(theBytes, '.', sizeof theBytes);
-  while (write(thePipe[1], theBytes, sizeof theBytes) > 0)
+  memset(theBytes, '.', sizeof(theBytes));
+  while (write(thePipe[1], theBytes, sizeof(theBytes)) > 0)
     continue;
   while (write(thePipe[1], theBytes, 1) > 0)
     continue;
@@ -182,7 +182,7 @@ void CrashWithBrokenOutput() {
 
 void CrashWithFullLog() {
   char theName[32];
-  snprintf(theName, sizeof theName, "/dev/fd/%d", NewFullPipe());
+  snprintf(theName, sizeof(theName), "/dev/fd/%d", NewFullPipe());
   if (zvLog_SetSinkFile(theName) == 0) Exit(crash::kExitCannotStart);
   RunInWorker(CrashBySegv);
 }
@@ -362,7 +362,7 @@ constexpr Mode kModes[] = {
 };
 
 const Mode *FindMode(const char *aName) {
-  const crash::Modes kAll[] = {{kModes, sizeof kModes / sizeof kModes[0]},
+  const crash::Modes kAll[] = {{kModes, sizeof(kModes) / sizeof(kModes[0])},
                                crash::SignalModes(),
                                crash::WritingModes(),
                                crash::TraceModes(),

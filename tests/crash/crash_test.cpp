@@ -206,7 +206,7 @@ std::vector<std::string> ExpectWholeTraces(const Crash &aCrash, const std::vecto
   for (const std::string &theText : theReports[theFirst]) {
     if (theText.rfind("Backtracing this thread", 0) == 0) theHeadline = theText;
     char theStart[16];
-    snprintf(theStart, sizeof theStart, "%02zu: ", theFrame);
+    snprintf(theStart, sizeof(theStart), "%02zu: ", theFrame);
     if (theText.rfind(theStart, 0) == 0) ++theFrame;
     if (theText.rfind("The file ", 0) == 0) fClosed = true;
   }

@@ -141,7 +141,7 @@ bool crash::UnwinderIsLoaded() {
   if (theMaps == nullptr) _exit(crash::kExitCannotStart);
   char theLine[1024];
   bool fLoaded = false;
-  while (fgets(theLine, sizeof theLine, theMaps) != nullptr)
+  while (fgets(theLine, sizeof(theLine), theMaps) != nullptr)
     fLoaded = fLoaded || strstr(theLine, "libgcc_s") != nullptr;
   fclose(theMaps);
   return fLoaded;
@@ -196,7 +196,7 @@ CRASH_VISIBLE void FpeAtTheBarrier(void *) {
 // Crashes when the other one is about to write its trace.
 CRASH_VISIBLE void SegvDuringTheReport(void *) {
   char theName[64];
-  snprintf(theName, sizeof theName, "/tmp/backtrace_%d.txt", static_cast<int>(getpid()));
+  snprintf(theName, sizeof(theName), "/tmp/backtrace_%d.txt", static_cast<int>(getpid()));
   pthread_barrier_wait(&crash::sBarrier);
   while (access(theName, F_OK) != 0)
     sched_yield();

@@ -35,7 +35,7 @@ void Obstruct(Call aCall) {
 }
 
 void NameOwnFile(char (&aName)[512], const char *aNumber = "") {
-  snprintf(aName, sizeof aName, "%s/zvos_crash_%d%s.txt", getenv("ZVOS_CRASH_DIR"),
+  snprintf(aName, sizeof(aName), "%s/zvos_crash_%d%s.txt", getenv("ZVOS_CRASH_DIR"),
            static_cast<int>(getpid()), aNumber);
 }
 
@@ -101,7 +101,7 @@ CRASH_VISIBLE long syscall(long aNumber, ...) noexcept {
     errno = ENOSYS;
     if (sfNoWideClock) return -1;
     const long long theTime[] = {k2105, 0};
-    memcpy(reinterpret_cast<void *>(theArguments[1]), theTime, sizeof theTime);
+    memcpy(reinterpret_cast<void *>(theArguments[1]), theTime, sizeof(theTime));
     return 0;
   }
   return sCall(aNumber, theArguments[0], theArguments[1], theArguments[2], theArguments[3], theArguments[4],
@@ -172,12 +172,12 @@ void CrashWithCall() {
 // The pages of a library cannot be read any more.
 void CrashWithChangedModules() {
   char theName[512];
-  snprintf(theName, sizeof theName, "%s/module.so", getenv("ZVOS_CRASH_DIR"));
+  snprintf(theName, sizeof(theName), "%s/module.so", getenv("ZVOS_CRASH_DIR"));
   if (dlopen(theName, RTLD_NOW) == nullptr) Exit(crash::kExitCannotStart);
   // The start of a thread may read data of the library.
   RunInWorker([](void *) {
     char theNameAgain[512];
-    snprintf(theNameAgain, sizeof theNameAgain, "%s/module.so", getenv("ZVOS_CRASH_DIR"));
+    snprintf(theNameAgain, sizeof(theNameAgain), "%s/module.so", getenv("ZVOS_CRASH_DIR"));
     if (truncate(theNameAgain, 0) != 0) Exit(crash::kExitCannotStart);
     CrashBySegv(nullptr);
   });
@@ -203,5 +203,5 @@ constexpr crash::Mode kModes[] = {
 }  // namespace
 
 crash::Modes crash::FileModes() {
-  return {kModes, sizeof kModes / sizeof kModes[0]};
+  return {kModes, sizeof(kModes) / sizeof(kModes[0])};
 }

@@ -9,7 +9,7 @@ namespace {
 
 __attribute__((constructor)) void HangWhileLoading() {
   const char kLoading[] = "loading\n";
-  if (write(STDERR_FILENO, kLoading, sizeof kLoading - 1) < 0) return;
+  if (write(STDERR_FILENO, kLoading, sizeof(kLoading) - 1) < 0) return;
   for (;;)
     pause();
 }

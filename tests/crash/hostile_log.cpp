@@ -31,7 +31,7 @@ __attribute__((format(printf, 1, 0))) void Append(const char *aFormat, va_list a
   if (sLog != crash::Log::kScripted) return;
 
   char theText[2000];
-  vsnprintf(theText, sizeof theText, aFormat, anArguments);
+  vsnprintf(theText, sizeof(theText), aFormat, anArguments);
   sOnRecord(theText);
   if (write(STDERR_FILENO, theText, strlen(theText)) < 0) Hang();
 }

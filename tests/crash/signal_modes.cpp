@@ -45,7 +45,7 @@ zvOSThread *StartAndAwaitDrain(zvThread_Func aCrash) {
 // The report is being written.
 void AwaitTraceFile(pid_t aProcess) {
   char theName[64];
-  snprintf(theName, sizeof theName, "/tmp/backtrace_%d.txt", static_cast<int>(aProcess));
+  snprintf(theName, sizeof(theName), "/tmp/backtrace_%d.txt", static_cast<int>(aProcess));
   while (access(theName, F_OK) != 0)
     SleepFor(5);
 }
@@ -308,7 +308,7 @@ void TellDeath() {
     if (waitpid(theChild, &theStatus, 0) != theChild) Exit(crash::kExitCannotStart);
     if (WIFSIGNALED(theStatus)) {
       char theName[64];
-      snprintf(theName, sizeof theName, "/tmp/backtrace_%d.txt", static_cast<int>(theChild));
+      snprintf(theName, sizeof(theName), "/tmp/backtrace_%d.txt", static_cast<int>(theChild));
       unlink(theName);
       Tell(WTERMSIG(theStatus) == SIGSEGV ? "died\n" : "died otherwise\n");
       Exit(crash::kExitDone);
@@ -319,7 +319,7 @@ void TellDeath() {
       siginfo_t theInfo;
       ptrace(PTRACE_GETSIGINFO, theChild, nullptr, &theInfo);
       char theText[64];
-      snprintf(theText, sizeof theText, "code %d address %lu\n", theInfo.si_code,
+      snprintf(theText, sizeof(theText), "code %d address %lu\n", theInfo.si_code,
                reinterpret_cast<unsigned long>(theInfo.si_addr));
       Tell(theText);
     }
@@ -358,5 +358,5 @@ constexpr crash::Mode kModes[] = {
 }  // namespace
 
 crash::Modes crash::SignalModes() {
-  return {kModes, sizeof kModes / sizeof kModes[0]};
+  return {kModes, sizeof(kModes) / sizeof(kModes[0])};
 }

@@ -44,8 +44,8 @@ volatile int sSink;
 // Half of the default stack is used when the crash comes.
 CRASH_VISIBLE void CrashOnHalfTheStack(void *) {
   char theLocals[62 * 1024];
-  memset(theLocals, 1, sizeof theLocals);
-  sSink = theLocals[sizeof theLocals / 2];
+  memset(theLocals, 1, sizeof(theLocals));
+  sSink = theLocals[sizeof(theLocals) / 2];
   FaultByWriting();
   sSink = theLocals[0];
 }
@@ -83,7 +83,7 @@ CRASH_VISIBLE CRASH_UNCHECKED void CrashNearTheEnd(void *) {
 // The handler runs on the stack that the thread has brought itself.
 CRASH_VISIBLE void CrashOnOwnSignalStack(void *) {
   static char sStack[64 * 1024];
-  const stack_t theStack = {sStack, 0, sizeof sStack};
+  const stack_t theStack = {sStack, 0, sizeof(sStack)};
   if (sigaltstack(&theStack, nullptr) != 0) Exit(crash::kExitCannotStart);
   volatile char theStart[16] = {};
   sSink = Recurse(theStart);
@@ -252,7 +252,7 @@ void CrashWithFullFiles() {
 // A folder in its place.
 void CrashWithoutAFile() {
   char theName[64];
-  snprintf(theName, sizeof theName, "/tmp/backtrace_%d.txt", static_cast<int>(getpid()));
+  snprintf(theName, sizeof(theName), "/tmp/backtrace_%d.txt", static_cast<int>(getpid()));
   if (mkdir(theName, 0700) != 0) Exit(crash::kExitCannotStart);
   RunInWorker(CrashBySegv);
 }
@@ -286,5 +286,5 @@ constexpr crash::Mode kModes[] = {
 }  // namespace
 
 crash::Modes crash::TraceModes() {
-  return {kModes, sizeof kModes / sizeof kModes[0]};
+  return {kModes, sizeof(kModes) / sizeof(kModes[0])};
 }

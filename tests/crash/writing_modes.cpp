@@ -148,7 +148,7 @@ void ForkAndCrash(void *) {
   int theStatus = 0;
   waitpid(theChild, &theStatus, 0);
   char theName[64];
-  snprintf(theName, sizeof theName, "/tmp/backtrace_%d.txt", static_cast<int>(theChild));
+  snprintf(theName, sizeof(theName), "/tmp/backtrace_%d.txt", static_cast<int>(theChild));
   const bool afReported = unlink(theName) == 0;
   const bool afDead = WIFSIGNALED(theStatus) && WTERMSIG(theStatus) == SIGFPE && Time() - theStart < 5;
   Tell(afReported && afDead ? "the child has reported and died\n" : "the child did otherwise\n");
@@ -207,5 +207,5 @@ constexpr crash::Mode kModes[] = {
 }  // namespace
 
 crash::Modes crash::WritingModes() {
-  return {kModes, sizeof kModes / sizeof kModes[0]};
+  return {kModes, sizeof(kModes) / sizeof(kModes[0])};
 }

@@ -75,7 +75,7 @@ class ElfImage {
   Elf32_Shdr &Section(size_t anIndex) { return mSections.at(anIndex); }
 
   std::string Bytes() const {
-    const std::string theHeader(reinterpret_cast<const char *>(&mHeader), sizeof mHeader);
+    const std::string theHeader(reinterpret_cast<const char *>(&mHeader), sizeof(mHeader));
     const std::string theTable(reinterpret_cast<const char *>(mSections.data()),
                                mSections.size() * sizeof(Elf32_Shdr));
     return mLayout == ElfLayout::kHeadersLast ? theHeader + mData + theTable : theHeader + theTable + mData;

@@ -70,7 +70,7 @@ class OutputPipe {
   void Drain(std::string *aText) const {
     char theBuffer[4096];
     ssize_t theCount;
-    while ((theCount = read(mDescriptors[0], theBuffer, sizeof theBuffer)) > 0) {
+    while ((theCount = read(mDescriptors[0], theBuffer, sizeof(theBuffer))) > 0) {
       aText->append(theBuffer, static_cast<size_t>(theCount));
     }
   }
@@ -191,7 +191,7 @@ std::vector<std::string> EnvironmentWith(const std::vector<std::string> &someAdd
 // The folder of this build: the programs are in its "bin", the libraries in its "lib".
 std::string BuildFolder() {
   char thePath[PATH_MAX] = "";
-  if (readlink("/proc/self/exe", thePath, sizeof thePath - 1) < 0) {
+  if (readlink("/proc/self/exe", thePath, sizeof(thePath) - 1) < 0) {
     ADD_FAILURE() << "readlink: " << strerror(errno);
   }
   return std::filesystem::path(thePath).parent_path().parent_path().string();

@@ -42,14 +42,14 @@ sockaddr_in AddressOf(const char *anAddress, uint16_t aPort) {
 // Nothing in a test waits for ever.
 void LimitWaiting(int aSocket) {
   const timeval theLimit = {kPatience, 0};
-  setsockopt(aSocket, SOL_SOCKET, SO_RCVTIMEO, &theLimit, sizeof theLimit);
-  setsockopt(aSocket, SOL_SOCKET, SO_SNDTIMEO, &theLimit, sizeof theLimit);
+  setsockopt(aSocket, SOL_SOCKET, SO_RCVTIMEO, &theLimit, sizeof(theLimit));
+  setsockopt(aSocket, SOL_SOCKET, SO_SNDTIMEO, &theLimit, sizeof(theLimit));
 }
 
 // False at the end.
 bool Append(int aPipe, std::string &aText) {
   char theBuffer[4096];
-  const ssize_t theCount = read(aPipe, theBuffer, sizeof theBuffer);
+  const ssize_t theCount = read(aPipe, theBuffer, sizeof(theBuffer));
   if (theCount > 0) aText.append(theBuffer, static_cast<size_t>(theCount));
   return theCount > 0 || (theCount < 0 && errno == EINTR);
 }
@@ -132,7 +132,7 @@ std::vector<std::string> Search(const std::string &aText, const std::string &aPa
   }
   regmatch_t theMatches[4];
   if (regexec(&theExpression, aText.c_str(), 4, theMatches, 0) == 0) {
-    for (size_t i = 0; i <= theExpression.re_nsub && i < 4; i++) {
+    for (size_t i = 0; i <= theExpression.re_nsub && i < 4; ++i) {
       const size_t theStart = static_cast<size_t>(theMatches[i].rm_so);
       theGroups.push_back(aText.substr(theStart, static_cast<size_t>(theMatches[i].rm_eo) - theStart));
     }
@@ -286,7 +286,7 @@ RawClient::RawClient(uint16_t aPort, const char *anAddress)
     : mDescriptor(socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0)) {
   const sockaddr_in theAddress = AddressOf(anAddress, aPort);
   LimitWaiting(mDescriptor);
-  if (connect(mDescriptor, reinterpret_cast<const sockaddr *>(&theAddress), sizeof theAddress) != 0) {
+  if (connect(mDescriptor, reinterpret_cast<const sockaddr *>(&theAddress), sizeof(theAddress)) != 0) {
     CloseIfOpen(mDescriptor);
   }
 }
@@ -318,7 +318,7 @@ std::string RawClient::Bytes(size_t aLength) {
   char theBuffer[16384];
   while (theBytes.size() < aLength) {
     const ssize_t theCount =
-        recv(mDescriptor, theBuffer, std::min(sizeof theBuffer, aLength - theBytes.size()), 0);
+        recv(mDescriptor, theBuffer, std::min(sizeof(theBuffer), aLength - theBytes.size()), 0);
     if (theCount <= 0) break;
     theBytes.append(theBuffer, static_cast<size_t>(theCount));
   }
@@ -331,16 +331,16 @@ std::string RawClient::Rest() {
 
 void RawClient::Break() {
   const linger theLinger = {1, 0};
-  setsockopt(mDescriptor, SOL_SOCKET, SO_LINGER, &theLinger, sizeof theLinger);
+  setsockopt(mDescriptor, SOL_SOCKET, SO_LINGER, &theLinger, sizeof(theLinger));
   CloseIfOpen(mDescriptor);
 }
 
 FakeServer::FakeServer(const std::function<void(RawClient &)> &aTalk)
     : mListener(socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0)), mPort(0) {
   sockaddr_in theAddress = AddressOf("127.0.0.1", 0);
-  socklen_t theLength = sizeof theAddress;
+  socklen_t theLength = sizeof(theAddress);
   LimitWaiting(mListener);
-  if (bind(mListener, reinterpret_cast<sockaddr *>(&theAddress), sizeof theAddress) != 0 ||
+  if (bind(mListener, reinterpret_cast<sockaddr *>(&theAddress), sizeof(theAddress)) != 0 ||
       listen(mListener, 5) != 0 ||
       getsockname(mListener, reinterpret_cast<sockaddr *>(&theAddress), &theLength) != 0) {
     ADD_FAILURE() << "no listening socket: " << strerror(errno);

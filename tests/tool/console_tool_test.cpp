@@ -41,7 +41,7 @@ constexpr char kCtrlD[] = "\004";
 bool IsSame(const termios &aTermios, const termios &anOther) {
   return aTermios.c_iflag == anOther.c_iflag && aTermios.c_oflag == anOther.c_oflag &&
          aTermios.c_cflag == anOther.c_cflag && aTermios.c_lflag == anOther.c_lflag &&
-         memcmp(aTermios.c_cc, anOther.c_cc, sizeof aTermios.c_cc) == 0;
+         memcmp(aTermios.c_cc, anOther.c_cc, sizeof(aTermios.c_cc)) == 0;
 }
 
 // Whether a child of a process has died and was not waited for.
@@ -180,9 +180,9 @@ class OnTerminal : public ::testing::Test {
       _exit(ExecZvos(anArguments));
     }
     int theStatus = -1;
-    if (write(aReports, &theProgram, sizeof theProgram) != sizeof theProgram) _exit(126);
+    if (write(aReports, &theProgram, sizeof(theProgram)) != sizeof(theProgram)) _exit(126);
     while (waitpid(theProgram, &theStatus, WUNTRACED) == theProgram) {
-      if (write(aReports, &theStatus, sizeof theStatus) != sizeof theStatus) _exit(126);
+      if (write(aReports, &theStatus, sizeof(theStatus)) != sizeof(theStatus)) _exit(126);
     }
     for (;;)
       pause();
@@ -190,7 +190,7 @@ class OnTerminal : public ::testing::Test {
 
   // Waits for it; false when the leader has died.
   bool TakeReport(int &aReport) const {
-    return read(mReports, &aReport, sizeof aReport) == static_cast<ssize_t>(sizeof aReport);
+    return read(mReports, &aReport, sizeof(aReport)) == static_cast<ssize_t>(sizeof(aReport));
   }
 
   // The leader, and what is left of the program.
@@ -208,7 +208,7 @@ class OnTerminal : public ::testing::Test {
     pollfd thePoll = {mMaster, POLLIN, 0};
     if (poll(&thePoll, 1, aMilliseconds) <= 0) return false;
     char theBuffer[4096];
-    const ssize_t theCount = read(mMaster, theBuffer, sizeof theBuffer);
+    const ssize_t theCount = read(mMaster, theBuffer, sizeof(theBuffer));
     if (theCount > 0) mOutput.append(theBuffer, static_cast<size_t>(theCount));
     return theCount > 0;
   }

@@ -44,7 +44,7 @@ std::string Output(const std::string &aCommand) {
   FILE *const thePipe = popen(aCommand.c_str(), "r");
   std::string theText;
   char theBuffer[4096];
-  for (size_t theCount; (theCount = fread(theBuffer, 1, sizeof theBuffer, thePipe)) > 0;)
+  for (size_t theCount; (theCount = fread(theBuffer, 1, sizeof(theBuffer), thePipe)) > 0;)
     theText.append(theBuffer, theCount);
   pclose(thePipe);
   return theText;

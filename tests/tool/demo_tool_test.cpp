@@ -28,9 +28,9 @@ using namespace zvtest;
 // The checksum by definition, bit after bit; a table spares the inner loop.
 uint32_t ChecksumOf(const std::string &aText) {
   std::array<uint32_t, 256> theTable = {};
-  for (uint32_t theByte = 0; theByte < 256; theByte++) {
+  for (uint32_t theByte = 0; theByte < 256; ++theByte) {
     uint32_t theRest = theByte;
-    for (int i = 0; i < 8; i++)
+    for (int i = 0; i < 8; ++i)
       theRest = (theRest >> 1) ^ ((theRest & 1) != 0 ? 0xEDB88320 : 0);
     theTable[theByte] = theRest;
   }
@@ -43,7 +43,7 @@ uint32_t ChecksumOf(const std::string &aText) {
 
 std::string Hexadecimal(uint32_t aNumber) {
   char theText[9];
-  snprintf(theText, sizeof theText, "%08x", static_cast<unsigned>(aNumber));
+  snprintf(theText, sizeof(theText), "%08x", static_cast<unsigned>(aNumber));
   return theText;
 }
 

@@ -302,7 +302,7 @@ std::string OnTerminal(const std::vector<std::string> &anArguments, int *aStatus
   std::string theOutput;
   char theBuffer[4096];
   ssize_t theCount = 0;
-  while ((theCount = read(theTerminal, theBuffer, sizeof theBuffer)) > 0) {
+  while ((theCount = read(theTerminal, theBuffer, sizeof(theBuffer))) > 0) {
     theOutput.append(theBuffer, static_cast<size_t>(theCount));
     aWatch(theOutput);
   }
@@ -322,7 +322,7 @@ void SendSlowly(RawClient &aClient, const std::atomic<bool> &afSeen, const std::
   aClient.Line();
   aClient.Send("data 1000\n");
   int theCount = 0;
-  for (; theCount < 1000 && !afSeen; theCount++) {
+  for (; theCount < 1000 && !afSeen; ++theCount) {
     aClient.Send("x");
     std::this_thread::sleep_for(std::chrono::milliseconds(5));
   }

@@ -65,7 +65,7 @@ bool RouteGroupsThroughLoopback() {
     sockaddr_in theAddress = {};
     theAddress.sin_family = AF_INET;
     theAddress.sin_addr.s_addr = inet_addr(aText);
-    memcpy(&anAddress, &theAddress, sizeof theAddress);
+    memcpy(&anAddress, &theAddress, sizeof(theAddress));
   };
   fnSet(theRoute.rt_dst, "224.0.0.0");
   fnSet(theRoute.rt_genmask, "240.0.0.0");
@@ -86,7 +86,7 @@ bool AskForNeighbour(const char *anAddress) {
   theAddress.sin_addr.s_addr = inet_addr(anAddress);
   const int theSocket = socket(AF_INET, SOCK_DGRAM, 0);
   const bool afDone =
-      sendto(theSocket, "", 1, 0, reinterpret_cast<sockaddr *>(&theAddress), sizeof theAddress) == 1;
+      sendto(theSocket, "", 1, 0, reinterpret_cast<sockaddr *>(&theAddress), sizeof(theAddress)) == 1;
   close(theSocket);
   return afDone;
 }
@@ -122,7 +122,7 @@ class JsonReader {
   char Next() const { return mPlace < mText.size() ? mText[mPlace] : '\0'; }
   void Blanks() {
     while (Next() != '\0' && strchr(" \t\r\n", Next()) != nullptr)
-      mPlace++;
+      ++mPlace;
   }
   bool Take(const std::string &aText) {
     Blanks();
@@ -132,16 +132,16 @@ class JsonReader {
   }
   bool Text() {
     if (!Take("\"")) return false;
-    for (; Next() != '"'; mPlace++) {
+    for (; Next() != '"'; ++mPlace) {
       if (static_cast<unsigned char>(Next()) < 0x20) return false;
       if (Next() != '\\') continue;
-      mPlace++;
+      ++mPlace;
       if (Next() == '\0' || strchr("\"\\/bfnrtu", Next()) == nullptr) return false;
       if (Next() != 'u') continue;
-      for (int i = 0; i < 4; i++)
+      for (int i = 0; i < 4; ++i)
         if (mPlace++, !isxdigit(static_cast<unsigned char>(Next()))) return false;
     }
-    mPlace++;
+    ++mPlace;
     return true;
   }
   bool Member() { return Text() && Take(":") && Value(); }
@@ -247,7 +247,7 @@ TEST(Net, JsonEscapesWhatNamesContain) {
   const ChildResult theResult = ZvosInOwnNetwork({"net", "--json"}, [] {
     const char kHostName[] = "a\"b\\\n\x01\x7f \xc3\xa4\xff\xe0\x80\x80\xf0\x9f\x98\x80";
     return Rename("lo", "q\"\\\xc3\xa4\xc3") && SwitchOn("q\"\\\xc3\xa4\xc3") &&
-           sethostname(kHostName, sizeof kHostName - 1) == 0;
+           sethostname(kHostName, sizeof(kHostName) - 1) == 0;
   });
   SKIP_WHEN_NOT_POSSIBLE(theResult);
   EXPECT_TRUE(JsonReader::IsJson(theResult.mOutput)) << theResult.mOutput;
@@ -330,13 +330,13 @@ int WatchZvos(const std::vector<std::string> &anArguments) {
   const int theSniffer = socket(AF_PACKET, SOCK_DGRAM, htons(ETH_P_IP));
   const timeval thePatience = {10, 0};
   if (theSniffer < 0 || !SwitchOn("lo") || !RouteGroupsThroughLoopback()) return kNotPossible;
-  setsockopt(theSniffer, SOL_SOCKET, SO_RCVTIMEO, &thePatience, sizeof thePatience);
+  setsockopt(theSniffer, SOL_SOCKET, SO_RCVTIMEO, &thePatience, sizeof(thePatience));
   const pid_t theChild = fork();
   if (theChild == 0) _exit(ExecZvos(anArguments));
   int theStatus = -1;
   waitpid(theChild, &theStatus, 0);
   unsigned char thePacket[256];
-  while (recv(theSniffer, thePacket, sizeof thePacket, 0) >= 28) {
+  while (recv(theSniffer, thePacket, sizeof(thePacket), 0) >= 28) {
     if (thePacket[9] != IPPROTO_IGMP) continue;
     const unsigned char *theMessage = thePacket + (thePacket[0] & 15) * 4;
     printf("to %u.%u.%u.%u: %02x %02x, %02x %02x %02x %02x\n", thePacket[16], thePacket[17], thePacket[18],

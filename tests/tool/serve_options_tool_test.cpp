@@ -92,19 +92,19 @@ bool WatchPacketsFrom(uint16_t aPort, int aSniffer) {
       BPF_STMT(BPF_RET | BPF_K, 2048),                   // the packet
       BPF_STMT(BPF_RET | BPF_K, 0),                      // nothing of it
   };
-  const sock_fprog theFilter = {sizeof theProgram / sizeof theProgram[0], theProgram};
+  const sock_fprog theFilter = {sizeof(theProgram) / sizeof(theProgram[0]), theProgram};
   sockaddr_ll theAddress = {};
   theAddress.sll_family = AF_PACKET;
   theAddress.sll_protocol = htons(ETH_P_IP);
-  return setsockopt(aSniffer, SOL_SOCKET, SO_ATTACH_FILTER, &theFilter, sizeof theFilter) == 0 &&
-         bind(aSniffer, reinterpret_cast<sockaddr *>(&theAddress), sizeof theAddress) == 0;
+  return setsockopt(aSniffer, SOL_SOCKET, SO_ATTACH_FILTER, &theFilter, sizeof(theFilter)) == 0 &&
+         bind(aSniffer, reinterpret_cast<sockaddr *>(&theAddress), sizeof(theAddress)) == 0;
 }
 
 TEST_F(ServeOptions, TrafficIsMarkedWithTheClass) {
   const int theSniffer = socket(AF_PACKET, SOCK_DGRAM | SOCK_CLOEXEC, 0);  // watches nothing yet
   if (theSniffer < 0) GTEST_SKIP() << "packets cannot be watched here: " << strerror(errno);
   const timeval thePatience = {10, 0};
-  setsockopt(theSniffer, SOL_SOCKET, SO_RCVTIMEO, &thePatience, sizeof thePatience);
+  setsockopt(theSniffer, SOL_SOCKET, SO_RCVTIMEO, &thePatience, sizeof(thePatience));
   const auto theServer = Start({"--qos", "background"});
   const uint16_t thePort = theServer->Port();
   ASSERT_TRUE(WatchPacketsFrom(thePort, theSniffer)) << strerror(errno);
@@ -113,7 +113,7 @@ TEST_F(ServeOptions, TrafficIsMarkedWithTheClass) {
   // The packet in which the greeting comes.
   for (;;) {
     unsigned char thePacket[2048];
-    const ssize_t theCount = recv(theSniffer, thePacket, sizeof thePacket, 0);
+    const ssize_t theCount = recv(theSniffer, thePacket, sizeof(thePacket), 0);
     ASSERT_GT(theCount, 0) << "the packet was not seen";
     const size_t theHeader = (thePacket[0] & 15u) * 4u;
     const std::string theText(thePacket, thePacket + theCount);

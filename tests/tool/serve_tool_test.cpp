@@ -190,7 +190,7 @@ TEST_F(Serve, ClientThatDiesHarmsNobody) {
   RawClient theSurvivor(theServer->Port());
   EXPECT_EQ(kReady, theSurvivor.Line());
   theSurvivor.Send("get big\n");
-  for (int i = 0; i < 5; i++) {
+  for (int i = 0; i < 5; ++i) {
     RawClient theClient(theServer->Port());
     EXPECT_EQ(kReady, theClient.Line());
     theClient.Send("get big\n");
@@ -213,7 +213,7 @@ TEST_F(Serve, ClientsThatDoNotReadDelayNobody) {
   WriteWholeFile(Served("big"), SomeBytes(kBigSize));
   const auto theServer = Start();
   std::vector<std::unique_ptr<RawClient>> theStuckOnes;
-  for (int i = 0; i < 20; i++) {
+  for (int i = 0; i < 20; ++i) {
     theStuckOnes.push_back(std::make_unique<RawClient>(theServer->Port()));
     EXPECT_EQ(kReady, theStuckOnes.back()->Line());
     theStuckOnes.back()->Send(i % 2 == 0 ? "get big\n" : "get half a request");
@@ -259,7 +259,7 @@ TEST_F(Serve, ManyClientsAtATimeAreAllServed) {
   const auto theServer = Start();
   const uint16_t thePort = theServer->Port();
   std::vector<std::unique_ptr<RawClient>> theClients;
-  for (int i = 0; i < 200; i++)
+  for (int i = 0; i < 200; ++i)
     theClients.push_back(std::make_unique<RawClient>(thePort));
   for (const auto &theClient : theClients)
     theClient->Send("get file\n");
@@ -284,7 +284,7 @@ TEST_F(Serve, OneClientTooManyIsToldThatTheServerIsBusy) {
   }
   EXPECT_TRUE(theServer->WaitForOutput("broken off: left without a request\n"));
   // Each is gone for the server when it has ended for its caller.
-  for (int i = 0; i < 10; i++)
+  for (int i = 0; i < 10; ++i)
     ExpectServing(*theServer);
 }
 

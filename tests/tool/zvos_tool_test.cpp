@@ -50,7 +50,7 @@ std::string OutputOnTerminal(const std::string &aCommand, int *aStatus) {
   std::string theOutput;
   char theBuffer[4096];
   ssize_t theCount = 0;
-  while ((theCount = read(theTerminal, theBuffer, sizeof theBuffer)) > 0) {
+  while ((theCount = read(theTerminal, theBuffer, sizeof(theBuffer))) > 0) {
     theOutput.append(theBuffer, static_cast<size_t>(theCount));
   }
   close(theTerminal);

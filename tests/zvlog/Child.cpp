@@ -32,7 +32,7 @@ bool Collect(int anOutput, int anError, Ending *anEnding) {
     for (int theIndex = 0; theIndex < 2; ++theIndex) {
       if (thePipes[theIndex].fd < 0 || thePipes[theIndex].revents == 0) continue;
       char theBlock[4096];
-      const ssize_t theCount = read(thePipes[theIndex].fd, theBlock, sizeof theBlock);
+      const ssize_t theCount = read(thePipes[theIndex].fd, theBlock, sizeof(theBlock));
       if (theCount > 0) {
         theTexts[theIndex]->append(theBlock, static_cast<size_t>(theCount));
       } else {

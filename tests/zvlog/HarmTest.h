@@ -84,7 +84,7 @@ class Pipe {
     char theBlock[4096];
     pollfd thePoll = {mEnds[0], POLLIN, 0};
     while (poll(&thePoll, 1, 0) > 0) {
-      const ssize_t theCount = read(mEnds[0], theBlock, sizeof theBlock);
+      const ssize_t theCount = read(mEnds[0], theBlock, sizeof(theBlock));
       if (theCount <= 0) break;
       theText.append(theBlock, static_cast<size_t>(theCount));
     }

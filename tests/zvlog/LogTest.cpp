@@ -76,7 +76,7 @@ std::vector<std::string> CaughtStandardError::Writes() {
   std::vector<std::string> theWrites;
   for (;;) {
     char theBuffer[8192];
-    const ssize_t theCount = recv(mReader, theBuffer, sizeof theBuffer, MSG_DONTWAIT);
+    const ssize_t theCount = recv(mReader, theBuffer, sizeof(theBuffer), MSG_DONTWAIT);
     if (theCount <= 0) return theWrites;
     theWrites.emplace_back(theBuffer, static_cast<size_t>(theCount));
   }

@@ -190,7 +190,7 @@ TEST_F(ConfigFile, ThatAWriterKeepsFillingIsRefused) {
   EXPECT_EQ((Texts{"zvConfigFile: cannot read '" + theFifo + "' (it is no regular file)"}),
             TextsOf(mError.Writes()));
   char theRead[4];
-  EXPECT_EQ(4, read(theWriter, theRead, sizeof theRead)) << "something was taken out of the pipe";
+  EXPECT_EQ(4, read(theWriter, theRead, sizeof(theRead))) << "something was taken out of the pipe";
   close(theWriter);
 }
 

@@ -26,7 +26,7 @@ TEST(Convert, ReadsWhatPrintfWrites) {
        {uintptr_t{0}, uintptr_t{1}, uintptr_t{0xabcdef}, UINTPTR_MAX / 2, UINTPTR_MAX}) {
     void *theExpected = reinterpret_cast<void *>(theAddress);
     char theText[64];
-    snprintf(theText, sizeof theText, "%p", theExpected);
+    snprintf(theText, sizeof(theText), "%p", theExpected);
     void *thePointer = kUntouched;
     EXPECT_EQ(kzvConvertError_None, zvConvert_strtoptr(theText, &thePointer)) << theText;
     EXPECT_EQ(theExpected, thePointer) << theText;

@@ -76,33 +76,33 @@ TEST(QuotedList, NothingOrOnlySeparatorsHaveNoNames) {
 TEST(QuotedList, OnlyTheGivenPartIsLookedAt) {
   char theText[] = "one two three four";
   EXPECT_EQ((Texts{"two", "three"}), Names(theText, 4, 9));
-  EXPECT_EQ(0, memcmp("one two\0three\0four", theText, sizeof theText));
+  EXPECT_EQ(0, memcmp("one two\0three\0four", theText, sizeof(theText)));
 }
 
 TEST(QuotedList, NameAtTheEndOfThePartIsTerminatedThere) {
   char theBare[] = "ab,cdef";
   EXPECT_EQ((Texts{"ab", "cd"}), Names(theBare, 0, 5));
-  EXPECT_EQ(0, memcmp("ab\0cd\0f", theBare, sizeof theBare));
+  EXPECT_EQ(0, memcmp("ab\0cd\0f", theBare, sizeof(theBare)));
 
   char theUnclosed[] = "\"cdef";
   EXPECT_EQ((Texts{"cd"}), Names(theUnclosed, 0, 3));
-  EXPECT_EQ(0, memcmp("\"cd\0f", theUnclosed, sizeof theUnclosed));
+  EXPECT_EQ(0, memcmp("\"cd\0f", theUnclosed, sizeof(theUnclosed)));
 }
 
 TEST(QuotedList, NothingIsWrittenBehindThePartOtherwise) {
   char theQuoted[] = "\"cd\"ef";
   EXPECT_EQ((Texts{"cd"}), Names(theQuoted, 0, 4));
-  EXPECT_EQ(0, memcmp("\"cd\0ef", theQuoted, sizeof theQuoted));
+  EXPECT_EQ(0, memcmp("\"cd\0ef", theQuoted, sizeof(theQuoted)));
 
   char theSeparated[] = "cd ,ef";
   EXPECT_EQ((Texts{"cd"}), Names(theSeparated, 0, 4));
-  EXPECT_EQ(0, memcmp("cd\0,ef", theSeparated, sizeof theSeparated));
+  EXPECT_EQ(0, memcmp("cd\0,ef", theSeparated, sizeof(theSeparated)));
 }
 
 TEST(QuotedList, TextEndsAtANul) {
   char theText[] = "ab cd\0ef gh";
-  EXPECT_EQ((Texts{"ab", "cd"}), Names(theText, 0, sizeof theText - 1));
-  EXPECT_EQ(0, memcmp("ab\0cd\0ef gh", theText, sizeof theText));
+  EXPECT_EQ((Texts{"ab", "cd"}), Names(theText, 0, sizeof(theText) - 1));
+  EXPECT_EQ(0, memcmp("ab\0cd\0ef gh", theText, sizeof(theText)));
 }
 
 TEST(QuotedList, NullTextHasNoNames) {

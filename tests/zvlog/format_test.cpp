@@ -25,7 +25,7 @@ class Format : public LogTest {
     char theExpected[1000];
     va_list theCopy;
     va_copy(theCopy, theArguments);
-    vsnprintf(theExpected, sizeof theExpected, aFormat, theCopy);
+    vsnprintf(theExpected, sizeof(theExpected), aFormat, theCopy);
     va_end(theCopy);
     zvLogData *theData = zvLog_Begin(kzvLogLevel_Error, 0);
     zvLog_Append_VF(aFormat, theArguments);

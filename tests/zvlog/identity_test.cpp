@@ -221,7 +221,7 @@ TEST_F(Identity, IsKept) {
         BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_ALLOW),
         BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_KILL),
     };
-    const sock_fprog theProgram = {sizeof theFilter / sizeof theFilter[0], theFilter};
+    const sock_fprog theProgram = {sizeof(theFilter) / sizeof(theFilter[0]), theFilter};
     prctl(PR_SET_NO_NEW_PRIVS, 1, 0, 0, 0);
     if (prctl(PR_SET_SECCOMP, SECCOMP_MODE_FILTER, &theProgram) != 0) return 77;
     for (int theRound = 0; theRound < 3; ++theRound)

@@ -90,10 +90,10 @@ TEST(Text, IsCopiedUpToALength) {
 
 TEST(Text, FormattedIntoABufferIsAlwaysTerminated) {
   char theBuffer[8];
-  memset(theBuffer, 'x', sizeof theBuffer);
-  EXPECT_EQ(3, zv_snprintf(theBuffer, sizeof theBuffer, "%d", 123));
+  memset(theBuffer, 'x', sizeof(theBuffer));
+  EXPECT_EQ(3, zv_snprintf(theBuffer, sizeof(theBuffer), "%d", 123));
   EXPECT_STREQ("123", theBuffer);
-  EXPECT_EQ(10, zv_snprintf(theBuffer, sizeof theBuffer, "%s", "0123456789"));
+  EXPECT_EQ(10, zv_snprintf(theBuffer, sizeof(theBuffer), "%s", "0123456789"));
   EXPECT_STREQ("0123456", theBuffer);
   EXPECT_EQ(4, zv_snprintf(theBuffer, 1, "%s", "0123"));
   EXPECT_STREQ("", theBuffer);
@@ -109,7 +109,7 @@ TEST(Text, FormattedIntoNoRoomTellsItsLength) {
 
 TEST(Text, ThatCannotBeFormattedLeavesAnEmptyBuffer) {
   char theBuffer[32] = "old";
-  EXPECT_GT(0, zv_snprintf(theBuffer, sizeof theBuffer, "new %ls", L"\x7fffffff"));
+  EXPECT_GT(0, zv_snprintf(theBuffer, sizeof(theBuffer), "new %ls", L"\x7fffffff"));
   EXPECT_STREQ("", theBuffer);
   EXPECT_EQ(nullptr, zv_mnprintf("new %ls", L"\x7fffffff"));
 }
@@ -120,7 +120,7 @@ TEST(Text, NullFormatIsAFailure) {
 #pragma GCC diagnostic push
 #pragma GCC diagnostic ignored "-Wformat-nonliteral"
 #pragma GCC diagnostic ignored "-Wformat-security"
-  EXPECT_GT(0, zv_snprintf(theBuffer, sizeof theBuffer, theNoFormat));
+  EXPECT_GT(0, zv_snprintf(theBuffer, sizeof(theBuffer), theNoFormat));
   EXPECT_STREQ("", theBuffer);
   EXPECT_EQ(nullptr, zv_mnprintf(theNoFormat));
 #pragma GCC diagnostic pop

@@ -46,7 +46,7 @@ TEST_F(Harm, PipeThatIsReadSlowlyLosesNothing) {
   std::thread theReader([&thePipe] {
     std::this_thread::sleep_for(std::chrono::milliseconds(30));
     char theBlock[8192];
-    EXPECT_LT(0, read(thePipe.Reader(), theBlock, sizeof theBlock));
+    EXPECT_LT(0, read(thePipe.Reader(), theBlock, sizeof(theBlock)));
   });
   {
     const AsStandardError theError(thePipe.Writer());
@@ -72,9 +72,9 @@ TEST_F(Harm, NamedPipeAsStandardErrorThatNobodyReadsHoldsTheProgramShortly) {
       const AsStandardError theError(theWriter);
       if (TimeOf([] { LogError("lost"); }) > kLongTime) return 2;
       char theBlock[65536];
-      if (read(theReader, theBlock, sizeof theBlock) <= 0) return 3;
+      if (read(theReader, theBlock, sizeof(theBlock)) <= 0) return 3;
       LogError("back");
-      const ssize_t theCount = read(theReader, theBlock, sizeof theBlock);
+      const ssize_t theCount = read(theReader, theBlock, sizeof(theBlock));
       const Texts theExpected = {LossText(1, EAGAIN), "back"};
       const std::string theText(theBlock, static_cast<size_t>(theCount > 0 ? theCount : 0));
       return TextsOf(ParseAll(theText)) == theExpected ? 0 : 4;
@@ -92,7 +92,7 @@ TEST_F(Harm, ManyThreadsOnAFullPipeAreAllHeldShortly) {
     for (int theIndex = 0; theIndex < 8; ++theIndex)
       theThreads.emplace_back([] { LogError(std::string(900, 'y')); });
     char theBlock[4096];  // room for four records
-    EXPECT_LT(0, read(thePipe.Reader(), theBlock, sizeof theBlock));
+    EXPECT_LT(0, read(thePipe.Reader(), theBlock, sizeof(theBlock)));
     for (std::thread &theThread : theThreads)
       theThread.join();
   });
@@ -137,7 +137,7 @@ class PseudoTerminal {
     char theBlock[4096];
     pollfd thePoll = {mMaster, POLLIN, 0};
     while (poll(&thePoll, 1, 50) > 0) {
-      const ssize_t theCount = read(mMaster, theBlock, sizeof theBlock);
+      const ssize_t theCount = read(mMaster, theBlock, sizeof(theBlock));
       if (theCount <= 0) break;
       theText.append(theBlock, static_cast<size_t>(theCount));
     }

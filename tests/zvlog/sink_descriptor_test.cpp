@@ -35,7 +35,7 @@ TEST_F(Harm, NamedPipeWithAReaderIsWrittenAndItsReaderMayGo) {
     if (zvLog_SetSinkFile(Path().c_str()) == 0) return 1;
     LogError("text");
     char theBlock[4096];
-    const ssize_t theCount = read(theReader, theBlock, sizeof theBlock);
+    const ssize_t theCount = read(theReader, theBlock, sizeof(theBlock));
     if (theCount <= 0 || Parse(std::string(theBlock, static_cast<size_t>(theCount))).mText != "text")
       return 2;
     close(theReader);

@@ -28,8 +28,8 @@ class LogSocket {
       : mPath(aPath), mSocket(socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0)) {
     sockaddr_un theAddress = {};
     theAddress.sun_family = AF_UNIX;
-    aPath.copy(theAddress.sun_path, sizeof theAddress.sun_path - 1);
-    mfBound = bind(mSocket, reinterpret_cast<const sockaddr *>(&theAddress), sizeof theAddress) == 0;
+    aPath.copy(theAddress.sun_path, sizeof(theAddress.sun_path) - 1);
+    mfBound = bind(mSocket, reinterpret_cast<const sockaddr *>(&theAddress), sizeof(theAddress)) == 0;
   }
   ~LogSocket() {
     close(mSocket);
@@ -44,7 +44,7 @@ class LogSocket {
     Texts theMessages;
     for (;;) {
       char theBuffer[8192];
-      const ssize_t theCount = recv(mSocket, theBuffer, sizeof theBuffer, MSG_DONTWAIT);
+      const ssize_t theCount = recv(mSocket, theBuffer, sizeof(theBuffer), MSG_DONTWAIT);
       if (theCount < 0) return theMessages;
       theMessages.emplace_back(theBuffer, static_cast<size_t>(theCount));
     }

@@ -54,7 +54,7 @@ static unsigned long PrivateMemoryOf(const char *aLibrary, int aMap) {
   dl_iterate_phdr(FindLibrary, &theExtent);
   for (thePage = theExtent.mBegin / thePageSize; thePage * thePageSize < theExtent.mEnd; ++thePage) {
     uint64 theEntry;
-    if (pread(aMap, &theEntry, sizeof theEntry, (off_t)(thePage * sizeof theEntry)) != sizeof theEntry)
+    if (pread(aMap, &theEntry, sizeof(theEntry), (off_t)(thePage * sizeof(theEntry))) != sizeof(theEntry))
       return 0;
     if ((theEntry & kPresent) == 0) continue;
     theMapped += thePageSize;

@@ -27,7 +27,7 @@ class Terminal {
   Terminal() : mKeyboard(posix_openpt(O_RDWR | O_NOCTTY | O_CLOEXEC)) {
     char theName[PATH_MAX] = "";
     mfUsable = mKeyboard >= 0 && grantpt(mKeyboard) == 0 && unlockpt(mKeyboard) == 0 &&
-               ptsname_r(mKeyboard, theName, sizeof theName) == 0;
+               ptsname_r(mKeyboard, theName, sizeof(theName)) == 0;
     if (mfUsable) mDevice = net::Socket(open(theName, O_RDWR | O_NOCTTY | O_CLOEXEC));
     mfUsable = mfUsable && mDevice >= 0;
   }
@@ -45,7 +45,7 @@ class Terminal {
     pollfd theScreen = {mKeyboard, POLLIN, 0};
     while (theText.size() < aLength && poll(&theScreen, 1, 10000) == 1) {
       char theBuffer[100];
-      const ssize_t theCount = read(mKeyboard, theBuffer, sizeof theBuffer);
+      const ssize_t theCount = read(mKeyboard, theBuffer, sizeof(theBuffer));
       if (theCount <= 0) break;
       theText.append(theBuffer, static_cast<size_t>(theCount));
     }
@@ -208,7 +208,7 @@ TEST(ConsoleTest, OnlyTheBitsOfTheCallAndTheRuleOfReadingChange) {
         EXPECT_EQ(theExpected.c_iflag, theActual.c_iflag);
         EXPECT_EQ(theExpected.c_oflag, theActual.c_oflag);
         EXPECT_EQ(theExpected.c_cflag, theActual.c_cflag);
-        EXPECT_EQ(0, memcmp(theExpected.c_cc, theActual.c_cc, sizeof theExpected.c_cc));
+        EXPECT_EQ(0, memcmp(theExpected.c_cc, theActual.c_cc, sizeof(theExpected.c_cc)));
       }
     }
   });
@@ -362,7 +362,7 @@ TEST(ConsoleTest, OpenConsoleDoesNothingInAnyMode) {
     }).Join();
     const termios theSettings = theTerminal.Settings();
     EXPECT_EQ(theOldSettings.c_lflag, theSettings.c_lflag);
-    EXPECT_EQ(0, memcmp(theOldSettings.c_cc, theSettings.c_cc, sizeof theSettings.c_cc));
+    EXPECT_EQ(0, memcmp(theOldSettings.c_cc, theSettings.c_cc, sizeof(theSettings.c_cc)));
   });
 }
 

@@ -306,7 +306,7 @@ std::string ForeignMachine() {
 #else
   constexpr ElfW(Half) kMachine = sizeof(void *) == 8 ? EM_AARCH64 : EM_ARM;
 #endif
-  return std::string(reinterpret_cast<const char *>(&kMachine), sizeof kMachine);
+  return std::string(reinterpret_cast<const char *>(&kMachine), sizeof(kMachine));
 }
 
 TEST_F(Plugin, APluginForAnotherProcessorIsReportedAsSuchWhenErrnoSaysSo) {

@@ -91,13 +91,13 @@ TEST_F(ProcessTest, AReadWithNothingThereYetDoesNotWait) {
   const Gate theGate;
   const Process theProcess(theGate.Wait() + "; echo hello", zvProcessOpenMode_Read);
   char theBuffer[100];
-  EXPECT_EQ(0, zvProcess_Read(theProcess.Handle(), theBuffer, sizeof theBuffer));
-  EXPECT_EQ(0, zvProcess_Read(theProcess.Handle(), theBuffer, sizeof theBuffer));
+  EXPECT_EQ(0, zvProcess_Read(theProcess.Handle(), theBuffer, sizeof(theBuffer)));
+  EXPECT_EQ(0, zvProcess_Read(theProcess.Handle(), theBuffer, sizeof(theBuffer)));
   theGate.Open();
-  ASSERT_EQ(6, theProcess.Read(theBuffer, sizeof theBuffer));
+  ASSERT_EQ(6, theProcess.Read(theBuffer, sizeof(theBuffer)));
   EXPECT_EQ("hello\n", std::string(theBuffer, 6));
-  EXPECT_EQ(kzvProcessStatus_EOS, theProcess.Read(theBuffer, sizeof theBuffer));
-  EXPECT_EQ(kzvProcessStatus_EOS, theProcess.Read(theBuffer, sizeof theBuffer));
+  EXPECT_EQ(kzvProcessStatus_EOS, theProcess.Read(theBuffer, sizeof(theBuffer)));
+  EXPECT_EQ(kzvProcessStatus_EOS, theProcess.Read(theBuffer, sizeof(theBuffer)));
 }
 
 TEST_F(ProcessTest, AReadTakesNoMoreThanItIsAskedFor) {

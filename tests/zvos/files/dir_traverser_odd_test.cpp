@@ -111,8 +111,8 @@ TEST_F(DirTraverserOdd, PipesSocketsDevicesAndBadLinksAreSkipped) {
   const int theSocket = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
   sockaddr_un theAddress = {};
   theAddress.sun_family = AF_UNIX;
-  strncpy(theAddress.sun_path, mTree.At("socket").c_str(), sizeof theAddress.sun_path - 1);
-  ASSERT_EQ(0, bind(theSocket, reinterpret_cast<const sockaddr *>(&theAddress), sizeof theAddress));
+  strncpy(theAddress.sun_path, mTree.At("socket").c_str(), sizeof(theAddress.sun_path) - 1);
+  ASSERT_EQ(0, bind(theSocket, reinterpret_cast<const sockaddr *>(&theAddress), sizeof(theAddress)));
   close(theSocket);
   mTree.MakeFile("file");
   mTree.MakeLink("to_device", "/dev/null");

@@ -16,7 +16,7 @@ int ZvTestSectionNameFromC(const char *aFilePath) {
   int theResult;
   if (zvFile_Open(aFilePath, zvFileOpenMode_Read, 0, &theFD) != 0) return 1;
   theElfHeader.e_shoff = 4096;
-  theElfHeader.e_shentsize = sizeof theSection;
+  theElfHeader.e_shentsize = sizeof(theSection);
   theResult = Elf_ReadSectionHeader(theFD, &theElfHeader, 1, &theSection);
   theSection.sh_offset = 4096;
   theSection.sh_size = 1;

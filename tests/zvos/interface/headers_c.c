@@ -111,7 +111,7 @@ int ZvTestPrintAddressesFromC(char *aText, size_t aSize);
 int ZvTestPrintAddressesFromC(char *aText, size_t aSize) {
   static const uint8 kBytes[4] = {1, 2, 253, 254};
   uint32 theVariable;
-  memcpy(&theVariable, kBytes, sizeof theVariable);
+  memcpy(&theVariable, kBytes, sizeof(theVariable));
   {
     const uint32 theConstant = theVariable;
     const uint32 theArray[2] = {0, theVariable};

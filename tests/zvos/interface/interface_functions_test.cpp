@@ -410,9 +410,9 @@ TEST(Interface, AddressesCanBeTakenApart) {
   EXPECT_EQ(0x01020304u, zvSocket_GetIPAddress(theAddress));
   const uint8 theBytes[4] = {192, 0, 2, 255};
   uint32 theNumber;
-  memcpy(&theNumber, theBytes, sizeof theNumber);
+  memcpy(&theNumber, theBytes, sizeof(theNumber));
   char theText[20];
-  snprintf(theText, sizeof theText, "%u.%u.%u.%u", zvSocket_IPPrintf(theNumber));
+  snprintf(theText, sizeof(theText), "%u.%u.%u.%u", zvSocket_IPPrintf(theNumber));
   EXPECT_STREQ("192.0.2.255", theText);
 }
 

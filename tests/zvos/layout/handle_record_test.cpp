@@ -25,12 +25,12 @@ using namespace zvtest;
 
 uint32 MagicOf(const void *aHandle) {
   uint32 theMagic;
-  memcpy(&theMagic, aHandle, sizeof theMagic);
+  memcpy(&theMagic, aHandle, sizeof(theMagic));
   return theMagic;
 }
 
 void SetMagic(void *aHandle, uint32 aMagic) {
-  memcpy(aHandle, &aMagic, sizeof aMagic);
+  memcpy(aHandle, &aMagic, sizeof(aMagic));
 }
 
 // Gives a live handle the wrong magic for a while.

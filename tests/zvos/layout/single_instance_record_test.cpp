@@ -15,7 +15,7 @@ using zvtest::Fault;
 
 int LockFileOf(const zvOSSingleInstanceChecker *aChecker) {
   int theLockFile;
-  memcpy(&theLockFile, aChecker, sizeof theLockFile);
+  memcpy(&theLockFile, aChecker, sizeof(theLockFile));
   return theLockFile;
 }
 

@@ -139,11 +139,11 @@ TEST_F(BinaryRevision, ANameThatTheTableCutsOffIsNotReadPastIt) {
   ElfImage theImage = ImageWith(kStamp);
   const size_t theNames = theImage.Header().e_shstrndx;
   const Elf32_Word theName = theImage.Section(kStampIndex).sh_name;
-  for (Elf32_Word theLength = 0; theLength < sizeof kSectionName - 1; ++theLength) {
+  for (Elf32_Word theLength = 0; theLength < sizeof(kSectionName) - 1; ++theLength) {
     theImage.Section(theNames).sh_size = theName + theLength;
     EXPECT_EQ(kNothing, ReadBytes(theImage.Bytes())) << theLength;
   }
-  theImage.Section(theNames).sh_size = theName + sizeof kSectionName;
+  theImage.Section(theNames).sh_size = theName + sizeof(kSectionName);
   EXPECT_EQ(kWhole, ReadBytes(theImage.Bytes()));
 }
 
@@ -151,7 +151,7 @@ TEST_F(BinaryRevision, MemoryBehindTheNameTableIsNotLookedAt) {
   ElfImage theImage = ImageWith(kStamp);
   const size_t theNames = theImage.Header().e_shstrndx;
   const Elf32_Word theName = theImage.Section(kStampIndex).sh_name;
-  for (Elf32_Word theLength = 0; theLength < sizeof kSectionName - 1; ++theLength) {
+  for (Elf32_Word theLength = 0; theLength < sizeof(kSectionName) - 1; ++theLength) {
     theImage.Section(theNames).sh_size = theName + theLength;
     const MemoryFile theFile(theImage.Bytes());
     Fault theFault("zvMalloc", 0);
@@ -208,7 +208,7 @@ TEST_F(BinaryRevision, AStampThatTheFileCutsOffGivesNothing) {
   ElfImage theImage = ImageWith("", ElfLayout::kHeadersFirst);
   const std::string theRest = theImage.Bytes();
   theImage.Section(kStampIndex).sh_offset = static_cast<Elf32_Off>(theRest.size());
-  theImage.Section(kStampIndex).sh_size = sizeof kStamp - 1;
+  theImage.Section(kStampIndex).sh_size = sizeof(kStamp) - 1;
   const std::string theBytes = theImage.Bytes() + kStamp;
   EXPECT_EQ(kWhole, ReadBytes(theBytes));
   for (size_t theLength = theRest.size(); theLength < theBytes.size(); ++theLength) {

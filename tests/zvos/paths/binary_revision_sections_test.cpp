@@ -30,7 +30,7 @@ TEST_F(SectionReading, EveryHeaderIsReadFromItsPlace) {
   for (size_t i = 0; i < mImage.Header().e_shnum; ++i) {
     Elf32_Shdr theHeader = {};
     EXPECT_EQ(0, Elf_ReadSectionHeader(mHandle, &mImage.Header(), static_cast<int>(i), &theHeader));
-    EXPECT_EQ(0, memcmp(&theHeader, &mImage.Section(i), sizeof theHeader)) << i;
+    EXPECT_EQ(0, memcmp(&theHeader, &mImage.Section(i), sizeof(theHeader))) << i;
   }
   EXPECT_THAT(mLog.Messages(), IsEmpty());
 }
@@ -94,7 +94,7 @@ TEST_F(SectionReading, TheDataIsReadFromItsPlaceAsItIs) {
   char *theData = nullptr;
   EXPECT_EQ(0, Elf_ReadSectionData(mHandle, &mImage.Section(kStampIndex), &theData));
   ASSERT_NE(nullptr, theData);
-  EXPECT_EQ(kStamp, std::string(theData, sizeof kStamp - 1));
+  EXPECT_EQ(kStamp, std::string(theData, sizeof(kStamp) - 1));
   free(theData);
   EXPECT_THAT(mLog.Messages(), IsEmpty());
 }
@@ -105,7 +105,7 @@ TEST_F(SectionReading, TheDataIsAllocatedInItsExactSizeByTheLogLibrary) {
   Fault theFault("zvMalloc", 0);
   theFault.PassingThrough().Doing([&](const long long *anArguments) { theSize = anArguments[0]; });
   EXPECT_EQ(0, Elf_ReadSectionData(mHandle, &mImage.Section(kStampIndex), &theData));
-  EXPECT_EQ(static_cast<long long>(sizeof kStamp - 1), theSize);
+  EXPECT_EQ(static_cast<long long>(sizeof(kStamp) - 1), theSize);
   free(theData);
 }
 
@@ -180,7 +180,7 @@ struct BuiltStamp {
 template <typename Record>
 Record RecordAt(const std::string &aFile, size_t anOffset) {
   Record theRecord = {};
-  memcpy(&theRecord, aFile.substr(anOffset, sizeof theRecord).data(), sizeof theRecord);
+  memcpy(&theRecord, aFile.substr(anOffset, sizeof(theRecord)).data(), sizeof(theRecord));
   return theRecord;
 }
 

@@ -34,8 +34,8 @@ struct Stamp {
 
 template <typename Record>
 bool Fetch(const std::string &aFile, uint64_t anOffset, Record *aRecord) {
-  if (anOffset > aFile.size() || aFile.size() - anOffset < sizeof *aRecord) return false;
-  memcpy(aRecord, aFile.data() + anOffset, sizeof *aRecord);
+  if (anOffset > aFile.size() || aFile.size() - anOffset < sizeof(*aRecord)) return false;
+  memcpy(aRecord, aFile.data() + anOffset, sizeof(*aRecord));
   return true;
 }
 
@@ -51,8 +51,8 @@ enum class Meaning { kDefined, kUndefined };
 Meaning CompareName(const std::string &aTable, uint32_t anOffset, bool *aMatch) {
   *aMatch = false;
   if (anOffset >= aTable.size()) return Meaning::kDefined;
-  const std::string theName = aTable.substr(anOffset, sizeof kSectionName);
-  *aMatch = theName == std::string(kSectionName, sizeof kSectionName);
+  const std::string theName = aTable.substr(anOffset, sizeof(kSectionName));
+  *aMatch = theName == std::string(kSectionName, sizeof(kSectionName));
   return theName == kSectionName ? Meaning::kUndefined : Meaning::kDefined;
 }
 

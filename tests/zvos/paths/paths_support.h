@@ -46,7 +46,7 @@ inline auto PathError(const std::string &aText) {
 
 inline std::string LinkTarget(const char *aLink) {
   char theTarget[PATH_MAX];
-  const ssize_t theLength = readlink(aLink, theTarget, sizeof theTarget);
+  const ssize_t theLength = readlink(aLink, theTarget, sizeof(theTarget));
   return theLength < 0 ? std::string() : std::string(theTarget, static_cast<size_t>(theLength));
 }
 

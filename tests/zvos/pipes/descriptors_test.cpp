@@ -66,7 +66,7 @@ std::string ReadAll(zvProcessFD aProcess) {
   char theBuffer[256];
   int theCount = 0;
   const bool afEnded = WaitUntil([&] {
-    while ((theCount = zvProcess_Read(aProcess, theBuffer, sizeof theBuffer)) > 0)
+    while ((theCount = zvProcess_Read(aProcess, theBuffer, sizeof(theBuffer))) > 0)
       theText.append(theBuffer, static_cast<size_t>(theCount));
     return theCount == kzvProcessStatus_EOS;
   });
@@ -124,7 +124,7 @@ class Helper {
 
 sockaddr_in NameOf(int aSocket) {
   sockaddr_in theName = {};
-  socklen_t theLength = sizeof theName;
+  socklen_t theLength = sizeof(theName);
   EXPECT_EQ(0, getsockname(aSocket, Generic(&theName), &theLength));
   return theName;
 }
@@ -257,7 +257,7 @@ TEST(Descriptors, ThatAreOpenForTheTimeOfACallAreMadeSo) {
     Fault theTable("fopen", ENOENT);
     theTable.Doing([&](const long long *anArguments) { theMode = ArgumentAs<const char>(anArguments[1]); });
     sockaddr_in theAddress = zvtest::net::Loopback();
-    size_t theLength = sizeof theHardwareAddress;
+    size_t theLength = sizeof(theHardwareAddress);
     EXPECT_EQ(-1, zvSocket_QueryARP(Generic(&theAddress), theHardwareAddress, &theLength));
     EXPECT_EQ("re", theMode);
   });

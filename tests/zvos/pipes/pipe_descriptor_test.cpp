@@ -61,7 +61,7 @@ void SendNative(int aSocket, const std::string &aData, const std::vector<int> &s
 
 void Enable(int aSocket, int anOption) {
   const int theOne = 1;
-  EXPECT_EQ(0, setsockopt(aSocket, SOL_SOCKET, anOption, &theOne, sizeof theOne)) << strerror(errno);
+  EXPECT_EQ(0, setsockopt(aSocket, SOL_SOCKET, anOption, &theOne, sizeof(theOne))) << strerror(errno);
 }
 
 // Receives, and expects that nothing is open afterwards but what came back. It is closed.
@@ -125,11 +125,11 @@ TEST_P(PipeDescriptorTest, DescriptorsOfEveryKindArriveInAnotherProcess) {
 
     const net::Socket theFile(zvPipe_RecvFD(thePair[0]));
     char theBuffer[10] = "";
-    EXPECT_EQ(4, pread(theFile, theBuffer, sizeof theBuffer, 0));
+    EXPECT_EQ(4, pread(theFile, theBuffer, sizeof(theBuffer), 0));
     EXPECT_STREQ("file", theBuffer);
 
     const net::Socket thePlain(zvPipe_RecvFD(thePair[0]));
-    EXPECT_EQ(5, read(thePlain, theBuffer, sizeof theBuffer));
+    EXPECT_EQ(5, read(thePlain, theBuffer, sizeof(theBuffer)));
     EXPECT_STREQ("plain", theBuffer);
 
     const net::Socket theEnd(zvPipe_RecvFD(thePair[0]));
@@ -157,13 +157,13 @@ TEST_P(PipeDescriptorTest, OneByteThatIs0CarriesTheDescriptor) {
     EXPECT_EQ(0, theFlags);
 
     char theData[8] = "xxxxxxx";
-    iovec theVector = {theData, sizeof theData};
+    iovec theVector = {theData, sizeof(theData)};
     alignas(cmsghdr) char theControl[8 * sizeof(cmsghdr)] = {};
     msghdr theMessage = {};
     theMessage.msg_iov = &theVector;
     theMessage.msg_iovlen = 1;
     theMessage.msg_control = theControl;
-    theMessage.msg_controllen = sizeof theControl;
+    theMessage.msg_controllen = sizeof(theControl);
     EXPECT_EQ(1, recvmsg(thePair[1], &theMessage, 0));
     EXPECT_EQ('\0', theData[0]);
     const cmsghdr *const theHeader = CMSG_FIRSTHDR(&theMessage);
@@ -172,7 +172,7 @@ TEST_P(PipeDescriptorTest, OneByteThatIs0CarriesTheDescriptor) {
     EXPECT_EQ(SCM_RIGHTS, theHeader->cmsg_type);
     EXPECT_EQ(CMSG_LEN(sizeof(int)), theHeader->cmsg_len);
     int theDescriptor = -1;
-    memcpy(&theDescriptor, CMSG_DATA(theHeader), sizeof theDescriptor);
+    memcpy(&theDescriptor, CMSG_DATA(theHeader), sizeof(theDescriptor));
     const net::Socket theReceived(theDescriptor);
     EXPECT_TRUE(IsSameFile(theReceived, theStatus));
   });
@@ -341,7 +341,7 @@ TEST_P(PipeDescriptorTest, CredentialsLeaveNoRoomForADescriptorWhichIsNotLeaked)
 std::string WhyNoHandles() {
   const net::Socket theSocket(socket(AF_UNIX, SOCK_STREAM, 0));
   const int theOne = 1;
-  if (setsockopt(theSocket, SOL_SOCKET, kPassPidFD, &theOne, sizeof theOne) == 0) return {};
+  if (setsockopt(theSocket, SOL_SOCKET, kPassPidFD, &theOne, sizeof(theOne)) == 0) return {};
   return Format("needs a kernel, and an emulator if there is one, with SO_PASSPIDFD: %s", strerror(errno));
 }
 

@@ -178,7 +178,7 @@ int NativeListener() {
   sockaddr_un theAddress = {};
   theAddress.sun_family = AF_UNIX;
   const std::string theName = OwnName();
-  theName.copy(theAddress.sun_path + 1, sizeof theAddress.sun_path - 1);
+  theName.copy(theAddress.sun_path + 1, sizeof(theAddress.sun_path) - 1);
   const int theSocket = socket(AF_UNIX, SOCK_STREAM, 0);
   const auto theLength = static_cast<socklen_t>(offsetof(sockaddr_un, sun_path) + 1 + theName.size());
   EXPECT_EQ(0, bind(theSocket, reinterpret_cast<const sockaddr *>(&theAddress), theLength));

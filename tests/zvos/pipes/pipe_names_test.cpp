@@ -201,7 +201,7 @@ TEST_P(PipeNameTest, AMessageListenerKeepsTheMessagesOfNativeClientsWhole) {
     const TempFolder theFolder;
     const net::Socket theListener(Listener(theFolder.File("player"), ZVPIPE_MSG));
     sockaddr_un theAddress = {};
-    socklen_t theLength = sizeof theAddress;
+    socklen_t theLength = sizeof(theAddress);
     EXPECT_EQ(0, getsockname(theListener, reinterpret_cast<sockaddr *>(&theAddress), &theLength));
     const net::Socket theClient(socket(AF_UNIX, SOCK_SEQPACKET, 0));
     EXPECT_EQ(0, connect(theClient, reinterpret_cast<sockaddr *>(&theAddress), theLength));
@@ -298,7 +298,7 @@ TEST_P(PipeNameTest, OneClientWaitsBesideTheOneThatIsNext) {
     const net::Socket theListener(Listener(theFolder.File("player")));
     EXPECT_THAT(theListen, ElementsAre(int{theListener}, 1));
     sockaddr_un theAddress = {};
-    socklen_t theLength = sizeof theAddress;
+    socklen_t theLength = sizeof(theAddress);
     EXPECT_EQ(0, getsockname(theListener, reinterpret_cast<sockaddr *>(&theAddress), &theLength));
     const net::Socket theClients[] = {net::Socket(Connect(theFolder.File("player"))),
                                       net::Socket(Connect(theFolder.File("player"))),

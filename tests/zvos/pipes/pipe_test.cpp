@@ -200,7 +200,7 @@ TEST(PipeTest, ReadsAndWritesAreOneCallThatRaisesNoSignal) {
     Arguments theRecv;
     Fault theRecvFault("recv", 0);
     theRecvFault.PassingThrough().Doing(CopyInto(&theRecv, 4));
-    EXPECT_EQ(5, zvPipe_Read(thePair[1], theBuffer, sizeof theBuffer));
+    EXPECT_EQ(5, zvPipe_Read(thePair[1], theBuffer, sizeof(theBuffer)));
     EXPECT_THAT(theRecv, ElementsAre(thePair[1], AsArgument(theBuffer), 5, MSG_NOSIGNAL | MSG_WAITALL));
   });
 }

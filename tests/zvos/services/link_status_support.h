@@ -44,7 +44,7 @@ class Supplicant {
     mkdir(kControlFolder, 0700);
     mPath = std::string(kControlFolder) + "/" + anInterface;
     const sockaddr_un theAddress = net::LocalAddress(mPath);
-    EXPECT_EQ(0, bind(mSocket, reinterpret_cast<const sockaddr *>(&theAddress), sizeof theAddress));
+    EXPECT_EQ(0, bind(mSocket, reinterpret_cast<const sockaddr *>(&theAddress), sizeof(theAddress)));
     sSupplicants.push_back(this);
     mSend.PassingThrough().Doing([](const long long *) {  // of several the newest sees the request
       for (Supplicant *const theSupplicant : sSupplicants)
@@ -77,8 +77,8 @@ class Supplicant {
   void Work() {
     char theRequest[256];
     mClient = {};
-    mClientLength = sizeof mClient;
-    const ssize_t theLength = recvfrom(mSocket, theRequest, sizeof theRequest, MSG_DONTWAIT,
+    mClientLength = sizeof(mClient);
+    const ssize_t theLength = recvfrom(mSocket, theRequest, sizeof(theRequest), MSG_DONTWAIT,
                                        reinterpret_cast<sockaddr *>(&mClient), &mClientLength);
     if (theLength < 0) return;  // it went to another one
     mRequests.emplace_back(theRequest, static_cast<size_t>(theLength));

@@ -48,7 +48,7 @@ TEST_F(LinkStatus, OnlyTheWordThatThereIsNoPairwiseCipherMakesALinkUnprotected) 
       theSupplicant.SetAnswer(theCase.mAnswer);
       EXPECT_EQ(theCase.mfProtected, Query()) << theCase.mAnswer;
     }
-    EXPECT_EQ(sizeof kCases / sizeof kCases[0], theSupplicant.Requests().size());
+    EXPECT_EQ(sizeof(kCases) / sizeof(kCases[0]), theSupplicant.Requests().size());
     EXPECT_THAT(mLog.Calls(), IsEmpty());
   });
 }

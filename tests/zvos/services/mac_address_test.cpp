@@ -156,10 +156,10 @@ std::string Query(const char *anAddress, size_t aLength = 8, int aFamily = AF_IN
   theAddress.sin_family = static_cast<sa_family_t>(aFamily);
   theAddress.sin_addr.s_addr = Address(anAddress);
   uint8 theBuffer[16];
-  memset(theBuffer, 0xA5, sizeof theBuffer);
+  memset(theBuffer, 0xA5, sizeof(theBuffer));
   size_t theLength = aLength;
   const int theResult = zvSocket_QueryARP(reinterpret_cast<sockaddr *>(&theAddress), theBuffer, &theLength);
-  for (size_t i = aLength; i < sizeof theBuffer; ++i)
+  for (size_t i = aLength; i < sizeof(theBuffer); ++i)
     EXPECT_EQ(0xA5, theBuffer[i]) << "byte " << i << " is behind the buffer";
   return zvtest::Format("%d %zu ", theResult, theLength) + Hexadecimal(theBuffer, aLength);
 }
@@ -280,7 +280,7 @@ void Knock(zvSocket aSocket, const char *anAddress) {
   theAddress.sin_family = AF_INET;
   theAddress.sin_port = htons(4000);
   theAddress.sin_addr.s_addr = Address(anAddress);
-  EXPECT_EQ(5, zvSocketSendUDP_NoDebug(aSocket, reinterpret_cast<sockaddr *>(&theAddress), sizeof theAddress,
+  EXPECT_EQ(5, zvSocketSendUDP_NoDebug(aSocket, reinterpret_cast<sockaddr *>(&theAddress), sizeof(theAddress),
                                        "knock", 5, 0));
 }
 
@@ -289,7 +289,8 @@ zvSocket Listener() {
   theAddress.sin_family = AF_INET;
   theAddress.sin_port = htons(4000);
   const zvSocket theSocket = zvSocketOpen_NoDebug(AF_INET, SOCK_DGRAM, 0);
-  EXPECT_EQ(0, zvSocketBind_NoDebug(theSocket, reinterpret_cast<sockaddr *>(&theAddress), sizeof theAddress));
+  EXPECT_EQ(0,
+            zvSocketBind_NoDebug(theSocket, reinterpret_cast<sockaddr *>(&theAddress), sizeof(theAddress)));
   return theSocket;
 }
 

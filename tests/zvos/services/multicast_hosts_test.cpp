@@ -45,8 +45,8 @@ sockaddr_in Destination(const char *anAddress) {
 void Send(int aSocket, const char *aDestination, const std::string &aText) {
   sockaddr_in theAddress = Destination(aDestination);
   const auto theLength = static_cast<int>(aText.size());
-  EXPECT_EQ(theLength, zvSocketSendUDP_NoDebug(aSocket, Generic(&theAddress), sizeof theAddress, aText.data(),
-                                               theLength, 0))
+  EXPECT_EQ(theLength, zvSocketSendUDP_NoDebug(aSocket, Generic(&theAddress), sizeof(theAddress),
+                                               aText.data(), theLength, 0))
       << strerror(errno);
 }
 
@@ -62,10 +62,10 @@ class Receiver {
   Receiver() : mSocket(zvSocketOpen_NoDebug(AF_INET, SOCK_DGRAM, 0)) {
     EXPECT_EQ(0, zvSocketSetReuseAddress_NoDebug(mSocket));
     sockaddr_in theAddress = zvtest::net::Address(INADDR_ANY, kPort);
-    EXPECT_EQ(0, zvSocketBind_NoDebug(mSocket, Generic(&theAddress), sizeof theAddress));
+    EXPECT_EQ(0, zvSocketBind_NoDebug(mSocket, Generic(&theAddress), sizeof(theAddress)));
     const int theOn = 1;
-    EXPECT_EQ(0, setsockopt(mSocket, IPPROTO_IP, IP_RECVTTL, &theOn, sizeof theOn));
-    EXPECT_EQ(0, setsockopt(mSocket, IPPROTO_IP, IP_RECVTOS, &theOn, sizeof theOn));
+    EXPECT_EQ(0, setsockopt(mSocket, IPPROTO_IP, IP_RECVTTL, &theOn, sizeof(theOn)));
+    EXPECT_EQ(0, setsockopt(mSocket, IPPROTO_IP, IP_RECVTOS, &theOn, sizeof(theOn)));
   }
 
   int Get() const { return mSocket; }
@@ -78,20 +78,20 @@ class Receiver {
     char theText[256];
     alignas(cmsghdr) char theFields[256];
     sockaddr_in theSource = {};
-    iovec thePart = {theText, sizeof theText};
+    iovec thePart = {theText, sizeof(theText)};
     msghdr theMessage = {};
     theMessage.msg_name = &theSource;
-    theMessage.msg_namelen = sizeof theSource;
+    theMessage.msg_namelen = sizeof(theSource);
     theMessage.msg_iov = &thePart;
     theMessage.msg_iovlen = 1;
     theMessage.msg_control = theFields;
-    theMessage.msg_controllen = sizeof theFields;
+    theMessage.msg_controllen = sizeof(theFields);
     const ssize_t theLength = recvmsg(mSocket, &theMessage, 0);
     if (theLength < 0) return "nothing";
     mSource = theSource.sin_addr.s_addr;
     for (cmsghdr *theField = CMSG_FIRSTHDR(&theMessage); theField != nullptr;
          theField = CMSG_NXTHDR(&theMessage, theField)) {
-      if (theField->cmsg_type == IP_TTL) memcpy(&mTTL, CMSG_DATA(theField), sizeof mTTL);
+      if (theField->cmsg_type == IP_TTL) memcpy(&mTTL, CMSG_DATA(theField), sizeof(mTTL));
       if (theField->cmsg_type == IP_TOS) mTypeOfService = *CMSG_DATA(theField);
     }
     return std::string(theText, static_cast<size_t>(theLength));
@@ -166,7 +166,7 @@ bool EmulatorLacksOutgoingInterface() {
   const Socket theSocket = Sender();
   const in_addr theAddress = {INADDR_ANY};
   return !std::string(ZVTEST_EMULATOR).empty() &&
-         setsockopt(theSocket, IPPROTO_IP, IP_MULTICAST_IF, &theAddress, sizeof theAddress) != 0;
+         setsockopt(theSocket, IPPROTO_IP, IP_MULTICAST_IF, &theAddress, sizeof(theAddress)) != 0;
 }
 
 TEST_F(MulticastHosts, TheOutgoingInterfaceIsTheOneWithTheGivenAddress) {
@@ -258,7 +258,7 @@ TEST_F(MulticastHosts, BroadcastsArriveOnceTheyAreAllowed) {
     Hosts theHosts;
     const Socket theSender = Sender();
     sockaddr_in theAddress = Destination("10.9.0.255");
-    EXPECT_EQ(-1, zvSocketSendUDP_NoDebug(theSender, Generic(&theAddress), sizeof theAddress, "no", 2, 0));
+    EXPECT_EQ(-1, zvSocketSendUDP_NoDebug(theSender, Generic(&theAddress), sizeof(theAddress), "no", 2, 0));
     EXPECT_EQ(EACCES, zvSocketGetLastError());
     EXPECT_EQ(0, zvSocketSetBroadcast_NoDebug(theSender));
     Send(theSender, "10.9.0.255", "to all");
@@ -324,7 +324,7 @@ class IGMPWatch {
     theAddress.sll_family = AF_PACKET;
     theAddress.sll_protocol = htons(ETH_P_IP);
     theAddress.sll_ifindex = static_cast<int>(if_nametoindex("eth0"));
-    EXPECT_EQ(0, bind(mSocket, reinterpret_cast<const sockaddr *>(&theAddress), sizeof theAddress));
+    EXPECT_EQ(0, bind(mSocket, reinterpret_cast<const sockaddr *>(&theAddress), sizeof(theAddress)));
   }
 
   // The next message of version 2, as "source > destination ttl: payload"; the system's own reports
@@ -334,10 +334,10 @@ class IGMPWatch {
       pollfd theEvent = {mSocket, POLLIN, 0};
       if (poll(&theEvent, 1, kPatience) != 1) return "nothing";
       uint8 thePacket[256];
-      const ssize_t theLength = recv(mSocket, thePacket, sizeof thePacket, 0);
+      const ssize_t theLength = recv(mSocket, thePacket, sizeof(thePacket), 0);
       iphdr theHeader = {};
-      if (theLength < static_cast<ssize_t>(sizeof theHeader)) return "a packet that is too short";
-      memcpy(&theHeader, thePacket, sizeof theHeader);
+      if (theLength < static_cast<ssize_t>(sizeof(theHeader))) return "a packet that is too short";
+      memcpy(&theHeader, thePacket, sizeof(theHeader));
       const size_t theBegin = theHeader.ihl * size_t{4};
       if (theHeader.protocol != IPPROTO_IGMP || thePacket[theBegin] == 0x22) continue;
       return Describe(theHeader) + Hexadecimal(thePacket + theBegin, ntohs(theHeader.tot_len) - theBegin);
@@ -405,7 +405,7 @@ TEST_F(MulticastHosts, TheHostThatListensToTheGroupReceivesTheReport) {
     pollfd theEvent = {theRouter, POLLIN, 0};
     ASSERT_EQ(1, poll(&theEvent, 1, kPatience));
     char thePacket[256];
-    EXPECT_EQ(20 + 8, recv(theRouter, thePacket, sizeof thePacket, 0));
+    EXPECT_EQ(20 + 8, recv(theRouter, thePacket, sizeof(thePacket), 0));
     EXPECT_EQ(0x16, thePacket[20]);
     EXPECT_EQ(0, memcmp("\xEF\1\2\3", thePacket + 24, 4));
   });

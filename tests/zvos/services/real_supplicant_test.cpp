@@ -46,14 +46,14 @@ std::string Status() {
   const sockaddr_un theOwnAddress = zvtest::net::LocalAddress(kOwnSocket);
   const sockaddr_un theAddress = zvtest::net::LocalAddress(kControlSocket);
   unlink(kOwnSocket);
-  EXPECT_EQ(0, bind(theSocket, reinterpret_cast<const sockaddr *>(&theOwnAddress), sizeof theOwnAddress));
-  if (connect(theSocket, reinterpret_cast<const sockaddr *>(&theAddress), sizeof theAddress) != 0) return {};
-  if (send(theSocket, kRequest, sizeof kRequest - 1, MSG_NOSIGNAL) < 0) return {};
+  EXPECT_EQ(0, bind(theSocket, reinterpret_cast<const sockaddr *>(&theOwnAddress), sizeof(theOwnAddress)));
+  if (connect(theSocket, reinterpret_cast<const sockaddr *>(&theAddress), sizeof(theAddress)) != 0) return {};
+  if (send(theSocket, kRequest, sizeof(kRequest) - 1, MSG_NOSIGNAL) < 0) return {};
 
   pollfd theEvent = {theSocket, POLLIN, 0};
   if (poll(&theEvent, 1, 5 * 1000) != 1) return {};
   char theText[4096];
-  const ssize_t theLength = recv(theSocket, theText, sizeof theText, 0);
+  const ssize_t theLength = recv(theSocket, theText, sizeof(theText), 0);
   return std::string(theText, theLength > 0 ? static_cast<size_t>(theLength) : 0);
 }
 

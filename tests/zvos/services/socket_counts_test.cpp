@@ -31,7 +31,7 @@ TEST_F(SocketCounts, OfASendTheTableCountsTheRequestAndTheFileGetsWhatMoved) {
   WantTraffic();
   Connection theConnection;
   constexpr int kLittle = 4096;
-  setsockopt(theConnection.mNear, SOL_SOCKET, SO_SNDBUF, &kLittle, sizeof kLittle);
+  setsockopt(theConnection.mNear, SOL_SOCKET, SO_SNDBUF, &kLittle, sizeof(kLittle));
   const int theSocket = Tracked(std::move(theConnection.mNear));
   _Log_Buffer_Open(theSocket);
   const zvtest::TrafficFolder theFolder;
@@ -238,8 +238,8 @@ TEST_F(SocketCounts, ThreadsUseSocketsAtTheSameTime) {
       const zvSocket theFar = zvSocketAccept(theListener, nullptr, nullptr, kLabel);
       char theBytes[8] = "";
       expectResult(5, zvSocketSend(theNear, "hello", 5, 0, kLabel));
-      expectResult(5, zvSocketRecv(theFar, theBytes, sizeof theBytes, 0, kLabel));
-      expectResult(-1, zvSocketRecv(theFar, theBytes, sizeof theBytes, MSG_DONTWAIT, kLabel));
+      expectResult(5, zvSocketRecv(theFar, theBytes, sizeof(theBytes), 0, kLabel));
+      expectResult(-1, zvSocketRecv(theFar, theBytes, sizeof(theBytes), MSG_DONTWAIT, kLabel));
       expectResult(EAGAIN, zvSocketGetLastError());
       for (const zvSocket theSocket : {theNear, theFar, theListener})
         expectResult(0, zvSocketClose(theSocket, kLabel));

@@ -68,7 +68,7 @@ class Network {
     return [this](const long long *anArguments) {
       mSendArguments.assign(anArguments, anArguments + 6);
       mMessage = BytesOf(ArgumentAs<void>(anArguments[1]), static_cast<size_t>(anArguments[2]));
-      memcpy(&mDestination, ArgumentAs<sockaddr_in>(anArguments[4]), sizeof mDestination);
+      memcpy(&mDestination, ArgumentAs<sockaddr_in>(anArguments[4]), sizeof(mDestination));
     };
   }
 
@@ -90,11 +90,11 @@ class SocketIGMP : public ::testing::Test {
   zvtest::RecordingLog mLog;
 };
 
-#define EXPECT_SENT_TO(address, network)                                               \
-  do {                                                                                 \
-    const sockaddr_in theExpected_ = zvtest::net::Address((address), 0);               \
-    EXPECT_EQ(0, memcmp(&theExpected_, &(network).mDestination, sizeof theExpected_)); \
-    EXPECT_EQ(16, (network).mSendArguments[5]);                                        \
+#define EXPECT_SENT_TO(address, network)                                                \
+  do {                                                                                  \
+    const sockaddr_in theExpected_ = zvtest::net::Address((address), 0);                \
+    EXPECT_EQ(0, memcmp(&theExpected_, &(network).mDestination, sizeof(theExpected_))); \
+    EXPECT_EQ(16, (network).mSendArguments[5]);                                         \
   } while (0)
 
 // ---- The messages ----
@@ -306,15 +306,15 @@ class Listener {
  public:
   explicit Listener(uint32 aGroup) : mSocket(socket(AF_INET, SOCK_RAW, IPPROTO_IGMP)) {
     const ip_mreq theMembership = {{htonl(aGroup)}, {htonl(INADDR_LOOPBACK)}};
-    EXPECT_EQ(0, setsockopt(mSocket, IPPROTO_IP, IP_ADD_MEMBERSHIP, &theMembership, sizeof theMembership));
+    EXPECT_EQ(0, setsockopt(mSocket, IPPROTO_IP, IP_ADD_MEMBERSHIP, &theMembership, sizeof(theMembership)));
     timeval theLimit = {10, 0};
-    EXPECT_EQ(0, setsockopt(mSocket, SOL_SOCKET, SO_RCVTIMEO, &theLimit, sizeof theLimit));
+    EXPECT_EQ(0, setsockopt(mSocket, SOL_SOCKET, SO_RCVTIMEO, &theLimit, sizeof(theLimit)));
   }
 
   // The next packet; empty when none came.
   Bytes Receive() {
     unsigned char theBuffer[256];
-    const ssize_t theLength = recv(mSocket, theBuffer, sizeof theBuffer, 0);
+    const ssize_t theLength = recv(mSocket, theBuffer, sizeof(theBuffer), 0);
     return BytesOf(theBuffer, theLength > 0 ? static_cast<size_t>(theLength) : 0);
   }
 

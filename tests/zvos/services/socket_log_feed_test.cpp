@@ -67,7 +67,7 @@ TEST_F(SocketLogFeed, WhatWasReallySentAndReceivedIsInTheFile) {
   }
   EXPECT_EQ(5, zvSocketSend(mClient, " /all", 5, 0, "send"));
   ASSERT_EQ(6, send(mFar, "200 OK", 6, 0));
-  EXPECT_EQ(6, zvSocketRecv(mClient, mBuffer, sizeof mBuffer, 0, "receive"));
+  EXPECT_EQ(6, zvSocketRecv(mClient, mBuffer, sizeof(mBuffer), 0, "receive"));
   EXPECT_EQ("GET /all200 OK", ReadWholeFile(mFile));
   EXPECT_EQ(0, Close());
   EXPECT_EQ(std::string("GET /all200 OK") + kClosed, ReadWholeFile(mFile));
@@ -75,7 +75,7 @@ TEST_F(SocketLogFeed, WhatWasReallySentAndReceivedIsInTheFile) {
 
 TEST_F(SocketLogFeed, TheEndOfTheStreamAddsNothing) {
   mFar.Close();
-  EXPECT_EQ(0, zvSocketRecv(mClient, mBuffer, sizeof mBuffer, 0, "receive"));
+  EXPECT_EQ(0, zvSocketRecv(mClient, mBuffer, sizeof(mBuffer), 0, "receive"));
   EXPECT_EQ("", ReadWholeFile(mFile));
 }
 
@@ -83,7 +83,7 @@ TEST_F(SocketLogFeed, FailedTransfersAreNotInTheFile) {
   Fault theSend("send", ECONNRESET);
   Fault theRecv("recv", ECONNRESET);
   EXPECT_EQ(-1, zvSocketSend(mClient, "x", 1, 0, "send"));
-  EXPECT_EQ(-1, zvSocketRecv(mClient, mBuffer, sizeof mBuffer, 0, "receive"));
+  EXPECT_EQ(-1, zvSocketRecv(mClient, mBuffer, sizeof(mBuffer), 0, "receive"));
   EXPECT_EQ(0, Close());
   EXPECT_EQ("", ReadWholeFile(mFile));
 }
@@ -130,7 +130,7 @@ TEST_F(SocketLogFeed, ASocketOpenedQuietlyHasNoPlaceAndItsTransfersSaySo) {
   EXPECT_THAT(MessagesOf(mLog, kTraffic), ElementsAre(Error(kTraffic, "_Log_Buffer_Send Error 2\n")));
   ASSERT_EQ(1, send(mFar, "y", 1, 0));
   mLog.Clear();
-  EXPECT_EQ(1, zvSocketRecv(mClient, mBuffer, sizeof mBuffer, 0, "receive"));
+  EXPECT_EQ(1, zvSocketRecv(mClient, mBuffer, sizeof(mBuffer), 0, "receive"));
   EXPECT_THAT(MessagesOf(mLog, kTraffic), ElementsAre(Error(kTraffic, "_Log_Buffer Error 2\n")));
   mLog.Clear();
   EXPECT_EQ(0, Close());
@@ -149,7 +149,7 @@ TEST_F(SocketLogFeed, ASocketThatNeverHadAPeerIsStillAskedForItAfterItsEnd) {
                                 theSocket, anError));
   };
   mLog.Clear();
-  EXPECT_EQ(1, zvSocketRecv(theSocket, mBuffer, sizeof mBuffer, 0, "receive"));
+  EXPECT_EQ(1, zvSocketRecv(theSocket, mBuffer, sizeof(mBuffer), 0, "receive"));
   EXPECT_THAT(mLog.Messages(), ::testing::Contains(theQuestion(ENOTCONN)));
   EXPECT_EQ(0, zvSocketClose(theSocket, "close"));
   EXPECT_THAT(mLog.Messages(), ::testing::Contains(theQuestion(EBADF)));

@@ -114,7 +114,8 @@ TEST_F(SocketQOS, EveryClassWritesItsByteAndThenItsPriorityAsFourBytes) {
 TEST_F(SocketQOS, EveryClassIsOnTheSocketAfterwards) {
   // Only a privileged process may give a socket the priority of the highest class.
   const int theHighest = 7;
-  const bool afPrivileged = setsockopt(mSocket, SOL_SOCKET, SO_PRIORITY, &theHighest, sizeof theHighest) == 0;
+  const bool afPrivileged =
+      setsockopt(mSocket, SOL_SOCKET, SO_PRIORITY, &theHighest, sizeof(theHighest)) == 0;
   for (const int theType : {SOCK_DGRAM, SOCK_STREAM}) {
     const Socket theSocket(socket(AF_INET, theType, 0));
     for (const Class &theClass : kClasses) {

@@ -172,7 +172,7 @@ TEST_F(SocketTracker, AReusedPlaceKeepsNothingOfItsFormerSocket) {
 TEST_F(SocketTracker, TheLabelIsKeptAsAPointer) {
   static char theLabel[] = "before";
   Add(kFirst, kOut, theLabel);
-  memcpy(theLabel, "after!", sizeof theLabel);
+  memcpy(theLabel, "after!", sizeof(theLabel));
   EXPECT_THAT(Dump(), ElementsAre(Heading(1), Row(' ', kFirst, {}, "after!")));
 }
 
@@ -294,7 +294,7 @@ TEST_F(SocketTracker, CountersWrapAt32Bits) {
 
 int RemotePortOf(int aSocket) {
   sockaddr_in theAddress = {};
-  socklen_t theLength = sizeof theAddress;
+  socklen_t theLength = sizeof(theAddress);
   EXPECT_EQ(0, getpeername(aSocket, zvtest::net::Generic(&theAddress), &theLength));
   return ntohs(theAddress.sin_port);
 }
@@ -402,13 +402,13 @@ TEST_F(SocketTracker, AConnectionMadeWithLoggedCallsIsShownFromBothEnds) {
   ASSERT_EQ(0, zvSocketListen(theListener, 1, "listen"));
   const zvSocket theClient = zvSocketOpen(AF_INET, SOCK_STREAM, 0, "client");
   sockaddr_in theAddress = zvtest::OwnAddressOf(theListener);
-  ASSERT_EQ(0, zvSocketConnect(theClient, zvtest::net::Generic(&theAddress), sizeof theAddress, "connect"));
+  ASSERT_EQ(0, zvSocketConnect(theClient, zvtest::net::Generic(&theAddress), sizeof(theAddress), "connect"));
   const zvSocket theServer = zvSocketAccept(theListener, nullptr, nullptr, "server");
   EXPECT_EQ(5, zvSocketSend(theClient, "hello", 5, 0, "send"));
   char theBuffer[64];
-  EXPECT_EQ(5, zvSocketRecv(theServer, theBuffer, sizeof theBuffer, 0, "receive"));
+  EXPECT_EQ(5, zvSocketRecv(theServer, theBuffer, sizeof(theBuffer), 0, "receive"));
   EXPECT_EQ(0, zvSocketShutdown(theClient, "shutdown"));
-  EXPECT_EQ(0, zvSocketRecv(theServer, theBuffer, sizeof theBuffer, 0, "end of stream"));
+  EXPECT_EQ(0, zvSocketRecv(theServer, theBuffer, sizeof(theBuffer), 0, "end of stream"));
 
   const int thePort = PortOf(theListener);
   const int theClientsPort = PortOf(theClient);

@@ -17,7 +17,7 @@ namespace zvtest {
 class TrafficFolder {
  public:
   TrafficFolder() {
-    if (getcwd(mFormer, sizeof mFormer) == nullptr) ADD_FAILURE() << "getcwd: " << strerror(errno);
+    if (getcwd(mFormer, sizeof(mFormer)) == nullptr) ADD_FAILURE() << "getcwd: " << strerror(errno);
     EXPECT_EQ(0, chdir(mFolder.Path().c_str()));
     std::filesystem::create_directory("socket");
   }

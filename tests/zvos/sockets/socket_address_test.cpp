@@ -103,7 +103,7 @@ TEST_F(SocketAddress, ANameGivesItsFirstAddress) {
                      nullptr};
   hostent theHost = {};
   theHost.h_addrtype = AF_INET;
-  theHost.h_length = sizeof theAddresses[0];
+  theHost.h_length = sizeof(theAddresses[0]);
   theHost.h_addr_list = theList;
   std::string theName;
   Fault theResolver("gethostbyname", 0);
@@ -154,7 +154,7 @@ TEST_F(SocketAddress, AddressInfoAsksForStreamsOfAnyFamily) {
     EXPECT_STREQ("player.example", ArgumentAs<const char>(anArguments[0]));
     EXPECT_EQ(0, anArguments[1]);
     ASSERT_NE(0, anArguments[2]);
-    EXPECT_EQ(0, memcmp(ArgumentAs<addrinfo>(anArguments[2]), &theExpected, sizeof theExpected));
+    EXPECT_EQ(0, memcmp(ArgumentAs<addrinfo>(anArguments[2]), &theExpected, sizeof(theExpected)));
   });
   uint32 theAddress = 1;
   EXPECT_EQ(EAI_FAIL, zvSocketGetAddressInfo_NoDebug("player.example", &theAddress));
@@ -290,14 +290,14 @@ TEST_F(SocketAddress, TheSystemIsAskedForNumbersAndItsResultIsNotLookedAt) {
 TEST_F(SocketAddress, TheHostNameIsTheSystems) {
   utsname theSystem = {};
   ASSERT_EQ(0, uname(&theSystem));
-  char theName[sizeof theSystem.nodename + 1] = "junk";
-  EXPECT_EQ(0, zvSocket_GetHostName_NoDebug(theName, sizeof theName));
+  char theName[sizeof(theSystem.nodename) + 1] = "junk";
+  EXPECT_EQ(0, zvSocket_GetHostName_NoDebug(theName, sizeof(theName)));
   EXPECT_STREQ(theSystem.nodename, theName);
   strcpy(theName, "junk");
-  EXPECT_EQ(0, zvSocket_GetHostName_Debug(theName, sizeof theName, "Test"));
+  EXPECT_EQ(0, zvSocket_GetHostName_Debug(theName, sizeof(theName), "Test"));
   EXPECT_STREQ(theSystem.nodename, theName);
   strcpy(theName, "junk");
-  EXPECT_EQ(0, zvSocketGetHostName(theName, sizeof theName, "Test"));
+  EXPECT_EQ(0, zvSocketGetHostName(theName, sizeof(theName), "Test"));
   EXPECT_STREQ(theSystem.nodename, theName);
   EXPECT_THAT(mLog.Calls(), IsEmpty());
 }
@@ -326,7 +326,7 @@ TEST_F(SocketAddress, AHostNameThatDoesNotFitIsStillTerminated) {
       EXPECT_EQ('|', theName[theSize]) << theSize;
     }
     char theName[8] = "";
-    EXPECT_EQ(0, zvSocket_GetHostName_NoDebug(theName, sizeof theName));
+    EXPECT_EQ(0, zvSocket_GetHostName_NoDebug(theName, sizeof(theName)));
     EXPECT_STREQ("zvtest", theName);
   });
 }
@@ -335,12 +335,12 @@ TEST_F(SocketAddress, AFailedHostNameIsEmptyAndLogged) {
   mLog.SpoilErrno(EDOM);
   char theName[8] = "junk";
   Fault theFault("gethostname", EPERM, 0, 2);
-  EXPECT_EQ(-1, zvSocket_GetHostName_NoDebug(theName, sizeof theName));
+  EXPECT_EQ(-1, zvSocket_GetHostName_NoDebug(theName, sizeof(theName)));
   EXPECT_STREQ("", theName);
   EXPECT_THAT(mLog.Calls(), IsEmpty());
 
   strcpy(theName, "junk");
-  EXPECT_EQ(-1, zvSocketGetHostName(theName, sizeof theName, "Test"));
+  EXPECT_EQ(-1, zvSocketGetHostName(theName, sizeof(theName), "Test"));
   EXPECT_EQ(EPERM, zvSocketGetLastError());
   EXPECT_STREQ("", theName);
   EXPECT_THAT(mLog.Messages(), ElementsAre(Error(21, "Error calling gethostname: Error = 1 [Test]\n")));
@@ -351,12 +351,12 @@ TEST_F(SocketAddress, AFailedHostNameIsEmptyAndLogged) {
 TEST_F(SocketAddress, InitSockAddrClearsTheWholeLengthAndNoMore) {
   for (const socklen_t theLength : {16u, 28u, 110u}) {
     alignas(sockaddr) unsigned char theMemory[128];
-    memset(theMemory, 0xA5, sizeof theMemory);
+    memset(theMemory, 0xA5, sizeof(theMemory));
     auto *theAddress = static_cast<sockaddr *>(static_cast<void *>(theMemory));
     zvSocket_InitSockAddr(theAddress, theLength, AF_INET6);
     EXPECT_EQ(AF_INET6, theAddress->sa_family);
-    const std::vector<int> theBytes(theMemory, theMemory + sizeof theMemory);
-    const auto theData = theBytes.begin() + sizeof theAddress->sa_family;
+    const std::vector<int> theBytes(theMemory, theMemory + sizeof(theMemory));
+    const auto theData = theBytes.begin() + sizeof(theAddress->sa_family);
     const auto theEnd = theBytes.begin() + static_cast<ptrdiff_t>(theLength);
     EXPECT_THAT(std::vector<int>(theData, theEnd), Each(0));
     EXPECT_THAT(std::vector<int>(theEnd, theBytes.end()), Each(0xA5));
@@ -413,7 +413,7 @@ TEST_F(SocketAddress, AnyAddressThatLiesInMemoryCanBePrinted) {
   theExpected(Format("%u.%u.%u.%u", zvSocket_IPPrintf(*thePointer)));
 
   char theTextOfC[200];
-  EXPECT_EQ(6, ZvTestPrintAddressesFromC(theTextOfC, sizeof theTextOfC));
+  EXPECT_EQ(6, ZvTestPrintAddressesFromC(theTextOfC, sizeof(theTextOfC)));
   EXPECT_STREQ("1.2.253.254 1.2.253.254 1.2.253.254 1.2.253.254 1.2.253.254 1.2.253.254 ", theTextOfC);
 }
 

@@ -90,7 +90,7 @@ TEST_F(SocketDatagram, ADatagramArrivesWithItsSender) {
   sockaddr_in theSource = {};
   socklen_t theLength = kAddressLength;
   EXPECT_EQ(Outcome(5, kStale), Call([&] {
-              return zvSocketRecvUDP(theReceiver, theBytes, sizeof theBytes, 0, Generic(&theSource),
+              return zvSocketRecvUDP(theReceiver, theBytes, sizeof(theBytes), 0, Generic(&theSource),
                                      &theLength, kLabel);
             }));
   EXPECT_STREQ("hello", theBytes);
@@ -363,7 +363,7 @@ TEST_F(SocketMulticast, AGroupIsHeardFromJoiningToLeaving) {
     sendto(theSender, "group", 6, 0, Generic(&theGroupTarget), kAddressLength);
     sendto(theSender, "alone", 6, 0, Generic(&theTarget), kAddressLength);
     char theText[8] = "";
-    EXPECT_EQ(6, recv(theReceiver, theText, sizeof theText, 0));
+    EXPECT_EQ(6, recv(theReceiver, theText, sizeof(theText), 0));
     return std::string(theText);
   };
 
@@ -373,7 +373,7 @@ TEST_F(SocketMulticast, AGroupIsHeardFromJoiningToLeaving) {
             }));
   EXPECT_EQ("group", FirstHeard());
   char theText[8] = "";
-  EXPECT_EQ(6, recv(theReceiver, theText, sizeof theText, 0));
+  EXPECT_EQ(6, recv(theReceiver, theText, sizeof(theText), 0));
   EXPECT_STREQ("alone", theText);
   EXPECT_EQ(Outcome(0, kStale), Call([&] {
               return zvSocketMulticastDrop(theReceiver, theGroup.c_str(), kLoopbackAddress, kLabel);

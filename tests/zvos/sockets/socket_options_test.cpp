@@ -233,7 +233,7 @@ TEST_F(SocketOptions, TheTimeToLiveIsReadIntoOneByte) {
   if (zvtest::IsEmulated()) GTEST_SKIP() << "the emulator reads options as four bytes";
   const Socket theSocket = Stream();
   for (const int theTTL : {1, 17, 128, 255}) {
-    ASSERT_EQ(0, setsockopt(theSocket, IPPROTO_IP, IP_TTL, &theTTL, sizeof theTTL));
+    ASSERT_EQ(0, setsockopt(theSocket, IPPROTO_IP, IP_TTL, &theTTL, sizeof(theTTL)));
     for (const bool afDebug : {false, true}) {
       unsigned char theBytes[] = {0xA5, 0, 0xA5, 0xA5, 0xA5, 0xA5, 0xA5, 0xA5};
       EXPECT_EQ(Outcome(0, kStale), Call([&] {

@@ -101,7 +101,7 @@ inline int OptionOf(int aSocket, int anOption) {
 // A port that nothing was bound to just now.
 inline uint16 FreePort(const Socket &anUnboundSocket) {
   sockaddr_in theAddress = net::Address(INADDR_ANY, 0);
-  EXPECT_EQ(0, bind(anUnboundSocket, net::Generic(&theAddress), sizeof theAddress));
+  EXPECT_EQ(0, bind(anUnboundSocket, net::Generic(&theAddress), sizeof(theAddress)));
   return static_cast<uint16>(PortOf(anUnboundSocket));
 }
 

@@ -41,7 +41,7 @@ TEST_F(ReadyMade, TheBoundAddressIsAZeroFilledIPv4Address) {
   ASSERT_EQ(1u, mBinds.size());
   const sockaddr_in theExpected = zvtest::net::Loopback();
   EXPECT_EQ(16, mBinds[0].mLength);
-  EXPECT_EQ(0, memcmp(&theExpected, &mBinds[0].mAddress, sizeof theExpected));
+  EXPECT_EQ(0, memcmp(&theExpected, &mBinds[0].mAddress, sizeof(theExpected)));
 }
 
 TEST_F(ReadyMade, UDPWithAPortPointerGetsARandomPortWhateverItPointedTo) {

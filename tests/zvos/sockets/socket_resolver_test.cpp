@@ -32,7 +32,7 @@ class CommonResult {
  public:
   CommonResult() : mResolver("gethostbyname", 0, 0, -1) {
     mHost.h_addrtype = AF_INET;
-    mHost.h_length = sizeof mAddress;
+    mHost.h_length = sizeof(mAddress);
     mHost.h_addr_list = mList;
     mResolver.Returning(AsArgument(&mHost))
         .Doing([this](const long long *anArguments) {
@@ -79,7 +79,7 @@ class SilentServer {
     Replace("/etc/hosts", "127.0.0.1 localhost\n");
     Replace("/etc/resolv.conf", "nameserver 127.0.0.1\n");
     sockaddr_in theAddress = zvtest::net::Loopback(53);
-    EXPECT_EQ(0, bind(mSocket, zvtest::net::Generic(&theAddress), sizeof theAddress)) << strerror(errno);
+    EXPECT_EQ(0, bind(mSocket, zvtest::net::Generic(&theAddress), sizeof(theAddress))) << strerror(errno);
   }
 
   // Why there can be none.
@@ -91,8 +91,8 @@ class SilentServer {
   }
 
   void WaitForQuery() {
-    socklen_t theLength = sizeof mAsker;
-    mCount = recvfrom(mSocket, mQuery, sizeof mQuery, 0, zvtest::net::Generic(&mAsker), &theLength);
+    socklen_t theLength = sizeof(mAsker);
+    mCount = recvfrom(mSocket, mQuery, sizeof(mQuery), 0, zvtest::net::Generic(&mAsker), &theLength);
     ASSERT_GT(mCount, 4);
   }
 
@@ -101,7 +101,7 @@ class SilentServer {
     mQuery[2] = static_cast<char>(0x81);
     mQuery[3] = static_cast<char>(0x83);
     EXPECT_EQ(mCount, sendto(mSocket, mQuery, static_cast<size_t>(mCount), 0, zvtest::net::Generic(&mAsker),
-                             sizeof mAsker));
+                             sizeof(mAsker)));
   }
 
  private:

@@ -51,7 +51,7 @@ class Receiver {
 
   void BecomeReadable() {
     sockaddr_in theAddress = OwnAddressOf(mSocket);
-    EXPECT_EQ(1, sendto(mSocket, "x", 1, 0, net::Generic(&theAddress), sizeof theAddress));
+    EXPECT_EQ(1, sendto(mSocket, "x", 1, 0, net::Generic(&theAddress), sizeof(theAddress)));
     fd_set theReadSet = Set({mSocket});
     EXPECT_EQ(1, select(mSocket + 1, &theReadSet, nullptr, nullptr, nullptr));
   }

@@ -137,7 +137,7 @@ TEST_F(SocketSelect, APipeThatCannotBePreparedLeavesNothingBehind) {
     int thePipe[2] = {-1, -1};
     Fault theObserver("pipe2", 0);
     theObserver.PassingThrough().Doing([&](const long long *anArguments) {
-      memcpy(thePipe, ArgumentAs<int>(anArguments[0]), sizeof thePipe);
+      memcpy(thePipe, ArgumentAs<int>(anArguments[0]), sizeof(thePipe));
     });
     Fault theFault(theStep.mCall, ENOMEM, theStep.mSkipped);
     EXPECT_EQ(nullptr, zvSocketSelect_New());

@@ -58,7 +58,7 @@ TEST_F(SocketSelect, EachTriggerIsOneSpaceThatIsInThePipeWhenItReturns) {
     EXPECT_EQ(i, BytesIn(mReader));
   }
   char theBytes[4] = "";
-  EXPECT_EQ(3, read(mReader, theBytes, sizeof theBytes));
+  EXPECT_EQ(3, read(mReader, theBytes, sizeof(theBytes)));
   EXPECT_STREQ("   ", theBytes);
 }
 

@@ -29,7 +29,7 @@ constexpr zvLogLevel kDebugLevel = 4;
 
 inline sockaddr_in OwnAddressOf(int aSocket) {
   sockaddr_in theAddress = {};
-  socklen_t theLength = sizeof theAddress;
+  socklen_t theLength = sizeof(theAddress);
   EXPECT_EQ(0, getsockname(aSocket, net::Generic(&theAddress), &theLength));
   return theAddress;
 }

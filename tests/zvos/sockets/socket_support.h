@@ -97,7 +97,7 @@ class Socket {
 inline Socket NewSocket(int aType) {
   Socket theSocket(socket(AF_INET, aType, 0));
   const timeval theLongestWait = {20, 0};
-  EXPECT_EQ(0, setsockopt(theSocket, SOL_SOCKET, SO_RCVTIMEO, &theLongestWait, sizeof theLongestWait));
+  EXPECT_EQ(0, setsockopt(theSocket, SOL_SOCKET, SO_RCVTIMEO, &theLongestWait, sizeof(theLongestWait)));
   return theSocket;
 }
 
@@ -131,7 +131,7 @@ inline sockaddr_in Loopback(int aPort = 0) {
 inline sockaddr_un LocalAddress(const std::string &aPath) {
   sockaddr_un theAddress = {};
   theAddress.sun_family = AF_UNIX;
-  aPath.copy(theAddress.sun_path, sizeof theAddress.sun_path - 1);
+  aPath.copy(theAddress.sun_path, sizeof(theAddress.sun_path) - 1);
   return theAddress;
 }
 
@@ -179,7 +179,7 @@ struct Connection {
 
 inline int IntOption(int aSocket, int aLevel, int anOption) {
   int theValue = -1;
-  socklen_t theLength = sizeof theValue;
+  socklen_t theLength = sizeof(theValue);
   EXPECT_EQ(0, getsockopt(aSocket, aLevel, anOption, &theValue, &theLength));
   return theValue;
 }

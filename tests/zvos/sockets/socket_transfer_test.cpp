@@ -142,7 +142,7 @@ TEST_F(SocketTransfer, SendReturnsTheBytesTakenAndLeavesTheLastError) {
   EXPECT_EQ(Outcome(5, kStale),
             Call([&] { return zvSocketSend(theConnection.mNear, "hello", 5, 0, kLabel); }));
   char theBytes[8] = "";
-  EXPECT_EQ(5, recv(theConnection.mFar, theBytes, sizeof theBytes, 0));
+  EXPECT_EQ(5, recv(theConnection.mFar, theBytes, sizeof(theBytes), 0));
   EXPECT_STREQ("hello", theBytes);
   EXPECT_THAT(mLog.Messages(), ElementsAre(Debug(kTCPRW, Format("Sent 5 bytes on socket %d [%s]\n",
                                                                 int(theConnection.mNear), kLabel))));
@@ -181,7 +181,7 @@ TEST_F(SocketTransfer, ReceiveReturnsTheBytesThatCame) {
   ASSERT_EQ(5, send(theConnection.mFar, "hello", 5, 0));
   char theBytes[8] = "";
   EXPECT_EQ(Outcome(5, kStale),
-            Call([&] { return zvSocketRecv(theConnection.mNear, theBytes, sizeof theBytes, 0, kLabel); }));
+            Call([&] { return zvSocketRecv(theConnection.mNear, theBytes, sizeof(theBytes), 0, kLabel); }));
   EXPECT_STREQ("hello", theBytes);
   EXPECT_THAT(mLog.Messages(), ElementsAre(Debug(kTCPRW, Format("Received 5 bytes on socket %d [%s]\n",
                                                                 int(theConnection.mNear), kLabel))));
@@ -219,7 +219,7 @@ TEST_F(SocketTransfer, ReceiveLogsAlsoThatItWouldBlock) {
 TEST_F(SocketTransfer, AConnectionThatWasResetIsToldByTheLastError) {
   Connection theConnection;
   const linger theHardEnd = {1, 0};
-  ASSERT_EQ(0, setsockopt(theConnection.mFar, SOL_SOCKET, SO_LINGER, &theHardEnd, sizeof theHardEnd));
+  ASSERT_EQ(0, setsockopt(theConnection.mFar, SOL_SOCKET, SO_LINGER, &theHardEnd, sizeof(theHardEnd)));
   theConnection.mFar.Close();
   char theByte;
   EXPECT_EQ(-1, zvSocketRecv(theConnection.mNear, &theByte, 1, 0, kLabel));

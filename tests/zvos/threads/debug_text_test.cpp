@@ -100,7 +100,7 @@ TEST_F(GetBackTrace, WithoutSymbolsLeavesTheBufferAlone) {
 TEST_F(GetBackTrace, WithoutFramesProducesNothing) {
   const CapturedAddresses theCapture({});
   char theBuffer[8] = "before";
-  EXPECT_EQ(0, zvDebug_GetBackTrace(theBuffer, sizeof theBuffer));
+  EXPECT_EQ(0, zvDebug_GetBackTrace(theBuffer, sizeof(theBuffer)));
   EXPECT_THAT(mLog.Calls(), IsEmpty());
 }
 

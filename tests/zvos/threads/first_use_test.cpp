@@ -245,7 +245,7 @@ void UseSocket(int) {
   ASSERT_EQ(0, zvSocketListen(theListener, 1, "listener"));
   const zvSocket theClient = zvSocketOpen(AF_INET, SOCK_STREAM, 0, "client");
   sockaddr_in theAddress = {};
-  socklen_t theLength = sizeof theAddress;
+  socklen_t theLength = sizeof(theAddress);
   ASSERT_EQ(0, getsockname(theListener, Generic(&theAddress), &theLength));
   ASSERT_EQ(0, zvSocketConnect(theClient, Generic(&theAddress), kAddressLength, "client"));
   const zvSocket theServer = zvSocketAccept(theListener, nullptr, nullptr, "server");
@@ -279,11 +279,11 @@ void UseAddress(int) {
   EXPECT_EQ(1, zvSocketIsLocalIPAddress(zvtest::Address("127.0.0.1")));
   EXPECT_EQ(1, zvSocket_IsLinkProtected(static_cast<int32>(zvtest::Address("127.0.0.1"))));
   char theName[256];
-  EXPECT_EQ(0, zvSocket_GetHostName_Debug(theName, sizeof theName, "address"));
+  EXPECT_EQ(0, zvSocket_GetHostName_Debug(theName, sizeof(theName), "address"));
   uint8 theHardwareAddress[6];
   zvMACAddress_Get(0, theHardwareAddress);
   sockaddr_in theNeighbour = zvtest::net::Loopback();
-  size_t theLength = sizeof theHardwareAddress;
+  size_t theLength = sizeof(theHardwareAddress);
   zvSocket_QueryARP(Generic(&theNeighbour), theHardwareAddress, &theLength);
 }
 
@@ -339,7 +339,7 @@ void UsePipe(int aThread) {
 
 void UseDebug(int) {
   char theBuffer[4096];
-  EXPECT_GT(zvDebug_GetBackTrace(theBuffer, sizeof theBuffer), 0);
+  EXPECT_GT(zvDebug_GetBackTrace(theBuffer, sizeof(theBuffer)), 0);
   zvDebug_LogLibraryInfo(reinterpret_cast<void *>(zvDebug_GetBackTrace));
   zvDebug_SetThreadName("zvtest");
 }

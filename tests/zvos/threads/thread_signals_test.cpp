@@ -90,7 +90,7 @@ TEST_F(Thread, SwitchingOffLeavesInstalledHandlers) {
 char sOwnStack[64 * 1024];
 void *(*sStart)(void *);
 void *StartWithOwnStack(void *aRecord) {
-  const stack_t theStack = {sOwnStack, 0, sizeof sOwnStack};
+  const stack_t theStack = {sOwnStack, 0, sizeof(sOwnStack)};
   stack_t theEarlier;
   EXPECT_EQ(0, sigaltstack(&theStack, &theEarlier));
   void *const theResult = sStart(aRecord);

@@ -30,7 +30,7 @@ static void *Need(void *aPointer, const char *aWhat) {
 #define ZVTEST_FUNCTION(variable, name)                             \
   do {                                                              \
     void *const theSymbol_ = Need(dlsym(theLibrary, #name), #name); \
-    memcpy(&(variable), &theSymbol_, sizeof theSymbol_);            \
+    memcpy(&(variable), &theSymbol_, sizeof(theSymbol_));           \
   } while (0)
 
 static void RunThread(void *theLibrary) {
@@ -60,7 +60,7 @@ int main(int aCount, char **someArguments) {
   if (sigaction(SIGFPE, NULL, &theAction) != 0 || theAction.sa_handler == SIG_DFL) return 4;
   if (dlclose(theLibrary) != 0) return 5;
 
-  memcpy(&theHandler, &theAction.sa_handler, sizeof theHandler);
+  memcpy(&theHandler, &theAction.sa_handler, sizeof(theHandler));
   printf("%s\n",
          dladdr(theHandler, &theInfo) != 0 && theInfo.dli_sname != NULL ? theInfo.dli_sname : "nothing");
   fflush(stdout);
