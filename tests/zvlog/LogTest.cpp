@@ -140,6 +140,14 @@ std::vector<std::string> TextsOf(const std::vector<Line> &aLines) {
   return theTexts;
 }
 
+std::vector<std::string> TextsOfRecords(const std::vector<Line> &aLines) {
+  std::vector<std::string> theTexts;
+  for (const Line &theLine : aLines) {
+    if (theLine.mfWellFormed) theTexts.push_back(theLine.mText);
+  }
+  return theTexts;
+}
+
 TempFolder::TempFolder() {
   const char *theRoot = getenv("TMPDIR");
   mPath = std::string(theRoot != nullptr ? theRoot : "/tmp") + "/zvlog.XXXXXX";

@@ -62,6 +62,9 @@ std::vector<Line> ParseAll(const std::string &aText);
 std::vector<std::string> TextsOf(const std::vector<std::string> &aLines);
 std::vector<std::string> TextsOf(const std::vector<Line> &aLines);
 
+// The texts of the records among the lines; an emulator may add lines of its own.
+std::vector<std::string> TextsOfRecords(const std::vector<Line> &aLines);
+
 class TempFolder {
  public:
   TempFolder();

@@ -49,13 +49,8 @@ Ending Crash(const std::function<void()> &aBody) {
   });
 }
 
-// The records in standard error; an emulator may add lines of its own.
 Texts RecordTexts(const Ending &anEnding) {
-  Texts theTexts;
-  for (const zvlogtest::Line &theLine : ParseAll(anEnding.mError)) {
-    if (theLine.mfWellFormed) theTexts.push_back(theLine.mText);
-  }
-  return theTexts;
+  return TextsOfRecords(ParseAll(anEnding.mError));
 }
 
 const Texts kCaught = {"Caught signal " + std::to_string(SIGSEGV)};

@@ -241,7 +241,7 @@ TEST_F(SinkFunction, ThatCrashesDoesNotKeepTheLastWordsBack) {
     return 1;
   });
   EXPECT_EQ(SIGSEGV, theEnding.mSignal);
-  EXPECT_EQ(Texts{"last words"}, TextsOf(ParseAll(theEnding.mError)));
+  EXPECT_EQ(Texts{"last words"}, TextsOfRecords(ParseAll(theEnding.mError)));
 }
 
 }  // namespace
