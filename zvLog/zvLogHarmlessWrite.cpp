@@ -95,16 +95,18 @@ class SignalGuard {
   SignalSet mFormer;
 };
 
-// Asked before each record: the limit may have been set at any time. The old call takes half the time of
-// the new one, which the C library prefers. In 32 bits it shows a limit from 4 GiB on as none.
-bool IsFileSizeLimited() {
+// The old call, which takes half the time of the new one that the C library prefers. In 32 bits it shows a
+// limit from 4 GiB on as none.
 #ifdef SYS_ugetrlimit
-  unsigned long theLimit[2];
-  return syscall(SYS_ugetrlimit, RLIMIT_FSIZE, theLimit) != 0 || theLimit[0] != ~0UL;
+constexpr long kGetLimit = SYS_ugetrlimit;
 #else
-  rlimit theLimit;
-  return getrlimit(RLIMIT_FSIZE, &theLimit) != 0 || theLimit.rlim_cur != RLIM_INFINITY;
+constexpr long kGetLimit = SYS_getrlimit;
 #endif
+
+// Asked before each record: the limit may have been set at any time.
+bool IsFileSizeLimited() {
+  unsigned long theLimit[2];
+  return syscall(kGetLimit, RLIMIT_FSIZE, theLimit) != 0 || theLimit[0] != ~0UL;
 }
 
 int SignalToExpect(const Target &aTarget) {

@@ -1,3 +1,4 @@
+# shellcheck shell=bash disable=SC2034
 # SPDX-FileCopyrightText: 2026 the libzvOS authors
 # SPDX-License-Identifier: Apache-2.0
 #

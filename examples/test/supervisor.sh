@@ -3,6 +3,7 @@
 #
 # SPDX-FileCopyrightText: 2026 the libzvOS authors
 # SPDX-License-Identifier: Apache-2.0
+# shellcheck source-path=SCRIPTDIR source=common.sh
 . "$(dirname "$0")/common.sh"
 
 # The number of the process that serves a connection, or nothing.

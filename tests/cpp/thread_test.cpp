@@ -156,6 +156,18 @@ TEST(CppThread, HasTheStackAskedFor) {
   EXPECT_GE(theSize, 512u * 1024);  // sanitizers take some more
 }
 
+TEST(CppThread, SleepsAsLongAsAskedFor) {
+  uint64 theMicroseconds = 0;
+  Fault theFault("usleep", 0, 0, -1);
+  theFault.Returning(0).Doing(
+      [&](const long long *anArguments) { theMicroseconds += static_cast<uint32>(anArguments[0]); });
+  zv::this_thread::sleep_for(5ms);
+  EXPECT_EQ(5000u, theMicroseconds);
+  theMicroseconds = 0;
+  zv::this_thread::sleep_for(24h);
+  EXPECT_EQ(uint64{24} * 3600 * 1000000, theMicroseconds);
+}
+
 TEST(CppThread, CanBeHandedToTheFlatInterface) {
   std::atomic<int> theDestroyed{0};
   auto theThread = zv::Thread::Start(Witness(&theDestroyed));

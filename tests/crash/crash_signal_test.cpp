@@ -6,6 +6,8 @@
 
 #include "CrashSupport.h"
 
+#include <unistd.h>
+
 #include <algorithm>
 #include <cstring>
 #include <sstream>
@@ -72,6 +74,11 @@ TEST(Drain, LeavesTheDefaultActionToTheSignalAndTheHandlerToTheOthers) {
   EXPECT_EQ(kExitSurvived, theCrash.mChild.mStatus) << theCrash.All();
   EXPECT_THAT(Lines(theCrash.mChild.mError),
               ElementsAre("default", "handler", "handler", "handler", "handler", "went on"));
+}
+
+TEST(Drain, GoesOnWithoutTheTimerOfTheReport) {
+  if (access("/proc/self/timers", R_OK) != 0) GTEST_SKIP() << "this system does not show timers";
+  EXPECT_EQ("no timer\nwent on\n", RunCrash("timers-in-the-drain").mChild.mError);
 }
 
 TEST(Drain, EndsWithASecondFaultBySameSignalAndKeepsTheFirstTrace) {

@@ -100,6 +100,15 @@ void TellActions() {
   zvThread_Wait(theThread);
 }
 
+void TellTimers() {
+  zvOSThread *theThread = StartAndAwaitDrain([](void *) { RaiseOnce(); });
+  FILE *theTimers = fopen("/proc/self/timers", "r");
+  if (theTimers == nullptr) Exit(crash::kExitCannotStart);
+  Tell(fgetc(theTimers) == EOF ? "no timer\n" : "a timer\n");
+  fclose(theTimers);
+  zvThread_Wait(theThread);
+}
+
 void FaultInTheDrain(void (*aFault)(void *), long aDelay) {
   PrepareOther(aFault);
   zvOSThread *theThread = StartAndAwaitDrain(CrashBySegv);
@@ -323,6 +332,7 @@ constexpr crash::Mode kModes[] = {
     {"raise-twice-in-main", RaiseTwiceInMain},
     {"kill-twice", KillTwice},
     {"actions", TellActions},
+    {"timers-in-the-drain", TellTimers},
     {"same-signal-in-the-drain", SameSignalInTheDrain},
     {"other-signal-in-the-drain", OtherSignalInTheDrain},
     {"killed-in-the-drain", KilledInTheDrain},

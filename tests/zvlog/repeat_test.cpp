@@ -6,6 +6,7 @@
 
 #include "Child.h"
 #include "LogTest.h"
+#include "TrapFlag.h"
 
 #include <time.h>
 #include <unistd.h>
@@ -251,6 +252,37 @@ TEST_F(Repeats, AreCountedRightlyBesideOtherRecordsOfOtherThreads) {
   Log(kzvLogLevel_Error, 42, "another\n");
   EXPECT_EQ(size_t{kThreads} * kRecords + 1, CountAll(Written()));
 }
+
+#if (defined(__i386__) || defined(__x86_64__)) && !defined(ZV_SANITIZED)
+
+int gSteps = 0;
+int gLogged = 0;
+
+// The handler logs at some steps only: at each one it would keep the count from ever being stored.
+TEST_F(Repeats, AreCountedRightlyByAHandlerThatInterruptsTheCount) {
+  const Ending theEnding = RunInChild([this] {
+    signal(SIGTRAP, [](int) {
+      if (++gSteps % 101 != 0) return;
+      ++gLogged;
+      LogTimes(1, "again\n");
+    });
+    zvLog_ApplySettings(("repeat=1," + mToFile).c_str());
+    const std::string theText = "again\n";
+    for (int theIndex = 0; theIndex < 25; ++theIndex) {
+      SetTrapFlag(true);
+      Log(kzvLogLevel_Error, 42, theText);
+      SetTrapFlag(false);
+    }
+    Log(kzvLogLevel_Error, 42, "last\n");
+    dprintf(STDOUT_FILENO, "%d", gLogged);
+    return 0;
+  });
+  ASSERT_EQ(0, theEnding.mStatus);
+  EXPECT_EQ("", theEnding.mError);
+  EXPECT_EQ(std::to_string(CountAll(Written()) - 26), theEnding.mOutput);
+}
+
+#endif
 
 TEST_F(Repeats, TakeANumberUpToAMillion) {
   CaughtStandardError theError;

@@ -43,15 +43,17 @@ class LineWriter {
     Digits(aNumber, theCount);
   }
 
-  // Decimal, the last aCount digits. They have no place of their own, for which there may be no stack.
+  // Decimal, the last aCount digits, or none where they have no room. They are written in place: there may be
+  // no stack for another one.
   void Digits(uint32 aNumber, size_t aCount) {
-    const size_t theRoom = static_cast<size_t>(mEnd - mAt);
-    for (size_t theAt = aCount; theAt > 0;) {
+    if (aCount > static_cast<size_t>(mEnd - mAt)) return;
+    char *const theBegin = mAt;
+    mAt += aCount;
+    for (char *theDigit = mAt; theDigit > theBegin;) {
       const uint32 theRest = Tenth(aNumber);
-      if (--theAt < theRoom) mAt[theAt] = static_cast<char>('0' + (aNumber - theRest * 10));
+      *--theDigit = static_cast<char>('0' + (aNumber - theRest * 10));
       aNumber = theRest;
     }
-    mAt += aCount < theRoom ? aCount : theRoom;
   }
 
   // The same with a character behind them.

@@ -7,12 +7,15 @@
 
 namespace zvos {
 
-Message *BeginMessage(uint32 aKind, const char *aFile, uint32 aLine) {
+Message *BeginMessage(uint32 aPlace, const char *aFile) {
+  const uint32 theLevel = aPlace >> kLevelShift;
+  const uint32 theModule = aPlace >> kModuleShift & ((1u << (kLevelShift - kModuleShift)) - 1);
+  if (!_zvLog_LogMe(theLevel, theModule)) return nullptr;
   zvLogData *const theData =
-      zvLog_Begin(static_cast<zvLogLevel>(aKind >> 16), static_cast<zvLogModule>(aKind & 0xFFFF));
+      zvLog_Begin(static_cast<zvLogLevel>(theLevel), static_cast<zvLogModule>(theModule));
   if (theData == nullptr) return nullptr;
   theData->mFile = aFile;
-  theData->mLine = aLine;
+  theData->mLine = aPlace & ((1u << kModuleShift) - 1);
   return reinterpret_cast<Message *>(theData);
 }
 

@@ -73,24 +73,24 @@ bool GetSeconds(int64 *aSeconds) {
 // The C library's conversions take the lock of its time zone. Days are counted from the first of March of a
 // year that a cycle of 400 begins with.
 void TellTime() {
-  int64 theSeconds;
-  if (!GetSeconds(&theSeconds)) return;
-  constexpr int64 kDay = 86400, kDaysOfCycle = 146097, kDaysUntil1970 = 719468;
-  const int64 theDays = theSeconds / kDay + kDaysUntil1970;
-  const int64 theRest = theSeconds % kDay;
-  const int64 theCycle = theDays / kDaysOfCycle;
-  const int64 theDayOfCycle = theDays % kDaysOfCycle;
-  const int64 theYearOfCycle =
+  int64 theTime;
+  if (!GetSeconds(&theTime)) return;
+  constexpr uint32 kDay = 86400, kDaysOfCycle = 146097, kDaysUntil1970 = 719468;
+  // One division of 64 bits, which takes a function; days need 32.
+  const uint64 theSeconds = static_cast<uint64>(theTime);
+  const uint32 theRest = static_cast<uint32>(theSeconds % kDay);
+  const uint32 theDays = static_cast<uint32>(theSeconds / kDay) + kDaysUntil1970;
+  const uint32 theDayOfCycle = theDays % kDaysOfCycle;
+  const uint32 theYearOfCycle =
       (theDayOfCycle - theDayOfCycle / 1460 + theDayOfCycle / 36524 - theDayOfCycle / 146096) / 365;
-  const int64 theDayOfYear =
+  const uint32 theDayOfYear =
       theDayOfCycle - (365 * theYearOfCycle + theYearOfCycle / 4 - theYearOfCycle / 100);
-  const int64 theMarchMonth = (5 * theDayOfYear + 2) / 153;
-  const int64 theDay = theDayOfYear - (153 * theMarchMonth + 2) / 5 + 1;
-  const int64 theMonth = theMarchMonth < 10 ? theMarchMonth + 3 : theMarchMonth - 9;
-  const int64 theYear = theCycle * 400 + theYearOfCycle + (theMonth <= 2 ? 1 : 0);
-  sFile.Add("time: %04d-%02d-%02dT%02d:%02d:%02dZ\n", static_cast<int>(theYear), static_cast<int>(theMonth),
-            static_cast<int>(theDay), static_cast<int>(theRest / 3600), static_cast<int>(theRest / 60 % 60),
-            static_cast<int>(theRest % 60));
+  const uint32 theMarchMonth = (5 * theDayOfYear + 2) / 153;
+  const uint32 theDay = theDayOfYear - (153 * theMarchMonth + 2) / 5 + 1;
+  const uint32 theMonth = theMarchMonth < 10 ? theMarchMonth + 3 : theMarchMonth - 9;
+  const uint32 theYear = theDays / kDaysOfCycle * 400 + theYearOfCycle + (theMonth <= 2 ? 1 : 0);
+  sFile.Add("time: %04u-%02u-%02uT%02u:%02u:%02uZ\n", theYear, theMonth, theDay, theRest / 3600,
+            theRest / 60 % 60, theRest % 60);
 }
 
 // --- who ----------------------------------------------------------------------------------------

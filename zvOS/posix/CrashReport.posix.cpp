@@ -212,8 +212,8 @@ void DieAtAlarm(int) {
 }
 
 void SetAlarm(int64 aTime) {
-  const itimerval theSetting = {
-      {0, 0}, {static_cast<time_t>(aTime / 1000), static_cast<suseconds_t>(aTime % 1000 * 1000)}};
+  const long theTime = static_cast<long>(aTime);
+  const itimerval theSetting = {{0, 0}, {theTime / 1000, theTime % 1000 * 1000}};
   setitimer(ITIMER_REAL, &theSetting, nullptr);
 }
 
@@ -246,9 +246,8 @@ void SetTimer(int64 aRest) {
     SetAlarm(aRest);
     return;
   }
-  const int64 theTime = aRest < kStepPatience ? aRest : kStepPatience;
-  const itimerspec theSetting = {
-      {0, 0}, {static_cast<time_t>(theTime / 1000), static_cast<long>(theTime % 1000 * 1000000)}};
+  const long theTime = static_cast<long>(aRest < kStepPatience ? aRest : kStepPatience);
+  const itimerspec theSetting = {{0, 0}, {theTime / 1000, theTime % 1000 * 1000000}};
   timer_settime(sGuard.mTimer, 0, &theSetting, nullptr);
 }
 

@@ -57,17 +57,24 @@ inline int Lock(zvOSMutex *aMutex) {
   return zvMutex_Status_NoError;
 }
 
-inline int Unlock(zvOSMutex *aMutex) {
-  if (ZV_UNLIKELY(!IsOwner(aMutex)))
-    return ZVOS_FAIL_COLD(zvMutex_Status_Error, F("zvOSMutex: unlock failed because not held by caller\n"));
-  if (ZV_UNLIKELY(aMutex->mLockCount == 0)) zvos::OutOfLine([=] { zvAssert(aMutex->mLockCount > 0); });
-
+// One level less of a lock that the calling thread holds.
+inline int Release(zvOSMutex *aMutex) {
   // The owner is cleared before the lock is free: afterwards the next owner writes.
   if (ZV_LIKELY(--aMutex->mLockCount == 0)) SetOwner(aMutex, kzvMutex_NoOwner);
   if (const int theError = pthread_mutex_unlock(&aMutex->mMutex))
     return ZVOS_FAIL_COLD(zvMutex_Status_Error,
                           F("zvOSMutex: pthread_mutex_unlock failed (error = %d)\n", theError));
   return zvMutex_Status_NoError;
+}
+
+inline int Unlock(zvOSMutex *aMutex) {
+  if (ZV_UNLIKELY(!IsOwner(aMutex)))
+    return ZVOS_FAIL_COLD(zvMutex_Status_Error, F("zvOSMutex: unlock failed because not held by caller\n"));
+  if (ZV_LIKELY(aMutex->mLockCount != 0)) return Release(aMutex);
+  return zvos::OutOfLine([=] {
+    zvAssert(aMutex->mLockCount > 0);
+    return Release(aMutex);
+  });
 }
 
 }  // namespace

@@ -27,7 +27,7 @@ namespace {
 
 constexpr int kPrivateToProcess = 0;
 constexpr uint64 kMillisecondsPerSecond = 1000;
-constexpr uint64 kNanosecondsPerMillisecond = 1000000;
+constexpr uint32 kNanosecondsPerMillisecond = 1000000;
 
 // What the message of a failed wait shows: callers tell an interruption by the -1.
 int WaitErrorToLog(int anError) {
@@ -55,11 +55,11 @@ int DeadlineAfter(uint32 aDelay, clockid_t aClock, timespec *aDeadline) {
   if (const int theError = ErrorOf(clock_gettime(aClock, &theNow))) return theError;
 
   const uint64 theEnd = zvos::SecondsOf(theNow.tv_sec) * kMillisecondsPerSecond +
-                        static_cast<uint64>(theNow.tv_nsec) / kNanosecondsPerMillisecond + aDelay;
+                        static_cast<uint32>(theNow.tv_nsec) / kNanosecondsPerMillisecond + aDelay;
   const uint64 theSeconds = theEnd / kMillisecondsPerSecond;
+  const uint64 theRest = theEnd % kMillisecondsPerSecond;
   if (zvos::IsLate(theSeconds)) return EOVERFLOW;
-  *aDeadline = {static_cast<time_t>(theSeconds),
-                static_cast<long>(theEnd % kMillisecondsPerSecond * kNanosecondsPerMillisecond)};
+  *aDeadline = {static_cast<time_t>(theSeconds), static_cast<long>(theRest * kNanosecondsPerMillisecond)};
   return 0;
 }
 

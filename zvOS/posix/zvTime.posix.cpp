@@ -27,7 +27,7 @@ constexpr long kDaylightSavingMinutes = 60;
 ZV_COLD timeval LateTimeOfDay() {
   zvos::WideTime theTime;
   if (!zvos::GetWideTimeOfDay(&theTime)) return {};
-  return {static_cast<time_t>(theTime.mSeconds), static_cast<suseconds_t>(theTime.mNanoseconds / 1000)};
+  return {static_cast<time_t>(theTime.mSeconds), static_cast<suseconds_t>(theTime.mNanoseconds) / 1000};
 }
 
 // In no time zone the end of what a narrow time_t holds is near.

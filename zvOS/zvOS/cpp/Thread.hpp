@@ -41,7 +41,7 @@ class Thread : private Owner<zvOSThread, zvThread_Delete> {
     Owner theOwner(New(theWork, zvThread_Kind_Joinable, aStackSize));
     const Error theError = Run(theOwner.Handle());
     // A thread that did not begin ends here, before its work is released.
-    if (theError.Status() != 0) {
+    if (theError) {
       theOwner = Owner();
       Work::Delete(theWork);
       return theError;
@@ -58,7 +58,7 @@ class Thread : private Owner<zvOSThread, zvThread_Delete> {
     if (theWork == nullptr) return Error(zvThread_Status_Error, ENOMEM);
     // One that did not begin waits for ever: there is no call that ends it.
     const Error theError = Run(New(theWork, zvThread_Kind_Detached, aStackSize));
-    if (theError.Status() == 0) return {};
+    if (!theError) return {};
     Work::Delete(theWork);
     return theError;
   }
@@ -116,10 +116,14 @@ class Thread : private Owner<zvOSThread, zvThread_Delete> {
 
 namespace this_thread {
 
-// A signal may end it early.
+// A signal may end it early. The flat sleep wraps around at 71 minutes: longer ones are several.
 template <typename Unit, typename Period>
 void sleep_for(std::chrono::duration<Unit, Period> aDelay) {
-  zvThread_Sleep(detail::Delay(aDelay));
+  constexpr uint32 kLongestSleep = UINT32_MAX / 1000;
+  uint32 theRest = detail::Delay(aDelay);
+  for (; ZV_UNLIKELY(theRest > kLongestSleep); theRest -= kLongestSleep)
+    zvThread_Sleep(kLongestSleep);
+  zvThread_Sleep(theRest);
 }
 
 inline uint32 get_id() {
