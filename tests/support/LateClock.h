@@ -71,6 +71,20 @@ class LateClock : public WideClock {
   Fault mTime;
 };
 
+// In force while it lives: a time of day that 32 bits still hold, as semaphores ask for it.
+class EarlyClock {
+ public:
+  explicit EarlyClock(long aSeconds) : mFault("clock_gettime", 0) {
+    mFault.Returning(0).Doing([=](const long long *anArguments) {
+      EXPECT_EQ(CLOCK_REALTIME, anArguments[0]);
+      *ArgumentAs<timespec>(anArguments[1]) = {aSeconds, 0};
+    });
+  }
+
+ private:
+  Fault mFault;
+};
+
 // Whether the test itself runs late.
 inline bool IsLateNow() {
   WideTime theTime = {};

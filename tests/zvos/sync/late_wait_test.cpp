@@ -22,6 +22,7 @@ using ::testing::ElementsAre;
 using ::testing::IsEmpty;
 using zvtest::ArgumentAs;
 using zvtest::CallsOf;
+using zvtest::EarlyClock;
 using zvtest::Failed;
 using zvtest::Fault;
 using zvtest::k2040;
@@ -42,25 +43,12 @@ class Stopwatch {
   std::chrono::steady_clock::time_point mStart = std::chrono::steady_clock::now();
 };
 
-// A time of day that 32 bits still hold, as conditions and as semaphores ask for it.
+// A time of day that 32 bits still hold, as conditions ask for it.
 class EarlyTimeOfDay {
  public:
   explicit EarlyTimeOfDay(long aSeconds) : mFault("gettimeofday", 0) {
     mFault.Returning(0).Doing([=](const long long *anArguments) {
       *ArgumentAs<timeval>(anArguments[0]) = {aSeconds, 0};
-    });
-  }
-
- private:
-  Fault mFault;
-};
-
-class EarlyClock {
- public:
-  explicit EarlyClock(long aSeconds) : mFault("clock_gettime", 0) {
-    mFault.Returning(0).Doing([=](const long long *anArguments) {
-      EXPECT_EQ(CLOCK_REALTIME, anArguments[0]);
-      *ArgumentAs<timespec>(anArguments[1]) = {aSeconds, 0};
     });
   }
 

@@ -4,6 +4,7 @@
 #include <zvOS/zvSemaphore.h>
 
 #include "support/HandleChecks.h"
+#include "support/LateClock.h"
 #include "support/Threads.h"
 
 #include <pthread.h>
@@ -55,18 +56,8 @@ class SemaphoreTest : public ::testing::Test {
   zvOSSemaphore *mSemaphore;
 };
 
-// Lets a wait read an early time, for which the system's wait has no stand-in.
-class EarlyClock {
- public:
-  EarlyClock() : mFault("clock_gettime", 0) {
-    mFault.Returning(0).Doing([](const long long *anArguments) {
-      *zvtest::ArgumentAs<timespec>(anArguments[1]) = {1000, 0};
-    });
-  }
-
- private:
-  Fault mFault;
-};
+// A time at which a wait uses the call that the tests make fail; a late one uses another.
+constexpr long kEarly = 1000;
 
 #define EXPECT_DEADLINE(seconds, nanoseconds, deadline) \
   do {                                                  \
@@ -231,7 +222,7 @@ TEST_F(SemaphoreTest, AFailingClockIsLoggedAndNothingIsWaitedFor) {
 }
 
 TEST_F(SemaphoreTest, AFailingTimedWaitIsLogged) {
-  const EarlyClock theClock;
+  const EarlyClock theClock(kEarly);
   mLog.SpoilErrno(EDOM);
   Fault theFault("sem_timedwait", EINVAL);
   EXPECT_EQ(zvSemaphore_Status_Error, zvSemaphore_WaitTimeout(mSemaphore, 1));
@@ -239,7 +230,7 @@ TEST_F(SemaphoreTest, AFailingTimedWaitIsLogged) {
 }
 
 TEST_F(SemaphoreTest, AnInterruptedTimedWaitShowsErrnoAndIsNotRepeated) {
-  const EarlyClock theClock;
+  const EarlyClock theClock(kEarly);
   const int theWaits = CallsOf("sem_timedwait");
   Fault theFault("sem_timedwait", EINTR);
   EXPECT_EQ(zvSemaphore_Status_Error, zvSemaphore_WaitTimeout(mSemaphore, kVeryLong));
