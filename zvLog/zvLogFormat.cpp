@@ -93,9 +93,9 @@ const char *ReadConversion(const char *aFormat, Conversion *aConversion) {
 
 void PutMany(Record *aRecord, char aChar, size_t aCount) {
   char theChars[16];
-  memset(theChars, aChar, sizeof theChars);
-  for (; aCount > sizeof theChars; aCount -= sizeof theChars)
-    aRecord->Put(theChars, sizeof theChars);
+  memset(theChars, aChar, sizeof(theChars));
+  for (; aCount > sizeof(theChars); aCount -= sizeof(theChars))
+    aRecord->Put(theChars, sizeof(theChars));
   aRecord->Put(theChars, aCount);
 }
 
@@ -160,7 +160,7 @@ uint32 TakeDigit(uint64 *aNumber, uint32 aBase) {
 
 void PutNumber(Record *aRecord, const Conversion &aConversion, Bytes aPrefix, uint64 aNumber, uint32 aBase) {
   char theDigits[20];
-  char *const theEnd = theDigits + sizeof theDigits;
+  char *const theEnd = theDigits + sizeof(theDigits);
   const char *theNames = aConversion.mKind == 'X' ? "0123456789ABCDEF" : "0123456789abcdef";
   char *theBegin = theEnd;
   do {

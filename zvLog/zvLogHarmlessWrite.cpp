@@ -119,7 +119,7 @@ int SignalToExpect(const Target &aTarget) {
 // is there are shared with other processes.
 __attribute__((noinline)) int OpenNonBlocking(int aDescriptor) {
   char thePath[32];
-  zvlog::LineWriter theWriter(thePath, sizeof thePath - 1);
+  zvlog::LineWriter theWriter(thePath, sizeof(thePath) - 1);
   theWriter.Text("/proc/self/fd/");
   theWriter.Number(static_cast<uint32>(aDescriptor));
   thePath[theWriter.Length()] = '\0';
@@ -173,7 +173,7 @@ ssize_t WriteOnce(const Target &aTarget, const char *aData, size_t aLength, bool
 
 bool IsSocket(int aDescriptor) {
   int theType;
-  socklen_t theSize = sizeof theType;
+  socklen_t theSize = sizeof(theType);
   return getsockopt(aDescriptor, SOL_SOCKET, SO_TYPE, &theType, &theSize) == 0;
 }
 

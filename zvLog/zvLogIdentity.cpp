@@ -77,8 +77,8 @@ void FitName(const char *aName, char (&aRoom)[kThreadNameRoom]) {
   constexpr char kCut[] = "...";
   const size_t theLength = strnlen(aName, kThreadNameRoom);
   memset(aRoom, 0, kThreadNameRoom);
-  memcpy(aRoom, aName, theLength < kThreadNameRoom ? theLength : kThreadNameRoom - sizeof kCut);
-  if (theLength == kThreadNameRoom) memcpy(aRoom + kThreadNameRoom - sizeof kCut, kCut, sizeof kCut);
+  memcpy(aRoom, aName, theLength < kThreadNameRoom ? theLength : kThreadNameRoom - sizeof(kCut));
+  if (theLength == kThreadNameRoom) memcpy(aRoom + kThreadNameRoom - sizeof(kCut), kCut, sizeof(kCut));
   for (char *theChar = aRoom; *theChar != '\0'; ++theChar) {
     if (static_cast<unsigned char>(*theChar) < ' ' || *theChar == '\x7f') *theChar = '?';
   }

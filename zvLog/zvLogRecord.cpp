@@ -35,7 +35,7 @@ size_t FormatTail(char (&aTail)[kTailRoom + 1], size_t aLength, const char *aFor
     ZVLOG_PRINTF(3, 0);
 size_t FormatTail(char (&aTail)[kTailRoom + 1], size_t aLength, const char *aFormat, va_list anArguments) {
   if (aLength <= kTailRoom) {
-    const int theLength = vsnprintf(aTail, sizeof aTail, aFormat, anArguments);
+    const int theLength = vsnprintf(aTail, sizeof(aTail), aFormat, anArguments);
     return theLength < 0 ? 0 : std::min(static_cast<size_t>(theLength), kTailRoom);
   }
   if (aLength > kLongestFormattedTwice) return 0;
@@ -71,7 +71,7 @@ void Record::AppendByTheCLibrary(const char *aFormat, va_list anArguments) {
   const int theLength = vsnprintf(Text() + mLength, theRoom + 1, aFormat, anArguments);
   if (theLength < 0) {
     // What was written before it failed is not known.
-    Put(kUnformattable, sizeof kUnformattable - 1);
+    Put(kUnformattable, sizeof(kUnformattable) - 1);
   } else if (static_cast<size_t>(theLength) <= theRoom) {
     mLength += static_cast<size_t>(theLength);
   } else {
@@ -118,7 +118,7 @@ size_t Record::MarkWhatIsMissing() {
   const size_t theTailLength = std::min(mLength - kHeadRoom, kTailRoom);
   const size_t theMissing = mMissing + (mLength - kHeadRoom - theTailLength);
   char theMark[kMarkRoom];
-  LineWriter theWriter(theMark, sizeof theMark);
+  LineWriter theWriter(theMark, sizeof(theMark));
   theWriter.Text(" [... ");
   theWriter.Number(static_cast<uint32>(theMissing));
   theWriter.Text(" bytes ...] ");

@@ -60,13 +60,13 @@ class Shown {
  public:
   explicit Shown(const char *aText) {
     const size_t theLength = strlen(aText);
-    if (theLength < sizeof mText) {
+    if (theLength < sizeof(mText)) {
       memcpy(mText, aText, theLength + 1);
       return;
     }
-    constexpr size_t kKept = sizeof mText - sizeof kCutMark;
+    constexpr size_t kKept = sizeof(mText) - sizeof(kCutMark);
     memcpy(mText, aText, kKept);
-    memcpy(mText + kKept, kCutMark, sizeof kCutMark);
+    memcpy(mText + kKept, kCutMark, sizeof(kCutMark));
   }
   const char *Text() const { return mText; }
 
@@ -80,10 +80,10 @@ bool Complain(const char *aSetting, const char *aFormat, ...) {
   char theReason[400];
   va_list theArguments;
   va_start(theArguments, aFormat);
-  vsnprintf(theReason, sizeof theReason, aFormat, theArguments);
+  vsnprintf(theReason, sizeof(theReason), aFormat, theArguments);
   va_end(theArguments);
   char theLine[720];
-  snprintf(theLine, sizeof theLine, "zvLog: bad setting '%s': %s\n", Shown(aSetting).Text(), theReason);
+  snprintf(theLine, sizeof(theLine), "zvLog: bad setting '%s': %s\n", Shown(aSetting).Text(), theReason);
   zvlog::Patience thePatience(zvlog::kPatienceMilliseconds);
   zvlog::WriteHarmlessly(zvlog::Examine(STDERR_FILENO), theLine, strlen(theLine), &thePatience);
   return false;

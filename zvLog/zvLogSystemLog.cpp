@@ -47,7 +47,8 @@ int MakeSocket() {
   const int theSocket = socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0);
   if (theSocket < 0) return zvlog::kNoDescriptor;
   const timeval thePatience = {0, kPatienceMicroseconds};
-  if (setsockopt(theSocket, SOL_SOCKET, SO_SNDTIMEO, &thePatience, sizeof thePatience) == 0) return theSocket;
+  if (setsockopt(theSocket, SOL_SOCKET, SO_SNDTIMEO, &thePatience, sizeof(thePatience)) == 0)
+    return theSocket;
   zvlog::CloseKeepingErrno(theSocket);
   return zvlog::kNoDescriptor;
 }
@@ -60,7 +61,7 @@ int MakeSocketReaching(const SocketAddress *anAddress) {
   const bool afReady = connect(theSocket, reinterpret_cast<const sockaddr *>(&anAddress->mAddress),
                                sizeof(sockaddr_un)) == 0 &&
                        // Unconnected again, so that the socket finds the log after it was started anew.
-                       connect(theSocket, &theNobody, sizeof theNobody) == 0;
+                       connect(theSocket, &theNobody, sizeof(theNobody)) == 0;
   if (afReady) return theSocket;
   zvlog::CloseKeepingErrno(theSocket);
   return zvlog::kNoDescriptor;

@@ -17,9 +17,9 @@ uint32 RandomUInt32() {
   uint32 theNumber = 0;
   ssize_t theCount;
   do {
-    theCount = getrandom(&theNumber, sizeof theNumber, GRND_NONBLOCK);
+    theCount = getrandom(&theNumber, sizeof(theNumber), GRND_NONBLOCK);
   } while (theCount < 0 && errno == EINTR);
-  if (theCount == static_cast<ssize_t>(sizeof theNumber)) return theNumber;
+  if (theCount == static_cast<ssize_t>(sizeof(theNumber))) return theNumber;
 
   // Early after the start of a device the kernel has no randomness yet. Numbers that spread are
   // enough here, and better than waiting.

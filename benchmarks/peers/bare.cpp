@@ -64,7 +64,7 @@ class Wake {
     FD_SET(mPipe[0], &theSet);
     if (select(mPipe[0] + 1, &theSet, nullptr, nullptr, nullptr) != 1) return 1;
     char theBytes[256];
-    return read(mPipe[0], theBytes, sizeof theBytes) != 1;
+    return read(mPipe[0], theBytes, sizeof(theBytes)) != 1;
   }
 
  private:
@@ -119,13 +119,13 @@ TcpPair::TcpPair() {
   theAddress.sin_family = AF_INET;
   theAddress.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
   auto *const theGeneric = reinterpret_cast<sockaddr *>(&theAddress);
-  socklen_t theLength = sizeof theAddress;
+  socklen_t theLength = sizeof(theAddress);
   const int theNoDelay = 1;
   if (bind(theListener, theGeneric, theLength) != 0 || listen(theListener, 1) != 0 ||
       getsockname(theListener, theGeneric, &theLength) != 0 ||
       (mLeft = socket(AF_INET, SOCK_STREAM, 0)) < 0 || connect(mLeft, theGeneric, theLength) != 0 ||
       (mRight = accept(theListener, nullptr, nullptr)) < 0 ||
-      setsockopt(mLeft, IPPROTO_TCP, TCP_NODELAY, &theNoDelay, sizeof theNoDelay) != 0) {
+      setsockopt(mLeft, IPPROTO_TCP, TCP_NODELAY, &theNoDelay, sizeof(theNoDelay)) != 0) {
     Fail("cannot connect two sockets");
   }
   close(theListener);

@@ -64,7 +64,7 @@ class Places {
     if (mkdir(mEntries.c_str(), 0700) != 0) Fail("cannot make a folder");
     for (uint32 theIndex = 0; theIndex < kWalkedFiles; ++theIndex) {
       char theName[32];
-      snprintf(theName, sizeof theName, "/track-%06u.mp3", theIndex);
+      snprintf(theName, sizeof(theName), "/track-%06u.mp3", theIndex);
       if (!std::ofstream(mEntries + theName)) Fail("cannot make a file");
     }
   }

@@ -24,7 +24,7 @@ zvLogData *zvLog_Begin(zvLogLevel aLevel, zvLogModule aModule) {
 }
 void zvLog_Append_VF(Text aFormat, va_list anArguments) {
   const size_t theLength = strlen(sLast->mText);
-  KEEPING_ERRNO(vsnprintf(sLast->mText + theLength, sizeof sLast->mText - theLength, aFormat, anArguments));
+  KEEPING_ERRNO(vsnprintf(sLast->mText + theLength, sizeof(sLast->mText) - theLength, aFormat, anArguments));
 }
 void zvLog_Append_F(Text aFormat, ...) { VARIADIC(zvLog_Append_VF(aFormat, theList)); }
 void zvLog_End(zvLogData *aData) {

@@ -85,11 +85,11 @@ void zvCStringParser_Delete(zvCStringParser_TokenList *aList) {
   free(aList);
 }
 zvCStringParser_TokenList *zvCStringParser_TokenizeQuotedList(char *aText, size_t aStart, size_t aLength) {
-  zvCStringParser_TokenList *const theList = calloc(1, sizeof *theList);
+  zvCStringParser_TokenList *const theList = calloc(1, sizeof(*theList));
   Text const theEnd = aText + aStart + strnlen(aText + aStart, aLength);
   char *theAt = aText + aStart;
   while (theList != NULL && (theAt += strspn(theAt, " ,\t\r\n")) < theEnd) {
-    zvCStringParser_Token *const theToken = calloc(1, sizeof *theToken);
+    zvCStringParser_Token *const theToken = calloc(1, sizeof(*theToken));
     if (theToken == NULL) return zvCStringParser_Delete(theList), NULL;
     const int afQuoted = *theAt == '"';
     theToken->mData = theAt + afQuoted;
