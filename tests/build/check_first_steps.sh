@@ -1,6 +1,7 @@
 #!/usr/bin/env bash
-# Runs the commands of docs/first-steps.md in a home of their own, with the source as it is here in place of the clone: they
-# must print what the page says, up to times, numbers of processes and folders. "..." stands for anything, and for success.
+# Runs the commands of docs/first-steps.md in a home of their own, with the source as it is here in place of the
+# clone: they must print what the page says, up to times, numbers of processes, lines of the library's source and
+# folders. "..." stands for anything, and for success.
 #
 #   check_first_steps.sh BUILD_FOLDER SOURCE_FOLDER
 #
@@ -35,7 +36,8 @@ awk '/^```text$/ { inside = 1; next } /^```$/ { inside = 0 }
   inside { print > ("expected." count) }' "$page"
 
 mask() {
-  sed -E -e 's/^[0-9-]{10}T[0-9:.]+Z /TIME /' -e 's/\[[0-9]+:[0-9]+\] /[IDS] /' -e "s#(/home/you|$HOME)/#HOME/#g"
+  sed -E -e 's/^[0-9-]{10}T[0-9:.]+Z /TIME /' -e 's/\[[0-9]+:[0-9]+\] /[IDS] /' -e "s#(/home/you|$HOME)/#HOME/#g" \
+    -e 's#^(TIME .* zvOS/[A-Za-z_/.]+):[0-9]+: #\1: #'
 }
 
 begin=$SECONDS
