@@ -20,30 +20,20 @@ mkdir -p "$work/home/zvos" "$work/home/player" "$work/steps"
 export HOME=$work/home
 unset CMAKE_C_COMPILER_LAUNCHER CMAKE_CXX_COMPILER_LAUNCHER ZVLOG
 
-fail() {
-  echo "FAILED: $*"
-  exit 1
-}
+. "$source/tests/build/pages.sh"
 
 cd "$work/steps"
 page=$source/docs/first-steps.md
-# A program is a block whose first line is its name.
-awk -v folder="$HOME/player/" '/^```c(pp)?$/ { getline; name = folder $2; inside = 1 } /^```$/ { inside = 0 }
-  inside { print > name }' "$page"
-# A command begins with "$", its output goes to the next one or to the end of the block.
-awk '/^```text$/ { inside = 1; next } /^```$/ { inside = 0 }
-  inside && /^\$ / { ++count; print substr($0, 3) > ("command." count); printf "" > ("expected." count); next }
-  inside { print > ("expected." count) }' "$page"
+write_programs "$HOME/player" "$page"
+write_commands "$page"
 
-mask() {
-  sed -E -e 's/^[0-9-]{10}T[0-9:.]+Z /TIME /' -e 's/\[[0-9]+:[0-9]+\] /[IDS] /' -e "s#(/home/you|$HOME)/#HOME/#g" \
-    -e 's#^(TIME .* zvOS/[A-Za-z_/.]+):[0-9]+: #\1: #'
+mask_home() {
+  mask | sed -E "s#(/home/you|$HOME)/#HOME/#g"
 }
 
 begin=$SECONDS
-count=$(find . -name 'command.*' | wc -l)
-[ "$count" -ge 10 ] || fail "the page has $count commands"
-for number in $(seq "$count"); do
+[ "$commands" -ge 10 ] || fail "the page has $commands commands"
+for number in $(seq "$commands"); do
   command=$(cat "command.$number")
   case "$command" in
     "git clone "*) continue ;;
@@ -60,7 +50,7 @@ for number in $(seq "$count"); do
   else
     lines=$(($(wc -l <"said.$number") + $(wc -l <"expected.$number")))
   fi
-  difference=$(diff <(mask <"expected.$number" | grep -vx -F ...) <(mask <"said.$number" | head -n "$lines")) ||
+  difference=$(diff <(mask_home <"expected.$number" | grep -vx -F ...) <(mask_home <"said.$number" | head -n "$lines")) ||
     fail "'$command' prints something else than the page says:" "$difference"
 done
 echo "the page's commands print what it says; they took $((SECONDS - begin)) s"

@@ -12,55 +12,23 @@ shift 4
 page=$source/docs/logging.md
 work=$build/logging-page
 rm -rf "$work"
-mkdir -p "$work/programs"
+mkdir -p "$work"
 cd "$work"
 
-fail() {
-  echo "FAILED: $*"
-  exit 1
-}
+. "$source/tests/build/pages.sh"
 
-# A program is a block of C whose first line is its name.
-awk '/^```c$/ { getline; name = $2; inside = 1 } /^```$/ { inside = 0 } inside { print > name }' "$page"
+write_programs . "$page"
 # The provider is no program; who builds a program with it is check_variants.sh.
 diff <(sed -n '/^\/\/ short_provider.c$/,$p' "$source/tests/provider/short_provider.c") short_provider.c ||
   fail "the provider of the page is not that of the tests"
 rm short_provider.c
 cp "$source/tests/build/receive_datagram.c" .
-for file in *.c; do
-  name=${file%.c}
-  # The flags are lists of words.
-  # shellcheck disable=SC2086
-  "$compiler" $flags -std=gnu99 -Wall -Wextra -Werror -I"$source/zvOS" -I"$source/zvLog" "$file" \
-    -o "programs/$name" -L"$build/lib" -lzvOS -lzvLog -Wl,-rpath,"$build/lib" || fail "$file does not build"
-  printf '#!/bin/sh\nexec %s "%s" "$@"\n' "$*" "$work/programs/$name" >"$name"
-  chmod +x "$name"
-done
-[ "$(ls programs | wc -l)" = 6 ] || fail "the page has not five programs"
+build_programs "$build" "$source" "$compiler" "$flags" "$@"
+[ "$(find programs -type f | wc -l)" = 6 ] || fail "the page and its receiver are not six programs"
 
-# What differs from run to run.
-mask() {
-  sed -E -e 's/^[0-9-]{10}T[0-9:.]+Z /TIME /' -e 's/\[[0-9]+:[0-9]+( [^]]*)?\] /[IDS] /' -e 's/\[[0-9]+\]:/[ID]:/' \
-    -e 's# [./]*([A-Za-z_/.]+):[0-9]+: # \1: #'
-}
-
-# A command begins with "$", its output goes to the next one or to the end of the block.
-awk '/^```text$/ { inside = 1; next } /^```$/ { inside = 0 }
-  inside && /^\$ / { ++count; print substr($0, 3) > ("command." count); printf "" > ("expected." count); next }
-  inside { print > ("expected." count) }' "$page"
-commands=$(ls command.* | wc -l)
+write_commands "$page"
 [ "$commands" = 6 ] || fail "the page has $commands commands, not six"
-unset ZVLOG
-# The page shows numbers of descriptors: nothing that this script was started with shall take one.
-for descriptor in /proc/self/fd/*; do
-  number=${descriptor##*/}
-  [ "$number" -le 2 ] || [ "$number" = 255 ] || eval "exec $number>&-"
-done
-for number in $(seq "$commands"); do
-  bash "command.$number" >"said.$number" 2>&1 || fail "'$(cat "command.$number")' failed:" "$(cat "said.$number")"
-  difference=$(diff <(mask <"expected.$number") <(mask <"said.$number")) ||
-    fail "'$(cat "command.$number")' prints something else than the page says:" "$difference"
-done
+replay_commands
 
 # What the journal would get.
 received=$(./receive_datagram "$work/socket" ./sink_journal "$work/socket" | tr '\0' '0')
