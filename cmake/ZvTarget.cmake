@@ -29,6 +29,15 @@ elseif(CMAKE_CXX_COMPILER_ID STREQUAL "Clang")
   set(ZV_CLANG_WARNINGS -Wthread-safety)
 endif()
 
+# Of a link that makes code, too: it names the folders anew.
+set(ZV_SOURCE_PATHS
+  # Source paths in messages and debug information are relative to the source folder.
+  -ffile-prefix-map=${PROJECT_SOURCE_DIR}/=
+  -ffile-prefix-map=${PROJECT_BINARY_DIR}=build
+  # In debug information they count from that folder too, not from the one that the compiler worked in.
+  -fdebug-prefix-map=${PROJECT_SOURCE_DIR}=.
+  -fdebug-prefix-map=${PROJECT_BINARY_DIR}=.)
+
 target_compile_options(zv_options INTERFACE
   -Wall -Wextra -Wpedantic -Wconversion -Wsign-conversion -Wshadow -Wundef
   -Wformat=2 -Wcast-align -Wcast-qual -Wdouble-promotion -Wpointer-arith -Wwrite-strings
@@ -36,12 +45,7 @@ target_compile_options(zv_options INTERFACE
   $<$<COMPILE_LANGUAGE:CXX>:-Woverloaded-virtual>
   $<$<COMPILE_LANGUAGE:CXX>:-Wnon-virtual-dtor>
   ${ZV_WERROR}
-  # Source paths in messages and debug information are relative to the source folder.
-  -ffile-prefix-map=${PROJECT_SOURCE_DIR}/=
-  -ffile-prefix-map=${PROJECT_BINARY_DIR}=build
-  # In debug information they count from that folder too, not from the one that the compiler worked in.
-  -fdebug-prefix-map=${PROJECT_SOURCE_DIR}=.
-  -fdebug-prefix-map=${PROJECT_BINARY_DIR}=.
+  ${ZV_SOURCE_PATHS}
   -fvisibility=hidden
   $<$<COMPILE_LANGUAGE:CXX>:-fvisibility-inlines-hidden>
   -fstack-protector-strong

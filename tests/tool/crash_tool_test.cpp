@@ -22,6 +22,7 @@ namespace {
 
 using namespace zvtest;
 using ::testing::AllOf;
+using ::testing::ContainsRegex;
 using ::testing::HasSubstr;
 using ::testing::Not;
 namespace fs = std::filesystem;
@@ -211,6 +212,18 @@ INSTANTIATE_TEST_SUITE_P(
       }
       return theName;
     });
+
+// The library is compiled by another command than its users: its lines could count from another folder.
+TEST(CrashCommand, NamesLinesOfTheLibraryByTheirPlaceInTheSource) {
+  NEEDS_LINE_READER();
+  Device theDevice;
+  const std::string theReport = theDevice.Crash("segv");
+  theDevice.Remove();
+  const ChildResult theResult = Zvos({"crash", theReport, "--debug", theDevice.DebugFolder()});
+  EXPECT_EQ(0, theResult.mStatus) << theResult.mError;
+  EXPECT_THAT(theResult.mOutput,
+              ContainsRegex("RunThread.* at zvOS/posix/zvThread\\.posix\\.cpp:[0-9]+ in libzvOS\\.so"));
+}
 
 // What is installed of elfutils and of binutils, each alone.
 TEST(CrashCommand, ShowsInlinedCallersByEachProgramThatReadsLines) {
