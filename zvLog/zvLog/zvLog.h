@@ -26,7 +26,7 @@
  *
  * @threads any thread may call any function; a record belongs to the thread that began it, a list or a file
  *   to those who agree about it
- * @signals those named above; of the others those that say so
+ * @signals no, but for those that say so
  * @fork yes
  * @errno says nothing, but for ENOMEM without memory
  * @logs nothing of its own

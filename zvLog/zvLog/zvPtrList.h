@@ -15,7 +15,7 @@
  * ```
  *
  * @threads several threads may read a list; one that changes it excludes the others
- * @signals zvPtrList_GetCount and zvPtrList_Get, of a list that is not being changed
+ * @signals no, but for those that say so
  * @fork yes; the child has a copy
  * @errno left alone
  * @logs nothing
@@ -32,14 +32,16 @@ extern "C" {
 
 /** The count of elements.
  * @param aList the list
- * @return the count, 0 for a NULL list */
+ * @return the count, 0 for a NULL list
+ * @signals yes, of a list that is not being changed */
 ZVLOG_API size_t zvPtrList_GetCount(const zvPtrList *aList);
 
 /** An element.
  * @param aList the list
  * @param anIndex from 0 to the count less one
  * @return the element, which belongs to the list when that has a free function; NULL beyond the end, and for
- *   a NULL list */
+ *   a NULL list
+ * @signals yes, of a list that is not being changed */
 ZVLOG_API void *zvPtrList_Get(const zvPtrList *aList, size_t anIndex);
 
 /** Releases the elements with the free function, if one is set, and the list.

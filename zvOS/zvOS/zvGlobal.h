@@ -8,15 +8,7 @@
 ///
 /// @odd Set stores under a decorated name (name, dot, process id, #kzvGlobalVariableSuffix), Get reads the
 ///   plain one. So what Set stored is read under the decorated name, and what Get is to find under a plain
-///   name is put there by zvPlatform_setenv:
-///
-/// ```c
-/// zvGlobal_SetPtr("player", thePlayer);
-///
-/// char theName[64];
-/// snprintf(theName, sizeof(theName), "player.%u" kzvGlobalVariableSuffix, (unsigned)zvThread_GetPID());
-/// thePlayer = zvGlobal_GetPtr(theName);
-/// ```
+///   name is put there by zvPlatform_setenv.
 ///
 /// @threads any thread may call any function, while no other thread changes the environment: a Set changes it
 /// @signals no
@@ -36,7 +28,15 @@
 
 /// Stores a pointer under a name. It is stored as `"%p"` writes it, in the environment variable
 /// NAME.PID.zvGlobal, PID being the number of the process. zvGlobal_GetPtr reads it when it is given that
-/// whole name; see above.
+/// whole name:
+///
+/// ```c
+/// zvGlobal_SetPtr("player", thePlayer);
+///
+/// char theName[64];
+/// snprintf(theName, sizeof(theName), "player.%u" kzvGlobalVariableSuffix, (unsigned)zvThread_GetPID());
+/// thePlayer = zvGlobal_GetPtr(theName);
+/// ```
 /// @param aName the name
 /// @param aValue the pointer; what it points to stays the caller's
 /// @logs an error of module DEFAULT (0) when it cannot be stored

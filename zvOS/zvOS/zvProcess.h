@@ -57,9 +57,9 @@ typedef struct zvProcessFD_t *zvProcessFD;
 /// the other standard descriptors are ours: its standard error goes where ours does, and is not read.
 /// Redirect it in the command (`"ls -l 2>&1"`).
 ///
-/// Of our other descriptors it gets both ends of zvPipe_Pair, those that the program itself opened without
-/// close-on-exec, and none that the library opened. One that it is meant to have is handed on deliberately,
-/// before:
+/// Of our other descriptors it gets those that the program itself opened without close-on-exec and, of those
+/// that the library opened, both ends of zvPipe_Pair, and no other. One that it is meant to have is handed on
+/// deliberately, before:
 ///
 /// ```c
 /// fcntl(theSocket, F_SETFD, 0);

@@ -75,8 +75,8 @@ ZVOS_API int zvSocketRecvUDP_Debug(zvSocket aSocket, char *aBuffer, int aLength,
 /// @param aSocket a datagram socket
 /// @param anIPAddress the interface's address in network byte order
 /// @return 0, or -1 with the cause in `errno`
-/// @errno after a failure of the `_NoDebug` twin the cause; the `_Debug` twin leaves it to the log, which
-///   keeps it
+/// @errno after a failure the cause; of the `_Debug` twin, which logs last, where the log library leaves
+///   `errno` alone, as the one that comes with us does
 /// @logs the `_Debug` twin: a failure in three records, as errors of module TCP (21)
 ZVOS_API int zvSocketSetMulticast_NoDebug(zvSocket aSocket, uint32 anIPAddress);
 /// @twin{zvSocketSetMulticast_NoDebug}

@@ -27,8 +27,8 @@
 /// Lets an address be bound again while old connections linger (SO_REUSEADDR).
 /// @param aSocket the socket; #kzvSocketInvalid is logged
 /// @return 0, or -1 with the cause in `errno`
-/// @errno after a failure of the `_NoDebug` twin the cause; the `_Debug` twin leaves it to the log, which
-///   keeps it
+/// @errno after a failure the cause; of the `_Debug` twin, which logs last, where the log library leaves
+///   `errno` alone, as the one that comes with us does
 /// @logs the `_Debug` twin: failures, with the function's result in place of the error number
 ZVOS_API int zvSocketSetReuseAddress_NoDebug(zvSocket aSocket);
 /// @twin{zvSocketSetReuseAddress_NoDebug}
@@ -39,8 +39,8 @@ ZVOS_API int zvSocketSetReuseAddress_Debug(zvSocket aSocket, const char *aDebugC
 /// Allows datagrams to broadcast addresses (SO_BROADCAST); it cannot be switched off.
 /// @param aSocket the socket; #kzvSocketInvalid is logged
 /// @return 0, or -1 with the cause in `errno`
-/// @errno after a failure of the `_NoDebug` twin the cause; the `_Debug` twin leaves it to the log, which
-///   keeps it
+/// @errno after a failure the cause; of the `_Debug` twin, which logs last, where the log library leaves
+///   `errno` alone, as the one that comes with us does
 /// @logs the `_Debug` twin: failures, with the function's result in place of the error number
 ZVOS_API int zvSocketSetBroadcast_NoDebug(zvSocket aSocket);
 /// @twin{zvSocketSetBroadcast_NoDebug}
@@ -53,8 +53,8 @@ ZVOS_API int zvSocketSetBroadcast_Debug(zvSocket aSocket, const char *aDebugCont
 /// @param afBlock non-zero: blocking; 0: non-blocking
 /// @return 0; -1; or, when the flags cannot be read, the error number itself, which is positive: test for
 ///   non-zero
-/// @errno after a failure of the `_NoDebug` twin the cause; the `_Debug` twin leaves it to the log, which
-///   keeps it
+/// @errno after a failure the cause; of the `_Debug` twin, which logs last, where the log library leaves
+///   `errno` alone, as the one that comes with us does
 /// @logs the `_Debug` twin: failures, with the function's result in place of the error number
 ZVOS_API int zvSocketIOCtlSetBlock_NoDebug(zvSocket aSocket, int afBlock);
 /// @twin{zvSocketIOCtlSetBlock_NoDebug}
@@ -107,8 +107,10 @@ ZVOS_API int zvSocketSetTCPNoDelay_Debug(zvSocket aSocket, int afTCPNoDelay, con
 /// @param aTimeOut seconds
 /// @param afSetSend non-zero: for sending
 /// @param afSetReceive non-zero: for receiving
-/// @return -1 with EINVAL; 0 with neither flag set, when nothing is tried
-/// @odd passes the milliseconds as a 4-byte option value, which Linux refuses, so the time-out is not applied
+/// @return -1 with the cause in `errno`: EINVAL, or EBADF or ENOTSOCK for what is no open socket; 0 with neither
+///   flag set, when nothing is tried
+/// @odd hands the system the time in milliseconds as a number of 4 bytes, where Linux wants a struct timeval
+///   and refuses: no time-out is ever applied
 ZVOS_API int zvSocketSetTimeOut_NoDebug(zvSocket aSocket, long aTimeOut, int afSetSend, int afSetReceive);
 /// @twin{zvSocketSetTimeOut_NoDebug}
 ZVOS_API int zvSocketSetTimeOut_Debug(zvSocket aSocket, long aTimeOut, int afSetSend, int afSetReceive,

@@ -22,12 +22,11 @@
 /// bring larger memory as sets; every set given has room for descriptors up to aMaxFD, in whole longs.
 ///
 /// @threads one thread waits, any thread may trigger; New and Delete are called when neither is going on
-/// @signals no, zvSocketSelect_Trigger neither: it takes a lock. A handler posts a semaphore for a thread
-///   that triggers, or writes to a pipe of its own that is in the set
+/// @signals no, but for those that say so
 /// @fork the pipe is shared with the parent: a trigger of the one may wake the other. Make a new object in
 ///   the child
-/// @errno after a wait that returns -1 the cause
-/// @logs failures of New, as errors of module SELECT (25)
+/// @errno says nothing, but after a wait that returns -1
+/// @logs nothing, but for zvSocketSelect_New
 /// @since 1.0.0
 /// @{
 #ifndef zvOS_zvSocketSelect_h
@@ -51,7 +50,8 @@ enum { kzvSocketSelect_PipeRead = 0, kzvSocketSelect_PipeWrite = 1 };
 
 /// Makes an object. Programs that the process starts do not inherit its pipe.
 /// @return the object, which the caller releases with zvSocketSelect_Delete; NULL when there is no memory,
-///   when the system refuses, or when the pipe's read end does not fit into an fd_set (the latter two logged)
+///   when the system refuses, or when the pipe's read end does not fit into an fd_set
+/// @logs the latter two, as errors of module SELECT (25)
 ZVOS_API zvSocketSelect *zvSocketSelect_New(void);
 
 /// Releases an object. No thread may be waiting or triggering.
@@ -61,6 +61,8 @@ ZVOS_API void zvSocketSelect_Delete(zvSocketSelect *aSocketSelect);
 /// Ends the current or the next wait. Triggers that come before the wait reports them count as one. It waits
 /// itself only when tens of thousands of triggers are pending.
 /// @param aSocketSelect the object
+/// @signals no: it takes a lock. A handler posts a semaphore for a thread that triggers, or writes to a pipe of
+///   its own that is in the set
 ZVOS_API void zvSocketSelect_Trigger(zvSocketSelect *aSocketSelect);
 
 /// Waits until a socket of the sets is ready, a trigger comes or the time is over. The sets come back with
@@ -115,6 +117,7 @@ ZVOS_API int zvSocketSelect_Reset(zvSocketSelect *aSocketSelect, fd_set *aReadSe
 /// @param aTimeOut how long at most; NULL waits without limit. The system stores there what is left of it
 /// @return the count of ready descriptors, 0 when the time is over, -1 with the cause in `errno`
 /// @threads any
+/// @errno after -1 the cause
 /// @fork yes
 ZVOS_API int zvSocketSelect_SelectFD(fd_set *aReadSet, fd_set *aWriteSet, fd_set *anErrorSet, int aMaxFD,
                                      struct timeval *aTimeOut);
