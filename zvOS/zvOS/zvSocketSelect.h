@@ -61,7 +61,8 @@ ZVOS_API void zvSocketSelect_Delete(zvSocketSelect *aSocketSelect);
 /// Ends the current or the next wait. Triggers that come before the wait reports them count as one. It waits
 /// itself only when tens of thousands of triggers are pending.
 /// @param aSocketSelect the object
-/// @signals no: it takes a lock. A handler posts a semaphore for a thread that triggers, or writes to a pipe of
+/// @signals no: it takes a lock. A handler posts a semaphore for a thread that triggers, or writes to a pipe
+/// of
 ///   its own that is in the set
 ZVOS_API void zvSocketSelect_Trigger(zvSocketSelect *aSocketSelect);
 
