@@ -78,10 +78,14 @@ class Process : public Owner<zvProcessFD_t, detail::CloseProcess> {
 class SingleInstance : public Owner<zvOSSingleInstanceChecker, zvSingleInstanceChecker_Delete> {
  public:
   // Why the name could not be had.
-  enum { kStatus_Taken = 1, kStatus_Error = 2 };
+  enum {
+    kStatus_Taken = 1,  // another process has it
+    kStatus_Error = 2   // it could not be had for another reason
+  };
 
   using Owner::Owner;
 
+  // Takes the name, until it is released or the process ends.
   static Result<SingleInstance> Take(const char *aName) {
     errno = 0;
     SingleInstance theInstance(zvSingleInstanceChecker_New(aName));

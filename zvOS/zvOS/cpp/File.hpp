@@ -93,11 +93,16 @@ class File : public DescriptorOwner<detail::CloseFile> {
 // An entry of a directory; its name is valid until the next one is read.
 class DirectoryEntry {
  public:
+  // A copy of what the flat interface has found.
   explicit DirectoryEntry(const zvDirEntry &anEntry) : mEntry(anEntry) {}
 
+  // The name, without a path.
   std::string_view Name() const { return mEntry.mName; }
+  // The name, as the flat functions take it.
   const char *c_str() const { return mEntry.mName; }
+  // Whether it is a directory.
   bool IsDirectory() const { return mEntry.mfDir != 0; }
+  // Whether its name begins with a dot.
   bool IsHidden() const { return mEntry.mfHidden != 0; }
 
  private:
@@ -116,28 +121,36 @@ class Directory : public Owner<zvDirTraverser, zvDirTraverser_Delete> {
   explicit Directory(const char *aPath, const char *aPattern = "*", int aKinds = zvDIR_DEFAULT)
       : Owner(zvDirTraverser_New(aPath)), mPattern(aPattern), mKinds(aKinds) {}
 
+  // Where a walk ends.
   struct End {};
 
+  // Walks on; all of a directory are at the same place.
   class Iterator {
    public:
+    // At the place where the walk is.
     explicit Iterator(Directory &aDirectory) : mDirectory(aDirectory) {}
 
+    // The entry.
     DirectoryEntry operator*() const { return DirectoryEntry(*mDirectory.mEntry); }
+    // To the next entry.
     Iterator &operator++() {
       mDirectory.Next();
       return *this;
     }
+    // Whether the walk is over.
     bool operator==(End) const { return mDirectory.mEntry == nullptr; }
+    // Whether there is an entry.
     bool operator!=(End) const { return mDirectory.mEntry != nullptr; }
 
    private:
     Directory &mDirectory;
   };
-  // Begins anew.
+  // Begins a walk anew.
   Iterator begin() {
     First();
     return Iterator(*this);
   }
+  // What the end of a walk is compared with.
   End end() const { return {}; }
 
   // Why the last walk ended before its end, if it did.

@@ -1,0 +1,348 @@
+# SPDX-FileCopyrightText: 2026 the libzvOS authors
+# SPDX-License-Identifier: Apache-2.0
+#
+# Reads a C++ header in place of the generator, so that the headers are as short as they are:
+#
+# - the comment in front of a public declaration is its documentation, a comment behind a field, too; the comment that
+#   stands before the guard is the file's; "---- Names: text ----" begins a group of members;
+# - a member says which functions of the flat interface it calls, itself or by what it calls in these headers. What a
+#   single one does comes first, in that one's words, and the comment says what there is to add;
+# - what is deleted is left out, unless a comment says why;
+# - "using Owner::Handle" is shown as what it brings along;
+# - what is private or in zv::detail is left out.
+#
+# How the headers are laid out (.clang-format) is relied upon in one point: no line has the end of one declaration and
+# the beginning of the next.
+
+BEGIN {
+  # What a member calls only on its way: that is not what the member does.
+  split("zvSocket_htonl zvSocket_htons zvSocket_ntohl zvSocket_ntohs zv_mnprintf zvMonoliticTime_GetTime _zvAssert", names)
+  for (i in names) conversion[names[i]]
+
+  list = "ls zvOS/zvOS/cpp/*.hpp"
+  while ((list | getline file) > 0) Scan(file)
+  close(list)
+  file = ARGV[1]
+  sub(/.*\//, "", file)
+  if (file == "zvOS.hpp") Scan("zvOS/zvOS/zvOS.hpp")
+  for (id = 1; id <= count; ++id)
+    if (fileOf[id] == file) Show(id)
+}
+
+# ---- Reading: each opening and closing of a scope, declaration, and group of members becomes an entry ----
+
+function Add(aKind, aText) {
+  ++count
+  kind[count] = aKind
+  text[count] = aText
+  fileOf[count] = theFile
+  commentOf[count] = theComment
+  scopeOf[count] = scopes[level]
+  hidden[count] = hiding[level]
+  theComment = ""
+  return count
+}
+
+function Enter(aName, afHidden) {
+  scopes[level + 1] = aName == "zv" || aName == "detail" ? aName : (scopes[level] == "zv" ? "" : scopes[level] "::") aName
+  hiding[level + 1] = hiding[level] || afHidden
+  outside[level + 1] = hiding[level + 1]
+  ++level
+}
+
+# Without comments and literals.
+function Bare(aLine) {
+  gsub(/"([^"\\]|\\.)*"/, "\"\"", aLine)
+  gsub(/'([^'\\]|\\.)'/, "' '", aLine)
+  sub(/ *\/\/.*/, "", aLine)
+  return aLine
+}
+
+function Scan(aPath, line, bare, pending, whole, open, name) {
+  theFile = aPath
+  sub(/.*\//, "", theFile)
+  theComment = ""
+  level = 0
+  hiding[0] = 0
+  scopes[0] = ""
+  while ((getline line < aPath) > 0) {
+    bare = Bare(line)
+    if (pending == "") {
+      if (line ~ /^ *$/) { theComment = ""; continue }
+      if (line ~ /^ *\/\/ ---- /) {
+        gsub(/^ *\/\/ -+ | -+$/, "", line)
+        theComment = ""
+        Add("group", line)
+        continue
+      }
+      if (line ~ /^ *\/\//) {
+        sub(/^ *\/\/ ?/, "", line)
+        theComment = theComment line "\n"
+        continue
+      }
+      if (line ~ /^#/) {
+        if (line ~ /^#ifndef/) Add("file", "")
+        theComment = ""
+        continue
+      }
+      if (bare ~ /^ *(public|private|protected):/) { 
+        hiding[level] = outside[level] || bare !~ /public/
+        Add("access", "")
+        continue
+      }
+      if (bare ~ /^ *};?$|^ *}  *$/) {
+        --level
+        hidden[Add("close", bare ~ /;/ ? "};" : "}")] = outside[level + 1]
+        continue
+      }
+      if (bare ~ /^namespace /) {
+        name = bare
+        gsub(/^namespace | \{.*/, "", name)
+        Add("open", bare)
+        Enter(name, name == "detail")
+        hidden[count] = hiding[level]
+        continue
+      }
+      whole = ""
+      open = 0
+    }
+    pending = pending line "\n"
+    whole = whole bare " "
+    open += gsub(/[({]/, "&", bare) - gsub(/[)}]/, "&", bare)
+    if (whole ~ /^ *(template <[^(;]*> *)?(class|struct) [^(;]*\{ *$/) {
+      sub(/ $/, "", whole)
+      gsub(/\[\[nodiscard\]\] /, "", whole)
+      name = whole
+      gsub(/^ *(template <[^{]*> +)?(class|struct) | final| *( : .*)?\{ *$/, "", name)
+      Add("open", whole)
+      parametersOf[name] = whole ~ /^ *template/ ? whole : ""
+      baseOf[scopes[level] == "zv" ? name : scopes[level] "::" name] = whole
+      Enter(name, 0)
+      if (whole ~ /^ *(template.*)?class /) hiding[level] = 1
+    } else if (open == 0 && bare ~ /[;}] *$/) {
+      Add("declaration", pending)
+      Name(count, whole)
+    } else continue
+    pending = ""
+  }
+  close(aPath)
+}
+
+# What is declared, and in which class: that of a definition outside of its class is told by the name.
+function Name(anId, aDeclaration, head, name) {
+  head = aDeclaration
+  sub(/^ */, "", head)
+  bareOf[anId] = head
+  if (head ~ /^using [A-Za-z:]*::/) {
+    kind[anId] = "using"
+    return
+  }
+  if (head ~ /^(class|struct) [A-Za-z]*; *$/) {
+    kind[anId] = "forward"
+    return
+  }
+  name = head
+  if (head ~ /^[^=]*operator/) {
+    sub(/.*[^A-Za-z]operator/, "operator", name)
+    sub(/^operator */, "operator ", name)
+    sub(/[^ ]\(.*/, substr(name, match(name, /[^ ]\(/), 1), name)
+  } else if (head ~ /^(using|enum|struct) /) {
+    gsub(/^(using|enum( class)?|struct) |\[\[nodiscard\]\] | *[={;].*/, "", name)
+  } else {
+    sub(/\(.*|;.*| = .*/, "", name)
+    sub(/.*[^A-Za-z_:~0-9]/, "", name)
+  }
+  if (name ~ /^[A-Za-z]+::[A-Za-z]+$/ && head !~ /^enum/) {
+    kind[anId] = "definition"
+    scopeOf[anId] = name
+    sub(/::[^:]*$/, "", scopeOf[anId])
+    sub(/.*::/, "", name)
+  }
+  nameOf[anId] = name
+  ids[scopeOf[anId], name] = ids[scopeOf[anId], name] " " anId
+  if (!index(" " scopesWith[name] " ", " " scopeOf[anId] " ")) scopesWith[name] = scopesWith[name] " " scopeOf[anId]
+}
+
+# ---- What a declaration calls, into theNear, itself or by what is private, and theAll, in the order of the code ----
+
+function Calls(anId) {
+  split("", visited)
+  theNear = theAll = ""
+  Gather(anId, 1)
+}
+
+function Gather(anId, afNear, code, word, before, own, found, parts, i, n) {
+  if (anId in visited) return
+  visited[anId]
+  code = bareOf[anId]
+  own = 1
+  while (match(code, /[A-Za-z_][A-Za-z_0-9]*/)) {
+    word = substr(code, RSTART, RLENGTH)
+    before = substr(code, 1, RSTART - 1)
+    code = substr(code, RSTART + RLENGTH)
+    if (own && word == nameOf[anId]) own = 0
+    else if (word in exported) {
+      if (!index(theAll " ", " " word " ")) theAll = theAll " " word
+      if (afNear && !(word in conversion) && !index(theNear " ", " " word " ")) theNear = theNear " " word
+    } else {
+      n = split(Found(scopeOf[anId], word, before ~ /\.$|->$/), parts, " ")
+      for (i = 1; i <= n; ++i) Gather(parts[i], afNear && hidden[parts[i]])
+    }
+  }
+  # A declaration without a body: its definition stands outside of the class.
+  if (kind[anId] == "declaration") {
+    n = split(ids[scopeOf[anId], nameOf[anId]], parts, " ")
+    for (i = 1; i <= n; ++i)
+      if (kind[parts[i]] == "definition") Gather(parts[i], afNear)
+  }
+}
+
+# In the scope, in those around it, in zv::detail; a member of another object where only one class has such a member.
+function Found(aScope, aWord, afMember, scope) {
+  for (scope = aScope; scope != ""; scope = scope ~ /::/ ? substr(scope, 1, match(scope, /::[^:]*$/) - 1) : "") {
+    if (aWord == scope || scope ~ "::" aWord "$") return ""
+    if ((scope, aWord) in ids) return ids[scope, aWord]
+  }
+  if (("detail", aWord) in ids) return ids["detail", aWord]
+  if (afMember && split(scopesWith[aWord], parts_, " ") == 1) return ids[parts_[1], aWord]
+  return ""
+}
+
+function Links(aList, result) {
+  result = aList
+  gsub(/ /, ", #", result)
+  return substr(result, 3)
+}
+
+# ---- Writing ----
+
+# A comment as documentation; what is indented in it is code.
+function Documentation(aComment, lines, n, i, code, result) {
+  n = split(aComment, lines, "\n")
+  for (i = 1; i < n; ++i) {
+    if (lines[i] ~ /^  / && !code) { code = 1; result = result "/// @code{.cpp}\n" }
+    if (lines[i] !~ /^  / && code) { code = 0; result = result "/// @endcode\n" }
+    if (code) sub(/^  /, "", lines[i])
+    else lines[i] = Text(lines[i])
+    result = result "/// " lines[i] "\n"
+  }
+  return result (code ? "/// @endcode\n" : "")
+}
+
+function Text(aText) {
+  aText = prepared(aText)
+  gsub(/</, "\\\\<", aText)
+  return aText
+}
+
+function EndGroup() {
+  if (inGroup) print "///@}"
+  inGroup = 0
+}
+
+function Show(anId, head, name, brief, calls, parts, n, i, title) {
+  if (kind[anId] == "file") {
+    printf "/// @file\n%s", Documentation(commentOf[anId])
+    if (theFileIsFirst()) printf "\n/// @namespace zv\n%s", Documentation(commentOf[anId])
+    return
+  }
+  if (kind[anId] == "access" || kind[anId] == "close") EndGroup()
+  if (hidden[anId] || kind[anId] ~ /^(access|definition|forward)$/) return
+  if (kind[anId] == "close") print text[anId]
+  else if (kind[anId] == "group") {
+    EndGroup()
+    title = text[anId]
+    sub(/:.*/, "", title)
+    print "/// @name " title
+    if (sub(/^[^:]*: /, "", text[anId])) print "/// " toupper(substr(text[anId], 1, 1)) Text(substr(text[anId], 2)) "."
+    print "///@{\n"
+    inGroup = 1
+  } else if (kind[anId] == "open") ShowScope(anId)
+  else if (kind[anId] == "using") ShowUsing(anId)
+  else ShowDeclaration(anId, commentOf[anId], text[anId])
+}
+
+function theFileIsFirst() { return file == "zvOS.hpp" }
+
+# What is in zv::detail and releases what an owner has goes by the function that it calls.
+function ShowScope(anId, head, release) {
+  head = text[anId]
+  if (match(head, /detail::[A-Za-z]*/)) {
+    release = substr(head, RSTART, RLENGTH)
+    Calls(substr(ids["detail", substr(release, 9)], 2))
+    sub(release, substr(theNear, 2), head)
+  }
+  printf "%s", Documentation(commentOf[anId])
+  if (match(head, /Owner<.*zv[A-Za-z]*_[A-Za-z]*>/)) {
+    release = head
+    gsub(/.*[ <]|>.*/, "", release)
+    release = substr(head, RSTART, RLENGTH - 1)
+    sub(/.*[ <]/, "", release)
+    print "///\n/// What it owns is released by #" release "."
+  }
+  print head
+  if (head ~ /^ *(template.*)?class /) print " public:"
+}
+
+# What has neither a comment nor a single function of which it takes the text gets none, and so stops the generator.
+function ShowDeclaration(anId, aComment, aDeclaration, brief, lines, n, i) {
+  if (aDeclaration ~ /= delete;/ && aComment == "") return
+  gsub(/\[\[nodiscard\]\] /, "", aDeclaration)
+  Calls(anId)
+  brief = theNear != "" ? theNear : theAll
+  brief = split(brief, lines, " ") == 1 && !(lines[1] in conversion) ? lines[1] : ""
+  if (brief != "") print "/// @copybrief " brief "\n///"
+  printf "%s", Documentation(aComment)
+  if (theAll != "" && brief aComment != "") print (aComment != "" ? "///\n" : "") "/// Calls " Links(theAll) "."
+  # Trailing comments of what has no body: fields, constants, names of types.
+  if (aDeclaration !~ /\(/ || aDeclaration ~ /^ *enum/) {
+    n = split(aDeclaration, lines, "\n")
+    for (i = 1; i < n; ++i) {
+      if (match(lines[i], / \/\/ /)) lines[i] = substr(lines[i], 1, RSTART) "///< " Text(substr(lines[i], RSTART + 4))
+      print lines[i]
+    }
+  } else printf "%s", aDeclaration
+  print ""
+}
+
+function Replaced(aText, aWord, anOther, result, word) {
+  while (match(aText, /[A-Za-z_][A-Za-z_0-9]*/)) {
+    word = substr(aText, RSTART, RLENGTH)
+    result = result substr(aText, 1, RSTART - 1) (word == aWord ? anOther : word)
+    aText = substr(aText, RSTART + RLENGTH)
+  }
+  return result aText
+}
+
+# What the base has under the name, with what the base is made of.
+function ShowUsing(anId, path, base, name, derived, given, wanted, parts, n, i, j, head, arguments, names, m) {
+  path = bareOf[anId]
+  gsub(/^using |;.*/, "", path)
+  base = name = path
+  sub(/::.*/, "", base)
+  sub(/^[^:]*::/, "", name)
+  derived = scopeOf[anId]
+  given = baseOf[derived]
+  sub(".*[ :]" base "<", "", given)
+  sub(/> *\{ *$/, "", given)
+  wanted = parametersOf[base]
+  gsub(/^ *template <|> *(class|struct) .*/, "", wanted)
+  m = split(wanted, names, ", ")
+  split(given, arguments, ", ")
+  n = split(ids[base, name], parts, " ")
+  for (i = 1; i <= n; ++i) {
+    head = bareOf[parts[i]]
+    if (head ~ "[( ]" base " *&" || hidden[parts[i]]) continue
+    sub(/ = default; *$|\) *: .*/, "&@", head)
+    if (head ~ /\) *: .*@$/) sub(/\) *: .*/, ")", head)
+    gsub(/ = default; *@|@/, "", head)
+    sub(/ *(\{.*)?;? *$/, "", head)
+    for (j = 1; j <= m; ++j) {
+      sub(/ = .*/, "", names[j])
+      sub(/.* /, "", names[j])
+      head = Replaced(head, names[j], arguments[j])
+    }
+    head = Replaced(head, base, derived)
+    ShowDeclaration(parts[i], commentOf[anId] != "" ? commentOf[anId] : commentOf[parts[i]], head ";\n")
+  }
+}
