@@ -6,7 +6,7 @@
 # - the comment in front of a public declaration is its documentation, a comment behind a field, too; the comment that
 #   stands before the guard is the file's; "---- Names: text ----" begins a group of members;
 # - a member says which functions of the flat interface it calls, itself or by what it calls in these headers. What a
-#   single one does comes first, in that one's words, and the comment says what there is to add;
+#   single one does that it calls itself comes first, in that one's words, and the comment says what there is to add;
 # - what is deleted is left out, unless a comment says why;
 # - "using Owner::Handle" is shown as what it brings along;
 # - what is private or in zv::detail is left out.
@@ -16,7 +16,8 @@
 
 BEGIN {
   # What a member calls only on its way: that is not what the member does.
-  split("zvSocket_htonl zvSocket_htons zvSocket_ntohl zvSocket_ntohs zv_mnprintf zvMonoliticTime_GetTime _zvAssert", names)
+  split("zvSocket_htonl zvSocket_htons zvSocket_ntohl zvSocket_ntohs zvSocket_InitSockAddr zv_mnprintf " \
+        "zvMonoliticTime_GetTime _zvAssert", names)
   for (i in names) conversion[names[i]]
 
   list = "ls zvOS/zvOS/cpp/*.hpp"
@@ -141,13 +142,13 @@ function Name(anId, aDeclaration, head, name) {
     kind[anId] = "forward"
     return
   }
+  sub(/^template <[^(;{]*> /, "", head)
   name = head
-  if (head ~ /^[^=]*operator/) {
-    sub(/.*[^A-Za-z]operator/, "operator", name)
-    sub(/^operator */, "operator ", name)
-    sub(/[^ ]\(.*/, substr(name, match(name, /[^ ]\(/), 1), name)
-  } else if (head ~ /^(using|enum|struct) /) {
+  if (head ~ /^(using|enum) |^struct [A-Za-z]* \{/) {
     gsub(/^(using|enum( class)?|struct) |\[\[nodiscard\]\] | *[={;].*/, "", name)
+  } else if (head ~ /^[^=({]*operator/) {
+    sub(/\(.*/, "", name)
+    sub(/.*[^A-Za-z]operator/, "operator", name)
   } else {
     sub(/\(.*|;.*| = .*/, "", name)
     sub(/.*[^A-Za-z_:~0-9]/, "", name)
@@ -163,7 +164,7 @@ function Name(anId, aDeclaration, head, name) {
   if (!index(" " scopesWith[name] " ", " " scopeOf[anId] " ")) scopesWith[name] = scopesWith[name] " " scopeOf[anId]
 }
 
-# ---- What a declaration calls, into theNear, itself or by what is private, and theAll, in the order of the code ----
+# ---- What a declaration calls, itself, into theNear, and by what it calls, too, into theAll, in the order of the code ----
 
 function Calls(anId) {
   split("", visited)
@@ -186,7 +187,7 @@ function Gather(anId, afNear, code, word, before, own, found, parts, i, n) {
       if (afNear && !(word in conversion) && !index(theNear " ", " " word " ")) theNear = theNear " " word
     } else {
       n = split(Found(scopeOf[anId], word, before ~ /\.$|->$/), parts, " ")
-      for (i = 1; i <= n; ++i) Gather(parts[i], afNear && hidden[parts[i]])
+      for (i = 1; i <= n; ++i) Gather(parts[i], 0)
     }
   }
   # A declaration without a body: its definition stands outside of the class.
@@ -231,6 +232,7 @@ function Documentation(aComment, lines, n, i, code, result) {
 
 function Text(aText) {
   aText = prepared(aText)
+  gsub(/docs\/cpp\.md/, "@ref cpp", aText)
   gsub(/</, "\\\\<", aText)
   return aText
 }
@@ -270,7 +272,7 @@ function ShowScope(anId, head, release) {
   if (match(head, /detail::[A-Za-z]*/)) {
     release = substr(head, RSTART, RLENGTH)
     Calls(substr(ids["detail", substr(release, 9)], 2))
-    sub(release, substr(theNear, 2), head)
+    sub(release, substr(theAll, 2), head)
   }
   printf "%s", Documentation(commentOf[anId])
   if (match(head, /Owner<.*zv[A-Za-z]*_[A-Za-z]*>/)) {
@@ -284,14 +286,21 @@ function ShowScope(anId, head, release) {
   if (head ~ /^ *(template.*)?class /) print " public:"
 }
 
+# Of the twin that logs there is at times only said that it is that.
+function Plain(aFunction, plain) {
+  plain = aFunction
+  sub(/_Debug$/, "_NoDebug", plain)
+  return plain in exported ? plain : aFunction
+}
+
 # What has neither a comment nor a single function of which it takes the text gets none, and so stops the generator.
 function ShowDeclaration(anId, aComment, aDeclaration, brief, lines, n, i) {
   if (aDeclaration ~ /= delete;/ && aComment == "") return
   gsub(/\[\[nodiscard\]\] /, "", aDeclaration)
   Calls(anId)
-  brief = theNear != "" ? theNear : theAll
+  brief = theNear != "" || aComment != "" ? theNear : theAll
   brief = split(brief, lines, " ") == 1 && !(lines[1] in conversion) ? lines[1] : ""
-  if (brief != "") print "/// @copybrief " brief "\n///"
+  if (brief != "") print "/// @copybrief " Plain(brief) "\n///"
   printf "%s", Documentation(aComment)
   if (theAll != "" && brief aComment != "") print (aComment != "" ? "///\n" : "") "/// Calls " Links(theAll) "."
   # Trailing comments of what has no body: fields, constants, names of types.

@@ -12,7 +12,7 @@
 
 namespace zv {
 
-// What a plug-in has may be used as long as this lives.
+// A plug-in. What it has may be used as long as this lives.
 class Plugin : public Owner<void, zvPlugin_Unload> {
  public:
   using Owner::Owner;
@@ -70,7 +70,7 @@ class Process : public Owner<zvProcessFD_t, detail::CloseProcess> {
   }
   Result<size_t> Write(std::string_view aText) { return Write(aText.data(), aText.size()); }
 
-  // Waits for the command to end.
+  // Waits for the command to end, in zvProcess_Close.
   void Close() { *this = Process(); }
 };
 

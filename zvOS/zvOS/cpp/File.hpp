@@ -23,7 +23,7 @@ inline int CloseFile(int aDescriptor) {
 
 }  // namespace detail
 
-// The status of an error is a kzvFileError....
+// A file. The status of an error is a kzvFileError....
 class File : public DescriptorOwner<detail::CloseFile> {
  public:
   using DescriptorOwner::DescriptorOwner;
@@ -37,10 +37,11 @@ class File : public DescriptorOwner<detail::CloseFile> {
     return File(static_cast<int>(reinterpret_cast<intptr_t>(theHandle)));
   }
 
-  // Says what the destructor keeps to itself: that what was written may not have arrived.
+  // Closes the file, and says what the destructor keeps to itself: that what was written may not have
+  // arrived.
   Result<void> Close() { return detail::ResultOf(detail::CloseFile(Release())); }
 
-  // Counts of bytes; fewer than wanted only at the end of the file.
+  // Answers the count of bytes, as Write does.
   Result<size_t> Read(void *aBuffer, size_t aCount) {
     return detail::CountOf(zvFile_Read(Handle(), aBuffer, static_cast<uint32>(aCount)));
   }
@@ -55,8 +56,8 @@ class File : public DescriptorOwner<detail::CloseFile> {
   Result<zvFileOffset> Tell() const { return OffsetBy(zvFile_Tell); }
   Result<zvFileOffset> GetSize() const { return OffsetBy(zvFile_GetSize); }
 
-  // Cuts or extends the file and moves to its new end. The flat function calls most successes failures, and
-  // logs them as such; what has become of the file decides here.
+  // The flat function calls most successes failures, and logs them as such; what has become of the file
+  // decides here.
   Result<void> ChangeSize(zvFileOffset aSize) {
     errno = 0;
     const int theStatus = zvFile_ChangeSize(Handle(), aSize);
@@ -70,7 +71,6 @@ class File : public DescriptorOwner<detail::CloseFile> {
 
   Result<void> Flush() { return detail::ResultOf(zvFile_Flush(Handle())); }
 
-  // Whether the position is at the end.
   Result<bool> EndOfFile() const {
     const int theAnswer = zvFile_EndOfFile(Handle());
     if (theAnswer < 0) return Error::Last(theAnswer);
@@ -109,7 +109,7 @@ class DirectoryEntry {
   zvDirEntry mEntry;
 };
 
-// The entries of a directory that match a shell pattern, for one walk after the other:
+// The entries of a directory that match a shell pattern, for one walk after the other.
 //
 //   for (const auto &theEntry : zv::Directory("/media", "*.mp3")) Add(theEntry.Name());
 //
@@ -124,7 +124,7 @@ class Directory : public Owner<zvDirTraverser, zvDirTraverser_Delete> {
   // Where a walk ends.
   struct End {};
 
-  // Walks on; all of a directory are at the same place.
+  // A place in a walk; all iterators of a directory are at the same one.
   class Iterator {
    public:
     // At the place where the walk is.
@@ -156,7 +156,7 @@ class Directory : public Owner<zvDirTraverser, zvDirTraverser_Delete> {
   // Why the last walk ended before its end, if it did.
   Error error() const { return mError; }
 
-  // The absolute path, without '/' at its end.
+  // NULL of an object that could not be made.
   const char *Path() const { return *this ? zvDirTraverser_GetDirPath(Handle()) : nullptr; }
 
  private:

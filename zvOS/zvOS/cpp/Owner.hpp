@@ -17,7 +17,7 @@
 
 namespace zv {
 
-// Owns a handle of the flat interface: Owner<zvPtrList, zvPtrList_Delete>. The types below are made of it.
+// Owns a handle of the flat interface: Owner<zvPtrList, zvPtrList_Delete>. Most types are made of it.
 template <typename Record, auto kDelete>
 class Owner {
  public:
@@ -89,7 +89,7 @@ class DescriptorOwner {
   int mDescriptor = -1;
 };
 
-// A text that a flat function has handed over: zv::Text theFolder(zvPath_GetTempDirPath());
+// A text that a flat function has handed over, as the folder in zv::Text theFolder(zvPath_GetTempDirPath()).
 class Text : public Owner<char, std::free> {
  public:
   using Owner::Owner;
@@ -100,7 +100,7 @@ class Text : public Owner<char, std::free> {
   std::string_view View() const { return c_str(); }
   // As View().
   operator std::string_view() const & { return View(); }
-  // The view of a text that is gone at the end of the line.
+  // No view of a text that is gone at the end of the line.
   operator std::string_view() const && = delete;
 };
 

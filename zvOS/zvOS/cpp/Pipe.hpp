@@ -71,7 +71,7 @@ class Pipe : public DescriptorOwner<detail::ClosePipe> {
     }
   }
 
-  // Closes this end.
+  // Closes this end, by zvPipe_Close.
   void Close() { *this = Pipe(); }
 };
 

@@ -12,7 +12,7 @@
 
 namespace zv {
 
-// Descriptors below FD_SETSIZE. Whatever has a Descriptor() can be given itself.
+// A set of descriptors below FD_SETSIZE. Whatever has a Descriptor() can be given itself.
 class DescriptorSet {
  public:
   // The empty set.
@@ -71,14 +71,15 @@ struct Ready {
   bool mfTriggered;  // counts as one
 };
 
-// One thread waits, any number trigger. False after it was made: it could not be made.
+// Waits for descriptors, and to be woken: one thread waits, any number trigger. False after it was made: it
+// could not be made.
 class SelectObject : public Owner<zvSocketSelect, zvSocketSelect_Delete> {
  public:
   SelectObject() : Owner(zvSocketSelect_New()) {}
   // Takes over what the flat interface has made.
   explicit SelectObject(zvSocketSelect *aHandle) : Owner(aHandle) {}
 
-  // Ends the current or the next wait.
+  // Any thread may do so.
   void Trigger() { zvSocketSelect_Trigger(Handle()); }
 
   // Waits without limit. The sets come back with what is ready.

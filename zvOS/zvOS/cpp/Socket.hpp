@@ -25,7 +25,7 @@ class Address {
     mAddress.sin_addr.s_addr = anIPAddress;
     mAddress.sin_port = zvSocket_htons(aPort);
   }
-  // Of a dotted form; 0.0.0.0 for another text.
+  // 0.0.0.0 for another text.
   static Address DotForm(const char *aText, uint16 aPort) {
     return {zvSocketGetAddressFromDotForm(aText), aPort};
   }
@@ -34,7 +34,7 @@ class Address {
   // The address of the host itself: 127.0.0.1.
   static Address Loopback(uint16 aPort = 0) { return {zvSocket_htonl(INADDR_LOOPBACK), aPort}; }
 
-  // Of a host name; may wait for name servers. The status of an error is the resolver's code.
+  // May wait for name servers. The status of an error is the resolver's code.
   static Result<Address> Resolve(const char *aName, uint16 aPort, Label aLabel = Label::Here()) {
     uint32 theIPAddress = 0;
     const int theCode = zvSocketGetAddressInfo_Debug(aName, &theIPAddress, aLabel.c_str());
@@ -75,8 +75,8 @@ class Address {
 // No socket: kzvSocketInvalid.
 constexpr zvSocket kNoSocket = -1;
 
-// A socket goes by the label that it was made with, in all that it does and when it is closed. What it sends
-// and receives can be labelled at its own place.
+// A socket, which goes by the label that it was made with, in all that it does and when it is closed. What it
+// sends and receives can be labelled at its own place.
 //
 // The status of an error is what the flat function answered, and its errno says why.
 class Socket {
@@ -116,7 +116,7 @@ class Socket {
   static Result<Socket> Open(int aType = SOCK_STREAM, int aProtocol = 0, Label aLabel = Label::Here()) {
     return Made(zvSocketOpen_Debug(AF_INET, aType, aProtocol, aLabel.c_str(), 0), aLabel);
   }
-  // Bound; the address is in host byte order, and the ports are drawn as zvSocket.h says.
+  // The address is in host byte order, and the ports are drawn as zvSocket.h says.
   static Result<Socket> GetTCPSocket(int32 anIPAddress, uint16 *aPort, Label aLabel = Label::Here()) {
     return Made(zvSocket_GetTCPSocket(anIPAddress, aPort), aLabel);
   }
@@ -145,7 +145,7 @@ class Socket {
   Result<void> Connect(Address anAddress) {
     return Done(zvSocketConnect_Debug(mSocket, anAddress.Generic(), Address::Size(), Name()));
   }
-  // With the label of the listener.
+  // Takes the next connection, which has the label of the listener.
   Result<Socket> Accept(Address *aPeer = nullptr) { return Accept(aPeer, mLabel); }
   Result<Socket> Accept(Address *aPeer, Label aLabel) {
     Address thePeer;

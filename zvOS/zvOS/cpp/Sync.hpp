@@ -62,7 +62,6 @@ class Mutex : public Owner<zvOSMutex, zvMutex_Delete> {
   Result<void> Lock() { return detail::ResultOfLock(zvMutex_Lock(Handle())); }
   Result<void> Unlock() { return detail::ResultOfLock(zvMutex_Unlock(Handle())); }
 
-  // Whether the calling thread holds it.
   bool IsHeld() const { return zvMutex_IsHeld(Handle()) != 0; }
 };
 

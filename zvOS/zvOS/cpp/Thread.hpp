@@ -73,6 +73,7 @@ class Thread : private Owner<zvOSThread, zvThread_Delete> {
     zvThread_Wait(Handle());
     Owner::operator=(Owner());
   }
+  // 0 when there is no thread.
   uint32 get_id() const { return joinable() ? zvThread_GetID(Handle()) : 0; }
 
   using Owner::Handle;
@@ -118,7 +119,7 @@ class Thread : private Owner<zvOSThread, zvThread_Delete> {
   }
 };
 
-// Of the thread that calls.
+// What a thread asks for itself.
 namespace this_thread {
 
 // A signal may end it early. The flat sleep wraps around at 71 minutes: longer ones are several.
