@@ -230,10 +230,12 @@ function Documentation(aComment, lines, n, i, code, result) {
   return result (code ? "/// @endcode\n" : "")
 }
 
-function Text(aText) {
+function Text(aText, parts, n, i) {
   aText = prepared(aText)
   gsub(/docs\/cpp\.md/, "@ref cpp", aText)
-  gsub(/</, "\\\\<", aText)
+  n = split(aText, parts, "<")
+  aText = parts[1]
+  for (i = 2; i <= n; ++i) aText = aText "\\<" parts[i]
   return aText
 }
 

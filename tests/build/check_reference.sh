@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # Makes the reference and looks whether it is whole: every exported function has its place in the HTML, an entry of the
 # search and a manual page, and its comment says what a caller must know (check_reference.xsl). A comment that does not
-# fit its function stops the generator.
+# fit its function stops the generator. Every type of the C++ headers has its page, every public member a text.
 #
 #   check_reference.sh BUILD_FOLDER SOURCE_FOLDER
 #
@@ -52,6 +52,36 @@ cat "$work"/man/man3/*.3 | sed -n 's/^\([A-Za-z_0-9]*\)\(, [A-Za-z_0-9]*\)\{0,1\
 for name in $(comm -23 "$work/exported" "$work/placed"); do fail "$name has no place in the HTML"; done
 for name in $(comm -23 "$work/exported" "$work/searched"); do fail "the search does not find $name"; done
 for name in $(comm -23 "$work/exported" "$work/paged"); do fail "$name has no manual page"; done
+
+# The C++ interface: what the headers declare (check_reference.awk) is there with a text, and nothing else is.
+awk -f "$source/tests/build/check_reference.awk" "$source"/zvOS/zvOS/cpp/*.hpp | sort >"$work/cpp-declared"
+[ "$(wc -l <"$work/cpp-declared")" -gt 200 ] || fail "the C++ headers cannot be read"
+cat "$work"/html/*.html | sed -n 's/.*class="memdesc:\([^"]*\)".*class="mdescRight">[^<]*[A-Za-z].*/\1/p' >"$work/cpp-texts"
+cat "$work"/html/namespacezv*.html "$work"/html/classzv*.html | grep -o ' id="[^"]*"' | sed 's/ id="//; s/"$//' >"$work/cpp-anchors"
+awk -v pages="$(cd "$work/html" && echo *.html)" '
+  BEGIN { count = split(pages, page, " "); for (i = 1; i <= count; ++i) there[page[i]] }
+  FILENAME ~ /texts$/ { texts[$1]; next }
+  FILENAME ~ /anchors$/ { anchors[$1]; next }
+  { anchor = $NF; sub(/.*_1/, "", anchor) }
+  # An enumeration and a record without functions stand on the page of what they belong to.
+  $1 == "cpptype" && (($3 ".html") in there || ($3 in anchors) || (anchor in texts)) { print "type", $2 }
+  $1 == "cppmember" && ((anchor in texts) || (anchor in anchors) || $2 ~ /^zv::(Ready|PipePair)$/) { print "member", $2, $3 }
+  ' "$work/cpp-texts" "$work/cpp-anchors" "$work/told" | sort >"$work/cpp-shown"
+while read -r what; do fail "$what of the C++ headers is not shown"; done < <(
+  comm -23 <(grep -v '^heir' "$work/cpp-declared") "$work/cpp-shown")
+while read -r what; do fail "$what is shown and not declared in the C++ headers"; done < <(
+  comm -13 <(sort -u "$work/cpp-declared") <(sort -u "$work/cpp-shown"))
+while read -r _ type; do
+  page=$(awk -v type="$type" '$1 == "cpptype" && $2 == type { print $3 ".html" }' "$work/told")
+  grep -A1 'memitem:[0-9a-f]* inherit' "$work/html/$page" | grep -q '>\(Handle\|Descriptor\)<' ||
+    fail "the page of $type does not list what it has of an owner"
+done < <(grep '^heir' "$work/cpp-declared")
+cat "$work"/html/search/*.js | sed -n "s/^ *\['[^']*',\['\([^']*\)',.*/\1/p" | sed 's/&lt;/</g; s/&gt;/>/g; s/ //g' | sort -u >"$work/cpp-searched"
+while read -r name; do fail "the search does not find $name of the C++ headers"; done < <(
+  comm -23 <(awk '$1 != "heir" { gsub(/_bool/, "bool"); sub(/.*::/, "", $NF); print $NF }' "$work/cpp-declared" | sort -u) \
+    "$work/cpp-searched")
+grep -q 'replace(/^.\*::/' "$work/html/search/search.js" || fail "who searches for zv::Mutex does not find Mutex"
+if grep -rl 'zv_1_1detail\|detail::' "$work/html" --include='*.html' --include='*.js'; then fail "these name zv::detail"; fi
 
 # What a function says itself goes before what its family says.
 while read -r _ name version; do
