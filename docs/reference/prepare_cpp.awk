@@ -12,7 +12,7 @@
 # - what is private or in zv::detail is left out.
 #
 # How the headers are laid out (.clang-format) is relied upon in one point: no line has the end of one declaration and
-# the beginning of the next.
+# the beginning of the next. The lines that the generator names in its errors are those of what is written here.
 
 BEGIN {
   # What a member calls only on its way: that is not what the member does.

@@ -80,6 +80,12 @@ cat "$work"/html/search/*.js | sed -n "s/^ *\['[^']*',\['\([^']*\)',.*/\1/p" | s
 while read -r name; do fail "the search does not find $name of the C++ headers"; done < <(
   comm -23 <(awk '$1 != "heir" { gsub(/_bool/, "bool"); sub(/.*::/, "", $NF); print $NF }' "$work/cpp-declared" | sort -u) \
     "$work/cpp-searched")
+cat "$source"/zvOS/zvOS/cpp/*.hpp | sed 's,//.*,,' | grep -oE '[A-Za-z_][A-Za-z_0-9]*' | sort -u |
+  comm -12 - "$work/exported" >"$work/cpp-called"
+grep -oh '>[A-Za-z_0-9]*</a>' "$work"/html/classzv_1_1*.html "$work"/html/namespacezv_1_1*.html | tr -d '</>' |
+  sed 's/a$//' | sort -u >"$work/cpp-linked"
+while read -r name; do fail "no page of a C++ type says that it calls $name"; done < <(
+  comm -23 "$work/cpp-called" "$work/cpp-linked")
 grep -q 'replace(/^.\*::/' "$work/html/search/search.js" || fail "who searches for zv::Mutex does not find Mutex"
 if grep -rl 'zv_1_1detail\|detail::' "$work/html" --include='*.html' --include='*.js'; then fail "these name zv::detail"; fi
 
@@ -108,4 +114,4 @@ if command -v man >/dev/null; then
 fi
 
 [ "$failures" = 0 ] || exit 1
-echo "the reference describes $(wc -l <"$work/exported") exported names"
+echo "the reference describes $(wc -l <"$work/exported") exported names and $(grep -c '^type' "$work/cpp-declared") C++ types and namespaces"
