@@ -284,6 +284,7 @@ function ShowScope(anId, head, release) {
     sub(/.*[ <]/, "", release)
     print "///\n/// What it owns is released by #" release "."
   }
+  if (head !~ /^namespace/) print "/// @headerfile zvOS.hpp zvOS/zvOS.hpp"
   print head
   if (head ~ /^ *(template.*)?class /) print " public:"
 }
