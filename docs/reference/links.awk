@@ -12,8 +12,9 @@ BEGIN {
     exported[line]
   }
   if (ARGV[1] ~ /cpp\.md$/) {
-    list = "sed -n 's/^\\(class\\|struct\\) \\(\\[\\[nodiscard\\]\\] \\)\\{0,1\\}\\([A-Za-z]*\\) .*/\\3/p' zvOS/zvOS/cpp/*.hpp"
-    while ((list | getline line) > 0) types[line]
+    list = "cat zvOS/zvOS/cpp/*.hpp"
+    while ((list | getline line) > 0)
+      if (sub(/^(class|struct) (\[\[nodiscard\]\] )?/, "", line) && sub(/ .*/, "", line)) types[line]
     close(list)
   }
 }

@@ -34,8 +34,8 @@ BEGIN {
 
 function Add(aKind, aText) {
   ++count
-  kind[count] = aKind
-  text[count] = aText
+  kindOf[count] = aKind
+  textOf[count] = aText
   fileOf[count] = theFile
   commentOf[count] = theComment
   scopeOf[count] = scopes[level]
@@ -45,7 +45,8 @@ function Add(aKind, aText) {
 }
 
 function Enter(aName, afHidden) {
-  scopes[level + 1] = aName == "zv" || aName == "detail" ? aName : (scopes[level] == "zv" ? "" : scopes[level] "::") aName
+  if (scopes[level] != "" && scopes[level] != "zv" && aName != "detail") aName = scopes[level] "::" aName
+  scopes[level + 1] = aName
   hiding[level + 1] = hiding[level] || afHidden
   outside[level + 1] = hiding[level + 1]
   ++level
@@ -59,68 +60,23 @@ function Bare(aLine) {
   return aLine
 }
 
-function Scan(aPath, line, bare, pending, whole, open, name) {
+function Scan(aPath, line, bare, pending, whole, open) {
   theFile = aPath
   sub(/.*\//, "", theFile)
   theComment = ""
   level = 0
-  hiding[0] = 0
-  scopes[0] = ""
   while ((getline line < aPath) > 0) {
     bare = Bare(line)
     if (pending == "") {
-      if (line ~ /^ *$/) { theComment = ""; continue }
-      if (line ~ /^ *\/\/ ---- /) {
-        gsub(/^ *\/\/ -+ | -+$/, "", line)
-        theComment = ""
-        Add("group", line)
-        continue
-      }
-      if (line ~ /^ *\/\//) {
-        sub(/^ *\/\/ ?/, "", line)
-        theComment = theComment line "\n"
-        continue
-      }
-      if (line ~ /^#/) {
-        if (line ~ /^#ifndef/) Add("file", "")
-        theComment = ""
-        continue
-      }
-      if (bare ~ /^ *(public|private|protected):/) { 
-        hiding[level] = outside[level] || bare !~ /public/
-        Add("access", "")
-        continue
-      }
-      if (bare ~ /^ *};?$|^ *}  *$/) {
-        --level
-        hidden[Add("close", bare ~ /;/ ? "};" : "}")] = outside[level + 1]
-        continue
-      }
-      if (bare ~ /^namespace /) {
-        name = bare
-        gsub(/^namespace | \{.*/, "", name)
-        Add("open", bare)
-        Enter(name, name == "detail")
-        hidden[count] = hiding[level]
-        continue
-      }
+      if (IsNoDeclaration(line, bare)) continue
       whole = ""
       open = 0
     }
     pending = pending line "\n"
     whole = whole bare " "
     open += gsub(/[({]/, "&", bare) - gsub(/[)}]/, "&", bare)
-    if (whole ~ /^ *(template <[^(;]*> *)?(class|struct) [^(;]*\{ *$/) {
-      sub(/ $/, "", whole)
-      gsub(/\[\[nodiscard\]\] /, "", whole)
-      name = whole
-      gsub(/^ *(template <[^{]*> +)?(class|struct) | final| *( : .*)?\{ *$/, "", name)
-      Add("open", whole)
-      parametersOf[name] = whole ~ /^ *template/ ? whole : ""
-      baseOf[scopes[level] == "zv" ? name : scopes[level] "::" name] = whole
-      Enter(name, 0)
-      if (whole ~ /^ *(template.*)?class /) hiding[level] = 1
-    } else if (open == 0 && bare ~ /[;}] *$/) {
+    if (whole ~ /^ *(template <[^(;]*> *)?(class|struct) [^(;]*\{ *$/) Open(whole)
+    else if (open == 0 && bare ~ /[;}] *$/) {
       Add("declaration", pending)
       Name(count, whole)
     } else continue
@@ -129,17 +85,57 @@ function Scan(aPath, line, bare, pending, whole, open, name) {
   close(aPath)
 }
 
+function IsNoDeclaration(aLine, aBareLine, name) {
+  if (aLine ~ /^ *$/) theComment = ""
+  else if (aLine ~ /^ *\/\/ ---- /) {
+    gsub(/^ *\/\/ -+ | -+$/, "", aLine)
+    theComment = ""
+    Add("group", aLine)
+  } else if (aLine ~ /^ *\/\//) {
+    sub(/^ *\/\/ ?/, "", aLine)
+    theComment = theComment aLine "\n"
+  } else if (aLine ~ /^#/) {
+    if (aLine ~ /^#ifndef/) Add("file", "")
+    theComment = ""
+  } else if (aBareLine ~ /^ *(public|private|protected):/) {
+    hiding[level] = outside[level] || aBareLine !~ /public/
+    Add("access", "")
+  } else if (aBareLine ~ /^ *};?$/) {
+    --level
+    hidden[Add("close", aBareLine ~ /;/ ? "};" : "}")] = outside[level + 1]
+  } else if (aBareLine ~ /^namespace /) {
+    name = aBareLine
+    gsub(/^namespace | \{.*/, "", name)
+    Add("open", aBareLine)
+    Enter(name, name == "detail")
+    hidden[count] = hiding[level]
+  } else return 0
+  return 1
+}
+
+# A class or a record that goes on in the next line.
+function Open(aHead, name) {
+  sub(/ $/, "", aHead)
+  gsub(/\[\[nodiscard\]\] /, "", aHead)
+  name = aHead
+  gsub(/^ *(template <[^{]*> +)?(class|struct) | final| *( : .*)?\{ *$/, "", name)
+  Add("open", aHead)
+  Enter(name, 0)
+  headOf[scopes[level]] = aHead
+  if (aHead ~ /^ *(template.*)?class /) hiding[level] = 1
+}
+
 # What is declared, and in which class: that of a definition outside of its class is told by the name.
 function Name(anId, aDeclaration, head, name) {
   head = aDeclaration
   sub(/^ */, "", head)
   bareOf[anId] = head
   if (head ~ /^using [A-Za-z:]*::/) {
-    kind[anId] = "using"
+    kindOf[anId] = "using"
     return
   }
   if (head ~ /^(class|struct) [A-Za-z]*; *$/) {
-    kind[anId] = "forward"
+    kindOf[anId] = "forward"
     return
   }
   sub(/^template <[^(;{]*> /, "", head)
@@ -154,7 +150,7 @@ function Name(anId, aDeclaration, head, name) {
     sub(/.*[^A-Za-z_:~0-9]/, "", name)
   }
   if (name ~ /^[A-Za-z]+::[A-Za-z]+$/ && head !~ /^enum/) {
-    kind[anId] = "definition"
+    kindOf[anId] = "definition"
     scopeOf[anId] = name
     sub(/::[^:]*$/, "", scopeOf[anId])
     sub(/.*::/, "", name)
@@ -164,7 +160,7 @@ function Name(anId, aDeclaration, head, name) {
   if (!index(" " scopesWith[name] " ", " " scopeOf[anId] " ")) scopesWith[name] = scopesWith[name] " " scopeOf[anId]
 }
 
-# ---- What a declaration calls, itself, into theNear, and by what it calls, too, into theAll, in the order of the code ----
+# ---- What a declaration calls: itself, into theNear; by what it calls, too, into theAll; in the order of the code ----
 
 function Calls(anId) {
   split("", visited)
@@ -172,7 +168,7 @@ function Calls(anId) {
   Gather(anId, 1)
 }
 
-function Gather(anId, afNear, code, word, before, own, found, parts, i, n) {
+function Gather(anId, afNear, code, word, before, own, parts, i, n) {
   if (anId in visited) return
   visited[anId]
   code = bareOf[anId]
@@ -191,21 +187,21 @@ function Gather(anId, afNear, code, word, before, own, found, parts, i, n) {
     }
   }
   # A declaration without a body: its definition stands outside of the class.
-  if (kind[anId] == "declaration") {
+  if (kindOf[anId] == "declaration") {
     n = split(ids[scopeOf[anId], nameOf[anId]], parts, " ")
     for (i = 1; i <= n; ++i)
-      if (kind[parts[i]] == "definition") Gather(parts[i], afNear)
+      if (kindOf[parts[i]] == "definition") Gather(parts[i], afNear)
   }
 }
 
 # In the scope, in those around it, in zv::detail; a member of another object where only one class has such a member.
-function Found(aScope, aWord, afMember, scope) {
+function Found(aScope, aWord, afMember, scope, parts) {
   for (scope = aScope; scope != ""; scope = scope ~ /::/ ? substr(scope, 1, match(scope, /::[^:]*$/) - 1) : "") {
     if (aWord == scope || scope ~ "::" aWord "$") return ""
     if ((scope, aWord) in ids) return ids[scope, aWord]
   }
   if (("detail", aWord) in ids) return ids["detail", aWord]
-  if (afMember && split(scopesWith[aWord], parts_, " ") == 1) return ids[parts_[1], aWord]
+  if (afMember && split(scopesWith[aWord], parts, " ") == 1) return ids[parts[1], aWord]
   return ""
 }
 
@@ -219,10 +215,13 @@ function Links(aList, result) {
 
 # A comment as documentation; what is indented in it is code.
 function Documentation(aComment, lines, n, i, code, result) {
+  code = 0
   n = split(aComment, lines, "\n")
   for (i = 1; i < n; ++i) {
-    if (lines[i] ~ /^  / && !code) { code = 1; result = result "/// @code{.cpp}\n" }
-    if (lines[i] !~ /^  / && code) { code = 0; result = result "/// @endcode\n" }
+    if ((lines[i] ~ /^  /) != code) {
+      code = !code
+      result = result (code ? "/// @code{.cpp}\n" : "/// @endcode\n")
+    }
     if (code) sub(/^  /, "", lines[i])
     else lines[i] = Text(lines[i])
     result = result "/// " lines[i] "\n"
@@ -244,33 +243,31 @@ function EndGroup() {
   inGroup = 0
 }
 
-function Show(anId, head, name, brief, calls, parts, n, i, title) {
-  if (kind[anId] == "file") {
+function Show(anId, title) {
+  if (kindOf[anId] == "file") {
     printf "/// @file\n%s", Documentation(commentOf[anId])
-    if (theFileIsFirst()) printf "\n/// @namespace zv\n%s", Documentation(commentOf[anId])
+    if (file == "zvOS.hpp") printf "\n/// @namespace zv\n%s", Documentation(commentOf[anId])
     return
   }
-  if (kind[anId] == "access" || kind[anId] == "close") EndGroup()
-  if (hidden[anId] || kind[anId] ~ /^(access|definition|forward)$/) return
-  if (kind[anId] == "close") print text[anId]
-  else if (kind[anId] == "group") {
+  if (kindOf[anId] == "access" || kindOf[anId] == "close") EndGroup()
+  if (hidden[anId] || kindOf[anId] ~ /^(access|definition|forward)$/) return
+  if (kindOf[anId] == "close") print textOf[anId]
+  else if (kindOf[anId] == "group") {
     EndGroup()
-    title = text[anId]
+    title = textOf[anId]
     sub(/:.*/, "", title)
     print "/// @name " title
-    if (sub(/^[^:]*: /, "", text[anId])) print "/// " toupper(substr(text[anId], 1, 1)) Text(substr(text[anId], 2)) "."
+    if (sub(/^[^:]*: /, "", textOf[anId])) print "/// " toupper(substr(textOf[anId], 1, 1)) Text(substr(textOf[anId], 2)) "."
     print "///@{\n"
     inGroup = 1
-  } else if (kind[anId] == "open") ShowScope(anId)
-  else if (kind[anId] == "using") ShowUsing(anId)
-  else ShowDeclaration(anId, commentOf[anId], text[anId])
+  } else if (kindOf[anId] == "open") ShowScope(anId)
+  else if (kindOf[anId] == "using") ShowUsing(anId)
+  else ShowDeclaration(anId, commentOf[anId], textOf[anId])
 }
-
-function theFileIsFirst() { return file == "zvOS.hpp" }
 
 # What is in zv::detail and releases what an owner has goes by the function that it calls.
 function ShowScope(anId, head, release) {
-  head = text[anId]
+  head = textOf[anId]
   if (match(head, /detail::[A-Za-z]*/)) {
     release = substr(head, RSTART, RLENGTH)
     Calls(substr(ids["detail", substr(release, 9)], 2))
@@ -278,8 +275,6 @@ function ShowScope(anId, head, release) {
   }
   printf "%s", Documentation(commentOf[anId])
   if (match(head, /Owner<.*zv[A-Za-z]*_[A-Za-z]*>/)) {
-    release = head
-    gsub(/.*[ <]|>.*/, "", release)
     release = substr(head, RSTART, RLENGTH - 1)
     sub(/.*[ <]/, "", release)
     print "///\n/// What it owns is released by #" release "."
@@ -327,32 +322,32 @@ function Replaced(aText, aWord, anOther, result, word) {
 }
 
 # What the base has under the name, with what the base is made of.
-function ShowUsing(anId, path, base, name, derived, given, wanted, parts, n, i, j, head, arguments, names, m) {
-  path = bareOf[anId]
-  gsub(/^using |;.*/, "", path)
-  base = name = path
+function ShowUsing(anId, base, name, derived, head, given, arguments, parameters, parts, numberOf, n, i, j) {
+  base = bareOf[anId]
+  sub(/^using /, "", base)
+  name = base
   sub(/::.*/, "", base)
-  sub(/^[^:]*::/, "", name)
+  gsub(/^[^:]*::|;.*/, "", name)
   derived = scopeOf[anId]
-  given = baseOf[derived]
+  given = headOf[derived]
   sub(".*[ :]" base "<", "", given)
   sub(/> *\{ *$/, "", given)
-  wanted = parametersOf[base]
-  gsub(/^ *template <|> *(class|struct) .*/, "", wanted)
-  m = split(wanted, names, ", ")
   split(given, arguments, ", ")
+  given = headOf[base]
+  gsub(/^ *template <|> *(class|struct) .*/, "", given)
+  numberOf = split(given, parameters, ", ")
   n = split(ids[base, name], parts, " ")
   for (i = 1; i <= n; ++i) {
     head = bareOf[parts[i]]
+    # Not what moves and copies the base itself.
     if (head ~ "[( ]" base " *&" || hidden[parts[i]]) continue
-    sub(/ = default; *$|\) *: .*/, "&@", head)
-    if (head ~ /\) *: .*@$/) sub(/\) *: .*/, ")", head)
-    gsub(/ = default; *@|@/, "", head)
+    sub(/ = default; *$/, "", head)
+    sub(/\) *: .*/, ")", head)
     sub(/ *(\{.*)?;? *$/, "", head)
-    for (j = 1; j <= m; ++j) {
-      sub(/ = .*/, "", names[j])
-      sub(/.* /, "", names[j])
-      head = Replaced(head, names[j], arguments[j])
+    for (j = 1; j <= numberOf; ++j) {
+      sub(/ = .*/, "", parameters[j])
+      sub(/.* /, "", parameters[j])
+      head = Replaced(head, parameters[j], arguments[j])
     }
     head = Replaced(head, base, derived)
     ShowDeclaration(parts[i], commentOf[anId] != "" ? commentOf[anId] : commentOf[parts[i]], head ";\n")
