@@ -15,6 +15,7 @@ endif()
 set(ZV_REFERENCE_FOLDER ${PROJECT_BINARY_DIR}/reference)
 file(GLOB ZV_REFERENCE_SOURCES CONFIGURE_DEPENDS
   ${PROJECT_SOURCE_DIR}/zvOS/zvOS/*.h ${PROJECT_SOURCE_DIR}/zvLog/zvLog/*.h
+  ${PROJECT_SOURCE_DIR}/zvOS/zvOS/*.hpp ${PROJECT_SOURCE_DIR}/zvOS/zvOS/cpp/*.hpp ${PROJECT_SOURCE_DIR}/docs/cpp.md
   ${PROJECT_SOURCE_DIR}/docs/guide/*.md ${PROJECT_SOURCE_DIR}/docs/reference/*)
 set(all "")
 if(ZVOS_BUILD_REFERENCE)

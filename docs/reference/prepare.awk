@@ -5,32 +5,10 @@
 #
 # - each macro and type of a family, "///@{" to "///@}", gets the comment that stands once in front of them; the generator
 #   does so by itself for functions alone;
-# - the name of an exported function becomes a link, "zvMutex_Lock" to "#zvMutex_Lock", but not in code.
+# - names become links (links.awk), but not in code;
+# - the page of the C++ interface gets a name, by which others refer to it.
 
-BEGIN {
-  while ((getline line < "zvOS/zvOS.exports") > 0) exported[line]
-  while ((getline line < "zvLog/zvLog.map") > 0) {
-    gsub(/[ ;]/, "", line)
-    exported[line]
-  }
-}
-
-function linked(text, result, before, word) {
-  while (match(text, /[A-Za-z_][A-Za-z_0-9]*/)) {
-    word = substr(text, RSTART, RLENGTH)
-    before = RSTART > 1 ? substr(text, RSTART - 1, 1) : " "
-    result = result substr(text, 1, RSTART - 1) ((word in exported) && before !~ /[#@{.\/"]/ ? "#" : "") word
-    text = substr(text, RSTART + RLENGTH)
-  }
-  return result text
-}
-
-# What is between backticks is code.
-function prepared(text, parts, count, i, result) {
-  count = split(text, parts, "`")
-  for (i = 1; i <= count; ++i) result = result (i > 1 ? "`" : "") (i % 2 ? linked(parts[i]) : parts[i])
-  return result
-}
+FNR == 1 && FILENAME ~ /cpp\.md$/ { $0 = $0 " {#cpp}" }
 
 /^(\/\/\/ | \* )?```/ { code = !code }
 { comment = FILENAME ~ /\.md$/ || /^\/\/\/ / || /^\/\*\* / || /^ \* / }

@@ -3,7 +3,8 @@
 <!-- SPDX-License-Identifier: Apache-2.0 -->
 
 <!-- Tells of each function and variable of the reference its name, its place in the HTML, since which version it is
-     there and, one line each, what its comment and that of its family leave open. -->
+     there and, one line each, what its comment and that of its family leave open; and of the C++ interface each type and
+     member that has a text, with its place. -->
 <xsl:stylesheet version="1.0" xmlns:xsl="http://www.w3.org/1999/XSL/Transform">
   <xsl:output method="text" encoding="UTF-8"/>
 
@@ -13,6 +14,26 @@
   <xsl:template match="/doxygenindex">
     <xsl:for-each select="compound[@kind = 'group']">
       <xsl:apply-templates select="document(concat(@refid, '.xml'), /)//memberdef[@kind = 'function' or @kind = 'variable']"/>
+    </xsl:for-each>
+    <xsl:for-each select="compound[name = 'zv' or starts-with(name, 'zv::')]">
+      <xsl:apply-templates select="document(concat(@refid, '.xml'), /)/doxygen/compounddef" mode="cpp"/>
+    </xsl:for-each>
+  </xsl:template>
+
+  <!-- A type, or an enumeration, and its members. -->
+  <xsl:template match="compounddef|memberdef[@kind = 'enum' and not(starts-with(name, '@'))]" mode="cpp">
+    <xsl:variable name="scope">
+      <xsl:if test="self::memberdef"><xsl:value-of select="concat(../../compoundname, '::')"/></xsl:if>
+      <xsl:value-of select="translate(compoundname|name, ' ', '')"/>
+    </xsl:variable>
+    <xsl:if test="normalize-space(briefdescription) != ''">
+      <xsl:value-of select="concat('cpptype ', $scope, ' ', @id, '&#10;')"/>
+    </xsl:if>
+    <xsl:apply-templates select="sectiondef/memberdef[@kind = 'enum' and not(starts-with(name, '@'))]" mode="cpp"/>
+    <xsl:for-each select="sectiondef/memberdef[not(@kind = 'enum')]|sectiondef/memberdef[@kind = 'enum' and starts-with(name, '@')]/enumvalue|enumvalue">
+      <xsl:if test="@prot = 'public' and normalize-space(briefdescription|detaileddescription) != ''">
+        <xsl:value-of select="concat('cppmember ', $scope, ' ', translate(name, ' ', '_'), ' ', @id, '&#10;')"/>
+      </xsl:if>
     </xsl:for-each>
   </xsl:template>
 

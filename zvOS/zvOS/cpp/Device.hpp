@@ -12,7 +12,7 @@
 
 namespace zv {
 
-// What a plug-in has may be used as long as this lives.
+// A plug-in. What it has may be used as long as this lives.
 class Plugin : public Owner<void, zvPlugin_Unload> {
  public:
   using Owner::Owner;
@@ -70,7 +70,7 @@ class Process : public Owner<zvProcessFD_t, detail::CloseProcess> {
   }
   Result<size_t> Write(std::string_view aText) { return Write(aText.data(), aText.size()); }
 
-  // Waits for the command to end.
+  // Waits for the command to end, in zvProcess_Close.
   void Close() { *this = Process(); }
 };
 
@@ -78,10 +78,14 @@ class Process : public Owner<zvProcessFD_t, detail::CloseProcess> {
 class SingleInstance : public Owner<zvOSSingleInstanceChecker, zvSingleInstanceChecker_Delete> {
  public:
   // Why the name could not be had.
-  enum { kStatus_Taken = 1, kStatus_Error = 2 };
+  enum {
+    kStatus_Taken = 1,  // another process has it
+    kStatus_Error = 2   // it could not be had for another reason
+  };
 
   using Owner::Owner;
 
+  // Takes the name, until it is released or the process ends.
   static Result<SingleInstance> Take(const char *aName) {
     errno = 0;
     SingleInstance theInstance(zvSingleInstanceChecker_New(aName));

@@ -23,7 +23,7 @@ inline int CloseFile(int aDescriptor) {
 
 }  // namespace detail
 
-// The status of an error is a kzvFileError....
+// A file. The status of an error is a kzvFileError....
 class File : public DescriptorOwner<detail::CloseFile> {
  public:
   using DescriptorOwner::DescriptorOwner;
@@ -37,10 +37,11 @@ class File : public DescriptorOwner<detail::CloseFile> {
     return File(static_cast<int>(reinterpret_cast<intptr_t>(theHandle)));
   }
 
-  // Says what the destructor keeps to itself: that what was written may not have arrived.
+  // Closes the file, and says what the destructor keeps to itself: that what was written may not have
+  // arrived.
   Result<void> Close() { return detail::ResultOf(detail::CloseFile(Release())); }
 
-  // Counts of bytes; fewer than wanted only at the end of the file.
+  // Answers the count of bytes, as Write does.
   Result<size_t> Read(void *aBuffer, size_t aCount) {
     return detail::CountOf(zvFile_Read(Handle(), aBuffer, static_cast<uint32>(aCount)));
   }
@@ -55,8 +56,8 @@ class File : public DescriptorOwner<detail::CloseFile> {
   Result<zvFileOffset> Tell() const { return OffsetBy(zvFile_Tell); }
   Result<zvFileOffset> GetSize() const { return OffsetBy(zvFile_GetSize); }
 
-  // Cuts or extends the file and moves to its new end. The flat function calls most successes failures, and
-  // logs them as such; what has become of the file decides here.
+  // The flat function calls most successes failures, and logs them as such; what has become of the file
+  // decides here.
   Result<void> ChangeSize(zvFileOffset aSize) {
     errno = 0;
     const int theStatus = zvFile_ChangeSize(Handle(), aSize);
@@ -70,7 +71,6 @@ class File : public DescriptorOwner<detail::CloseFile> {
 
   Result<void> Flush() { return detail::ResultOf(zvFile_Flush(Handle())); }
 
-  // Whether the position is at the end.
   Result<bool> EndOfFile() const {
     const int theAnswer = zvFile_EndOfFile(Handle());
     if (theAnswer < 0) return Error::Last(theAnswer);
@@ -93,18 +93,23 @@ class File : public DescriptorOwner<detail::CloseFile> {
 // An entry of a directory; its name is valid until the next one is read.
 class DirectoryEntry {
  public:
+  // A copy of what the flat interface has found.
   explicit DirectoryEntry(const zvDirEntry &anEntry) : mEntry(anEntry) {}
 
+  // The name, without a path.
   std::string_view Name() const { return mEntry.mName; }
+  // The name, as the flat functions take it.
   const char *c_str() const { return mEntry.mName; }
+  // Whether it is a directory.
   bool IsDirectory() const { return mEntry.mfDir != 0; }
+  // Whether its name begins with a dot.
   bool IsHidden() const { return mEntry.mfHidden != 0; }
 
  private:
   zvDirEntry mEntry;
 };
 
-// The entries of a directory that match a shell pattern, for one walk after the other:
+// The entries of a directory that match a shell pattern, for one walk after the other.
 //
 //   for (const auto &theEntry : zv::Directory("/media", "*.mp3")) Add(theEntry.Name());
 //
@@ -116,34 +121,42 @@ class Directory : public Owner<zvDirTraverser, zvDirTraverser_Delete> {
   explicit Directory(const char *aPath, const char *aPattern = "*", int aKinds = zvDIR_DEFAULT)
       : Owner(zvDirTraverser_New(aPath)), mPattern(aPattern), mKinds(aKinds) {}
 
+  // Where a walk ends.
   struct End {};
 
+  // A place in a walk; all iterators of a directory are at the same one.
   class Iterator {
    public:
+    // At the place where the walk is.
     explicit Iterator(Directory &aDirectory) : mDirectory(aDirectory) {}
 
+    // The entry.
     DirectoryEntry operator*() const { return DirectoryEntry(*mDirectory.mEntry); }
+    // To the next entry.
     Iterator &operator++() {
       mDirectory.Next();
       return *this;
     }
+    // Whether the walk is over.
     bool operator==(End) const { return mDirectory.mEntry == nullptr; }
+    // Whether there is an entry.
     bool operator!=(End) const { return mDirectory.mEntry != nullptr; }
 
    private:
     Directory &mDirectory;
   };
-  // Begins anew.
+  // Begins a walk anew.
   Iterator begin() {
     First();
     return Iterator(*this);
   }
+  // What the end of a walk is compared with.
   End end() const { return {}; }
 
   // Why the last walk ended before its end, if it did.
   Error error() const { return mError; }
 
-  // The absolute path, without '/' at its end.
+  // NULL of an object that could not be made.
   const char *Path() const { return *this ? zvDirTraverser_GetDirPath(Handle()) : nullptr; }
 
  private:

@@ -13,16 +13,19 @@ namespace zv {
 // pointer: a constant text, and, where none is given, the source file of the call.
 class Label {
  public:
+  // A constant text.
   template <size_t kSize>
   constexpr Label(const char (&aText)[kSize]) : mText(aText) {}
-  // A text that can change, or go.
+  // No text that can change, or go.
   template <size_t kSize>
   Label(char (&aText)[kSize]) = delete;
 
+  // The source file of the call.
   static constexpr Label Here(const char *aFile = __builtin_FILE()) { return Label(Lasts(), aFile); }
-  // Of a text that lives as long as the program.
+  // A text that lives as long as the program.
   static constexpr Label Lasting(const char *aText) { return Label(Lasts(), aText); }
 
+  // The text, as the flat functions take it.
   constexpr const char *c_str() const { return mText; }
 
  private:

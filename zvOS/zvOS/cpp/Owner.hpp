@@ -17,17 +17,21 @@
 
 namespace zv {
 
-// Owns a handle of the flat interface: Owner<zvPtrList, zvPtrList_Delete>. The types below are made of it.
+// Owns a handle of the flat interface: Owner<zvPtrList, zvPtrList_Delete>. Most types are made of it.
 template <typename Record, auto kDelete>
 class Owner {
  public:
+  // Owns nothing.
   constexpr Owner() = default;
   // Takes over what the flat interface has made.
   constexpr explicit Owner(Record *aHandle) : mHandle(aHandle) {}
+  // Releases what it owns by kDelete.
   ~Owner() {
     if (mHandle != nullptr) kDelete(mHandle);
   }
+  // Takes over what the other owns.
   constexpr Owner(Owner &&anOther) noexcept : mHandle(anOther.Release()) {}
+  // Takes over what the other owns, and releases what was owned here.
   Owner &operator=(Owner &&anOther) noexcept {
     Owner theFormer(std::move(anOther));
     swap(theFormer);
@@ -36,10 +40,13 @@ class Owner {
   Owner(const Owner &) = delete;
   Owner &operator=(const Owner &) = delete;
 
+  // Whether it owns something.
   constexpr explicit operator bool() const { return mHandle != nullptr; }
+  // What the flat functions take; still owned.
   constexpr Record *Handle() const { return mHandle; }
-  // From now on the caller's.
+  // Hands it over: from now on it is the caller's.
   [[nodiscard]] constexpr Record *Release() { return std::exchange(mHandle, nullptr); }
+  // Each has what the other had.
   void swap(Owner &anOther) noexcept { std::swap(mHandle, anOther.mHandle); }
 
  private:
@@ -50,12 +57,17 @@ class Owner {
 template <auto kClose = ::close>
 class DescriptorOwner {
  public:
+  // Owns nothing.
   constexpr DescriptorOwner() = default;
+  // Takes over a descriptor; a negative one is none.
   constexpr explicit DescriptorOwner(int aDescriptor) : mDescriptor(aDescriptor) {}
+  // Closes what it owns by kClose.
   ~DescriptorOwner() {
     if (mDescriptor >= 0) kClose(mDescriptor);
   }
+  // Takes over what the other owns.
   constexpr DescriptorOwner(DescriptorOwner &&anOther) noexcept : mDescriptor(anOther.Release()) {}
+  // Takes over what the other owns, and closes what was owned here.
   DescriptorOwner &operator=(DescriptorOwner &&anOther) noexcept {
     DescriptorOwner theFormer(std::move(anOther));
     swap(theFormer);
@@ -64,26 +76,31 @@ class DescriptorOwner {
   DescriptorOwner(const DescriptorOwner &) = delete;
   DescriptorOwner &operator=(const DescriptorOwner &) = delete;
 
+  // Whether it owns something.
   constexpr explicit operator bool() const { return mDescriptor >= 0; }
+  // The descriptor, still owned, or -1.
   constexpr int Descriptor() const { return mDescriptor; }
-  // From now on the caller's.
+  // Hands it over: from now on it is the caller's.
   [[nodiscard]] constexpr int Release() { return std::exchange(mDescriptor, -1); }
+  // Each has what the other had.
   void swap(DescriptorOwner &anOther) noexcept { std::swap(mDescriptor, anOther.mDescriptor); }
 
  private:
   int mDescriptor = -1;
 };
 
-// A text that a flat function has handed over: zv::Text theFolder(zvPath_GetTempDirPath());
+// A text that a flat function has handed over, as the folder in zv::Text theFolder(zvPath_GetTempDirPath()).
 class Text : public Owner<char, std::free> {
  public:
   using Owner::Owner;
 
   // The empty text where there is none.
   const char *c_str() const { return Handle() != nullptr ? Handle() : ""; }
+  // The same as a view, which is of use as long as this owns the text.
   std::string_view View() const { return c_str(); }
+  // As View().
   operator std::string_view() const & { return View(); }
-  // The view of a text that is gone at the end of the line.
+  // No view of a text that is gone at the end of the line.
   operator std::string_view() const && = delete;
 };
 
@@ -91,17 +108,27 @@ class Text : public Owner<char, std::free> {
 template <typename Element>
 class List {
  public:
+  // What algorithms ask for.
   using value_type = Element;
+  // A pointer into the list.
   using const_iterator = const Element *;
+  // The elements do not change.
   using iterator = const_iterator;
 
+  // The empty list.
   List() = default;
+  // Takes over what the flat interface has made, and how many there are.
   List(Element *someElements, int aCount) : mElements(someElements), mCount(static_cast<size_t>(aCount)) {}
 
+  // The first element.
   const Element *begin() const { return mElements.Handle(); }
+  // Behind the last element.
   const Element *end() const { return begin() + size(); }
+  // The count of elements.
   size_t size() const { return mElements ? mCount : 0; }
+  // Whether there are none.
   bool empty() const { return size() == 0; }
+  // An element; the index is less than size().
   const Element &operator[](size_t anIndex) const { return begin()[anIndex]; }
 
  private:

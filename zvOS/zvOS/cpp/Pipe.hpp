@@ -28,6 +28,7 @@ Result<Owning> DescriptorOrNegatedErrno(int aDescriptor) {
 
 struct PipePair;
 
+// One end of a pipe.
 class Pipe : public DescriptorOwner<detail::ClosePipe> {
  public:
   using DescriptorOwner::DescriptorOwner;
@@ -70,11 +71,15 @@ class Pipe : public DescriptorOwner<detail::ClosePipe> {
     }
   }
 
+  // Closes this end, by zvPipe_Close.
   void Close() { *this = Pipe(); }
 };
 
+// Both ends of a pipe.
 struct PipePair {
+  // One end.
   Pipe mFirst;
+  // The other end.
   Pipe mSecond;
 };
 
@@ -85,6 +90,7 @@ inline Result<PipePair> Pipe::Pair(int someFlags) {
   return PipePair{Pipe(theEnds[0]), Pipe(theEnds[1])};
 }
 
+// Listens under a name.
 class PipeListener : public DescriptorOwner<detail::ClosePipe> {
  public:
   using DescriptorOwner::DescriptorOwner;

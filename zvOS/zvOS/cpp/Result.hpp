@@ -20,12 +20,15 @@ namespace zv {
 // Why a call failed; as std::error_code it is true when it is an error.
 class [[nodiscard]] Error {
  public:
+  // No error.
   constexpr Error() = default;
+  // An error, if the status is not 0.
   constexpr Error(int aStatus, int anErrno) : mStatus(aStatus), mErrno(anErrno) {}
 
-  // With what is in errno now.
+  // An error with what is in errno now.
   static Error Last(int aStatus) { return {aStatus, errno}; }
 
+  // Whether it is an error.
   constexpr explicit operator bool() const { return mStatus != 0; }
 
   // What the flat function answered: the status of its module, or -1 where it answered NULL. 0: no error.
@@ -55,30 +58,42 @@ ZV_COLD inline void ReportNoValue() {
 template <typename Value>
 class [[nodiscard]] Result {
  public:
+  // A value, which is moved in.
   constexpr Result(Value &&aValue) : mValue(std::move(aValue)) {}
+  // A value, which is copied.
   template <typename Copied = Value, typename = std::enable_if_t<std::is_copy_constructible_v<Copied>>>
   constexpr Result(const Value &aValue) : mValue(aValue) {}
+  // No value, and why.
   constexpr Result(Error anError) : mError(anError) {}
 
+  // Whether there is a value.
   constexpr bool has_value() const { return !mError; }
+  // As has_value().
   constexpr explicit operator bool() const { return has_value(); }
+  // Why there is no value; no error when there is one.
   constexpr Error error() const { return mError; }
 
+  // The value; where there is none, an empty one and an assertion.
   constexpr Value &operator*() & {
     Expect();
     return mValue;
   }
+  // The value; where there is none, an empty one and an assertion.
   constexpr const Value &operator*() const & {
     Expect();
     return mValue;
   }
+  // The value, to be moved away; where there is none, an empty one and an assertion.
   constexpr Value &&operator*() && {
     Expect();
     return std::move(mValue);
   }
+  // A member of the value; where there is none, of an empty one, and an assertion.
   constexpr Value *operator->() { return &**this; }
+  // A member of the value; where there is none, of an empty one, and an assertion.
   constexpr const Value *operator->() const { return &**this; }
 
+  // The value, or what is given where there is none.
   template <typename Other>
   constexpr Value value_or(Other &&anOther) && {
     return has_value() ? std::move(mValue) : static_cast<Value>(std::forward<Other>(anOther));
@@ -97,11 +112,16 @@ class [[nodiscard]] Result {
 template <>
 class [[nodiscard]] Result<void> {
  public:
+  // Success.
   constexpr Result() = default;
+  // Success when it is no error.
   constexpr Result(Error anError) : mError(anError) {}
 
+  // Whether all went well.
   constexpr bool has_value() const { return !mError; }
+  // As has_value().
   constexpr explicit operator bool() const { return has_value(); }
+  // What went wrong.
   constexpr Error error() const { return mError; }
 
  private:

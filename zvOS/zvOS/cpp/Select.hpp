@@ -12,35 +12,42 @@
 
 namespace zv {
 
-// Descriptors below FD_SETSIZE. Whatever has a Descriptor() can be given itself.
+// A set of descriptors below FD_SETSIZE. Whatever has a Descriptor() can be given itself.
 class DescriptorSet {
  public:
+  // The empty set.
   DescriptorSet() { Clear(); }
 
+  // Removes all.
   void Clear() {
     FD_ZERO(&mSet);
     mHighest = -1;
   }
-  // False, and the set as it was, for a descriptor that has no place in it.
+  // Adds a descriptor. False, and the set as it was, for one that has no place in it.
   [[nodiscard]] bool Add(int aDescriptor) {
     if (!HasPlace(aDescriptor)) return false;
     FD_SET(aDescriptor, &mSet);
     if (aDescriptor > mHighest) mHighest = aDescriptor;
     return true;
   }
+  // Removes a descriptor, if it is in the set.
   void Remove(int aDescriptor) {
     if (HasPlace(aDescriptor)) FD_CLR(aDescriptor, &mSet);
   }
+  // Whether the descriptor is in the set.
   bool Contains(int aDescriptor) const { return HasPlace(aDescriptor) && FD_ISSET(aDescriptor, &mSet); }
 
+  // Adds the descriptor of an owner.
   template <typename Owning>
   [[nodiscard]] bool Add(const Owning &anOwner) {
     return Add(anOwner.Descriptor());
   }
+  // Removes the descriptor of an owner.
   template <typename Owning>
   void Remove(const Owning &anOwner) {
     Remove(anOwner.Descriptor());
   }
+  // Whether the descriptor of the owner is in the set.
   template <typename Owning>
   bool Contains(const Owning &anOwner) const {
     return Contains(anOwner.Descriptor());
@@ -48,6 +55,7 @@ class DescriptorSet {
 
   // Not below any descriptor in the set.
   int Highest() const { return mHighest; }
+  // What the flat functions take.
   fd_set *Handle() { return &mSet; }
 
  private:
@@ -63,13 +71,15 @@ struct Ready {
   bool mfTriggered;  // counts as one
 };
 
-// One thread waits, any number trigger. False after it was made: it could not be made.
+// Waits for descriptors, and to be woken: one thread waits, any number trigger. False after it was made: it
+// could not be made.
 class SelectObject : public Owner<zvSocketSelect, zvSocketSelect_Delete> {
  public:
   SelectObject() : Owner(zvSocketSelect_New()) {}
+  // Takes over what the flat interface has made.
   explicit SelectObject(zvSocketSelect *aHandle) : Owner(aHandle) {}
 
-  // Ends the current or the next wait.
+  // Any thread may do so.
   void Trigger() { zvSocketSelect_Trigger(Handle()); }
 
   // Waits without limit. The sets come back with what is ready.
@@ -77,6 +87,7 @@ class SelectObject : public Owner<zvSocketSelect, zvSocketSelect_Delete> {
                        DescriptorSet *anErrorSet = nullptr) {
     return Wait(aReadSet, aWriteSet, anErrorSet, nullptr);
   }
+  // Waits for a time, of any unit.
   template <typename Unit, typename Period>
   Result<Ready> SelectFor(std::chrono::duration<Unit, Period> aDelay, DescriptorSet *aReadSet,
                           DescriptorSet *aWriteSet = nullptr, DescriptorSet *anErrorSet = nullptr) {

@@ -17,6 +17,7 @@ namespace zv {
 // An IPv4 address and a port; 0.0.0.0 and 0 stand for any.
 class Address {
  public:
+  // Any address, any port.
   Address() : Address(0, 0) {}
   // The address in network byte order, the port in host byte order.
   Address(uint32 anIPAddress, uint16 aPort) {
@@ -24,14 +25,16 @@ class Address {
     mAddress.sin_addr.s_addr = anIPAddress;
     mAddress.sin_port = zvSocket_htons(aPort);
   }
-  // Of a dotted form; 0.0.0.0 for another text.
+  // 0.0.0.0 for another text.
   static Address DotForm(const char *aText, uint16 aPort) {
     return {zvSocketGetAddressFromDotForm(aText), aPort};
   }
+  // The address of every interface: 0.0.0.0.
   static Address Any(uint16 aPort = 0) { return {0, aPort}; }
+  // The address of the host itself: 127.0.0.1.
   static Address Loopback(uint16 aPort = 0) { return {zvSocket_htonl(INADDR_LOOPBACK), aPort}; }
 
-  // Of a host name; may wait for name servers. The status of an error is the resolver's code.
+  // May wait for name servers. The status of an error is the resolver's code.
   static Result<Address> Resolve(const char *aName, uint16 aPort, Label aLabel = Label::Here()) {
     uint32 theIPAddress = 0;
     const int theCode = zvSocketGetAddressInfo_Debug(aName, &theIPAddress, aLabel.c_str());
@@ -39,14 +42,18 @@ class Address {
     return Address(theIPAddress, aPort);
   }
 
+  // The address, in network byte order.
   uint32 IPAddress() const { return mAddress.sin_addr.s_addr; }
+  // The port, in host byte order.
   uint16 Port() const { return zvSocket_ntohs(mAddress.sin_port); }
+  // What the flat functions take.
   struct sockaddr *Generic() {
     return reinterpret_cast<struct sockaddr *>(&mAddress);
   }
+  // How large that is.
   static constexpr socklen_t Size() { return sizeof(sockaddr_in); }
 
-  // "192.0.2.1:80".
+  // As a text: "192.0.2.1:80".
   Text AsText() const {
     const uint32 theBytes = zvSocket_ntohl(IPAddress());
     const auto theByte = [=](int aShift) { return static_cast<unsigned>(theBytes >> aShift & 0xFF); };
@@ -54,31 +61,36 @@ class Address {
                             static_cast<unsigned>(Port())));
   }
 
+  // Whether address and port are the same.
   friend bool operator==(const Address &anAddress, const Address &anOther) {
     return anAddress.IPAddress() == anOther.IPAddress() && anAddress.Port() == anOther.Port();
   }
+  // Whether address or port differ.
   friend bool operator!=(const Address &anAddress, const Address &anOther) { return !(anAddress == anOther); }
 
  private:
   sockaddr_in mAddress;
 };
 
-// kzvSocketInvalid
+// No socket: kzvSocketInvalid.
 constexpr zvSocket kNoSocket = -1;
 
-// A socket goes by the label that it was made with, in all that it does and when it is closed. What it sends
-// and receives can be labelled at its own place.
+// A socket, which goes by the label that it was made with, in all that it does and when it is closed. What it
+// sends and receives can be labelled at its own place.
 //
 // The status of an error is what the flat function answered, and its errno says why.
 class Socket {
  public:
-  // None.
+  // No socket.
   Socket() = default;
+  // Takes over what the flat interface has made.
   explicit Socket(zvSocket aSocket, Label aLabel = Label::Here()) : mSocket(aSocket), mLabel(aLabel) {}
   ~Socket() {
     if (*this) zvSocketClose_Debug(mSocket, Name(), 0);
   }
+  // Takes over the socket of the other, with its label.
   Socket(Socket &&anOther) noexcept : mSocket(anOther.Release()), mLabel(anOther.mLabel) {}
+  // Takes over the socket of the other, and closes the one that was here.
   Socket &operator=(Socket &&anOther) noexcept {
     Socket theFormer(std::move(anOther));
     swap(theFormer);
@@ -87,10 +99,13 @@ class Socket {
   Socket(const Socket &) = delete;
   Socket &operator=(const Socket &) = delete;
 
+  // Whether there is a socket.
   explicit operator bool() const { return mSocket != kNoSocket; }
+  // What the flat functions take; still owned.
   zvSocket Descriptor() const { return mSocket; }
-  // From now on the caller's.
+  // Hands it over: from now on it is the caller's.
   [[nodiscard]] zvSocket Release() { return std::exchange(mSocket, kNoSocket); }
+  // Each has the socket and the label that the other had.
   void swap(Socket &anOther) noexcept {
     std::swap(mSocket, anOther.mSocket);
     std::swap(mLabel, anOther.mLabel);
@@ -101,7 +116,7 @@ class Socket {
   static Result<Socket> Open(int aType = SOCK_STREAM, int aProtocol = 0, Label aLabel = Label::Here()) {
     return Made(zvSocketOpen_Debug(AF_INET, aType, aProtocol, aLabel.c_str(), 0), aLabel);
   }
-  // Bound; the address is in host byte order, and the ports are drawn as zvSocket.h says.
+  // The address is in host byte order, and the ports are drawn as zvSocket.h says.
   static Result<Socket> GetTCPSocket(int32 anIPAddress, uint16 *aPort, Label aLabel = Label::Here()) {
     return Made(zvSocket_GetTCPSocket(anIPAddress, aPort), aLabel);
   }
@@ -116,6 +131,7 @@ class Socket {
     auto theSocket = GetTCPSocket(theIPAddress, afSystemChooses ? nullptr : &thePort, aLabel);
     return After(std::move(theSocket), [=](Socket &aSocket) { return aSocket.Listen(aBackLog); });
   }
+  // Connected to the peer.
   static Result<Socket> Connected(const Address &anAddress, Label aLabel = Label::Here()) {
     return After(Open(SOCK_STREAM, 0, aLabel), [&](Socket &aSocket) { return aSocket.Connect(anAddress); });
   }
@@ -129,7 +145,7 @@ class Socket {
   Result<void> Connect(Address anAddress) {
     return Done(zvSocketConnect_Debug(mSocket, anAddress.Generic(), Address::Size(), Name()));
   }
-  // With the label of the listener.
+  // Takes the next connection, which has the label of the listener.
   Result<Socket> Accept(Address *aPeer = nullptr) { return Accept(aPeer, mLabel); }
   Result<Socket> Accept(Address *aPeer, Label aLabel) {
     Address thePeer;
@@ -263,6 +279,7 @@ class Policy : public Owner<zvSocketPolicy, zvSocketPolicy_Delete> {
   // A kzvSocketPolicy_IP_....
   explicit Policy(uint32 aPolicy, void *aUserData = nullptr)
       : Owner(zvSocketPolicy_New(aPolicy, aUserData)) {}
+  // Takes over what the flat interface has made.
   explicit Policy(zvSocketPolicy *aHandle) : Owner(aHandle) {}
 
   // Once.

@@ -53,6 +53,7 @@ inline int64 Now() {
 class Mutex : public Owner<zvOSMutex, zvMutex_Delete> {
  public:
   Mutex() : Owner(zvMutex_New()) {}
+  // Takes over what the flat interface has made.
   explicit Mutex(zvOSMutex *aHandle) : Owner(aHandle) {}
 
   // A refusal is only logged; Lock and Unlock also say it.
@@ -61,7 +62,6 @@ class Mutex : public Owner<zvOSMutex, zvMutex_Delete> {
   Result<void> Lock() { return detail::ResultOfLock(zvMutex_Lock(Handle())); }
   Result<void> Unlock() { return detail::ResultOfLock(zvMutex_Unlock(Handle())); }
 
-  // Whether the calling thread holds it.
   bool IsHeld() const { return zvMutex_IsHeld(Handle()) != 0; }
 };
 
@@ -69,6 +69,7 @@ class Mutex : public Owner<zvOSMutex, zvMutex_Delete> {
 class CriticalSection : public Owner<zvOSCriticalSection, zvCriticalSection_Delete> {
  public:
   CriticalSection() : Owner(zvCriticalSection_New()) {}
+  // Takes over what the flat interface has made.
   explicit CriticalSection(zvOSCriticalSection *aHandle) : Owner(aHandle) {}
 
   void lock() { zvCriticalSection_Enter(Handle()); }
@@ -78,13 +79,17 @@ class CriticalSection : public Owner<zvOSCriticalSection, zvCriticalSection_Dele
 };
 
 // How a wait ended.
-enum class [[nodiscard]] WaitStatus{kDone = zvCondition_Status_NoError, kTimeOut = zvCondition_Status_TimeOut,
-                                    kError = zvCondition_Status_Error};
+enum class [[nodiscard]] WaitStatus{
+    kDone = zvCondition_Status_NoError,     // woken, or for no reason
+    kTimeOut = zvCondition_Status_TimeOut,  // the time is over
+    kError = zvCondition_Status_Error       // refused, and logged
+};
 
 // Waits on a Mutex that the caller holds exactly once, which is given itself or as a std::unique_lock of it.
 class Condition : public Owner<zvOSCondition, zvCondition_Delete> {
  public:
   Condition() : Owner(zvCondition_New()) {}
+  // Takes over what the flat interface has made.
   explicit Condition(zvOSCondition *aHandle) : Owner(aHandle) {}
 
   void notify_one() { zvCondition_Signal(Handle()); }
@@ -96,7 +101,7 @@ class Condition : public Owner<zvOSCondition, zvCondition_Delete> {
     zvCondition_Wait(Handle(), MutexOf(aLock).Handle());
   }
 
-  // Until the predicate holds.
+  // Waits until the predicate holds.
   template <typename Lock, typename Predicate>
   void wait(Lock &aLock, Predicate aPredicate) {
     while (!aPredicate())
@@ -108,8 +113,8 @@ class Condition : public Owner<zvOSCondition, zvCondition_Delete> {
     return WaitFor(MutexOf(aLock), detail::Delay(aDelay));
   }
 
-  // Until the predicate holds or the time is over, and then, as in the standard library, what the predicate
-  // says.
+  // Waits until the predicate holds or the time is over, and then answers, as in the standard library, what
+  // the predicate says.
   template <typename Lock, typename Unit, typename Period, typename Predicate>
   [[nodiscard]] bool wait_for(Lock &aLock, std::chrono::duration<Unit, Period> aDelay, Predicate aPredicate) {
     const int64 theEnd = detail::Now() + detail::Delay(aDelay);
@@ -142,6 +147,7 @@ class Condition : public Owner<zvOSCondition, zvCondition_Delete> {
 class Semaphore : public Owner<zvOSSemaphore, zvSemaphore_Delete> {
  public:
   explicit Semaphore(int anInitialValue = 0) : Owner(zvSemaphore_New(anInitialValue)) {}
+  // Takes over what the flat interface has made.
   explicit Semaphore(zvOSSemaphore *aHandle) : Owner(aHandle) {}
 
   // May be called in a signal handler. A refusal is only logged; Post also says it.

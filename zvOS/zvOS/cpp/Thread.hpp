@@ -22,16 +22,19 @@ class Thread : private Owner<zvOSThread, zvThread_Delete> {
  public:
   // No thread.
   Thread() = default;
+  // Waits for the thread, if there is one.
   ~Thread() { join(); }
+  // Takes over the thread of the other.
   Thread(Thread &&) = default;
-  // A thread that is replaced is waited for.
+  // Takes over the thread of the other; the one that is replaced is waited for.
   Thread &operator=(Thread &&anOther) noexcept {
     join();
     Owner::operator=(std::move(anOther));
     return *this;
   }
 
-  // aStackSize as in zvOSThread_Data: 0 gives 128 KiB, 1 the system's default.
+  // Starts a thread that runs the callable. aStackSize is as in zvOSThread_Data: 0 gives 128 KiB, 1 the
+  // system's default.
   template <typename Callable>
   static Result<Thread> Start(Callable &&aCallable, size_t aStackSize = 0) {
     using Work = Task<std::decay_t<Callable>>;
@@ -50,7 +53,7 @@ class Thread : private Owner<zvOSThread, zvThread_Delete> {
     return theThread;
   }
 
-  // Nobody waits for it, and what it uses is its own or lasts.
+  // Starts one for which nobody waits; what it uses is its own or lasts.
   template <typename Callable>
   static Result<void> StartDetached(Callable &&aCallable, size_t aStackSize = 0) {
     using Work = Task<std::decay_t<Callable>>;
@@ -63,16 +66,18 @@ class Thread : private Owner<zvOSThread, zvThread_Delete> {
     return theError;
   }
 
+  // Whether there is a thread to wait for.
   bool joinable() const { return Handle() != nullptr; }
   void join() {
     if (!joinable()) return;
     zvThread_Wait(Handle());
     Owner::operator=(Owner());
   }
+  // 0 when there is no thread.
   uint32 get_id() const { return joinable() ? zvThread_GetID(Handle()) : 0; }
 
   using Owner::Handle;
-  // The caller waits for it and deletes it.
+  // Hands the thread over: the caller waits for it and deletes it.
   using Owner::Release;
   using Owner::operator bool;
 
@@ -114,6 +119,7 @@ class Thread : private Owner<zvOSThread, zvThread_Delete> {
   }
 };
 
+// What a thread asks for itself.
 namespace this_thread {
 
 // A signal may end it early. The flat sleep wraps around at 71 minutes: longer ones are several.
