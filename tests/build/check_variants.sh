@@ -71,7 +71,8 @@ TEXT
     ;;
   # As part of the program, from a folder that it was moved to after the installation.
   static)
-    configure "$source" -DCMAKE_INSTALL_PREFIX=/usr -DZVOS_STATIC=ON -DZVOS_BUILD_TESTS=OFF
+    # Debian has a folder of its own for the libraries of its processor in /usr.
+    configure "$source" -DCMAKE_INSTALL_PREFIX=/usr -DCMAKE_INSTALL_LIBDIR=lib -DZVOS_STATIC=ON -DZVOS_BUILD_TESTS=OFF
     "$cmake" --build "$work/build" >/dev/null
 
     # The loader searches these folders by itself; elsewhere the libraries find each other.
