@@ -65,8 +65,11 @@ int (*sClock)(clockid_t, timespec *);
 int (*sStatus)(int, struct stat64 *);
 long (*sCall)(long, ...);
 
+// AddressSanitizer calls the system before it is ready for code that it has changed.
+#define CRASH_BEFORE_SANITIZERS __attribute__((no_sanitize("address", "undefined")))
+
 // The loader's lock may be held later on.
-__attribute__((constructor)) void FindRealCalls() {
+__attribute__((constructor)) CRASH_BEFORE_SANITIZERS void FindRealCalls() {
   sClock = reinterpret_cast<decltype(sClock)>(dlsym(RTLD_NEXT, "clock_gettime"));
   sStatus = reinterpret_cast<decltype(sStatus)>(dlsym(RTLD_NEXT, "fstat64"));
   sCall = reinterpret_cast<decltype(sCall)>(dlsym(RTLD_NEXT, "syscall"));
@@ -89,7 +92,7 @@ CRASH_VISIBLE int fstat64(int aDescriptor, struct stat64 *aStatus) noexcept {
   return sfLateFiles ? RefuseAsLate() : sStatus(aDescriptor, aStatus);
 }
 
-CRASH_VISIBLE long syscall(long aNumber, ...) noexcept {
+CRASH_VISIBLE CRASH_BEFORE_SANITIZERS long syscall(long aNumber, ...) noexcept {
   if (sCall == nullptr) FindRealCalls();
   long theArguments[6];
   va_list theList;

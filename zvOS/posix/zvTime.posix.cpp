@@ -66,9 +66,10 @@ bool GetZoneAt(Time aTime, const Calendar<Time> &aCalendar, zvtimezone *aTimeZon
 
   aCalendar.mToUtc(&aTime, &theTime);
   const Time theUtcAsLocal = aCalendar.mFromLocal(&theTime);
+  if (sizeof(Time) < sizeof(int64) && theUtcAsLocal == -1) return false;
   // East of UTC is positive, whatever the field's name says: callers depend on this sign.
   *aTimeZone = {static_cast<long>(aTime - theUtcAsLocal) / kSecondsPerMinute, theDaylightSaving};
-  return sizeof(Time) == sizeof(int64) || theUtcAsLocal != -1;
+  return true;
 }
 
 // Without a calendar for it, the zone is that of the last days that a narrow time_t holds: rules that change
