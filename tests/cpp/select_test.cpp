@@ -6,6 +6,9 @@
 
 #include "support/Faults.h"
 #include "support/RecordingLog.h"
+#include "support/Support.h"
+
+#include <unistd.h>
 
 #include <thread>
 
@@ -83,6 +86,37 @@ TEST_F(CppSelect, ANanosecondIsNotForEverAndNotNothing) {
   EXPECT_TRUE(mSelect.SelectFor(1000000001ns, nullptr));
   EXPECT_EQ(1, theTime.tv_sec);
   EXPECT_EQ(1, theTime.tv_usec);
+}
+
+// The flat wait takes a highest descriptor of 0 for none.
+TEST_F(CppSelect, FindsDescriptorZeroAlone) {
+  InOwnProcess([this] {
+    ASSERT_EQ(0, dup2(mPair->mFirst.Descriptor(), 0));
+    ASSERT_TRUE(mPair->mSecond.Write("x"));
+    zv::DescriptorSet theSet;
+    ASSERT_TRUE(theSet.Add(0));
+    const auto theReady = mSelect.SelectFor(0s, &theSet);
+    ASSERT_TRUE(theReady);
+    EXPECT_EQ(1, theReady->mCount);
+    EXPECT_TRUE(theSet.Contains(0));
+  });
+}
+
+TEST_F(CppSelect, WaitsAsLongAsTheOthersWhenItIsToWaitForLonger) {
+  timeval theTime = {};
+  Fault theFault("select", 0, 0, -1);
+  theFault.Returning(0).Doing(
+      [&](const long long *anArguments) { theTime = *ArgumentAs<const timeval>(anArguments[4]); });
+  const auto ExpectTheLongest = [&](auto aDelay) {
+    theTime = {};
+    EXPECT_TRUE(mSelect.SelectFor(aDelay, nullptr));
+    EXPECT_EQ(4294967, theTime.tv_sec);
+    EXPECT_EQ(295000, theTime.tv_usec);
+  };
+  ExpectTheLongest(24h * 365 * 70);
+  ExpectTheLongest(std::chrono::milliseconds::max());
+  ExpectTheLongest(std::chrono::hours::max());
+  ExpectTheLongest(std::chrono::duration<double>(1e300));
 }
 
 TEST_F(CppSelect, IsWokenByAnotherThread) {

@@ -21,6 +21,7 @@
 #ifndef zvOS_zvOS_hpp
 #define zvOS_zvOS_hpp
 
+#include <zvOS/cpp/Delay.hpp>
 #include <zvOS/cpp/Device.hpp>
 #include <zvOS/cpp/File.hpp>
 #include <zvOS/cpp/Label.hpp>

@@ -5,10 +5,9 @@
 #ifndef zvOS_cpp_Select_hpp
 #define zvOS_cpp_Select_hpp
 
+#include <zvOS/cpp/Delay.hpp>
 #include <zvOS/cpp/Owner.hpp>
 #include <zvOS/zvSocketSelect.h>
-
-#include <chrono>
 
 namespace zv {
 
@@ -91,14 +90,11 @@ class SelectObject : public Owner<zvSocketSelect, zvSocketSelect_Delete> {
   template <typename Unit, typename Period>
   Result<Ready> SelectFor(std::chrono::duration<Unit, Period> aDelay, DescriptorSet *aReadSet,
                           DescriptorSet *aWriteSet = nullptr, DescriptorSet *anErrorSet = nullptr) {
-    using std::chrono::microseconds;
-    const int64 theDelay = std::chrono::ceil<microseconds>(aDelay).count();
-    constexpr int64 kMicrosecondsPerSecond = 1000000;
+    constexpr uint64 kMicrosecondsPerSecond = 1000000;
+    const uint64 theDelay = detail::Cut<std::chrono::microseconds>(aDelay);
     struct timeval theTime = {};
-    if (theDelay > 0) {
-      theTime.tv_sec = static_cast<decltype(theTime.tv_sec)>(theDelay / kMicrosecondsPerSecond);
-      theTime.tv_usec = static_cast<decltype(theTime.tv_usec)>(theDelay % kMicrosecondsPerSecond);
-    }
+    theTime.tv_sec = static_cast<long>(theDelay / kMicrosecondsPerSecond);
+    theTime.tv_usec = static_cast<long>(theDelay % kMicrosecondsPerSecond);
     return Wait(aReadSet, aWriteSet, anErrorSet, &theTime);
   }
 
@@ -115,6 +111,8 @@ class SelectObject : public Owner<zvSocketSelect, zvSocketSelect_Delete> {
     fd_set *const theReadSet = SetOf(aReadSet, theHighest);
     fd_set *const theWriteSet = SetOf(aWriteSet, theHighest);
     fd_set *const theErrorSet = SetOf(anErrorSet, theHighest);
+    // To the flat function 0 is no descriptor: below 1 it waits for the trigger alone, and clears the sets.
+    if (theHighest == 0) theHighest = 1;
     int afTriggered = 0;
     const int theCount = zvSocketSelect_Select(Handle(), theReadSet, theWriteSet, theErrorSet, theHighest,
                                                aTime, &afTriggered);
