@@ -128,6 +128,30 @@ TEST_F(CppSelect, IsWokenByAnotherThread) {
   EXPECT_EQ(1, theReady->mCount);
 }
 
+TEST_F(CppSelect, AWaitOfOnesOwnSeesTheTrigger) {
+  const auto Wait = [this] {
+    timespec theTime = {60, 0};
+    return pselect(mReadSet.Highest() + 1, mReadSet.Handle(), nullptr, nullptr, &theTime, nullptr);
+  };
+  zv::DescriptorSet theFormer;
+  const int theTrigger = mSelect.Prepare(&theFormer);
+  EXPECT_EQ(theTrigger, theFormer.Highest());
+  EXPECT_TRUE(theFormer.Contains(theTrigger));
+
+  EXPECT_EQ(theTrigger, mSelect.Prepare(&mReadSet));
+  mSelect.Trigger();
+  EXPECT_EQ(1, Wait());
+  EXPECT_TRUE(mSelect.Reset(&mReadSet));
+  EXPECT_FALSE(mReadSet.Contains(theTrigger));
+
+  ASSERT_TRUE(mReadSet.Add(mPair->mFirst));
+  ASSERT_TRUE(mPair->mSecond.Write("x"));
+  mSelect.Prepare(&mReadSet);
+  EXPECT_EQ(1, Wait());
+  EXPECT_FALSE(mSelect.Reset(&mReadSet));
+  EXPECT_TRUE(mReadSet.Contains(mPair->mFirst));
+}
+
 TEST_F(CppSelect, SaysWhyItFailed) {
   const Fault theFault("select", ENOMEM);
   const auto theReady = mSelect.Select(&mReadSet);

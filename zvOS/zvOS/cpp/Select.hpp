@@ -11,6 +11,23 @@
 
 namespace zv {
 
+namespace detail {
+
+template <typename Owning, typename = void>
+constexpr bool kHasDescriptor = false;
+template <typename Owning>
+constexpr bool kHasDescriptor<Owning, std::void_t<decltype(std::declval<const Owning &>().Descriptor())>> =
+    true;
+
+template <typename Owning>
+int DescriptorOf(const Owning &anOwner) {
+  static_assert(kHasDescriptor<Owning>, "the flat interface gives no descriptor of this: see docs/cpp.md");
+  if constexpr (kHasDescriptor<Owning>) return anOwner.Descriptor();
+  return -1;
+}
+
+}  // namespace detail
+
 // A set of descriptors below FD_SETSIZE. Whatever has a Descriptor() can be given itself.
 class DescriptorSet {
  public:
@@ -39,17 +56,17 @@ class DescriptorSet {
   // Adds the descriptor of an owner.
   template <typename Owning>
   [[nodiscard]] bool Add(const Owning &anOwner) {
-    return Add(anOwner.Descriptor());
+    return Add(detail::DescriptorOf(anOwner));
   }
   // Removes the descriptor of an owner.
   template <typename Owning>
   void Remove(const Owning &anOwner) {
-    Remove(anOwner.Descriptor());
+    Remove(detail::DescriptorOf(anOwner));
   }
   // Whether the descriptor of the owner is in the set.
   template <typename Owning>
   bool Contains(const Owning &anOwner) const {
-    return Contains(anOwner.Descriptor());
+    return Contains(detail::DescriptorOf(anOwner));
   }
 
   // Not below any descriptor in the set.
@@ -97,6 +114,16 @@ class SelectObject : public Owner<zvSocketSelect, zvSocketSelect_Delete> {
     theTime.tv_usec = static_cast<long>(theDelay % kMicrosecondsPerSecond);
     return Wait(aReadSet, aWriteSet, anErrorSet, &theTime);
   }
+
+  // For a wait of the caller's own: adds the trigger to the set and answers its descriptor. Reset comes after
+  // the wait, with the same set.
+  int Prepare(DescriptorSet *aReadSet) {
+    const int theTrigger = zvSocketSelect_Prepare(Handle(), aReadSet->Handle());
+    static_cast<void>(aReadSet->Add(theTrigger));  // a place it has; the set learns how high that is
+    return theTrigger;
+  }
+  // Takes the trigger out of the set, with all that are pending. Answers whether the set held it.
+  bool Reset(DescriptorSet *aReadSet) { return zvSocketSelect_Reset(Handle(), aReadSet->Handle()) != 0; }
 
  private:
   static fd_set *SetOf(DescriptorSet *aSet, int &aHighest) {
