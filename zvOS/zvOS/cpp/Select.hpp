@@ -7,7 +7,39 @@
 
 #include <zvOS/cpp/Delay.hpp>
 #include <zvOS/cpp/Owner.hpp>
+#include <zvOS/zvSocketTypes.h>
+
+#include <sys/select.h>
+#include <sys/time.h>
+
+// Where a 32-bit program is compiled with 64-bit time, the flat functions are declared with the time that
+// they take, so that no other can be given to them, and the header need not refuse the program as a whole.
+#if defined(__USE_TIME_BITS64) && __SIZEOF_LONG__ == 4
+namespace zv {
+namespace detail {
+
+struct SelectTime {
+  long tv_sec;
+  long tv_usec;
+};
+
+}  // namespace detail
+}  // namespace zv
+
+#define timeval zv::detail::SelectTime
 #include <zvOS/zvSocketSelect.h>
+#undef timeval
+#else
+#include <zvOS/zvSocketSelect.h>
+
+namespace zv {
+namespace detail {
+
+using SelectTime = struct timeval;
+
+}  // namespace detail
+}  // namespace zv
+#endif
 
 namespace zv {
 
@@ -109,7 +141,7 @@ class SelectObject : public Owner<zvSocketSelect, zvSocketSelect_Delete> {
                           DescriptorSet *aWriteSet = nullptr, DescriptorSet *anErrorSet = nullptr) {
     constexpr uint64 kMicrosecondsPerSecond = 1000000;
     const uint64 theDelay = detail::Cut<std::chrono::microseconds>(aDelay);
-    struct timeval theTime = {};
+    detail::SelectTime theTime = {};
     theTime.tv_sec = static_cast<long>(theDelay / kMicrosecondsPerSecond);
     theTime.tv_usec = static_cast<long>(theDelay % kMicrosecondsPerSecond);
     return Wait(aReadSet, aWriteSet, anErrorSet, &theTime);
@@ -133,7 +165,7 @@ class SelectObject : public Owner<zvSocketSelect, zvSocketSelect_Delete> {
   }
 
   Result<Ready> Wait(DescriptorSet *aReadSet, DescriptorSet *aWriteSet, DescriptorSet *anErrorSet,
-                     struct timeval *aTime) {
+                     detail::SelectTime *aTime) {
     int theHighest = -1;
     fd_set *const theReadSet = SetOf(aReadSet, theHighest);
     fd_set *const theWriteSet = SetOf(aWriteSet, theHighest);
