@@ -147,14 +147,13 @@ class SelectObject : public Owner<zvSocketSelect, zvSocketSelect_Delete> {
     return Wait(aReadSet, aWriteSet, anErrorSet, &theTime);
   }
 
-  // For a wait of the caller's own: adds the trigger to the set and answers its descriptor. Reset comes after
-  // the wait, with the same set.
+  // The set learns how high the trigger is, whose descriptor is the answer. After the wait comes Reset.
   int Prepare(DescriptorSet *aReadSet) {
     const int theTrigger = zvSocketSelect_Prepare(Handle(), aReadSet->Handle());
     static_cast<void>(aReadSet->Add(theTrigger));  // a place it has; the set learns how high that is
     return theTrigger;
   }
-  // Takes the trigger out of the set, with all that are pending. Answers whether the set held it.
+  // Answers whether the set held the trigger.
   bool Reset(DescriptorSet *aReadSet) { return zvSocketSelect_Reset(Handle(), aReadSet->Handle()) != 0; }
 
  private:
