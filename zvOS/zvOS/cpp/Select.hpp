@@ -46,10 +46,10 @@ namespace zv {
 namespace detail {
 
 template <typename Owning, typename = void>
-constexpr bool kHasDescriptor = false;
+inline constexpr bool kHasDescriptor = false;
 template <typename Owning>
-constexpr bool kHasDescriptor<Owning, std::void_t<decltype(std::declval<const Owning &>().Descriptor())>> =
-    true;
+inline constexpr bool
+    kHasDescriptor<Owning, std::void_t<decltype(std::declval<const Owning &>().Descriptor())>> = true;
 
 template <typename Owning>
 int DescriptorOf(const Owning &anOwner) {
