@@ -97,7 +97,7 @@ TEST(CppProcess, IsWrittenToAndWaitedFor) {
   auto theProcess = zv::Process::Open(("cat >" + thePath).c_str(), zvProcessOpenMode_Write);
   ASSERT_TRUE(theProcess);
   EXPECT_EQ(4u, theProcess->Write("text").value_or(0));
-  theProcess->Close();
+  EXPECT_TRUE(theProcess->Close());
   EXPECT_FALSE(*theProcess);
   EXPECT_EQ("text", ReadWholeFile(thePath));
 }

@@ -147,6 +147,22 @@ TEST(CppText, IsAViewOfWhatTheLibraryHandedOver) {
   EXPECT_EQ("", theNone.View());
 }
 
+TEST(CppText, IsComparedAsAView) {
+  const zv::Text theText(zvStrdup("/tmp"));
+  const zv::Text theSame(zvStrdup("/tmp"));
+  EXPECT_TRUE(theText == "/tmp");
+  EXPECT_TRUE("/tmp" == theText);
+  EXPECT_TRUE(theText == theSame);
+  EXPECT_TRUE(theText == std::string("/tmp"));
+  EXPECT_TRUE(theText == std::string_view("/tmp/x", 4));
+  EXPECT_TRUE(theText != "/tm");
+  EXPECT_TRUE("/tmp/" != theText);
+  EXPECT_FALSE(theText != theSame);
+  // Nothing of a text that is gone at the end of the line stays.
+  EXPECT_TRUE(zv::Text(zvStrdup("text")) == "text");
+  EXPECT_TRUE(zv::Text() == "");
+}
+
 TEST(CppList, RangesOverWhatTheLibraryHandedOver) {
   auto *const theNumbers = static_cast<uint32 *>(zvMalloc(2 * sizeof(uint32)));
   theNumbers[0] = 3;

@@ -5,6 +5,7 @@
 #include <zvOS/cpp/Pipe.hpp>
 #include <zvOS/cpp/Socket.hpp>
 
+#include "support/Faults.h"
 #include "support/RecordingLog.h"
 #include "support/Support.h"
 
@@ -30,7 +31,7 @@ TEST(CppPipe, HasTwoEnds) {
   ASSERT_TRUE(thePair);
   EXPECT_EQ(4u, thePair->mSecond.Write("text").value_or(0));
   EXPECT_EQ("text", ReadText(thePair->mFirst, 4));
-  thePair->mSecond.Close();
+  EXPECT_TRUE(thePair->mSecond.Close());
   EXPECT_FALSE(thePair->mSecond);
   EXPECT_EQ("", ReadText(thePair->mFirst, 4));
 }
@@ -57,8 +58,31 @@ TEST(CppPipe, SaysWhyItFailed) {
   ASSERT_TRUE(thePair);
   char theByte;
   EXPECT_TRUE(thePair->mFirst.Read(&theByte, 1).error().WouldBlock());
-  thePair->mSecond.Close();
+  EXPECT_TRUE(thePair->mSecond.Close());
   EXPECT_EQ(EPIPE, thePair->mFirst.Write("text").error().Errno());
+}
+
+TEST(CppPipe, ACloseThatFailsIsSaid) {
+  auto thePair = zv::Pipe::Pair();
+  ASSERT_TRUE(thePair);
+  // The first close of a process finds out, with a socket of its own, what names are.
+  EXPECT_TRUE(thePair->mSecond.Close());
+  const zv::DescriptorOwner<> theDescriptor(thePair->mFirst.Descriptor());  // the fault leaves it open
+  const Fault theFault("close", EIO);
+  const auto theResult = thePair->mFirst.Close();
+  EXPECT_EQ(-EIO, theResult.error().Status());
+  EXPECT_EQ(EIO, theResult.error().Errno());
+  EXPECT_FALSE(thePair->mFirst);
+}
+
+TEST(CppPipe, AListenerThatIsClosedGivesTheNameUp) {
+  const zv::Text theName(zvPipe_GenerateUniqueName("cpp-"));
+  auto theListener = zv::PipeListener::Listen(theName.c_str());
+  ASSERT_TRUE(theListener);
+  EXPECT_TRUE(theListener->Close());
+  EXPECT_FALSE(*theListener);
+  EXPECT_EQ(ECONNREFUSED, zv::Pipe::Connect(theName.c_str()).error().Errno());
+  EXPECT_EQ(EBADF, theListener->Close().error().Errno());
 }
 
 TEST(CppPipe, PassesWhatAnOwnerHasToAnother) {
@@ -98,7 +122,7 @@ TEST(CppPipe, ASocketThatIsReceivedGoesByALabelOfTheReceiver) {
 TEST(CppPipe, WhatCannotBeSentIsKept) {
   auto thePair = zv::Pipe::Pair();
   ASSERT_TRUE(thePair);
-  thePair->mSecond.Close();
+  EXPECT_TRUE(thePair->mSecond.Close());
   zv::File theFile(open("/dev/null", O_RDONLY | O_CLOEXEC));
   const auto theResult = thePair->mFirst.SendFD(std::move(theFile));
   EXPECT_EQ(EPIPE, theResult.error().Errno());

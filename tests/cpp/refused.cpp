@@ -15,6 +15,7 @@
 void Use(zv::Mutex &aMutex, zv::Condition &aCondition, zv::Socket &aSocket, zv::Pipe &aPipe);
 void Use(zv::Mutex &aMutex, zv::Condition &aCondition, zv::Socket &aSocket, zv::Pipe &aPipe) {
   char theBuffer[16] = "";
+  const zv::Text theText(zvPath_GetTempDirPath());
 #if MISTAKE == 1  // deleted: a lock is copied
   zv::Mutex theCopy(aMutex);
 #elif MISTAKE == 2   // deleted: a socket is copied
@@ -49,7 +50,22 @@ void Use(zv::Mutex &aMutex, zv::Condition &aCondition, zv::Socket &aSocket, zv::
   zv::Thread theThread;
   zv::Owner<zvOSThread, zvThread_Delete> &theOwner = theThread;
   theOwner.swap(theOwner);
+#elif MISTAKE == 16  // deleted: a view of a text that is gone, by its name
+  const std::string_view theView = zv::Text(zvPath_GetTempDirPath()).View();
+#elif MISTAKE == 17  // deleted: a text is asked by a comparison whether there is one
+  if (theText == nullptr) return;
+#elif MISTAKE == 18  // say std::move: a value that cannot be copied is copied
+  const zv::Result<zv::Socket> theSocket = zv::Socket::Open();
+  const zv::Socket theCopy = theSocket.value_or(zv::Socket());
+#elif MISTAKE == 19  // gives no descriptor: a command is waited for in a set
+  zv::DescriptorSet theSet;
+  if (!theSet.Add(zv::Process())) return;
+#elif MISTAKE == 20  // nodiscard: what a pipe could not write is not looked at
+  aPipe.Close();
+#elif MISTAKE == 21  // cannot convert|no viable conversion: any text is an address
+  if (!zv::Socket::Listening(zv::Address::DotForm("127.0.0.l", 0))) return;
 #endif
+  if (theText == "/tmp" || "/tmp" != zv::Text(zvPath_GetTempDirPath())) return;
   const std::lock_guard theGuard(aMutex);
   if (aCondition.wait_for(aMutex, std::chrono::seconds(1)) == zv::WaitStatus::kError) return;
   if (!aSocket.Recv(theBuffer, sizeof(theBuffer)) || !aPipe.SendFD(std::move(aSocket))) return;

@@ -62,6 +62,12 @@ TEST(CppResult, AValueIsMovedOutAndReachedThroughTheArrow) {
 TEST(CppResult, AnotherValueStandsInForAFailure) {
   EXPECT_EQ(7, zv::Result<int>(7).value_or(1));
   EXPECT_EQ(1, zv::Result<int>(zv::Error(-1, 0)).value_or(1));
+
+  const zv::Result<std::string> theText = std::string("text");
+  EXPECT_EQ("text", theText.value_or("other"));
+  EXPECT_EQ("text", *theText);
+  zv::Result<std::string> theFailure = zv::Error(-1, 0);
+  EXPECT_EQ("other", theFailure.value_or("other"));
 }
 
 TEST(CppResult, TheValueOfAFailureIsAnAssertionAndEmpty) {

@@ -6,6 +6,9 @@
 
 #include "support/Faults.h"
 #include "support/RecordingLog.h"
+#include "support/Support.h"
+
+#include <unistd.h>
 
 #include <thread>
 
@@ -85,6 +88,37 @@ TEST_F(CppSelect, ANanosecondIsNotForEverAndNotNothing) {
   EXPECT_EQ(1, theTime.tv_usec);
 }
 
+// The flat wait takes a highest descriptor of 0 for none.
+TEST_F(CppSelect, FindsDescriptorZeroAlone) {
+  InOwnProcess([this] {
+    ASSERT_EQ(0, dup2(mPair->mFirst.Descriptor(), 0));
+    ASSERT_TRUE(mPair->mSecond.Write("x"));
+    zv::DescriptorSet theSet;
+    ASSERT_TRUE(theSet.Add(0));
+    const auto theReady = mSelect.SelectFor(0s, &theSet);
+    ASSERT_TRUE(theReady);
+    EXPECT_EQ(1, theReady->mCount);
+    EXPECT_TRUE(theSet.Contains(0));
+  });
+}
+
+TEST_F(CppSelect, WaitsAsLongAsTheOthersWhenItIsToWaitForLonger) {
+  timeval theTime = {};
+  Fault theFault("select", 0, 0, -1);
+  theFault.Returning(0).Doing(
+      [&](const long long *anArguments) { theTime = *ArgumentAs<const timeval>(anArguments[4]); });
+  const auto ExpectTheLongest = [&](auto aDelay) {
+    theTime = {};
+    EXPECT_TRUE(mSelect.SelectFor(aDelay, nullptr));
+    EXPECT_EQ(4294967, theTime.tv_sec);
+    EXPECT_EQ(295000, theTime.tv_usec);
+  };
+  ExpectTheLongest(24h * 365 * 70);
+  ExpectTheLongest(std::chrono::milliseconds::max());
+  ExpectTheLongest(std::chrono::hours::max());
+  ExpectTheLongest(std::chrono::duration<double>(1e300));
+}
+
 TEST_F(CppSelect, IsWokenByAnotherThread) {
   std::thread theOther([this] { mSelect.Trigger(); });
   const auto theReady = mSelect.Select(&mReadSet);
@@ -92,6 +126,30 @@ TEST_F(CppSelect, IsWokenByAnotherThread) {
   ASSERT_TRUE(theReady);
   EXPECT_TRUE(theReady->mfTriggered);
   EXPECT_EQ(1, theReady->mCount);
+}
+
+TEST_F(CppSelect, AWaitOfOnesOwnSeesTheTrigger) {
+  const auto Wait = [this] {
+    timespec theTime = {60, 0};
+    return pselect(mReadSet.Highest() + 1, mReadSet.Handle(), nullptr, nullptr, &theTime, nullptr);
+  };
+  zv::DescriptorSet theFormer;
+  const int theTrigger = mSelect.Prepare(&theFormer);
+  EXPECT_EQ(theTrigger, theFormer.Highest());
+  EXPECT_TRUE(theFormer.Contains(theTrigger));
+
+  EXPECT_EQ(theTrigger, mSelect.Prepare(&mReadSet));
+  mSelect.Trigger();
+  EXPECT_EQ(1, Wait());
+  EXPECT_TRUE(mSelect.Reset(&mReadSet));
+  EXPECT_FALSE(mReadSet.Contains(theTrigger));
+
+  ASSERT_TRUE(mReadSet.Add(mPair->mFirst));
+  ASSERT_TRUE(mPair->mSecond.Write("x"));
+  mSelect.Prepare(&mReadSet);
+  EXPECT_EQ(1, Wait());
+  EXPECT_FALSE(mSelect.Reset(&mReadSet));
+  EXPECT_TRUE(mReadSet.Contains(mPair->mFirst));
 }
 
 TEST_F(CppSelect, SaysWhyItFailed) {

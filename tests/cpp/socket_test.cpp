@@ -59,7 +59,7 @@ class CppSocket : public testing::Test {
 };
 
 TEST(CppAddress, KeepsTheByteOrdersApart) {
-  const auto theAddress = zv::Address::DotForm("192.0.2.1", 8080);
+  const zv::Address theAddress = *zv::Address::DotForm("192.0.2.1", 8080);
   const auto *const theBytes = reinterpret_cast<const unsigned char *>("\xC0\x00\x02\x01");
   uint32 theExpected;
   memcpy(&theExpected, theBytes, sizeof(theExpected));
@@ -70,6 +70,24 @@ TEST(CppAddress, KeepsTheByteOrdersApart) {
   EXPECT_TRUE(theAddress != zv::Address(theExpected, 8081));
   EXPECT_STREQ("127.0.0.1:1", zv::Address::Loopback(1).AsText().c_str());
   EXPECT_STREQ("0.0.0.0:0", zv::Address().AsText().c_str());
+}
+
+// The flat function answers 0 for both ends of the range, as for what is no address.
+TEST(CppAddress, OfADottedFormIsOneOrAnError) {
+  for (const char *theText : {"0.0.0.0", "255.255.255.255", "10.0.0.1"}) {
+    const auto theAddress = zv::Address::DotForm(theText, 7);
+    ASSERT_TRUE(theAddress) << theText;
+    EXPECT_EQ(std::string(theText) + ":7", theAddress->AsText().c_str());
+  }
+  EXPECT_STREQ("10.0.0.1:0", zv::Address::DotForm("10.1", 0)->AsText().c_str());
+  for (const char *theText : {"127.0.0.l", "", "1.2.3.256", "1.2.3.4.5", "localhost", "0.0.0.0x"}) {
+    errno = EPERM;
+    const auto theAddress = zv::Address::DotForm(theText, 0);
+    ASSERT_FALSE(theAddress) << theText;
+    EXPECT_EQ(-1, theAddress.error().Status());
+    EXPECT_EQ(0, theAddress.error().Errno());
+  }
+  EXPECT_FALSE(zv::Address::DotForm(nullptr, 0));
 }
 
 TEST(CppAddress, IsFoundByNameOrSaysWhyNot) {

@@ -7,6 +7,8 @@
 #include "support/RecordingLog.h"
 #include "support/Threads.h"
 
+#include <ctime>
+#include <limits>
 #include <mutex>
 #include <thread>
 
@@ -133,6 +135,21 @@ TEST(CppCondition, AWaitThatEndsAtAFullSecondIsAWait) {
   EXPECT_EQ(4, theRefusals.Hits());
 }
 
+// One that is asked for with a mutex that is not held, say.
+TEST(CppCondition, AWaitThatIsRefusedEndsWithWhatThePredicateSays) {
+  const RecordingLog theLog;
+  zv::Mutex theMutex;
+  zv::Condition theCondition;
+  const std::lock_guard theGuard(theMutex);
+  const Fault theRefusals("pthread_cond_wait", EPERM, 0, 3);
+  int theQuestions = 0;
+  EXPECT_FALSE(theCondition.wait(theMutex, [&] { return ++theQuestions > 3; }));
+  EXPECT_EQ(1, theRefusals.Hits());
+  EXPECT_EQ(2, theQuestions);
+  EXPECT_TRUE(theCondition.wait(theMutex, [&] { return ++theQuestions > 3; }));
+  EXPECT_EQ(2, theRefusals.Hits());
+}
+
 TEST(CppSemaphore, CountsUpAndDown) {
   zv::Semaphore theSemaphore(1);
   EXPECT_TRUE(theSemaphore.acquire());
@@ -159,6 +176,75 @@ TEST(CppDelay, IsNeverShorterThanAskedForAndNeverTooLong) {
   EXPECT_EQ(1u, zv::detail::Delay(1ns));
   EXPECT_EQ(2000u, zv::detail::Delay(2s));
   EXPECT_EQ(UINT32_MAX, zv::detail::Delay(24h * 365));
+}
+
+template <typename Unit, typename Period = std::ratio<1>>
+using Time = std::chrono::duration<Unit, Period>;
+
+TEST(CppDelay, IsCutAtTheMillisecondWhateverTheUnit) {
+  EXPECT_EQ(UINT32_MAX, zv::detail::Delay(std::chrono::milliseconds(UINT32_MAX)));
+  EXPECT_EQ(UINT32_MAX, zv::detail::Delay(std::chrono::milliseconds(UINT32_MAX) + 1ns));
+  EXPECT_EQ(UINT32_MAX, zv::detail::Delay(std::chrono::milliseconds(UINT32_MAX) - 1ns));
+  EXPECT_EQ(UINT32_MAX - 1, zv::detail::Delay(std::chrono::milliseconds(UINT32_MAX) - 1ms));
+  EXPECT_EQ(1193u * 3600000, zv::detail::Delay(1193h));
+  EXPECT_EQ(UINT32_MAX, zv::detail::Delay(1194h));
+  EXPECT_EQ(334u, zv::detail::Delay(Time<int, std::ratio<1, 3>>(1)));
+  EXPECT_EQ(1000u, zv::detail::Delay(Time<int, std::ratio<1, 3>>(3)));
+}
+
+TEST(CppDelay, DoesNotOverflow) {
+  EXPECT_EQ(UINT32_MAX, zv::detail::Delay(std::chrono::hours::max()));
+  EXPECT_EQ(UINT32_MAX, zv::detail::Delay(std::chrono::seconds::max()));
+  EXPECT_EQ(UINT32_MAX, zv::detail::Delay(std::chrono::milliseconds::max()));
+  EXPECT_EQ(UINT32_MAX, zv::detail::Delay(std::chrono::nanoseconds::max()));
+  EXPECT_EQ(0u, zv::detail::Delay(std::chrono::hours::min()));
+  EXPECT_EQ(0u, zv::detail::Delay(std::chrono::nanoseconds::min()));
+  EXPECT_EQ(0u, zv::detail::Delay(0h));
+  EXPECT_EQ(255000u, zv::detail::Delay(Time<unsigned char>::max()));
+  EXPECT_EQ(UINT32_MAX, zv::detail::Delay(Time<uint64>::max()));
+  EXPECT_EQ(UINT32_MAX, zv::detail::Delay(Time<uint64, std::nano>::max()));
+  EXPECT_EQ(2147484u, zv::detail::Delay(Time<int, std::micro>::max()));
+  EXPECT_EQ(1u, zv::detail::Delay(Time<int64, std::atto>(1)));
+  EXPECT_EQ(9224u, zv::detail::Delay(Time<int64, std::atto>::max()));
+  EXPECT_EQ(UINT32_MAX, zv::detail::Delay(Time<int, std::exa>(1)));
+  EXPECT_EQ(0u, zv::detail::Delay(Time<int, std::exa>(-1)));
+}
+
+TEST(CppDelay, MayBeAFraction) {
+  EXPECT_EQ(500u, zv::detail::Delay(Time<float>(0.5F)));
+  EXPECT_EQ(5u, zv::detail::Delay(Time<double, std::milli>(5)));
+  EXPECT_EQ(100u, zv::detail::Delay(Time<double>(0.1)));
+  EXPECT_EQ(1u, zv::detail::Delay(Time<double>(1e-30)));
+  EXPECT_EQ(909494702u, zv::detail::Delay(Time<double, std::exa>(0x1p-40)));
+  EXPECT_EQ(UINT32_MAX, zv::detail::Delay(Time<double, std::milli>(UINT32_MAX)));
+  EXPECT_EQ(UINT32_MAX, zv::detail::Delay(Time<double, std::milli>(UINT32_MAX - 0.5)));
+  EXPECT_EQ(UINT32_MAX, zv::detail::Delay(Time<float, std::milli>(4294967296.0F)));
+  EXPECT_EQ(UINT32_MAX, zv::detail::Delay(Time<double>(1e300)));
+  EXPECT_EQ(UINT32_MAX, zv::detail::Delay(Time<float>(std::numeric_limits<float>::infinity())));
+  EXPECT_EQ(0u, zv::detail::Delay(Time<double>(-0.001)));
+  EXPECT_EQ(0u, zv::detail::Delay(Time<double>(-1e300)));
+  EXPECT_EQ(0u, zv::detail::Delay(Time<double>(std::numeric_limits<double>::quiet_NaN())));
+}
+
+// As long as the flat interface can say.
+TEST(CppDelay, OfAnyLengthIsAWait) {
+  constexpr auto kMost = std::chrono::hours::max();
+  zv::Semaphore theSemaphore;
+  {
+    int64 theEnd = 0;
+    Fault theFault("sem_timedwait", 0);
+    theFault.Returning(0).Doing(
+        [&](const long long *anArguments) { theEnd = ArgumentAs<const timespec>(anArguments[1])->tv_sec; });
+    EXPECT_TRUE(theSemaphore.try_acquire_for(kMost));
+    EXPECT_GT(theEnd - time(nullptr), 49 * 86400);
+  }
+  zv::Mutex theMutex;
+  zv::Condition theCondition;
+  const std::lock_guard theGuard(theMutex);
+  bool afDone = false;
+  Fault theFault("pthread_cond_timedwait", 0);
+  theFault.Returning(0).Doing([&](const long long *) { afDone = true; });
+  EXPECT_TRUE(theCondition.wait_for(theMutex, kMost, [&] { return afDone; }));
 }
 
 }  // namespace

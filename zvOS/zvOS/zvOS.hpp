@@ -17,10 +17,11 @@
 //
 // Nothing throws, no type information and no C++ run-time library is needed, and an object is as large as the
 // handle inside (sockets: and their label). Failures are logged by the flat functions, as ever; how they
-// answer and which threads may call them is told there and in docs/cpp.md.
+// answer and which threads may call them is told there and in docs/cpp.md. Since version 1.1.0.
 #ifndef zvOS_zvOS_hpp
 #define zvOS_zvOS_hpp
 
+#include <zvOS/cpp/Delay.hpp>
 #include <zvOS/cpp/Device.hpp>
 #include <zvOS/cpp/File.hpp>
 #include <zvOS/cpp/Label.hpp>

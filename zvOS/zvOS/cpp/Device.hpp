@@ -70,8 +70,8 @@ class Process : public Owner<zvProcessFD_t, detail::CloseProcess> {
   }
   Result<size_t> Write(std::string_view aText) { return Write(aText.data(), aText.size()); }
 
-  // Waits for the command to end, in zvProcess_Close.
-  void Close() { *this = Process(); }
+  // The status of the command is dropped there.
+  Result<void> Close() { return detail::ResultOf(zvProcess_Close(Release())); }
 };
 
 // A name that this process has, and no other.

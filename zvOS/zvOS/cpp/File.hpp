@@ -113,8 +113,9 @@ class DirectoryEntry {
 //
 //   for (const auto &theEntry : zv::Directory("/media", "*.mp3")) Add(theEntry.Name());
 //
-// A directory that is missing has no entries. A walk that ended early looks like one that is complete: who
-// wants to know gives the directory a name and asks it for the error afterwards.
+// A directory that is missing has no entries, and neither has "/" (see zvDirTraverser_New). A walk that ended
+// early looks like one that is complete: who wants to know gives the directory a name and asks it for the
+// error afterwards.
 class Directory : public Owner<zvDirTraverser, zvDirTraverser_Delete> {
  public:
   // The pattern lives as long as the object. aKinds is a sum of zvDIR_....

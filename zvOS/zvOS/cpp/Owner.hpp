@@ -10,6 +10,7 @@
 
 #include <unistd.h>
 
+#include <cstddef>
 #include <cstdlib>
 #include <cstring>
 #include <string_view>
@@ -97,11 +98,30 @@ class Text : public Owner<char, std::free> {
   // The empty text where there is none.
   const char *c_str() const { return Handle() != nullptr ? Handle() : ""; }
   // The same as a view, which is of use as long as this owns the text.
-  std::string_view View() const { return c_str(); }
+  std::string_view View() const & { return c_str(); }
   // As View().
   operator std::string_view() const & { return View(); }
+  // No view of a text that is gone at the end of the line. That an argument would not outlive it cannot be
+  // told; c_str() serves there, as that of a std::string does.
+  std::string_view View() const && = delete;
   // No view of a text that is gone at the end of the line.
   operator std::string_view() const && = delete;
+
+  // Whether both say the same; no text is the empty one.
+  friend bool operator==(const Text &aText, const Text &anOther) { return aText.View() == anOther.View(); }
+  // Whether both say the same.
+  friend bool operator==(const Text &aText, std::string_view anOther) { return aText.View() == anOther; }
+  // Whether both say the same.
+  friend bool operator==(std::string_view aText, const Text &anOther) { return aText == anOther.View(); }
+  // Whether they differ.
+  friend bool operator!=(const Text &aText, const Text &anOther) { return !(aText == anOther); }
+  // Whether they differ.
+  friend bool operator!=(const Text &aText, std::string_view anOther) { return !(aText == anOther); }
+  // Whether they differ.
+  friend bool operator!=(std::string_view aText, const Text &anOther) { return !(aText == anOther); }
+  // Its truth says whether there is a text.
+  friend bool operator==(const Text &aText, std::nullptr_t) = delete;
+  friend bool operator!=(const Text &aText, std::nullptr_t) = delete;
 };
 
 // A list that a flat function has handed over.

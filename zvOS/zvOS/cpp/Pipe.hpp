@@ -71,8 +71,8 @@ class Pipe : public DescriptorOwner<detail::ClosePipe> {
     }
   }
 
-  // Closes this end, by zvPipe_Close.
-  void Close() { *this = Pipe(); }
+  // Closes this end, by zvPipe_Close, and says what the destructor keeps to itself.
+  Result<void> Close() { return detail::DoneOrNegatedErrno(detail::ClosePipe(Release())); }
 };
 
 // Both ends of a pipe.
@@ -102,6 +102,9 @@ class PipeListener : public DescriptorOwner<detail::ClosePipe> {
   Result<Pipe> Accept(int someFlags = ZVPIPE_DEFAULT) {
     return detail::DescriptorOrNegatedErrno<Pipe>(zvPipe_Accept(Descriptor(), someFlags));
   }
+
+  // Gives the name up, by zvPipe_Close, and says what the destructor keeps to itself.
+  Result<void> Close() { return detail::DoneOrNegatedErrno(detail::ClosePipe(Release())); }
 };
 
 }  // namespace zv

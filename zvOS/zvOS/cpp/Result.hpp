@@ -93,7 +93,14 @@ class [[nodiscard]] Result {
   // A member of the value; where there is none, of an empty one, and an assertion.
   constexpr const Value *operator->() const { return &**this; }
 
-  // The value, or what is given where there is none.
+  // A copy of the value, or what is given where there is none.
+  template <typename Other>
+  constexpr Value value_or(Other &&anOther) const & {
+    static_assert(std::is_copy_constructible_v<Value>,
+                  "a value that cannot be copied is moved out: say std::move(theResult).value_or(...)");
+    return has_value() ? mValue : static_cast<Value>(std::forward<Other>(anOther));
+  }
+  // The value, which is moved away, or what is given where there is none.
   template <typename Other>
   constexpr Value value_or(Other &&anOther) && {
     return has_value() ? std::move(mValue) : static_cast<Value>(std::forward<Other>(anOther));
@@ -146,6 +153,12 @@ inline Result<size_t> CountOf(int aCount) {
 inline Result<size_t> CountOrNegatedErrno(int aCount) {
   if (ZV_LIKELY(aCount >= 0)) return static_cast<size_t>(aCount);
   return Error(aCount, -aCount);
+}
+
+// Of one that answers 0 or the negated error number.
+inline Result<void> DoneOrNegatedErrno(int anAnswer) {
+  if (ZV_LIKELY(anAnswer == 0)) return {};
+  return Error(anAnswer, -anAnswer);
 }
 
 // Of an owner that is empty when what it should own could not be had. `errno` was cleared before.

@@ -5,12 +5,60 @@
 #ifndef zvOS_cpp_Select_hpp
 #define zvOS_cpp_Select_hpp
 
+#include <zvOS/cpp/Delay.hpp>
 #include <zvOS/cpp/Owner.hpp>
+#include <zvOS/zvSocketTypes.h>
+
+#include <sys/select.h>
+#include <sys/time.h>
+
+// Where a 32-bit program is compiled with 64-bit time, the flat functions are declared with the time that
+// they take, so that no other can be given to them, and the header need not refuse the program as a whole.
+#if defined(__USE_TIME_BITS64) && __SIZEOF_LONG__ == 4
+namespace zv {
+namespace detail {
+
+struct SelectTime {
+  long tv_sec;
+  long tv_usec;
+};
+
+}  // namespace detail
+}  // namespace zv
+
+#define timeval zv::detail::SelectTime
+#include <zvOS/zvSocketSelect.h>
+#undef timeval
+#else
 #include <zvOS/zvSocketSelect.h>
 
-#include <chrono>
+namespace zv {
+namespace detail {
+
+using SelectTime = struct timeval;
+
+}  // namespace detail
+}  // namespace zv
+#endif
 
 namespace zv {
+
+namespace detail {
+
+template <typename Owning, typename = void>
+inline constexpr bool kHasDescriptor = false;
+template <typename Owning>
+inline constexpr bool
+    kHasDescriptor<Owning, std::void_t<decltype(std::declval<const Owning &>().Descriptor())>> = true;
+
+template <typename Owning>
+int DescriptorOf(const Owning &anOwner) {
+  static_assert(kHasDescriptor<Owning>, "the flat interface gives no descriptor of this: see docs/cpp.md");
+  if constexpr (kHasDescriptor<Owning>) return anOwner.Descriptor();
+  return -1;
+}
+
+}  // namespace detail
 
 // A set of descriptors below FD_SETSIZE. Whatever has a Descriptor() can be given itself.
 class DescriptorSet {
@@ -40,17 +88,17 @@ class DescriptorSet {
   // Adds the descriptor of an owner.
   template <typename Owning>
   [[nodiscard]] bool Add(const Owning &anOwner) {
-    return Add(anOwner.Descriptor());
+    return Add(detail::DescriptorOf(anOwner));
   }
   // Removes the descriptor of an owner.
   template <typename Owning>
   void Remove(const Owning &anOwner) {
-    Remove(anOwner.Descriptor());
+    Remove(detail::DescriptorOf(anOwner));
   }
   // Whether the descriptor of the owner is in the set.
   template <typename Owning>
   bool Contains(const Owning &anOwner) const {
-    return Contains(anOwner.Descriptor());
+    return Contains(detail::DescriptorOf(anOwner));
   }
 
   // Not below any descriptor in the set.
@@ -91,16 +139,22 @@ class SelectObject : public Owner<zvSocketSelect, zvSocketSelect_Delete> {
   template <typename Unit, typename Period>
   Result<Ready> SelectFor(std::chrono::duration<Unit, Period> aDelay, DescriptorSet *aReadSet,
                           DescriptorSet *aWriteSet = nullptr, DescriptorSet *anErrorSet = nullptr) {
-    using std::chrono::microseconds;
-    const int64 theDelay = std::chrono::ceil<microseconds>(aDelay).count();
-    constexpr int64 kMicrosecondsPerSecond = 1000000;
-    struct timeval theTime = {};
-    if (theDelay > 0) {
-      theTime.tv_sec = static_cast<decltype(theTime.tv_sec)>(theDelay / kMicrosecondsPerSecond);
-      theTime.tv_usec = static_cast<decltype(theTime.tv_usec)>(theDelay % kMicrosecondsPerSecond);
-    }
+    constexpr uint64 kMicrosecondsPerSecond = 1000000;
+    const uint64 theDelay = detail::Cut<std::chrono::microseconds>(aDelay);
+    detail::SelectTime theTime = {};
+    theTime.tv_sec = static_cast<long>(theDelay / kMicrosecondsPerSecond);
+    theTime.tv_usec = static_cast<long>(theDelay % kMicrosecondsPerSecond);
     return Wait(aReadSet, aWriteSet, anErrorSet, &theTime);
   }
+
+  // The set learns how high the trigger is, whose descriptor is the answer. After the wait comes Reset.
+  int Prepare(DescriptorSet *aReadSet) {
+    const int theTrigger = zvSocketSelect_Prepare(Handle(), aReadSet->Handle());
+    static_cast<void>(aReadSet->Add(theTrigger));  // a place it has; the set learns how high that is
+    return theTrigger;
+  }
+  // Answers whether the set held the trigger.
+  bool Reset(DescriptorSet *aReadSet) { return zvSocketSelect_Reset(Handle(), aReadSet->Handle()) != 0; }
 
  private:
   static fd_set *SetOf(DescriptorSet *aSet, int &aHighest) {
@@ -110,11 +164,13 @@ class SelectObject : public Owner<zvSocketSelect, zvSocketSelect_Delete> {
   }
 
   Result<Ready> Wait(DescriptorSet *aReadSet, DescriptorSet *aWriteSet, DescriptorSet *anErrorSet,
-                     struct timeval *aTime) {
+                     detail::SelectTime *aTime) {
     int theHighest = -1;
     fd_set *const theReadSet = SetOf(aReadSet, theHighest);
     fd_set *const theWriteSet = SetOf(aWriteSet, theHighest);
     fd_set *const theErrorSet = SetOf(anErrorSet, theHighest);
+    // To the flat function 0 is no descriptor: below 1 it waits for the trigger alone, and clears the sets.
+    if (theHighest == 0) theHighest = 1;
     int afTriggered = 0;
     const int theCount = zvSocketSelect_Select(Handle(), theReadSet, theWriteSet, theErrorSet, theHighest,
                                                aTime, &afTriggered);

@@ -12,6 +12,8 @@
 #include <zvOS/zvSocketPolicy.h>
 #include <zvOS/zvSocketQOS.h>
 
+#include <arpa/inet.h>
+
 namespace zv {
 
 // An IPv4 address and a port; 0.0.0.0 and 0 stand for any.
@@ -25,9 +27,13 @@ class Address {
     mAddress.sin_addr.s_addr = anIPAddress;
     mAddress.sin_port = zvSocket_htons(aPort);
   }
-  // 0.0.0.0 for another text.
-  static Address DotForm(const char *aText, uint16 aPort) {
-    return {zvSocketGetAddressFromDotForm(aText), aPort};
+  // The limited broadcast is one, too; a text that is no address, and NULL, is an error of status -1.
+  static Result<Address> DotForm(const char *aText, uint16 aPort) {
+    in_addr theAddress = {zvSocketGetAddressFromDotForm(aText)};
+    // The flat function answers 0 for 0.0.0.0, for 255.255.255.255 and for what is no address.
+    if (theAddress.s_addr == 0 && (aText == nullptr || inet_aton(aText, &theAddress) == 0))
+      return Error(-1, 0);
+    return Address(theAddress.s_addr, aPort);
   }
   // The address of every interface: 0.0.0.0.
   static Address Any(uint16 aPort = 0) { return {0, aPort}; }

@@ -6,6 +6,7 @@
 #ifndef zvOS_cpp_Sync_hpp
 #define zvOS_cpp_Sync_hpp
 
+#include <zvOS/cpp/Delay.hpp>
 #include <zvOS/cpp/Owner.hpp>
 #include <zvOS/zvCondition.h>
 #include <zvOS/zvCriticalSection.h>
@@ -13,25 +14,9 @@
 #include <zvOS/zvMutex.h>
 #include <zvOS/zvSemaphore.h>
 
-#include <chrono>
-
 namespace zv {
 
 namespace detail {
-
-constexpr uint32 kLongestDelay = UINT32_MAX;
-
-// As the flat interface takes it: not below nothing, and not above what it can say, some 49 days.
-constexpr uint32 Delay(std::chrono::milliseconds aDelay) {
-  if (aDelay.count() <= 0) return 0;
-  return aDelay.count() < int64{kLongestDelay} ? static_cast<uint32>(aDelay.count()) : kLongestDelay;
-}
-
-// Any unit, whole milliseconds: a wait does not end before its time.
-template <typename Unit, typename Period>
-constexpr uint32 Delay(std::chrono::duration<Unit, Period> aDelay) {
-  return Delay(std::chrono::ceil<std::chrono::milliseconds>(aDelay));
-}
 
 // Locks say why to the log, and not in errno.
 inline Result<void> ResultOfLock(int aStatus) {
@@ -101,11 +86,15 @@ class Condition : public Owner<zvOSCondition, zvCondition_Delete> {
     zvCondition_Wait(Handle(), MutexOf(aLock).Handle());
   }
 
-  // Waits until the predicate holds.
+  // Waits until the predicate holds, or a wait is refused, as one with a mutex that is not held is. Answers
+  // the predicate says then, so that false means a refusal, which is also logged.
   template <typename Lock, typename Predicate>
-  void wait(Lock &aLock, Predicate aPredicate) {
-    while (!aPredicate())
-      wait(aLock);
+  bool wait(Lock &aLock, Predicate aPredicate) {
+    while (!aPredicate()) {
+      if (zvCondition_Wait(Handle(), MutexOf(aLock).Handle()) != zvCondition_Status_NoError)
+        return aPredicate();
+    }
+    return true;
   }
 
   template <typename Lock, typename Unit, typename Period>
