@@ -18,6 +18,8 @@ static_assert(sizeof(zv::Error) == 2 * sizeof(int));
 static_assert(!std::is_copy_constructible_v<zv::Result<zv::Text>>, "a result of an owner owns");
 static_assert(std::is_nothrow_move_constructible_v<zv::Text>);
 static_assert(!std::is_convertible_v<zv::Result<int>, bool>, "0 and failure would look the same");
+static_assert(zv::detail::Length(5) == 5 && zv::detail::Length(SIZE_MAX) == INT32_MAX,
+              "no length becomes negative");
 
 TEST(CppResult, HoldsAValueOrSaysWhyThereIsNone) {
   const zv::Result<int> theValue = 0;

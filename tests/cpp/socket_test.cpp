@@ -95,6 +95,9 @@ TEST(CppAddress, IsFoundByNameOrSaysWhyNot) {
   auto theAddress = zv::Address::Resolve("127.0.0.1", 80);
   ASSERT_TRUE(theAddress);
   EXPECT_TRUE(*theAddress == zv::Address::Loopback(80));
+  // Any address is one; but nobody is asked there who has only others.
+  EXPECT_TRUE(zv::Address::Resolve("0.0.0.0", 80));
+  EXPECT_EQ(EAI_NONAME, zv::Address::Resolve("2001:db8::1", 80).error().Status());
   const Fault theFault("getaddrinfo", EAI_NONAME);
   const auto theNone = zv::Address::Resolve("nobody.invalid", 80);
   EXPECT_EQ(EAI_NONAME, theNone.error().Status());

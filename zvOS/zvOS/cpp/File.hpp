@@ -41,12 +41,12 @@ class File : public DescriptorOwner<detail::CloseFile> {
   // arrived.
   Result<void> Close() { return detail::ResultOf(detail::CloseFile(Release())); }
 
-  // Answers the count of bytes, as Write does.
+  // Answers the count of bytes, as Write does: all of them, but no more than INT32_MAX at a time.
   Result<size_t> Read(void *aBuffer, size_t aCount) {
-    return detail::CountOf(zvFile_Read(Handle(), aBuffer, static_cast<uint32>(aCount)));
+    return detail::CountOf(zvFile_Read(Handle(), aBuffer, static_cast<uint32>(detail::Length(aCount))));
   }
   Result<size_t> Write(const void *aBuffer, size_t aCount) {
-    return detail::CountOf(zvFile_Write(Handle(), aBuffer, static_cast<uint32>(aCount)));
+    return detail::CountOf(zvFile_Write(Handle(), aBuffer, static_cast<uint32>(detail::Length(aCount))));
   }
   Result<size_t> Write(std::string_view aText) { return Write(aText.data(), aText.size()); }
 

@@ -149,6 +149,11 @@ inline Result<size_t> CountOf(int aCount) {
   return Error::Last(aCount);
 }
 
+// What the flat functions take at a time.
+constexpr int Length(size_t aSize) {
+  return static_cast<int>(aSize < INT32_MAX ? aSize : INT32_MAX);
+}
+
 // Of one that answers the negated error number.
 inline Result<size_t> CountOrNegatedErrno(int aCount) {
   if (ZV_LIKELY(aCount >= 0)) return static_cast<size_t>(aCount);

@@ -13,6 +13,7 @@
 #include <zvOS/zvSocketQOS.h>
 
 #include <arpa/inet.h>
+#include <netdb.h>
 
 namespace zv {
 
@@ -40,11 +41,13 @@ class Address {
   // The address of the host itself: 127.0.0.1.
   static Address Loopback(uint16 aPort = 0) { return {zvSocket_htonl(INADDR_LOOPBACK), aPort}; }
 
-  // May wait for name servers. The status of an error is the resolver's code.
+  // May wait for name servers. The status of an error is the resolver's code, EAI_NONAME also for a host that
+  // has no IPv4 address.
   static Result<Address> Resolve(const char *aName, uint16 aPort, Label aLabel = Label::Here()) {
     uint32 theIPAddress = 0;
     const int theCode = zvSocketGetAddressInfo_Debug(aName, &theIPAddress, aLabel.c_str());
     if (theCode != 0) return Error(theCode, 0);
+    if (theIPAddress == 0 && !DotForm(aName, aPort)) return Error(EAI_NONAME, 0);
     return Address(theIPAddress, aPort);
   }
 
@@ -171,14 +174,14 @@ class Socket {
   }
   Result<size_t> Send(const void *aBuffer, size_t aSize, int someFlags, Label aLabel) {
     return detail::CountOf(zvSocketSend_Debug(mSocket, static_cast<const char *>(aBuffer),
-                                              static_cast<int>(aSize), someFlags, aLabel.c_str()));
+                                              detail::Length(aSize), someFlags, aLabel.c_str()));
   }
   Result<size_t> Send(std::string_view aText) { return Send(aText.data(), aText.size()); }
   Result<size_t> Recv(void *aBuffer, size_t aSize, int someFlags = 0) {
     return Recv(aBuffer, aSize, someFlags, mLabel);
   }
   Result<size_t> Recv(void *aBuffer, size_t aSize, int someFlags, Label aLabel) {
-    return detail::CountOf(zvSocketRecv_Debug(mSocket, static_cast<char *>(aBuffer), static_cast<int>(aSize),
+    return detail::CountOf(zvSocketRecv_Debug(mSocket, static_cast<char *>(aBuffer), detail::Length(aSize),
                                               someFlags, aLabel.c_str()));
   }
   Result<size_t> RecvAvailable() const {
@@ -192,13 +195,13 @@ class Socket {
 
   Result<size_t> SendUDP(Address aPeer, const void *aBuffer, size_t aSize, int someFlags = 0) {
     return detail::CountOf(zvSocketSendUDP_Debug(mSocket, aPeer.Generic(), Address::Size(),
-                                                 static_cast<const char *>(aBuffer), static_cast<int>(aSize),
+                                                 static_cast<const char *>(aBuffer), detail::Length(aSize),
                                                  someFlags, Name()));
   }
   Result<size_t> RecvUDP(Address *aPeer, void *aBuffer, size_t aSize, int someFlags = 0) {
     Address thePeer;
     socklen_t theSize = Address::Size();
-    const int theCount = zvSocketRecvUDP_Debug(mSocket, static_cast<char *>(aBuffer), static_cast<int>(aSize),
+    const int theCount = zvSocketRecvUDP_Debug(mSocket, static_cast<char *>(aBuffer), detail::Length(aSize),
                                                someFlags, thePeer.Generic(), &theSize, Name());
     if (aPeer != nullptr) *aPeer = thePeer;
     return detail::CountOf(theCount);
