@@ -3,8 +3,6 @@
 
 // A chat server: what one client says, all others hear. A policy says who may connect, the table of sockets
 // goes to the log at every change, and SIGTERM or SIGINT ends it in good order.
-//
-//   chat [POLICY]      3, the default: this machine only; 2: every machine but this one; 1: all
 
 #include <zvLog/zvLogSettings.h>
 #include <zvOS/zvSocket.h>
@@ -14,8 +12,8 @@
 
 #include <signal.h>
 #include <stdio.h>
-#include <stdlib.h>
 
+static const char kUsage[] = "usage: chat [POLICY]  3, the default: this machine; 2: all others; 1: all\n";
 enum { kMostClients = 40 };
 static zvSocket sClients[kMostClients];
 static int sCount = 0;
@@ -31,7 +29,6 @@ static void WaitForSignal(void *aSelect) {
 static void Drop(int anIndex) {
   zvSocketClose(sClients[anIndex], "chat client");
   sClients[anIndex] = sClients[--sCount];
-  printf("%d here\n", sCount);
 }
 
 // Nobody is waited for: who does not keep up is dropped. From the end, as dropping moves the last one.
@@ -52,11 +49,10 @@ static void Admit(zvSocket aListener, zvSocketPolicy *aPolicy) {
       zvSocketPolicy_AcceptConnection(aPolicy, zvSocket_htonl((uint32)thePeer),
                                       zvSocket_htonl((uint32)theOwn))) {
     sClients[sCount++] = theClient;
-    printf("%d here\n", sCount);
-  } else {
-    printf("refused\n");
-    zvSocketClose(theClient, "chat client");
+    return;
   }
+  printf("refused\n");
+  zvSocketClose(theClient, "chat client");
 }
 
 static void Hear(int anIndex, fd_set *aSet) {
@@ -80,22 +76,26 @@ static void Serve(zvSocket aListener, zvSocketPolicy *aPolicy, zvSocketSelect *a
     }
     if (zvSocketSelect_Select(aSelect, &theSet, NULL, NULL, theHighest, NULL, &afTriggered) < 0) continue;
     if (afTriggered) return;
-    for (int i = sCount - 1; i >= 0; --i) {
+    for (int i = sCount - 1; i >= 0; --i)
       if (i < sCount && FD_ISSET(sClients[i], &theSet)) Hear(i, &theSet);
-    }
     if (FD_ISSET(aListener, &theSet)) Admit(aListener, aPolicy);
+    printf("%d here\n", sCount);
   }
 }
 
 int main(int aCount, char **someArguments) {
+  const char *theKind = aCount > 1 ? someArguments[1] : "3";
+  if (aCount > 2 || theKind[0] < '1' || theKind[0] > '3' || theKind[1] != '\0') {
+    fputs(kUsage, stderr);
+    return 2;
+  }
   setvbuf(stdout, NULL, _IOLBF, 0);
   zvLog_SetModuleLevel(ZVLOG_M_SOCKETTRACKER, kzvLogLevel_Debug);
   sigemptyset(&sEndSignals);
   sigaddset(&sEndSignals, SIGTERM);
   sigaddset(&sEndSignals, SIGINT);
   pthread_sigmask(SIG_BLOCK, &sEndSignals, NULL);
-  const uint32 theKind = aCount > 1 ? (uint32)atoi(someArguments[1]) : kzvSocketPolicy_IP_LocalHostOnly;
-  zvSocketPolicy *thePolicy = zvSocketPolicy_New(theKind, NULL);
+  zvSocketPolicy *thePolicy = zvSocketPolicy_New((uint32)(theKind[0] - '0'), NULL);
   zvSocketSelect *theSelect = zvSocketSelect_New();
   uint16 thePort = 0;
   const zvSocket theListener = zvSocket_GetTCPSocket(0, &thePort);

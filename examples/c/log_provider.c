@@ -12,6 +12,7 @@
 #include <zvOS/zvMutex.h>
 
 #include <errno.h>
+#include <signal.h>
 #include <stdio.h>
 #include <unistd.h>
 
@@ -60,6 +61,17 @@ void zvLog_Append_F(const char *aFormat, ...) {
   va_end(theArguments);
 }
 
+// What cannot be written is dropped: a log does not end its program.
+static void Write(const char *aText, size_t aLength) {
+  while (aLength > 0) {
+    const ssize_t theCount = write(STDOUT_FILENO, aText, aLength);
+    if (theCount < 0 && errno == EINTR) continue;
+    if (theCount <= 0) return;
+    aText += theCount;
+    aLength -= (size_t)theCount;
+  }
+}
+
 // In one piece, so that the records of several threads do not mix.
 void zvLog_End(zvLogData *aData) {
   if (sDepth == 0) return;
@@ -76,7 +88,7 @@ void zvLog_End(zvLogData *aData) {
   theLine[theLength++] = '"';
   theLine[theLength++] = '}';
   theLine[theLength++] = '\n';
-  if (write(STDOUT_FILENO, theLine, (size_t)theLength) < 0) _exit(1);
+  Write(theLine, (size_t)theLength);
   errno = theError;
 }
 
@@ -90,6 +102,7 @@ void _zvAssert(const char *anExpression, const char *aFile, uint32 aLine) {
 }
 
 int main(void) {
+  signal(SIGPIPE, SIG_IGN);  // which a write would raise when nobody reads any more
   ZVXLOG(ZVLOGLEVEL_INFO, kMyModule, F("a record of the program's own, with \"quotes\"\n"));
   zvFileFD theFile;
   const int theStatus = zvFile_Open("/nowhere/at all", zvFileOpenMode_Read, 0, &theFile);

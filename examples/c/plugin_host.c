@@ -10,8 +10,7 @@
 #include <zvOS/zvThread.h>
 
 #include <stdio.h>
-
-enum { kMostGuests = 16 };
+#include <stdlib.h>
 
 typedef int (*RunFunction)(const char *aName);
 
@@ -49,8 +48,13 @@ static void Leave(Guest *aGuest) {
 }
 
 int main(int aCount, char **someArguments) {
-  Guest theGuests[kMostGuests] = {{0}};
-  const int theCount = aCount - 1 < kMostGuests ? aCount - 1 : kMostGuests;
+  if (aCount < 2) {
+    fputs("usage: plugin_host PLUGIN...\n", stderr);
+    return 2;
+  }
+  const int theCount = aCount - 1;
+  Guest *theGuests = calloc((size_t)theCount, sizeof(Guest));
+  if (theGuests == NULL) return 1;
   int theStatus = 0;
   for (int i = 0; i < theCount; ++i) {
     if (Begin(&theGuests[i], someArguments[i + 1])) continue;
@@ -62,5 +66,6 @@ int main(int aCount, char **someArguments) {
     Leave(&theGuests[i]);
     if (afBegun) printf("%s: %d\n", theGuests[i].mName, theGuests[i].mResult);
   }
+  free(theGuests);
   return theStatus;
 }

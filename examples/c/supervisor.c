@@ -15,44 +15,52 @@
 #include <zvOS/zvSocket.h>
 #include <zvOS/zvThread.h>
 
+#include <fcntl.h>
 #include <stdio.h>
 #include <string.h>
+#include <unistd.h>
 
 typedef struct Worker {
   zvProcessFD mProcess;
   int mPipe;
 } Worker;
 
-// A new worker in place of the former one, if there was any. It connects to the pipe that its command line
-// names.
+// A new worker in place of the former one, if there was any. It inherits one end of a pipe, whose number its
+// command line names, and writes a byte when it is ready. When it ends before, so does the pipe.
 static int StartWorker(Worker *aWorker, const char *aCommand) {
   if (aWorker->mPipe >= 0) zvPipe_Close(aWorker->mPipe, 1);
   zvProcess_Close(aWorker->mProcess);
   *aWorker = (Worker){NULL, -1};
-
-  char *theName = zvPipe_GenerateUniqueName("supervisor-");
-  const int theListener = zvPipe_Listener(theName, ZVPIPE_DEFAULT);
-  char *theCommand = zv_mnprintf("%s %s", aCommand, theName);
+  int theEnds[2];
+  if (zvPipe_Pair(theEnds, ZVPIPE_DEFAULT) != 0) return 0;
+  aWorker->mPipe = theEnds[0];
+  fcntl(theEnds[0], F_SETFD, FD_CLOEXEC);  // for us alone: the worker ends when we have closed it
+  char *theCommand = zv_mnprintf("%s %d", aCommand, theEnds[1]);
   // To write to: what the worker prints goes where our own output goes.
-  if (theListener >= 0 && theCommand != NULL &&
-      zvProcess_Open(theCommand, zvProcessOpenMode_Write, &aWorker->mProcess) == 0)
-    aWorker->mPipe = zvPipe_Accept(theListener, ZVPIPE_DEFAULT);
-  if (theListener >= 0) zvPipe_Close(theListener, 1);
+  if (theCommand != NULL) zvProcess_Open(theCommand, zvProcessOpenMode_Write, &aWorker->mProcess);
   free(theCommand);
-  free(theName);
-  return aWorker->mPipe >= 0;
+  close(theEnds[1]);  // zvPipe_Close would end the worker's, too
+  char theByte;
+  return zvPipe_Read(theEnds[0], &theByte, 1) == 1;
+}
+
+static int ReplaceWorker(Worker *aWorker, const char *aCommand) {
+  for (int i = 0; i < 3; ++i)
+    if (StartWorker(aWorker, aCommand)) return 1;
+  printf("three workers have ended before they were ready\n");
+  return 0;
 }
 
 // What cannot be sent stays open, and is for the next worker.
 static int Supervise(zvSocket aListener, const char *aCommand) {
   Worker theWorker = {NULL, -1};
-  if (!StartWorker(&theWorker, aCommand)) return 1;
+  if (!ReplaceWorker(&theWorker, aCommand)) return 1;
   for (;;) {
     const zvSocket theClient = zvSocketAccept(aListener, NULL, NULL, "supervisor");
     if (theClient == kzvSocketInvalid) continue;
     while (zvPipe_SendFD(theWorker.mPipe, theClient) != 0) {
       printf("the worker has ended\n");
-      if (!StartWorker(&theWorker, aCommand)) return 1;
+      if (!ReplaceWorker(&theWorker, aCommand)) return 1;
     }
   }
 }
@@ -78,8 +86,10 @@ static int RunSupervisor(const char *aName, const char *aCommand) {
   return theStatus;
 }
 
-static int RunWorker(const char *aPipeName) {
-  const int thePipe = zvPipe_Connect(aPipeName, ZVPIPE_DEFAULT);
+static int RunWorker(const char *aPipe) {
+  char *theEnd;
+  const int thePipe = (int)strtol(aPipe, &theEnd, 10);
+  if (theEnd == aPipe || *theEnd != '\0' || zvPipe_Write(thePipe, "", 1) != 1) return 1;
   int theClient;
   while ((theClient = zvPipe_RecvFD(thePipe)) >= 0) {
     char theText[64];
@@ -88,16 +98,18 @@ static int RunWorker(const char *aPipeName) {
     zvSocketSend(theClient, theText, theLength, 0, "worker");
     zvSocketClose(theClient, "worker");
   }
-  if (thePipe >= 0) zvPipe_Close(thePipe, 1);
+  zvPipe_Close(thePipe, 1);
   return 0;
 }
 
 int main(int aCount, char **someArguments) {
   setvbuf(stdout, NULL, _IOLBF, 0);
   if (aCount == 3 && strcmp(someArguments[1], "--worker") == 0) return RunWorker(someArguments[2]);
-  if (aCount < 2) return 2;
+  if (aCount < 2 || aCount > 3 || someArguments[1][0] == '-') {
+    fputs("usage: supervisor NAME [COMMAND]\n", stderr);
+    return 2;
+  }
   if (aCount > 2) return RunSupervisor(someArguments[1], someArguments[2]);
-
   char *theProgram = zvPath_GetApplicationFullPath();
   char *theCommand = zv_mnprintf("exec '%s' --worker", theProgram);
   const int theStatus = theCommand != NULL ? RunSupervisor(someArguments[1], theCommand) : 1;

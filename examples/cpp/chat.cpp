@@ -3,20 +3,18 @@
 
 // A chat server: what one client says, all others hear. A policy says who may connect, the table of sockets
 // goes to the log at every change, and SIGTERM or SIGINT ends it in good order.
-//
-//   chat [POLICY]      3, the default: this machine only; 2: every machine but this one; 1: all
 
 #include <zvLog/zvLogSettings.h>
 #include <zvOS/zvOS.hpp>
 
 #include <csignal>
 #include <cstdio>
-#include <cstdlib>
 #include <list>
 #include <string_view>
 
 namespace {
 
+constexpr char kUsage[] = "usage: chat [POLICY]  3, the default: this machine; 2: all others; 1: all\n";
 constexpr size_t kMostClients = 40;
 
 class Chat {
@@ -80,6 +78,11 @@ class Chat {
 }  // namespace
 
 int main(int aCount, char **someArguments) {
+  const std::string_view theKind = aCount > 1 ? someArguments[1] : "3";
+  if (aCount > 2 || theKind.size() != 1 || theKind[0] < '1' || theKind[0] > '3') {
+    std::fputs(kUsage, stderr);
+    return 2;
+  }
   std::setvbuf(stdout, nullptr, _IOLBF, 0);
   zvLog_SetModuleLevel(ZVLOG_M_SOCKETTRACKER, kzvLogLevel_Debug);
   sigset_t theEndSignals;
@@ -101,8 +104,7 @@ int main(int aCount, char **someArguments) {
   if (!theThread) return 1;
   std::printf("listening on port %u\n", theAddress->Port());
 
-  Chat theChat(*std::move(theListener), aCount > 1 ? static_cast<uint32>(std::atoi(someArguments[1]))
-                                                   : uint32{kzvSocketPolicy_IP_LocalHostOnly});
+  Chat theChat(*std::move(theListener), static_cast<uint32>(theKind[0] - '0'));
   theChat.Serve(theSelect);
   theChat.End();
   return 0;

@@ -12,6 +12,7 @@
 
 #include <unistd.h>
 
+#include <csignal>
 #include <cstdarg>
 #include <cstdio>
 
@@ -34,6 +35,16 @@ struct KeepErrno {
 
 thread_local Record sRecords[kMostRecords];
 thread_local int sDepth;
+
+// What cannot be written is dropped: a log does not end its program.
+void Write(std::string_view aText) {
+  while (!aText.empty()) {
+    const ssize_t theCount = write(STDOUT_FILENO, aText.data(), aText.size());
+    if (theCount < 0 && errno == EINTR) continue;
+    if (theCount <= 0) return;
+    aText.remove_prefix(static_cast<size_t>(theCount));
+  }
+}
 
 }  // namespace
 
@@ -84,7 +95,7 @@ void zvLog_End(zvLogData *aData) {
   }
   for (const char theCharacter : {'"', '}', '\n'})
     *theEnd++ = theCharacter;
-  if (write(STDOUT_FILENO, theLine, static_cast<size_t>(theEnd - theLine)) < 0) _exit(1);
+  Write({theLine, static_cast<size_t>(theEnd - theLine)});
 }
 
 void _zvAssert(const char *anExpression, const char *aFile, uint32 aLine) {
@@ -97,6 +108,7 @@ void _zvAssert(const char *anExpression, const char *aFile, uint32 aLine) {
 }
 
 int main() {
+  std::signal(SIGPIPE, SIG_IGN);  // which a write would raise when nobody reads any more
   ZVXLOG(ZVLOGLEVEL_INFO, kMyModule, F("a record of the program's own, with \"quotes\"\n"));
   const auto theFile = zv::File::Open("/nowhere/at all", zvFileOpenMode_Read);
   zv::Mutex().unlock();

@@ -35,6 +35,10 @@ bool Begin(Guest &aGuest) {
 }  // namespace
 
 int main(int aCount, char **someArguments) {
+  if (aCount < 2) {
+    std::fputs("usage: plugin_host PLUGIN...\n", stderr);
+    return 2;
+  }
   std::list<Guest> theGuests;
   int theStatus = 0;
   for (int i = 1; i < aCount; ++i) {

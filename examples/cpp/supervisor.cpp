@@ -10,6 +10,10 @@
 
 #include <zvOS/zvOS.hpp>
 
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <charconv>
 #include <cstdio>
 #include <string>
 #include <string_view>
@@ -21,17 +25,31 @@ struct Worker {
   zv::Pipe mPipe;  // the last: it is closed before the end of the process is waited for
 };
 
-// It connects to the pipe that its command line names.
+// It inherits one end of a pipe, whose number its command line names, and writes a byte when it is ready.
+// When it ends before, so does the pipe.
 zv::Result<Worker> StartWorker(const std::string &aCommand) {
-  const zv::Text theName(zvPipe_GenerateUniqueName("supervisor-"));
-  auto theListener = zv::PipeListener::Listen(theName.c_str());
-  if (!theListener) return theListener.error();
+  auto theEnds = zv::Pipe::Pair();
+  if (!theEnds) return theEnds.error();
+  fcntl(theEnds->mFirst.Descriptor(), F_SETFD,
+        FD_CLOEXEC);  // for us alone: the worker ends when we have closed it
+  const int theOther = theEnds->mSecond.Release();
   // To write to: what the worker prints goes where our own output goes.
-  auto theProcess = zv::Process::Open((aCommand + " " + theName.c_str()).c_str(), zvProcessOpenMode_Write);
+  auto theProcess =
+      zv::Process::Open((aCommand + " " + std::to_string(theOther)).c_str(), zvProcessOpenMode_Write);
+  close(theOther);  // its owner would end the worker's, too
   if (!theProcess) return theProcess.error();
-  auto thePipe = theListener->Accept();
-  if (!thePipe) return thePipe.error();
-  return Worker{*std::move(theProcess), *std::move(thePipe)};
+  Worker theWorker{*std::move(theProcess), std::move(theEnds->mFirst)};
+  char theByte;
+  if (theWorker.mPipe.Read(&theByte, 1).value_or(0) == 0) return zv::Error(-1, EPIPE);
+  return theWorker;
+}
+
+zv::Result<Worker> ReplaceWorker(const std::string &aCommand) {
+  for (int i = 0; i < 3; ++i) {
+    if (auto theWorker = StartWorker(aCommand)) return theWorker;
+  }
+  std::puts("three workers have ended before they were ready");
+  return zv::Error(-1, EPIPE);
 }
 
 // Empties the socket when it was sent; otherwise it stays open, and is for the next worker.
@@ -40,13 +58,13 @@ bool HandOver(Worker &aWorker, zv::Socket &aClient) {
 }
 
 int Supervise(zv::Socket &aListener, const std::string &aCommand) {
-  auto theWorker = StartWorker(aCommand);
+  auto theWorker = ReplaceWorker(aCommand);
   while (theWorker) {
     auto theClient = aListener.Accept();
     if (!theClient) continue;
     while (theWorker && !HandOver(*theWorker, *theClient)) {
       std::puts("the worker has ended");
-      theWorker = StartWorker(aCommand);
+      theWorker = ReplaceWorker(aCommand);
     }
   }
   return 1;
@@ -65,11 +83,14 @@ int RunSupervisor(const char *aName, const std::string &aCommand) {
   return Supervise(*theListener, aCommand);
 }
 
-int RunWorker(const char *aPipeName) {
-  auto thePipe = zv::Pipe::Connect(aPipeName);
-  if (!thePipe) return 1;
+int RunWorker(std::string_view aPipe) {
+  int theNumber = -1;
+  const auto theEnd = std::from_chars(aPipe.data(), aPipe.data() + aPipe.size(), theNumber);
+  if (theEnd.ec != std::errc() || theEnd.ptr != aPipe.data() + aPipe.size()) return 1;
+  zv::Pipe thePipe(theNumber);
+  if (!thePipe.Write("", 1)) return 1;
   const std::string theText = "process " + std::to_string(zvThread_GetPID()) + " at your service\n";
-  while (auto theClient = thePipe->RecvFD<zv::Socket>("worker")) {
+  while (auto theClient = thePipe.RecvFD<zv::Socket>("worker")) {
     if (!theClient->Send(theText)) std::puts("a client has gone");
   }
   return 0;
@@ -80,7 +101,10 @@ int RunWorker(const char *aPipeName) {
 int main(int aCount, char **someArguments) {
   std::setvbuf(stdout, nullptr, _IOLBF, 0);
   if (aCount == 3 && someArguments[1] == std::string_view("--worker")) return RunWorker(someArguments[2]);
-  if (aCount < 2) return 2;
+  if (aCount < 2 || aCount > 3 || someArguments[1][0] == '-') {
+    std::fputs("usage: supervisor NAME [COMMAND]\n", stderr);
+    return 2;
+  }
   const zv::Text theProgram(zvPath_GetApplicationFullPath());
   return RunSupervisor(someArguments[1], aCount > 2
                                              ? std::string(someArguments[2])

@@ -1,5 +1,6 @@
 #!/usr/bin/env bash
-# What one client says, the others hear, and nobody else; a policy refuses; a signal ends it.
+# What one client says, the others hear, and nobody else; a policy refuses; a signal ends it. What is no policy does
+# not open it to anybody.
 #
 # SPDX-FileCopyrightText: 2026 the libzvOS authors
 # SPDX-License-Identifier: Apache-2.0
@@ -46,4 +47,7 @@ await refused
 kill -INT "${started[1]}"
 wait "${started[1]}" || fail "it does not end well"
 await 'ended with 0 here'
+
+for policy in foo '' 0 4 11 '2 ' -1; do refuses "$policy"; done
+refuses 3 2
 echo "the chat server does what it should"

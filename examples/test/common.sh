@@ -36,6 +36,14 @@ start() {
   started+=($!)
 }
 
+# refuses ARGUMENT...: the program says in one line how it is used, does nothing, and ends with 2.
+refuses() {
+  local status=0
+  timeout 20 "${emulator[@]}" "$program" "$@" >out 2>err || status=$?
+  [ "$status" = 2 ] || fail "with '$*' it ends with $status, not with 2"
+  [ ! -s out ] && [ "$(wc -l <err)" = 1 ] && grep -q '^usage: ' err || fail "with '$*' it does not say how it is used"
+}
+
 # await TEXT: until a line of out is the text, an extended regular expression.
 await() {
   for _ in $(seq 400); do
