@@ -53,6 +53,14 @@ for name in $(comm -23 "$work/exported" "$work/placed"); do fail "$name has no p
 for name in $(comm -23 "$work/exported" "$work/searched"); do fail "the search does not find $name"; done
 for name in $(comm -23 "$work/exported" "$work/paged"); do fail "$name has no manual page"; done
 
+# Since when each name is there, its comment and the lists of the releases say alike; what no list has yet is for the
+# next release.
+while read -r _ name version; do
+  first=$(cd "$source/tests/build/released" && grep -lx "$name" lib* | sort -t- -k2 -V | head -n 1) || true
+  [ -z "$first" ] || [ "$version" = "${first##*-}.0" ] ||
+    fail "$name is in the list $first, and its comment says that it is there since '$version'"
+done < <(grep '^since ' "$work/told")
+
 # What a function says itself goes before what its family says.
 while read -r _ name version; do
   grep -qx "Since version $version\." "$work/man/man3/$name.3" || fail "the manual page of $name does not say '$version'"

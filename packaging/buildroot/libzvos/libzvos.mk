@@ -9,7 +9,7 @@
 
 # The archive is what "scripts/package --source" makes. Its place is the product's: LIBZVOS_SITE in the external tree's
 # external.mk, or LIBZVOS_OVERRIDE_SRCDIR in local.mk for a source tree.
-LIBZVOS_VERSION = 1.0.0
+LIBZVOS_VERSION = 1.1.0
 LIBZVOS_SOURCE = zvos-$(LIBZVOS_VERSION).tar.gz
 LIBZVOS_SITE ?= $(TOPDIR)/../archives
 LIBZVOS_SITE_METHOD ?= file
