@@ -53,6 +53,11 @@ for name in $(comm -23 "$work/exported" "$work/placed"); do fail "$name has no p
 for name in $(comm -23 "$work/exported" "$work/searched"); do fail "the search does not find $name"; done
 for name in $(comm -23 "$work/exported" "$work/paged"); do fail "$name has no manual page"; done
 
+# What a function says itself goes before what its family says.
+while read -r _ name version; do
+  grep -qx "Since version $version\." "$work/man/man3/$name.3" || fail "the manual page of $name does not say '$version'"
+done < <(grep '^since ' "$work/told" | grep -v ' 1\.0\.0$')
+
 # Since when each name is there, its comment and the lists of the releases say alike; what no list has yet is for the
 # next release.
 while read -r _ name version; do
@@ -60,11 +65,6 @@ while read -r _ name version; do
   [ -z "$first" ] || [ "$version" = "${first##*-}.0" ] ||
     fail "$name is in the list $first, and its comment says that it is there since '$version'"
 done < <(grep '^since ' "$work/told")
-
-# What a function says itself goes before what its family says.
-while read -r _ name version; do
-  grep -qx "Since version $version\." "$work/man/man3/$name.3" || fail "the manual page of $name does not say '$version'"
-done < <(grep '^since ' "$work/told" | grep -v ' 1\.0\.0$')
 
 # Who begins at the first page finds every family.
 while read -r family; do
