@@ -29,7 +29,10 @@ function(zv_split built folder)
   set(room ".build-id/${CMAKE_MATCH_1}")
   set(symbols "${ZV_WORK_FOLDER}/${room}/${CMAKE_MATCH_2}.debug")
   file(MAKE_DIRECTORY ${ZV_WORK_FOLDER}/${room})
-  zv_run(${ZV_OBJCOPY} --only-keep-debug --compress-debug-sections=zlib ${built} ${symbols})
+  # It takes its place whole: another installation from this build may be reading what it splits at the same time.
+  string(RANDOM part)
+  zv_run(${ZV_OBJCOPY} --only-keep-debug --compress-debug-sections=zlib ${built} ${symbols}.${part})
+  file(RENAME ${symbols}.${part} ${symbols})
 
   if(ZV_STEP STREQUAL "debug")
     # DESTDIR is put in front of it.

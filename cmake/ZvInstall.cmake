@@ -60,25 +60,30 @@ install(FILES ${PROJECT_BINARY_DIR}/generated/zvOSConfig.cmake
   ${PROJECT_BINARY_DIR}/generated/zvOSConfigVersion.cmake DESTINATION ${ZV_CMAKE_FOLDER})
 
 # From the folder of the .pc file to the prefix, so that the tree may be moved.
+set(ZV_PKGCONFIG_FOLDER ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
 file(RELATIVE_PATH ZV_PKGCONFIG_PREFIX ${CMAKE_INSTALL_FULL_LIBDIR}/pkgconfig ${CMAKE_INSTALL_PREFIX})
+set(ZV_PKGCONFIG_FILES ${ZV_PKGCONFIG_FOLDER}/zvOS.pc)
 configure_file(${PROJECT_SOURCE_DIR}/cmake/zvOS.pc.in ${PROJECT_BINARY_DIR}/generated/zvOS.pc @ONLY)
-install(FILES ${PROJECT_BINARY_DIR}/generated/zvOS.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
+install(FILES ${PROJECT_BINARY_DIR}/generated/zvOS.pc DESTINATION ${ZV_PKGCONFIG_FOLDER})
 if(ZVOS_STATIC)
-  # The archives by name: where the shared libraries lie beside them, "-lzvOS" would mean those.
-  set(ZV_PKGCONFIG_ARCHIVES "\${libdir}/libzvOS.a")
+  # The archives by their whole names: where the shared libraries lie beside them, "-lzvOS" would mean those. Not by
+  # their paths, which pkg-config hands out without the folder of a system for devices.
+  set(ZV_PKGCONFIG_ARCHIVES "-l:libzvOS.a")
   if(TARGET zvLogStatic)
-    string(APPEND ZV_PKGCONFIG_ARCHIVES " \${libdir}/libzvLog.a")
+    string(APPEND ZV_PKGCONFIG_ARCHIVES " -l:libzvLog.a")
   else()
-    string(APPEND ZV_PKGCONFIG_ARCHIVES " -L\${libdir} ${ZV_PKGCONFIG_LOG}")
+    string(APPEND ZV_PKGCONFIG_ARCHIVES " ${ZV_PKGCONFIG_LOG}")
   endif()
+  list(APPEND ZV_PKGCONFIG_FILES ${ZV_PKGCONFIG_FOLDER}/zvOS-static.pc)
   configure_file(${PROJECT_SOURCE_DIR}/cmake/zvOS-static.pc.in ${PROJECT_BINARY_DIR}/generated/zvOS-static.pc @ONLY)
-  install(FILES ${PROJECT_BINARY_DIR}/generated/zvOS-static.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
+  install(FILES ${PROJECT_BINARY_DIR}/generated/zvOS-static.pc DESTINATION ${ZV_PKGCONFIG_FOLDER})
 endif()
 
 # In the folders that every loader searches by itself, a path that the loader shall search is only in the way of who
 # wants other libraries to be found.
 install(CODE "
   set(ZV_FILES ${ZV_STRIPPED_FILES})
+  set(ZV_PKGCONFIG_FILES \"${ZV_PKGCONFIG_FILES}\")
   include(\"${CMAKE_CURRENT_LIST_DIR}/SystemFolders.cmake\")")
 
 if(ZVOS_STRIP)

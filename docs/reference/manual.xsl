@@ -6,7 +6,7 @@
      says also what its family says for all, one for each family, and for each macro that stands for a function a
      page that leads there.
 
-       xsltproc -stringparam folder man3/ -stringparam version 1.0.0 manual.xsl xml/index.xml -->
+       xsltproc -stringparam folder man3/ -stringparam version 1.1.0 manual.xsl xml/index.xml -->
 <xsl:stylesheet version="1.0" xmlns:xsl="http://www.w3.org/1999/XSL/Transform"
     xmlns:exsl="http://exslt.org/common" extension-element-prefixes="exsl">
   <xsl:output method="text" encoding="UTF-8"/>

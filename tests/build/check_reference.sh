@@ -102,6 +102,14 @@ while read -r _ name version; do
   grep -qx "Since version $version\." "$work/man/man3/$name.3" || fail "the manual page of $name does not say '$version'"
 done < <(grep '^since ' "$work/told" | grep -v ' 1\.0\.0$')
 
+# Since when each name is there, its comment and the lists of the releases say alike; what no list has yet is for the
+# next release.
+while read -r _ name version; do
+  first=$(cd "$source/tests/build/released" && grep -lx "$name" lib* | sort -t- -k2 -V | head -n 1) || true
+  [ -z "$first" ] || [ "$version" = "${first##*-}.0" ] ||
+    fail "$name is in the list $first, and its comment says that it is there since '$version'"
+done < <(grep '^since ' "$work/told")
+
 # Who begins at the first page finds every family.
 while read -r family; do
   grep -qw "@ref $family" "$source/docs/reference/mainpage.md" || fail "the first page does not lead to $family"

@@ -12,9 +12,15 @@ work=$2/source-archive-test
 rm -rf "$work"
 mkdir -p "$work/unpacked"
 
-grep -qx "LIBZVOS_VERSION = $version" "$source/packaging/buildroot/libzvos/libzvos.mk" &&
-  [ -e "$source/packaging/yocto/recipes-support/zvos/zvos_$version.bb" ] ||
+packaging=$source/packaging
+recipe=$packaging/yocto/recipes-support/zvos/zvos_$version.bb
+[ "$(sed -n '/^config BR2_PACKAGE_LIBZVOS_VERSION$/,/^\tdefault/s/^\tdefault //p' \
+  "$packaging/buildroot/libzvos/Config.in")" = "\"$version\"" ] && [ -e "$recipe" ] ||
   { echo "FAILED: the recipes in packaging are not for version $version" && exit 1; }
+licence() { "$1" "$source/LICENSE" | cut -d' ' -f1; }
+grep -qx "sha256  $(licence sha256sum)  LICENSE" "$packaging/buildroot/libzvos/libzvos.hash" &&
+  grep -qF "file://LICENSE;md5=$(licence md5sum)\"" "$recipe" ||
+  { echo "FAILED: the recipes in packaging are not for this LICENSE" && exit 1; }
 
 our_git() { git -c safe.directory='*' -C "$source" "$@"; }
 if ! revision=$(our_git rev-list --count HEAD 2>/dev/null); then
@@ -24,7 +30,12 @@ fi
 ZVOS_PACKAGES=$work "$source/scripts/package" --source
 tar -C "$work/unpacked" -xf "$work"/zvos-*.tar.gz
 folder=$(echo "$work"/unpacked/zvos-*)
-[ -d "$folder/zvOS" ] && [ ! -e "$folder/.git" ]
+# The recipes look for it under the version that is committed, and for a folder of that name inside.
+name=zvos-$(our_git show HEAD:zvOS/zvOS/zvVersion.h |
+  awk '$2 ~ /^ZVOS_VERSION_(MAJOR|MINOR|PATCH)$/ { printf "%s%s", dot, $3; dot = "." }')
+! grep -q '^## Unreleased' <<<"$(our_git show HEAD:CHANGELOG.md)" || name+=+r$revision
+[ -e "$work/$name.tar.gz" ] && [ "$folder" = "$work/unpacked/$name" ] ||
+  { echo "FAILED: the archive is not $name.tar.gz with the folder $name" && exit 1; }
 
 stamp=$work/revision.S
 "$cmake" -DSOURCE_DIR="$folder" -DNAME=zvOS -DREVISION= -DLABEL= -DOUTPUT="$stamp" -P "$folder/cmake/WriteRevision.cmake"

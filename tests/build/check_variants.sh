@@ -78,6 +78,15 @@ TEXT
     # The loader searches these folders by itself; elsewhere the libraries find each other.
     DESTDIR="$work/system" "$cmake" --install "$work/build" >/dev/null
     [ "$(find "$work/system" -name '*.pc' | wc -l)" = 2 ] || fail "not installed to DESTDIR"
+    # As a system for devices in a folder, for which both kinds of pkg-config put that folder before /usr.
+    [ "$(grep -h '^prefix=' "$work"/system/usr/lib/pkgconfig/*.pc | uniq -c)" = "      2 prefix=/usr" ] ||
+      fail "the files of pkg-config in /usr count from their place"
+    for package in zvOS zvOS-static; do
+      said=$(PKG_CONFIG_SYSROOT_DIR="$work/system" PKG_CONFIG_LIBDIR="$work/system/usr/lib/pkgconfig" \
+        PKG_CONFIG_ALLOW_SYSTEM_CFLAGS=1 PKG_CONFIG_ALLOW_SYSTEM_LIBS=1 pkg-config --cflags --libs "$package")
+      [[ "$said " == "-I$work/system/usr/include -L$work/system/usr/lib -l"* && "$said" != *" /"* ]] ||
+        fail "of $package in a system for devices pkg-config says $said"
+    done
     while read -r file; do
       ! "$readelf" -d "$file" | grep -E 'R(UN)?PATH' || fail "$file says where to search for libraries"
     done < <(find "$work/system/usr" -name 'lib*.so.*.*' -o -name zvos -type f -perm -100)

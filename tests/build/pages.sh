@@ -35,11 +35,12 @@ build_programs() {
   done
 }
 
-# write_commands PAGE...: into command.1 and so on; what they print, to the next one or to the end of the block, into
-# expected.1 and so on. Leaves their number in $commands.
+# write_commands PAGE...: into command.1 and so on, a command that goes on behind a backslash as one; what they print,
+# to the next one or to the end of the block, into expected.1 and so on. Leaves their number in $commands.
 write_commands() {
-  awk '/^```text$/ { inside = 1; next } /^```$/ { inside = shown = 0 }
-    inside && /^\$ / { ++count; shown = 1; print substr($0, 3) > ("command." count); printf "" > ("expected." count); next }
+  awk '/^```text$/ { inside = 1; next } /^```$/ { inside = shown = continued = 0 }
+    continued { print > ("command." count); continued = /\\$/; next }
+    inside && /^\$ / { ++count; shown = 1; continued = /\\$/; print substr($0, 3) > ("command." count); printf "" > ("expected." count); next }
     shown { print > ("expected." count) }' "$@"
   commands=$(find . -maxdepth 1 -name 'command.*' | wc -l)
 }

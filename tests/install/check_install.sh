@@ -1,6 +1,7 @@
 #!/usr/bin/env bash
 # Installs the build into a folder of its own, builds the examples of the README against it, once
-# with find_package and once with pkg-config, and runs both.
+# with find_package and once with pkg-config, and runs both. What the README says to do for that is then done literally,
+# with nothing but what it says: its commands are for 32-bit x86, and so is this part.
 #
 #   check_install.sh CMAKE BUILD_FOLDER SOURCE_FOLDER TOOLCHAIN_FILE C_COMPILER C_FLAGS EMULATOR...
 #
@@ -55,3 +56,25 @@ export PKG_CONFIG_PATH=$work/root/lib/pkgconfig
 "$compiler" $flags "$work/example.c" $(pkg-config --cflags --libs zvOS) -Wl,-rpath,"$work/root/lib" -o "$work/example"
 [ "$("$@" "$work/example")" = "at work" ]
 echo "the installed library works with find_package and pkg-config"
+
+if [ "$(basename "$toolchain")" != i386.cmake ]; then
+  echo "the commands of the README are for 32-bit x86, and left out here"
+  exit 0
+fi
+mkdir -p "$work/home" "$work/readme/build"
+cd "$work/readme"
+cp "$work/example.c" work.c
+cp "$work/example.cpp" work.cpp
+ln -s "$source/examples" "$source/cmake" .
+ln -s "$build" build/release
+# Its first block of commands, but for the first line, which makes the build that there is already.
+awk '/^```sh$/ { inside = 1; next } /^```$/ && inside { exit } inside' "$source/README.md" | sed 1d >commands
+for word in '^cmake --install build/release --prefix ~/zvos-sdk' '^gcc .*work\.c ' '^g++ .*work\.cpp ' '^cmake -S examples '; do
+  grep -q "$word" commands || { echo "FAILED: the README has no command $word"; exit 1; }
+done
+env -u PKG_CONFIG_PATH -u CFLAGS -u CXXFLAGS -u CMAKE_C_COMPILER_LAUNCHER -u CMAKE_CXX_COMPILER_LAUNCHER \
+  HOME="$work/home" bash -eu commands >said 2>&1 || { echo "FAILED: the commands of the README:" && cat said && exit 1; }
+[ "$(./work)" = "at work" ]
+grep -qx "at work" <<<"$(./work++)"
+"$cmake" --build build/examples --target example_chat_cpp >/dev/null
+echo "so do the commands of the README"

@@ -21,14 +21,14 @@
 ///@{
 /// A number of the version.
 #define ZVOS_VERSION_MAJOR 1
-#define ZVOS_VERSION_MINOR 0
+#define ZVOS_VERSION_MINOR 1
 #define ZVOS_VERSION_PATCH 0
 ///@}
 
 /// One number that grows with every release; minor and patch stay below 100.
 #define ZVOS_VERSION_NUMBER (ZVOS_VERSION_MAJOR * 10000 + ZVOS_VERSION_MINOR * 100 + ZVOS_VERSION_PATCH)
 
-/// The same as a constant text, "1.0.0".
+/// The same as a constant text, "1.1.0".
 #define ZVOS_VERSION_STRING ZVOS_VERSION_JOIN_(ZVOS_VERSION_MAJOR, ZVOS_VERSION_MINOR, ZVOS_VERSION_PATCH)
 
 ///@{

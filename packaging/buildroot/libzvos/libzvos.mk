@@ -7,18 +7,22 @@
 #
 ################################################################################
 
-# The archive is what "scripts/package --source" makes. Its place is the product's: LIBZVOS_SITE in the external tree's
-# external.mk, or LIBZVOS_OVERRIDE_SRCDIR in local.mk for a source tree.
-LIBZVOS_VERSION = 1.0.0
+# The archive is what "scripts/package --source" makes; the configuration says its version and its folder. A source tree
+# takes its place by LIBZVOS_OVERRIDE_SRCDIR in local.mk, as with any package.
+LIBZVOS_VERSION = $(call qstrip,$(BR2_PACKAGE_LIBZVOS_VERSION))
 LIBZVOS_SOURCE = zvos-$(LIBZVOS_VERSION).tar.gz
-LIBZVOS_SITE ?= $(TOPDIR)/../archives
-LIBZVOS_SITE_METHOD ?= file
+LIBZVOS_SITE = $(call qstrip,$(BR2_PACKAGE_LIBZVOS_SITE))
+LIBZVOS_SITE_METHOD = file
 LIBZVOS_LICENSE = Apache-2.0
 LIBZVOS_LICENSE_FILES = LICENSE
 LIBZVOS_INSTALL_STAGING = YES
 LIBZVOS_SUPPORTS_IN_SOURCE_BUILD = NO
 
-# Buildroot strips what goes to the target, and keeps what zvos crash needs in the staging folder.
+# Whoever makes the archive knows its checksum; libzvos.hash is inside of it.
+BR_NO_CHECK_HASH_FOR += $(LIBZVOS_SOURCE)
+
+# Buildroot strips what goes to the target, and keeps in the staging folder what zvos crash needs, as far as it was
+# compiled with it (BR2_ENABLE_DEBUG).
 LIBZVOS_CONF_OPTS = \
 	-DZVOS_BUILD_TESTS=OFF \
 	-DZVOS_STRIP=OFF \

@@ -125,7 +125,7 @@ const Command kCommand_Crash = {
     "Exit status: 0 a line was found, 1 none was, 2 wrong usage, or FILE is missing or holds no report.\n"
     "\n"
     "Examples:\n"
-    "  zvos crash zvos_crash_4711.txt --debug zvos-debug-1.0.0\n"
+    "  zvos crash zvos_crash_4711.txt --debug zvos-debug-1.1.0\n"
     "  zvos crash zvos_crash_4711.txt --json | jq -r '.reports[].frames[] | select(.role == \"crash\")'\n",
     RunCrash,
 };
