@@ -32,6 +32,7 @@ fail() {
 
 # start ARGUMENT...: runs the program, with its output in the files out and err.
 start() {
+  true >out 2>err  # what an earlier program said is gone before anybody looks
   "${emulator[@]}" "$program" "$@" >out 2>err &
   started+=($!)
 }
