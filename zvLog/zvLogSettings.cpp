@@ -111,6 +111,7 @@ class Change {
   Change() = default;
   ~Change() {
     if (mSinkCount > 0) mSinks->Commit();
+    if (mRepeatLimit) mLeftOut.ReplaceLimit(*mRepeatLimit);
   }
   Change(const Change &) = delete;
   Change &operator=(const Change &) = delete;
@@ -134,12 +135,13 @@ class Change {
   bool ApplyFile(const char *aSetting, const char *aPath, SettingsList::From aSource);
   zvlog::LevelChange *Levels() { return mLevels ? &*mLevels : &mLevels.emplace(); }
 
+  zvlog::LeftOutRepeats mLeftOut;  // before the locks, and so told when they are released
   const ApplyingLock mLock;
   std::optional<zvlog::LevelChange> mLevels;
   std::optional<zvlog::SinkChange> mSinks;
+  std::optional<uint32> mRepeatLimit;
   int mSinkCount = 0;
   bool mfAssertNamed = false;
-  bool mfRepeatNamed = false;
 };
 
 bool Change::ApplyLevel(const char *aSetting) {
@@ -174,8 +176,7 @@ bool Change::ApplyRepeat(const char *aSetting, const char *aValue) {
   uintptr_t theLimit = 0;
   if (zvlog::ReadDigits(aValue, 10, zvlog::kHighestRepeatLimit, &theLimit) != zvlog::NumberError::None)
     return Complain(aSetting, "it is no number up to %u", zvlog::kHighestRepeatLimit);
-  zvlog::SetRepeatLimit(static_cast<uint32>(theLimit));
-  mfRepeatNamed = true;
+  mRepeatLimit = static_cast<uint32>(theLimit);
   sfRepeatChosen = true;
   return true;
 }
@@ -250,8 +251,8 @@ void Change::ResetUnnamed() {
     zvLog_SetAssertAborts(0);
     sfAssertChosen = false;
   }
-  if (sfRepeatChosen && !mfRepeatNamed) {
-    zvlog::SetRepeatLimit(0);
+  if (sfRepeatChosen && !mRepeatLimit) {
+    mRepeatLimit = 0;
     sfRepeatChosen = false;
   }
 }
