@@ -47,14 +47,6 @@ std::atomic<bool> sfReloadRequested{false};
 // While the library is loaded the program cannot have named its modules yet.
 bool sfLoading = false;
 
-class ApplyingLock {
- public:
-  ApplyingLock() { sApplying.Acquire(); }
-  ~ApplyingLock() { sApplying.Release(); }
-  ApplyingLock(const ApplyingLock &) = delete;
-  ApplyingLock &operator=(const ApplyingLock &) = delete;
-};
-
 // A copy for messages; what does not fit is replaced by a mark.
 class Shown {
  public:
@@ -136,7 +128,7 @@ class Change {
   zvlog::LevelChange *Levels() { return mLevels ? &*mLevels : &mLevels.emplace(); }
 
   zvlog::LeftOutRepeats mLeftOut;  // before the locks, and so told when they are released
-  const ApplyingLock mLock;
+  const zvlog::LockHold mLock{&sApplying};
   std::optional<zvlog::LevelChange> mLevels;
   std::optional<zvlog::SinkChange> mSinks;
   std::optional<uint32> mRepeatLimit;

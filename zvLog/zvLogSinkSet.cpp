@@ -8,7 +8,6 @@
 
 #include "private/SinkSet.h"
 
-#include "private/ForkSafeLock.h"
 #include "private/Repeats.h"
 #include "private/SinkFunction.h"
 #include "private/SinkText.h"
@@ -97,16 +96,11 @@ namespace zvlog {
 SinkSet gStandardErrorOnly = {1, {{SinkKind::StandardError, kEveryLevel, nullptr, nullptr}}, nullptr};
 std::atomic<const SinkSet *> gSinkSet{&gStandardErrorOnly};
 
-SinkChange::SinkChange(Former aFormer) {
-  pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, &mCancelState);
-  sChanging.Acquire();
+SinkChange::SinkChange(Former aFormer) : mLock(&sChanging) {
   if (aFormer == Former::Kept) mSet = *gSinkSet.load();
 }
 
-SinkChange::~SinkChange() {
-  sChanging.Release();
-  pthread_setcancelstate(mCancelState, nullptr);
-}
+SinkChange::~SinkChange() = default;
 
 bool SinkChange::HasRoom() const {
   if (mSet.mCount < kMaximumSinks) return true;

@@ -5,6 +5,7 @@
 #pragma once
 
 #include "FileChannel.h"
+#include "ForkSafeLock.h"
 #include "SystemLog.h"
 
 namespace zvlog {
@@ -64,8 +65,8 @@ class SinkChange {
   FileChannel *FreeChannel() const;
   static void Publish(const SinkSet *aSet);
 
+  const LockHold mLock;
   SinkSet mSet = {};
-  int mCancelState = 0;
 };
 
 }  // namespace zvlog
