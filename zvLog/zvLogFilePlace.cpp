@@ -4,7 +4,8 @@
 // Where a log file is, and the generations of it that are kept.
 //
 // Processes that append to the same file agree on who renames it by a lock on the file that has the path.
-// Nobody waits for that lock: while another holds it, records go into the file as it is.
+// Nobody waits for that lock: while another holds it, records go into the file as it is, and each tries
+// again.
 
 #include "private/FilePlace.h"
 
@@ -88,11 +89,15 @@ bool ShiftGenerations(const FilePlace &aPlace) {
   return true;
 }
 
-// A link is not renamed: it would lead elsewhere from then on.
+int Open(const FilePlace &aPlace, int aFlags) {
+  return open(aPlace.Path(), O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC | O_NOCTTY | O_NONBLOCK | aFlags,
+              0644);
+}
+
 bool IsStillThere(const FilePlace &aPlace, const struct stat &aStatus) {
   struct stat theStatus;
-  return lstat(aPlace.Path(), &theStatus) == 0 && S_ISREG(theStatus.st_mode) &&
-         theStatus.st_dev == aStatus.st_dev && theStatus.st_ino == aStatus.st_ino;
+  return lstat(aPlace.Path(), &theStatus) == 0 && theStatus.st_dev == aStatus.st_dev &&
+         theStatus.st_ino == aStatus.st_ino;
 }
 
 // The lock belongs to the description, which a child may have got meanwhile.
@@ -122,17 +127,18 @@ const FilePlace *FindOrAddPlace(const char *aPath, uint64 aMaximumSize, uint32 a
 }
 
 int OpenPlace(const FilePlace &aPlace) {
-  return open(aPlace.Path(), O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC | O_NOCTTY | O_NONBLOCK, 0644);
+  return Open(aPlace, 0);
 }
 
 int OpenNextGeneration(const FilePlace &aPlace, uint64 aLength) {
   for (int theAttempt = 0; theAttempt < kAttempts; ++theAttempt) {
-    // A description of its own: the log's may be shared with a child, and then the lock would be, too.
-    const int theFile = OpenPlace(aPlace);
+    // A description of its own: the log's may be shared with a child, and then the lock would be, too. A link
+    // is not renamed: it would lead elsewhere from then on.
+    const int theFile = Open(aPlace, O_NOFOLLOW);
     if (theFile < 0) return -1;
     struct stat theStatus;
     if (flock(theFile, LOCK_EX | LOCK_NB) != 0 || fstat(theFile, &theStatus) != 0) {
-      close(theFile);
+      CloseKeepingErrno(theFile);
       return -1;
     }
     if (!IsStillThere(aPlace, theStatus)) {
@@ -147,6 +153,7 @@ int OpenNextGeneration(const FilePlace &aPlace, uint64 aLength) {
     UnlockAndClose(theFile);
     return theNext;
   }
+  errno = EWOULDBLOCK;
   return -1;
 }
 

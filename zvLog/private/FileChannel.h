@@ -27,7 +27,9 @@ class FileChannel {
   int DescriptorFor(const FilePlace &aPlace, const FinishedRecord &aRecord);
   bool Take(int aFile, const FilePlace *aPlace);
   int OpenAgain();
-  bool ReopenIfRequested();
+  bool ReopenIfRequested(pid_t aThread);
+  bool AwaitTurn(pid_t aThread);
+  void OpenNext(const FilePlace &aPlace, uint64 aLength);
   __attribute__((noinline)) bool MakeRoom(int aDescriptor, const FilePlace &aPlace,
                                           const FinishedRecord &aRecord);
   Target TargetOf(int aDescriptor);
@@ -36,7 +38,8 @@ class FileChannel {
   std::atomic<const FilePlace *> mPlace{nullptr};
   std::atomic<Medium> mMedium{Medium::Seekable};
   std::atomic<bool> mfHuge{false};
-  std::atomic<bool> mfTurning{false};  // a record is putting another file in its place
+  std::atomic<pid_t> mTurnOf{0};  // the thread that is putting another file in its place
+  std::atomic<bool> mfTurnStalled{false};
   std::atomic<uint32> mRecords{0};
   std::atomic<uint32> mTurnLater{0};  // records to wait for after a failure
   std::atomic<uint32> mReopened{0};   // the last request that was done
