@@ -100,7 +100,13 @@ SinkChange::SinkChange(Former aFormer) : mLock(&sChanging) {
   if (aFormer == Former::Kept) mSet = *gSinkSet.load();
 }
 
-SinkChange::~SinkChange() = default;
+SinkChange::~SinkChange() {
+  const SinkSet &theSet = *gSinkSet.load(std::memory_order_relaxed);
+  for (FileChannel &theChannel : gFileChannels) {
+    if (!Uses(theSet, &theChannel)) theChannel.Release();
+  }
+  if (!UsesSystemLog(theSet)) ForgetSystemLog();
+}
 
 bool SinkChange::HasRoom() const {
   if (mSet.mCount < kMaximumSinks) return true;
@@ -113,11 +119,15 @@ bool SinkChange::Add(const Sink &aSink) {
   return true;
 }
 
-FileChannel *SinkChange::FreeChannel() const {
-  FileChannel *theChannel = gFileChannels;
-  while (Uses(mSet, theChannel))
-    ++theChannel;
-  return theChannel;
+// That in force for the same place goes on; another in force is left as it is.
+FileChannel *SinkChange::ChannelFor(const FilePlace *aPlace) const {
+  FileChannel *theFree = nullptr;
+  for (FileChannel &theChannel : gFileChannels) {
+    if (Uses(mSet, &theChannel)) continue;
+    if (theChannel.IsAt(aPlace)) return &theChannel;
+    if (theFree == nullptr && theChannel.IsAt(nullptr)) theFree = &theChannel;
+  }
+  return theFree;
 }
 
 bool SinkChange::AddStandardError(zvLogLevel aHighestLevel) {
@@ -128,7 +138,7 @@ bool SinkChange::AddFile(const FileSink &aFile) {
   if (!HasRoom()) return false;
   const FilePlace *thePlace = FindOrAddPlace(aFile.mPath, aFile.mMaximumSize, aFile.mGenerations);
   if (thePlace == nullptr) return false;
-  FileChannel *theChannel = FreeChannel();
+  FileChannel *theChannel = ChannelFor(thePlace);
   return theChannel->Open(thePlace) && Add({SinkKind::File, aFile.mHighestLevel, theChannel, nullptr});
 }
 
@@ -138,23 +148,15 @@ bool SinkChange::AddSystemLog(const char *aSocketPath, zvLogLevel aHighestLevel)
   return theAddress != nullptr && Add({SinkKind::SystemLog, aHighestLevel, nullptr, theAddress});
 }
 
-void SinkChange::Publish(const SinkSet *aSet) {
-  gSinkSet.store(aSet, std::memory_order_release);
-  for (FileChannel &theChannel : gFileChannels) {
-    if (!Uses(*aSet, &theChannel)) theChannel.Release();
-  }
-  if (!UsesSystemLog(*aSet)) ForgetSystemLog();
-}
-
 bool SinkChange::Commit() {
   const SinkSet *theSet = FindOrAddSet(mSet);
   if (theSet == nullptr) return false;
-  Publish(theSet);
+  gSinkSet.store(theSet, std::memory_order_release);
   return true;
 }
 
 void SinkChange::CommitNone() {
-  Publish(&sNone);
+  gSinkSet.store(&sNone, std::memory_order_release);
 }
 
 }  // namespace zvlog

@@ -15,6 +15,7 @@ class FileChannel {
   // For setters. Opens first: a failure leaves the channel alone. False with errno.
   bool Open(const FilePlace *aPlace);
   void Release();
+  bool IsAt(const FilePlace *aPlace) const { return mPlace.load(std::memory_order_relaxed) == aPlace; }
 
   // 0, or the error that kept the record from being written. A file that the program closed is opened again.
   int Write(const FinishedRecord &aRecord);

@@ -35,7 +35,8 @@ class LastingDescriptor {
   std::atomic<int> mNumber{kNoDescriptor};
 };
 
-constexpr int kFileChannels = 8;
+constexpr int kMaximumSinks = 8;
+constexpr int kFileChannels = 2 * kMaximumSinks;  // the next ones are opened while the former are in force
 constexpr int kSocketOfSystemLog = kFileChannels;
 constexpr int kLastingDescriptors = kFileChannels + 1;
 
