@@ -25,7 +25,6 @@ namespace {
 using zvlog::FilePlace;
 
 constexpr size_t kSuffixRoom = sizeof ".99";
-constexpr int kAttempts = 3;
 
 FilePlace *sPlaces = nullptr;
 
@@ -100,12 +99,6 @@ bool IsStillThere(const FilePlace &aPlace, const struct stat &aStatus) {
          theStatus.st_ino == aStatus.st_ino;
 }
 
-// The lock belongs to the description, which a child may have got meanwhile.
-void UnlockAndClose(int aFile) {
-  flock(aFile, LOCK_UN);
-  close(aFile);
-}
-
 }  // namespace
 
 namespace zvlog {
@@ -131,30 +124,25 @@ int OpenPlace(const FilePlace &aPlace) {
 }
 
 int OpenNextGeneration(const FilePlace &aPlace, uint64 aLength) {
-  for (int theAttempt = 0; theAttempt < kAttempts; ++theAttempt) {
-    // A description of its own: the log's may be shared with a child, and then the lock would be, too. A link
-    // is not renamed: it would lead elsewhere from then on.
-    const int theFile = Open(aPlace, O_NOFOLLOW);
-    if (theFile < 0) return -1;
-    struct stat theStatus;
-    if (flock(theFile, LOCK_EX | LOCK_NB) != 0 || fstat(theFile, &theStatus) != 0) {
-      CloseKeepingErrno(theFile);
-      return -1;
-    }
+  // A description of its own: the log's may be shared with a child, and then the lock would be, too. A link
+  // is not renamed: it would lead elsewhere from then on.
+  const int theFile = Open(aPlace, O_NOFOLLOW);
+  if (theFile < 0) return -1;
+  struct stat theStatus;
+  int theNext = -1;
+  if (flock(theFile, LOCK_EX | LOCK_NB) == 0 && fstat(theFile, &theStatus) == 0) {
+    // What is there may be the next one already, which another process has made.
+    const bool afFull =
+        theStatus.st_size > 0 && static_cast<uint64>(theStatus.st_size) + aLength > aPlace.mMaximumSize;
     if (!IsStillThere(aPlace, theStatus)) {
-      UnlockAndClose(theFile);
-      continue;  // another process has just renamed it
+      errno = EWOULDBLOCK;  // another process has just renamed it
+    } else if (!afFull || ShiftGenerations(aPlace)) {
+      theNext = OpenPlace(aPlace);
     }
-    if (static_cast<uint64>(theStatus.st_size) + aLength <= aPlace.mMaximumSize || theStatus.st_size == 0) {
-      flock(theFile, LOCK_UN);
-      return theFile;  // another process has renamed the one that was full
-    }
-    const int theNext = ShiftGenerations(aPlace) ? OpenPlace(aPlace) : -1;
-    UnlockAndClose(theFile);
-    return theNext;
   }
-  errno = EWOULDBLOCK;
-  return -1;
+  flock(theFile, LOCK_UN);  // it belongs to the description, which a child may have got meanwhile
+  CloseKeepingErrno(theFile);
+  return theNext;
 }
 
 }  // namespace zvlog

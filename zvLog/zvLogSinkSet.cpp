@@ -165,12 +165,22 @@ using zvlog::SinkChange;
 
 namespace {
 
-// Sinks that are set replace all others, the function as well.
-template <typename Addition>
-bool SetOnly(Addition anAddition) {
+bool AddPlain(SinkChange *aChange, SinkKind aKind, const char *aPath) {
+  switch (aKind) {
+    case SinkKind::File:
+      return aChange->AddFile({aPath, zvlog::kEveryLevel, 0, 0});
+    case SinkKind::SystemLog:
+      return aChange->AddSystemLog(aPath, zvlog::kEveryLevel);
+    default:
+      return aChange->AddStandardError(zvlog::kEveryLevel);
+  }
+}
+
+// A sink that is set replaces all others, the function as well.
+bool SetOnly(SinkKind aKind, const char *aPath) {
   {
     SinkChange theChange(SinkChange::Former::Replaced);
-    if (!anAddition(&theChange) || !theChange.Commit()) return false;
+    if (!AddPlain(&theChange, aKind, aPath) || !theChange.Commit()) return false;
   }
   zvlog::RemoveSinkFunction();
   return true;
@@ -179,7 +189,7 @@ bool SetOnly(Addition anAddition) {
 }  // namespace
 
 extern "C" void zvLog_SetSinkStandardError(void) {
-  SetOnly([](SinkChange *aChange) { return aChange->AddStandardError(zvlog::kEveryLevel); });
+  SetOnly(SinkKind::StandardError, nullptr);
 }
 
 extern "C" int zvLog_SetSinkFile(const char *aPath) {
@@ -187,14 +197,11 @@ extern "C" int zvLog_SetSinkFile(const char *aPath) {
     errno = EINVAL;
     return 0;
   }
-  return SetOnly([aPath](SinkChange *aChange) {
-    return aChange->AddFile({aPath, zvlog::kEveryLevel, 0, 0});
-  });
+  return SetOnly(SinkKind::File, aPath);
 }
 
 extern "C" int zvLog_SetSinkSyslog(const char *aSocketPath) {
-  return SetOnly(
-      [aSocketPath](SinkChange *aChange) { return aChange->AddSystemLog(aSocketPath, zvlog::kEveryLevel); });
+  return SetOnly(SinkKind::SystemLog, aSocketPath);
 }
 
 extern "C" int zvLog_AddSink(const char *aSink) {
