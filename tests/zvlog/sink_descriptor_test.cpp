@@ -6,6 +6,7 @@
 #include "HarmTest.h"
 
 #include <dlfcn.h>
+#include <sys/resource.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <atomic>
@@ -75,6 +76,20 @@ TEST_F(Harm, ClosedFileIsOpenedAgainAlsoInAnotherFolder) {
     return access("/log", F_OK) == 0 ? 1 : 0;
   });
   EXPECT_EQ(Texts{"text"}, TextsOfFile());
+}
+
+// A thread that has just read the number may write to it at any time.
+TEST_F(Harm, NumberOfTheLogIsNeverFreeWhenDescriptorsRunOut) {
+  ExpectSurvival([this] {
+    if (zvLog_SetSinkFile(Path().c_str()) == 0) return 1;
+    const int theLimit = 80;
+    const rlimit theLimits = {theLimit, theLimit};
+    if (setrlimit(RLIMIT_NOFILE, &theLimits) != 0) return 2;
+    while (open("/dev/null", O_RDONLY) >= 0) {
+    }
+    zvLog_SetSinkStandardError();
+    return open("/dev/null", O_RDONLY) < 0 && errno == EMFILE ? 0 : 3;
+  });
 }
 
 TEST_F(Harm, ManyThreadsLogOnWhenTheFileIsClosed) {

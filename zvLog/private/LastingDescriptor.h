@@ -23,7 +23,7 @@ class LastingDescriptor {
   // Makes it refer to the file of aDescriptor, which is closed in any case. False with errno.
   bool Install(int aDescriptor);
 
-  // Takes away what it refers to: writes to it then fail with EBADF.
+  // Takes away what it refers to: writes to it then fail with EBADF. Without two free descriptors it stays.
   void Release();
 
   // Closes it, where it is still the log's.
