@@ -29,10 +29,10 @@
 
 namespace {
 
+using zvlog::kBlanks;
 using zvlog::SettingsList;
 
 constexpr char kVariable[] = "ZVLOG";
-constexpr char kBlanks[] = " \t";
 constexpr char kCutMark[] = "...";
 constexpr zvLogLevel kDefaultLevel = kzvLogLevel_Warning;
 
