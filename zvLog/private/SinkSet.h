@@ -40,8 +40,8 @@ struct FileSink {
   uint32 mGenerations;  // how many former files are kept
 };
 
-// One change of the sinks at a time. Not for signal handlers. Nothing changes before it is put into force, and
-// nothing is left of one that is not. Functions that answer false say why in errno, and change nothing.
+// One change of the sinks at a time. Not for signal handlers. Nothing changes before it is put into force,
+// and nothing is left of one that is not. Functions that answer false say why in errno, and change nothing.
 class SinkChange {
  public:
   enum class Former { Replaced, Kept };
