@@ -7,8 +7,8 @@
 // closed it. A setter that comes between has the last word, because they look again whether the place is
 // still the same.
 //
-// While one thread puts another file in the place of a full one, the others wait for it, or the limit were
-// none: a thread that is not given the processor at that moment is overtaken by thousands of records. They
+// While one thread puts another file in the place of a full one, the others wait for it, or there would be no
+// limit: a thread that is not given the processor at that moment is overtaken by thousands of records. They
 // wait as shortly, and as seldom, as for any sink that does not keep up.
 
 #include "private/FileChannel.h"

@@ -127,7 +127,7 @@ class Change {
   bool ApplyFile(const char *aSetting, const char *aPath, SettingsList::From aSource);
   zvlog::LevelChange *Levels() { return mLevels ? &*mLevels : &mLevels.emplace(); }
 
-  zvlog::LeftOutRepeats mLeftOut;  // before the locks, and so told when they are released
+  zvlog::LeftOutRepeats mLeftOut;  // stands before the locks, so that it tells when they are released
   const zvlog::LockHold mLock{&sApplying};
   std::optional<zvlog::LevelChange> mLevels;
   std::optional<zvlog::SinkChange> mSinks;

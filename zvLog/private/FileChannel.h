@@ -39,8 +39,8 @@ class FileChannel {
   std::atomic<const FilePlace *> mPlace{nullptr};
   std::atomic<Medium> mMedium{Medium::Seekable};
   std::atomic<bool> mfHuge{false};
-  std::atomic<pid_t> mTurnOf{0};  // the thread that is putting another file in its place
   std::atomic<bool> mfTurnStalled{false};
+  std::atomic<pid_t> mTurnOf{0};  // the thread that is putting another file in its place
   std::atomic<uint32> mRecords{0};
   std::atomic<uint32> mTurnLater{0};  // records to wait for after a failure
   std::atomic<uint32> mReopened{0};   // the last request that was done
