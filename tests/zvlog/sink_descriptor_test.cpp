@@ -130,6 +130,10 @@ TEST_F(Harm, ChildForkedWhileSinksChangeCanChangeThem) {
 #ifdef __SANITIZE_ADDRESS__
   GTEST_SKIP() << "AddressSanitizer's allocator, unlike the C library's, may be left locked in a child";
 #endif
+  if (*ZV_EMULATOR != '\0') {
+    GTEST_SKIP()
+        << "an emulator may leave a lock of its own locked in a child, which then hears no alarm either";
+  }
   std::atomic<bool> afStop{false};
   std::thread theSetter([this, &afStop] {
     while (!afStop) {
@@ -137,10 +141,7 @@ TEST_F(Harm, ChildForkedWhileSinksChangeCanChangeThem) {
       zvLog_SetSinkStandardError();
     }
   });
-  // An emulator on a busy machine takes a second for some of them.
-  const auto theEnd = std::chrono::steady_clock::now() + std::chrono::seconds(20);
   for (int theRound = 0; theRound < 200; ++theRound) {
-    if (theRound >= 20 && std::chrono::steady_clock::now() > theEnd) break;
     const pid_t theChild = fork();
     if (theChild == 0) {
       alarm(30);
