@@ -6,17 +6,26 @@
 // Records put another file in its place when it is full, when that was requested, and when the program has
 // closed it. A setter that comes between has the last word, because they look again whether the place is
 // still the same.
+//
+// While one thread puts another file in the place of a full one, the others wait for it, or there would be no
+// limit: a thread that is not given the processor at that moment is overtaken by thousands of records. They
+// wait as shortly, and as seldom, as for any sink that does not keep up.
 
 #include "private/FileChannel.h"
 
 #include <zvLog/zvLogSettings.h>
 
+#include <linux/futex.h>
+#include <sched.h>
+#include <sys/syscall.h>
 #include <unistd.h>
 #include <cerrno>
+#include <climits>
 
 namespace {
 
 constexpr uint32 kRecordsPerLook = 1024;  // other processes may append, too
+constexpr pid_t kNobody = 0;
 
 std::atomic<uint32> sReopenRequests{0};
 
@@ -32,13 +41,18 @@ namespace zvlog {
 
 FileChannel gFileChannels[kFileChannels];
 
-// One record at a time puts another file in place; the others go on with the one that is there.
+// One record at a time puts another file in place.
 class FileChannel::Turn {
  public:
-  explicit Turn(FileChannel *aChannel)
-      : mChannel(aChannel), mfMine(!aChannel->mfTurning.exchange(true, std::memory_order_acquire)) {}
+  Turn(FileChannel *aChannel, pid_t aThread) : mChannel(aChannel) {
+    pid_t theHolder = kNobody;
+    mfMine = mChannel->mTurnOf.compare_exchange_strong(theHolder, aThread, std::memory_order_acquire);
+  }
   ~Turn() {
-    if (mfMine) mChannel->mfTurning.store(false, std::memory_order_release);
+    if (!mfMine) return;
+    mChannel->mfTurnStalled.store(false, std::memory_order_relaxed);
+    mChannel->mTurnOf.store(kNobody, std::memory_order_release);
+    syscall(SYS_futex, &mChannel->mTurnOf, FUTEX_WAKE_PRIVATE, INT_MAX);
   }
   Turn(const Turn &) = delete;
   Turn &operator=(const Turn &) = delete;
@@ -47,8 +61,22 @@ class FileChannel::Turn {
 
  private:
   FileChannel *const mChannel;
-  const bool mfMine;
+  bool mfMine;
 };
+
+// False when it lasts too long. Then nobody waits for it any more before it ends; and a signal handler never
+// waits for the thread that it interrupted.
+bool FileChannel::AwaitTurn(pid_t aThread) {
+  static_assert(sizeof(mTurnOf) == sizeof(pid_t), "the kernel looks at it");
+  const pid_t theHolder = mTurnOf.load(std::memory_order_relaxed);
+  if (theHolder == kNobody) return true;
+  if (theHolder == aThread || mfTurnStalled.load(std::memory_order_relaxed)) return false;
+  const long thePatience[] = {0, kPatienceMilliseconds * 1000000L};
+  if (syscall(SYS_futex, &mTurnOf, FUTEX_WAIT_PRIVATE, theHolder, thePatience) == 0 || errno == EAGAIN)
+    return true;
+  if (errno == ETIMEDOUT) mfTurnStalled.store(true, std::memory_order_relaxed);
+  return false;
+}
 
 LastingDescriptor *FileChannel::Descriptor() {
   return &gDescriptors[this - gFileChannels];
@@ -84,7 +112,7 @@ void FileChannel::Release() {
 }
 
 void FileChannel::ForgetOtherThreads() {
-  mfTurning.store(false);
+  mTurnOf.store(kNobody);
 }
 
 int FileChannel::OpenAgain() {
@@ -99,29 +127,44 @@ int FileChannel::OpenAgain() {
 }
 
 // A file that cannot be opened again leaves the one that is there.
-bool FileChannel::ReopenIfRequested() {
+bool FileChannel::ReopenIfRequested(pid_t aThread) {
   const uint32 theRequest = sReopenRequests.load(std::memory_order_relaxed);
   if (theRequest == mReopened.load(std::memory_order_relaxed)) return false;
-  const Turn theTurn(this);
+  const Turn theTurn(this, aThread);
   if (!theTurn.IsMine()) return false;
   mReopened.store(theRequest);
   return OpenAgain() != kNoDescriptor;
 }
 
+void FileChannel::OpenNext(const FilePlace &aPlace, uint64 aLength) {
+  const int theNext = OpenNextGeneration(aPlace, aLength);
+  if (theNext >= 0) {
+    Take(theNext, &aPlace);
+  } else if (errno == EWOULDBLOCK) {
+    sched_yield();  // the sooner the other process is ready
+  } else {
+    mTurnLater.store(kRecordsPerLook, std::memory_order_relaxed);
+  }
+}
+
+// Whether the file may be another one now.
 bool FileChannel::MakeRoom(int aDescriptor, const FilePlace &aPlace, const FinishedRecord &aRecord) {
   const uint64 theLength = kHeaderRoom + aRecord.mLength;
-  const off_t theSize = SizeOf(aDescriptor);
-  if (theSize <= 0 || static_cast<uint64>(theSize) + theLength <= aPlace.mMaximumSize) return false;
-  const Turn theTurn(this);
-  if (!theTurn.IsMine()) return false;
-  const uint32 theDelay = mTurnLater.load(std::memory_order_relaxed);
-  if (theDelay > 0) {
-    mTurnLater.store(theDelay - 1, std::memory_order_relaxed);
-    return false;
+  for (bool afOther = false;; afOther = true) {
+    const off_t theSize = SizeOf(aDescriptor);
+    if (theSize <= 0 || static_cast<uint64>(theSize) + theLength <= aPlace.mMaximumSize) return afOther;
+    const uint32 theDelay = mTurnLater.load(std::memory_order_relaxed);
+    if (theDelay > 0) {
+      mTurnLater.store(theDelay - 1, std::memory_order_relaxed);
+      return afOther;
+    }
+    const Turn theTurn(this, aRecord.mThread);
+    if (theTurn.IsMine()) {
+      OpenNext(aPlace, theLength);
+      return true;
+    }
+    if (!AwaitTurn(aRecord.mThread)) return afOther;
   }
-  const int theNext = OpenNextGeneration(aPlace, theLength);
-  if (theNext < 0) mTurnLater.store(kRecordsPerLook, std::memory_order_relaxed);
-  return theNext >= 0 && Take(theNext, &aPlace);
 }
 
 Target FileChannel::TargetOf(int aDescriptor) {
@@ -132,7 +175,7 @@ Target FileChannel::TargetOf(int aDescriptor) {
 }
 
 int FileChannel::DescriptorFor(const FilePlace &aPlace, const FinishedRecord &aRecord) {
-  ReopenIfRequested();
+  ReopenIfRequested(aRecord.mThread);
   const int theDescriptor = Descriptor()->Number();
   if (theDescriptor == kNoDescriptor) return OpenAgain();
   if (aPlace.mMaximumSize == 0 || !MakeRoom(theDescriptor, aPlace, aRecord)) return theDescriptor;

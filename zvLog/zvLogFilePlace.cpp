@@ -4,7 +4,8 @@
 // Where a log file is, and the generations of it that are kept.
 //
 // Processes that append to the same file agree on who renames it by a lock on the file that has the path.
-// Nobody waits for that lock: while another holds it, records go into the file as it is.
+// Nobody waits for that lock: while another holds it, records go into the file as it is, and each tries
+// again.
 
 #include "private/FilePlace.h"
 
@@ -24,7 +25,6 @@ namespace {
 using zvlog::FilePlace;
 
 constexpr size_t kSuffixRoom = sizeof ".99";
-constexpr int kAttempts = 3;
 
 FilePlace *sPlaces = nullptr;
 
@@ -88,17 +88,15 @@ bool ShiftGenerations(const FilePlace &aPlace) {
   return true;
 }
 
-// A link is not renamed: it would lead elsewhere from then on.
-bool IsStillThere(const FilePlace &aPlace, const struct stat &aStatus) {
-  struct stat theStatus;
-  return lstat(aPlace.Path(), &theStatus) == 0 && S_ISREG(theStatus.st_mode) &&
-         theStatus.st_dev == aStatus.st_dev && theStatus.st_ino == aStatus.st_ino;
+int Open(const FilePlace &aPlace, int aFlags) {
+  return open(aPlace.Path(), O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC | O_NOCTTY | O_NONBLOCK | aFlags,
+              0644);
 }
 
-// The lock belongs to the description, which a child may have got meanwhile.
-void UnlockAndClose(int aFile) {
-  flock(aFile, LOCK_UN);
-  close(aFile);
+bool IsStillThere(const FilePlace &aPlace, const struct stat &aStatus) {
+  struct stat theStatus;
+  return lstat(aPlace.Path(), &theStatus) == 0 && theStatus.st_dev == aStatus.st_dev &&
+         theStatus.st_ino == aStatus.st_ino;
 }
 
 }  // namespace
@@ -122,32 +120,29 @@ const FilePlace *FindOrAddPlace(const char *aPath, uint64 aMaximumSize, uint32 a
 }
 
 int OpenPlace(const FilePlace &aPlace) {
-  return open(aPlace.Path(), O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC | O_NOCTTY | O_NONBLOCK, 0644);
+  return Open(aPlace, 0);
 }
 
 int OpenNextGeneration(const FilePlace &aPlace, uint64 aLength) {
-  for (int theAttempt = 0; theAttempt < kAttempts; ++theAttempt) {
-    // A description of its own: the log's may be shared with a child, and then the lock would be, too.
-    const int theFile = OpenPlace(aPlace);
-    if (theFile < 0) return -1;
-    struct stat theStatus;
-    if (flock(theFile, LOCK_EX | LOCK_NB) != 0 || fstat(theFile, &theStatus) != 0) {
-      close(theFile);
-      return -1;
-    }
+  // A description of its own: the log's may be shared with a child, and then the lock would be, too. A link
+  // is not renamed: it would lead elsewhere from then on.
+  const int theFile = Open(aPlace, O_NOFOLLOW);
+  if (theFile < 0) return -1;
+  struct stat theStatus;
+  int theNext = -1;
+  if (flock(theFile, LOCK_EX | LOCK_NB) == 0 && fstat(theFile, &theStatus) == 0) {
+    // What is there may be the next one already, which another process has made.
+    const bool afFull =
+        theStatus.st_size > 0 && static_cast<uint64>(theStatus.st_size) + aLength > aPlace.mMaximumSize;
     if (!IsStillThere(aPlace, theStatus)) {
-      UnlockAndClose(theFile);
-      continue;  // another process has just renamed it
+      errno = EWOULDBLOCK;  // another process has just renamed it
+    } else if (!afFull || ShiftGenerations(aPlace)) {
+      theNext = OpenPlace(aPlace);
     }
-    if (static_cast<uint64>(theStatus.st_size) + aLength <= aPlace.mMaximumSize || theStatus.st_size == 0) {
-      flock(theFile, LOCK_UN);
-      return theFile;  // another process has renamed the one that was full
-    }
-    const int theNext = ShiftGenerations(aPlace) ? OpenPlace(aPlace) : -1;
-    UnlockAndClose(theFile);
-    return theNext;
   }
-  return -1;
+  flock(theFile, LOCK_UN);  // it belongs to the description, which a child may have got meanwhile
+  CloseKeepingErrno(theFile);
+  return theNext;
 }
 
 }  // namespace zvlog

@@ -20,6 +20,7 @@
 #include <sys/syscall.h>
 #include <unistd.h>
 #include <atomic>
+#include <cerrno>
 #include <cstring>
 
 namespace {
@@ -52,10 +53,18 @@ struct KeptIdentity {
 
 thread_local KeptIdentity sKept;
 
+// The kernels before 4.14 do not know how.
+bool HaveThePageEmptiedInChildren() {
+  const int theError = errno;
+  const bool afDone = madvise(&sPage, kPageSize, MADV_WIPEONFORK) == 0;
+  errno = theError;
+  return afDone;
+}
+
 // No mark where the kernel does not empty the page: then nothing is kept.
 uint32 MarkOfThisProcess() {
   uint32 theMark = sPage.mMark.load(std::memory_order_relaxed);
-  if (theMark != kNoMark || madvise(&sPage, kPageSize, MADV_WIPEONFORK) != 0) return theMark;
+  if (theMark != kNoMark || !HaveThePageEmptiedInChildren()) return theMark;
 
   const uint32 theNew = sNextMark.fetch_add(1, std::memory_order_relaxed);
   return sPage.mMark.compare_exchange_strong(theMark, theNew) ? theNew : theMark;

@@ -81,12 +81,10 @@ bool LastingDescriptor::Exchange(int aFormer, int aDescriptor) {
 
 void LastingDescriptor::Release() {
   if (Number() == kNoDescriptor) return;
-  // The end that is for reading stands in, and keeps nothing of the program's open.
+  // The end that is for reading stands in, and keeps nothing of the program's open. Where there is none it
+  // stays what it is: a thread that has just read the number may be about to write.
   int theEnds[2];
-  if (pipe2(theEnds, O_CLOEXEC) != 0) {
-    Close();
-    return;
-  }
+  if (pipe2(theEnds, O_CLOEXEC) != 0) return;
   close(theEnds[1]);
   Install(theEnds[0]);
 }

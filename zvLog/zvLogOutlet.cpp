@@ -71,7 +71,9 @@ int Outlet::TellLosses(const Target &aTarget, const FinishedRecord &aRecord, Pat
 
 int Outlet::WriteRecord(const Target &aTarget, const FinishedRecord &aRecord, Patience *aPatience) {
   const bool afMessage = aTarget.mAddress != nullptr;
-  // How long a header is is known when it is written; on a stack of a thread that crashed is no room for it.
+  // A header ends where the text begins, and how long it is shows only when it is written. So it is written
+  // at the beginning of the room that the record has for it, and then moved: the stack of a thread that
+  // crashed has no room for a second one.
   char *theHeader = aRecord.mText - kHeaderRoom;
   const size_t theHeaderLength =
       afMessage ? WriteSyslogHeader(aRecord, theHeader) : WriteLineHeader(aRecord, theHeader);

@@ -53,7 +53,7 @@ void TellLeftOut(uint64 aLast, uint32 aLimit) {
 
 // At the end of the program and when the library is unloaded; the sinks are closed after it.
 __attribute__((destructor)) void TellAtTheEnd() {
-  zvlog::SetRepeatLimit(0);
+  zvlog::LeftOutRepeats().ReplaceLimit(0);
 }
 
 // False when enough of the same were delivered. It is no part of its caller, which needs little stack
@@ -81,11 +81,15 @@ void DeliverUnlessRepeated(const FinishedRecord &aRecord) {
   if (theLimit == 0 || IsToBeDelivered(aRecord, theLimit)) Deliver(aRecord);
 }
 
-void SetRepeatLimit(uint32 aLimit) {
+void LeftOutRepeats::ReplaceLimit(uint32 aLimit) {
   // Off meanwhile, so that the count is that of one limit.
-  const uint32 theFormer = sLimit.exchange(0);
-  TellLeftOut(sLast.exchange(0), theFormer);
+  mFormerLimit = sLimit.exchange(0);
+  mLast = sLast.exchange(0);
   sLimit.store(aLimit);
+}
+
+LeftOutRepeats::~LeftOutRepeats() {
+  TellLeftOut(mLast, mFormerLimit);
 }
 
 void ForgetRepeats() {

@@ -29,10 +29,10 @@
 
 namespace {
 
+using zvlog::kBlanks;
 using zvlog::SettingsList;
 
 constexpr char kVariable[] = "ZVLOG";
-constexpr char kBlanks[] = " \t";
 constexpr char kCutMark[] = "...";
 constexpr zvLogLevel kDefaultLevel = kzvLogLevel_Warning;
 
@@ -46,14 +46,6 @@ bool sfRepeatChosen = false;
 std::atomic<bool> sfReloadRequested{false};
 // While the library is loaded the program cannot have named its modules yet.
 bool sfLoading = false;
-
-class ApplyingLock {
- public:
-  ApplyingLock() { sApplying.Acquire(); }
-  ~ApplyingLock() { sApplying.Release(); }
-  ApplyingLock(const ApplyingLock &) = delete;
-  ApplyingLock &operator=(const ApplyingLock &) = delete;
-};
 
 // A copy for messages; what does not fit is replaced by a mark.
 class Shown {
@@ -111,6 +103,7 @@ class Change {
   Change() = default;
   ~Change() {
     if (mSinkCount > 0) mSinks->Commit();
+    if (mRepeatLimit) mLeftOut.ReplaceLimit(*mRepeatLimit);
   }
   Change(const Change &) = delete;
   Change &operator=(const Change &) = delete;
@@ -134,12 +127,13 @@ class Change {
   bool ApplyFile(const char *aSetting, const char *aPath, SettingsList::From aSource);
   zvlog::LevelChange *Levels() { return mLevels ? &*mLevels : &mLevels.emplace(); }
 
-  const ApplyingLock mLock;
+  zvlog::LeftOutRepeats mLeftOut;  // stands before the locks, so that it tells when they are released
+  const zvlog::LockHold mLock{&sApplying};
   std::optional<zvlog::LevelChange> mLevels;
   std::optional<zvlog::SinkChange> mSinks;
+  std::optional<uint32> mRepeatLimit;
   int mSinkCount = 0;
   bool mfAssertNamed = false;
-  bool mfRepeatNamed = false;
 };
 
 bool Change::ApplyLevel(const char *aSetting) {
@@ -174,8 +168,7 @@ bool Change::ApplyRepeat(const char *aSetting, const char *aValue) {
   uintptr_t theLimit = 0;
   if (zvlog::ReadDigits(aValue, 10, zvlog::kHighestRepeatLimit, &theLimit) != zvlog::NumberError::None)
     return Complain(aSetting, "it is no number up to %u", zvlog::kHighestRepeatLimit);
-  zvlog::SetRepeatLimit(static_cast<uint32>(theLimit));
-  mfRepeatNamed = true;
+  mRepeatLimit = static_cast<uint32>(theLimit);
   sfRepeatChosen = true;
   return true;
 }
@@ -250,8 +243,8 @@ void Change::ResetUnnamed() {
     zvLog_SetAssertAborts(0);
     sfAssertChosen = false;
   }
-  if (sfRepeatChosen && !mfRepeatNamed) {
-    zvlog::SetRepeatLimit(0);
+  if (sfRepeatChosen && !mRepeatLimit) {
+    mRepeatLimit = 0;
     sfRepeatChosen = false;
   }
 }

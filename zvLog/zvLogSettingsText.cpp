@@ -16,9 +16,9 @@
 
 namespace {
 
+using zvlog::kBlanks;
 using zvlog::SettingsFile;
 
-constexpr char kBlanks[] = " \t";
 constexpr char kSeparators[] = ", \t\r\n";
 constexpr SettingsFile kTooLarge = {nullptr, "the file has more than 1 MiB", false};
 constexpr SettingsFile kNoFile = {nullptr, "it is no ordinary file", false};

@@ -8,11 +8,11 @@
 
 #include "private/Sink.h"
 
+#include "private/CancellationOff.h"
 #include "private/Outlet.h"
 #include "private/SinkFunction.h"
 #include "private/SinkSet.h"
 
-#include <pthread.h>
 #include <unistd.h>
 #include <cerrno>
 
@@ -24,18 +24,6 @@ using zvlog::SinkKind;
 using zvlog::SinkSet;
 
 zvlog::Outlet sStandardError;
-
-// A thread that is cancelled inside a write would leave its signal mask changed, or a descriptor open.
-class CancellationOff {
- public:
-  CancellationOff() { pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, &mFormer); }
-  ~CancellationOff() { pthread_setcancelstate(mFormer, nullptr); }
-  CancellationOff(const CancellationOff &) = delete;
-  CancellationOff &operator=(const CancellationOff &) = delete;
-
- private:
-  int mFormer = 0;
-};
 
 int WriteToStandardError(const FinishedRecord &aRecord) {
   const int theError = sStandardError.Write(zvlog::Examine(STDERR_FILENO), aRecord);

@@ -8,7 +8,6 @@
 
 #include "private/SinkSet.h"
 
-#include "private/ForkSafeLock.h"
 #include "private/Repeats.h"
 #include "private/SinkFunction.h"
 #include "private/SinkText.h"
@@ -97,15 +96,16 @@ namespace zvlog {
 SinkSet gStandardErrorOnly = {1, {{SinkKind::StandardError, kEveryLevel, nullptr, nullptr}}, nullptr};
 std::atomic<const SinkSet *> gSinkSet{&gStandardErrorOnly};
 
-SinkChange::SinkChange(Former aFormer) {
-  pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, &mCancelState);
-  sChanging.Acquire();
+SinkChange::SinkChange(Former aFormer) : mLock(&sChanging) {
   if (aFormer == Former::Kept) mSet = *gSinkSet.load();
 }
 
 SinkChange::~SinkChange() {
-  sChanging.Release();
-  pthread_setcancelstate(mCancelState, nullptr);
+  const SinkSet &theSet = *gSinkSet.load(std::memory_order_relaxed);
+  for (FileChannel &theChannel : gFileChannels) {
+    if (!Uses(theSet, &theChannel)) theChannel.Release();
+  }
+  if (!UsesSystemLog(theSet)) ForgetSystemLog();
 }
 
 bool SinkChange::HasRoom() const {
@@ -119,11 +119,15 @@ bool SinkChange::Add(const Sink &aSink) {
   return true;
 }
 
-FileChannel *SinkChange::FreeChannel() const {
-  FileChannel *theChannel = gFileChannels;
-  while (Uses(mSet, theChannel))
-    ++theChannel;
-  return theChannel;
+// That in force for the same place goes on; another in force is left as it is.
+FileChannel *SinkChange::ChannelFor(const FilePlace *aPlace) const {
+  FileChannel *theFree = nullptr;
+  for (FileChannel &theChannel : gFileChannels) {
+    if (Uses(mSet, &theChannel)) continue;
+    if (theChannel.IsAt(aPlace)) return &theChannel;
+    if (theFree == nullptr && theChannel.IsAt(nullptr)) theFree = &theChannel;
+  }
+  return theFree;
 }
 
 bool SinkChange::AddStandardError(zvLogLevel aHighestLevel) {
@@ -134,7 +138,7 @@ bool SinkChange::AddFile(const FileSink &aFile) {
   if (!HasRoom()) return false;
   const FilePlace *thePlace = FindOrAddPlace(aFile.mPath, aFile.mMaximumSize, aFile.mGenerations);
   if (thePlace == nullptr) return false;
-  FileChannel *theChannel = FreeChannel();
+  FileChannel *theChannel = ChannelFor(thePlace);
   return theChannel->Open(thePlace) && Add({SinkKind::File, aFile.mHighestLevel, theChannel, nullptr});
 }
 
@@ -144,23 +148,15 @@ bool SinkChange::AddSystemLog(const char *aSocketPath, zvLogLevel aHighestLevel)
   return theAddress != nullptr && Add({SinkKind::SystemLog, aHighestLevel, nullptr, theAddress});
 }
 
-void SinkChange::Publish(const SinkSet *aSet) {
-  gSinkSet.store(aSet, std::memory_order_release);
-  for (FileChannel &theChannel : gFileChannels) {
-    if (!Uses(*aSet, &theChannel)) theChannel.Release();
-  }
-  if (!UsesSystemLog(*aSet)) ForgetSystemLog();
-}
-
 bool SinkChange::Commit() {
   const SinkSet *theSet = FindOrAddSet(mSet);
   if (theSet == nullptr) return false;
-  Publish(theSet);
+  gSinkSet.store(theSet, std::memory_order_release);
   return true;
 }
 
 void SinkChange::CommitNone() {
-  Publish(&sNone);
+  gSinkSet.store(&sNone, std::memory_order_release);
 }
 
 }  // namespace zvlog
@@ -169,12 +165,22 @@ using zvlog::SinkChange;
 
 namespace {
 
-// Sinks that are set replace all others, the function as well.
-template <typename Addition>
-bool SetOnly(Addition anAddition) {
+bool AddPlain(SinkChange *aChange, SinkKind aKind, const char *aPath) {
+  switch (aKind) {
+    case SinkKind::File:
+      return aChange->AddFile({aPath, zvlog::kEveryLevel, 0, 0});
+    case SinkKind::SystemLog:
+      return aChange->AddSystemLog(aPath, zvlog::kEveryLevel);
+    default:
+      return aChange->AddStandardError(zvlog::kEveryLevel);
+  }
+}
+
+// A sink that is set replaces all others, the function as well.
+bool SetOnly(SinkKind aKind, const char *aPath) {
   {
     SinkChange theChange(SinkChange::Former::Replaced);
-    if (!anAddition(&theChange) || !theChange.Commit()) return false;
+    if (!AddPlain(&theChange, aKind, aPath) || !theChange.Commit()) return false;
   }
   zvlog::RemoveSinkFunction();
   return true;
@@ -183,7 +189,7 @@ bool SetOnly(Addition anAddition) {
 }  // namespace
 
 extern "C" void zvLog_SetSinkStandardError(void) {
-  SetOnly([](SinkChange *aChange) { return aChange->AddStandardError(zvlog::kEveryLevel); });
+  SetOnly(SinkKind::StandardError, nullptr);
 }
 
 extern "C" int zvLog_SetSinkFile(const char *aPath) {
@@ -191,14 +197,11 @@ extern "C" int zvLog_SetSinkFile(const char *aPath) {
     errno = EINVAL;
     return 0;
   }
-  return SetOnly([aPath](SinkChange *aChange) {
-    return aChange->AddFile({aPath, zvlog::kEveryLevel, 0, 0});
-  });
+  return SetOnly(SinkKind::File, aPath);
 }
 
 extern "C" int zvLog_SetSinkSyslog(const char *aSocketPath) {
-  return SetOnly(
-      [aSocketPath](SinkChange *aChange) { return aChange->AddSystemLog(aSocketPath, zvlog::kEveryLevel); });
+  return SetOnly(SinkKind::SystemLog, aSocketPath);
 }
 
 extern "C" int zvLog_AddSink(const char *aSink) {

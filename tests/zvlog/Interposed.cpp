@@ -3,6 +3,7 @@
 
 #include "Interposed.h"
 
+#include <sys/mman.h>
 #include <sys/random.h>
 #include <sys/socket.h>
 #include <sys/syscall.h>
@@ -10,6 +11,7 @@
 #include <fcntl.h>
 #include <unistd.h>
 #include <atomic>
+#include <cstdarg>
 #include <cstdint>
 #include <cstdlib>
 #include <utility>
@@ -39,6 +41,8 @@ class Slot {
 Slot<WriteHook::Function> sWrite;
 Slot<RandomHook::Function> sRandom;
 Slot<Dup3Hook::Function> sDup3;
+Slot<MadviseHook::Function> sMadvise;
+Slot<OpenHook::Function> sOpen;
 
 }  // namespace
 
@@ -59,6 +63,19 @@ Dup3Hook::Dup3Hook(Function aFunction) {
 }
 Dup3Hook::~Dup3Hook() {
   sDup3.Reset();
+}
+
+MadviseHook::MadviseHook(Function aFunction) {
+  sMadvise.Set(std::move(aFunction));
+}
+MadviseHook::~MadviseHook() {
+  sMadvise.Reset();
+}
+OpenHook::OpenHook(Function aFunction) {
+  sOpen.Set(std::move(aFunction));
+}
+OpenHook::~OpenHook() {
+  sOpen.Reset();
 }
 
 ssize_t RealWrite(int aDescriptor, const void *aData, size_t aSize) {
@@ -96,4 +113,19 @@ ZV_INTERPOSED ssize_t getrandom(void *aBuffer, size_t aSize, unsigned int aFlags
 ZV_INTERPOSED int dup3(int anOld, int aNew, int aFlags) noexcept {
   if (zvlogtest::sDup3.IsSet()) zvlogtest::sDup3.Get()();
   return static_cast<int>(syscall(SYS_dup3, anOld, aNew, aFlags));
+}
+
+ZV_INTERPOSED int madvise(void *anAddress, size_t aSize, int anAdvice) noexcept {
+  if (zvlogtest::sMadvise.IsSet()) return zvlogtest::sMadvise.Get()(anAddress, aSize, anAdvice);
+  return static_cast<int>(syscall(SYS_madvise, anAddress, aSize, anAdvice));
+}
+
+// The library opens large files; where they are no others, open64 is the same function under another name.
+ZV_INTERPOSED int open64(const char *aPath, int aFlags, ...) {
+  if (zvlogtest::sOpen.IsSet()) zvlogtest::sOpen.Get()(aPath);
+  va_list theArguments;
+  va_start(theArguments, aFlags);
+  const mode_t theMode = (aFlags & O_CREAT) != 0 ? va_arg(theArguments, mode_t) : 0;
+  va_end(theArguments);
+  return static_cast<int>(syscall(SYS_openat, AT_FDCWD, aPath, aFlags | O_LARGEFILE, theMode));
 }

@@ -42,4 +42,24 @@ class Dup3Hook {
   Dup3Hook &operator=(const Dup3Hook &) = delete;
 };
 
+// In place of the call of madvise.
+class MadviseHook {
+ public:
+  using Function = std::function<int(void *anAddress, size_t aSize, int anAdvice)>;
+  explicit MadviseHook(Function aFunction);
+  ~MadviseHook();
+  MadviseHook(const MadviseHook &) = delete;
+  MadviseHook &operator=(const MadviseHook &) = delete;
+};
+
+// Before the call of open, which is then made.
+class OpenHook {
+ public:
+  using Function = std::function<void(const char *aPath)>;
+  explicit OpenHook(Function aFunction);
+  ~OpenHook();
+  OpenHook(const OpenHook &) = delete;
+  OpenHook &operator=(const OpenHook &) = delete;
+};
+
 }  // namespace zvlogtest

@@ -128,7 +128,7 @@ TEST_F(CrashedThread, LogsWhileItHoldsTheLockOfTheSinks) {
   const TempFolder theFolder;
   const Ending theEnding = Crash([&theFolder] {
     zvLog_SetSinkFile(theFolder.File("a").c_str());
-    const Dup3Hook theHook([] { raise(SIGSEGV); });
+    const OpenHook theHook([](const char *) { raise(SIGSEGV); });
     zvLog_SetSinkFile(theFolder.File("b").c_str());
   });
   EXPECT_EQ(SIGSEGV, theEnding.mSignal);

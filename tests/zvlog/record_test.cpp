@@ -4,6 +4,7 @@
 // Records: their form, nesting, length, and what callers may rely on while they build them.
 
 #include "Allocation.h"
+#include "Child.h"
 #include "Interposed.h"
 #include "LogTest.h"
 
@@ -336,6 +337,26 @@ TEST_F(Record, EveryCallKeepsErrno) {
   EXPECT_EQ(4711, errno);
   _zvAssert("false", "x.c", 1);
   EXPECT_EQ(4711, errno);
+}
+
+// As a kernel before 4.14 does, in a process that has not asked yet.
+TEST_F(Record, EveryCallKeepsErrnoWhereAChildCannotBeTold) {
+  const Ending theEnding = RunInChild([] {
+    const MadviseHook theHook([](void *, size_t, int) {
+      errno = EINVAL;
+      return -1;
+    });
+    zvLogData *theOuter = zvLog_Begin(kzvLogLevel_Error, 0);
+    errno = 77;
+    zvLog_WillLog(kzvLogLevel_Error, 0);
+    if (errno != 77) return errno;
+    zvLogData *theInner = zvLog_Begin(kzvLogLevel_Error, 0);
+    if (errno != 77) return errno;
+    zvLog_End(theInner);
+    zvLog_End(theOuter);
+    return errno;
+  });
+  EXPECT_EQ(77, theEnding.mStatus);
 }
 
 TEST_F(Record, TextThatCannotBeFormattedIsMarkedAsCut) {

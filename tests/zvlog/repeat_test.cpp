@@ -128,6 +128,28 @@ TEST_F(Repeats, AreToldAtTheLevelThatTheyHave) {
   EXPECT_EQ((Texts{"error", "debug"}), theLevels);
 }
 
+// The function is called when no lock is held any more: it may change the sinks.
+TEST_F(Repeats, ToldByAChangeOfTheLimitMayMakeTheFunctionChangeTheSinks) {
+  const Ending theEnding = RunInChild([this] {
+    zvLog_SetSinkFunction(
+        [](const zvLogRecord *aRecord, void *) {
+          if (std::string(aRecord->mText) != kLeftOut + "4") return;
+          zvLog_SetSinkStandardError();
+          zvLog_ApplySettings("debug,repeat=3");
+        },
+        nullptr);
+    zvLog_ApplySettings("repeat=1");
+    AwaitRoomInTheSecond();
+    LogTimes(5, "again\n");
+    zvLog_ApplySettings(("info,repeat=2," + mToFile).c_str());
+    Log(kzvLogLevel_Error, 42, "after\n");
+    return zvLog_GetLevel();
+  });
+  EXPECT_FALSE(theEnding.mfTimedOut);
+  EXPECT_EQ(kzvLogLevel_Debug, theEnding.mStatus);
+  EXPECT_EQ((Texts{kLeftOut + "4", "after"}), TextsOf(ParseAll(theEnding.mError)));
+}
+
 TEST_F(Repeats, AreLeftOutOfEverySink) {
   static Texts *sTaken;
   Texts theTaken;

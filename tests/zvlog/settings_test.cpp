@@ -6,7 +6,9 @@
 #include "Child.h"
 #include "LogTest.h"
 
+#include <pthread.h>
 #include <csignal>
+#include <thread>
 
 namespace {
 
@@ -97,6 +99,24 @@ TEST_F(Settings, BadOnesAreReportedOneByOneAndTheRestHolds) {
   EXPECT_EQ(kzvLogLevel_Debug, zvLog_GetModuleLevel(kTcp));
   EXPECT_EQ(kzvLogLevel_Warning, zvLog_GetModuleLevel(kFile));
   EXPECT_EQ(kzvLogLevel_Info, zvLog_GetModuleLevel(43));
+}
+
+// Files are read and complaints written by calls at which a thread can be cancelled.
+TEST_F(Settings, ThreadThatIsCancelledMeanwhileAppliesThemAllAndLeavesNoLock) {
+  const std::string theFile = mFolder.File("settings");
+  WriteFile(theFile, "FILE=debug");
+  const Ending theEnding = RunInChild([theFile] {
+    std::thread([&theFile] {
+      pthread_cancel(pthread_self());
+      zvLog_ApplySettings(("info,loud,config=" + theFile).c_str());
+      pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, nullptr);
+    }).join();
+    const zvLogLevel theApplied = zvLog_GetLevel();
+    zvLog_ApplySettings("TCP=debug");
+    return theApplied * 25 + zvLog_GetModuleLevel(kFile) * 5 + zvLog_GetModuleLevel(kTcp);
+  });
+  EXPECT_FALSE(theEnding.mfTimedOut);
+  EXPECT_EQ(kzvLogLevel_Info * 25 + kzvLogLevel_Debug * 5 + kzvLogLevel_Debug, theEnding.mStatus);
 }
 
 TEST_F(Settings, VeryLongBadOneIsReportedToo) {

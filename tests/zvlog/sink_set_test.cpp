@@ -3,7 +3,9 @@
 
 // Several sinks at once, each with a level of its own, and lists of settings that name them.
 
+#include "Allocation.h"
 #include "Child.h"
+#include "Interposed.h"
 #include "LogTest.h"
 
 #include <sys/stat.h>
@@ -53,6 +55,40 @@ TEST_F(SinkSet, OfAListReplacesTheFormerOneTogether) {
   Log(kzvLogLevel_Error, 0, "still\n");
   EXPECT_EQ(3u, TextsOfFile("c").size()) << "a list without sinks leaves them";
   EXPECT_EQ(Texts{}, TextsOfStandardError());
+}
+
+TEST_F(SinkSet, OfAListTakeForceTogether) {
+  ASSERT_EQ(1, zvLog_ApplySettings(("to=file:" + Path("a")).c_str()));
+  {
+    const OpenHook theHook([this](const char *aPath) {
+      if (Path("c") == aPath) Log(kzvLogLevel_Error, 0, "between\n");
+    });
+    ASSERT_EQ(1, zvLog_ApplySettings(("to=file:" + Path("b") + ",to=file:" + Path("c")).c_str()));
+  }
+  Log(kzvLogLevel_Error, 0, "after\n");
+  EXPECT_EQ(Texts{"between"}, TextsOfFile("a"));
+  EXPECT_EQ(Texts{"after"}, TextsOfFile("b"));
+  EXPECT_EQ(Texts{"after"}, TextsOfFile("c"));
+}
+
+TEST_F(SinkSet, StayWhenThereIsNoMemoryForTheNextOnes) {
+  if (!CanFailAllocations()) GTEST_SKIP() << "allocations cannot be made to fail under a sanitizer";
+  ASSERT_EQ(1, zvLog_ApplySettings(("to=file:error:" + Path("a")).c_str()));
+  const std::string theNext = Path("b");
+  size_t theFailures = 0;
+  for (bool afFailed = true; afFailed;) {
+    {
+      const FailingAllocation theFailure(static_cast<int>(theFailures));
+      const int theResult = zvLog_SetSinkFile(theNext.c_str());
+      afFailed = theFailure.HasFailed();
+      ASSERT_EQ(afFailed ? 0 : 1, theResult);
+    }
+    if (afFailed) ++theFailures;
+    Log(kzvLogLevel_Error, 0, "text\n");
+  }
+  EXPECT_LT(2u, theFailures);
+  EXPECT_EQ(Texts(theFailures, "text"), TextsOfFile("a"));
+  EXPECT_EQ(Texts{"text"}, TextsOfFile("b"));
 }
 
 TEST_F(SinkSet, BadOnesAreReportedAndTheRestApplies) {

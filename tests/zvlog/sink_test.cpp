@@ -88,9 +88,11 @@ TEST_F(Sink, FileIsOpenedForAppendingAndNotInherited) {
   EXPECT_EQ(O_APPEND, fcntl(theDescriptor, F_GETFL) & O_APPEND);
 
   ASSERT_EQ(1, zvLog_SetSinkFile(mFolder.File("other").c_str()));
-  EXPECT_EQ(theDescriptor, DescriptorOf(mFolder.File("other"))) << "the number lasts";
-  EXPECT_EQ(FD_CLOEXEC, fcntl(theDescriptor, F_GETFD) & FD_CLOEXEC);
   EXPECT_EQ(-1, DescriptorOf(thePath)) << "the former file is closed";
+  EXPECT_EQ(FD_CLOEXEC, fcntl(theDescriptor, F_GETFD) & FD_CLOEXEC);
+  ASSERT_EQ(1, zvLog_SetSinkFile(mFolder.File("third").c_str()));
+  EXPECT_EQ(theDescriptor, DescriptorOf(mFolder.File("third"))) << "the number lasts";
+  EXPECT_EQ(FD_CLOEXEC, fcntl(theDescriptor, F_GETFD) & FD_CLOEXEC);
 }
 
 TEST_F(Sink, FileIsClosedWhenStandardErrorIsTheSinkAgain) {

@@ -28,7 +28,8 @@ const FilePlace *FindOrAddPlace(const char *aPath, uint64 aMaximumSize, uint32 a
 int OpenPlace(const FilePlace &aPlace);
 
 // Renames the file and its generations when there is no room for aLength more bytes, and opens the new file;
-// -1 when it is to be left as it is. Several processes may do so at the same time.
+// -1 with errno when it is to be left as it is: EWOULDBLOCK when another process is renaming it. Several may
+// do so at the same time.
 int OpenNextGeneration(const FilePlace &aPlace, uint64 aLength);
 
 }  // namespace zvlog

@@ -5,6 +5,7 @@
 // thread held it: who finds it held by a process that is not its own takes it over.
 #pragma once
 
+#include "CancellationOff.h"
 #include "Identity.h"
 
 #include <linux/futex.h>
@@ -42,6 +43,20 @@ class ForkSafeLock {
   static_assert(sizeof(std::atomic<uint32>) == sizeof(uint32), "the kernel looks at it");
 
   std::atomic<uint32> mHolder{kNobody};
+};
+
+// Holds a lock while it lives, in a thread that may be cancelled: opening, reading and writing files are
+// such calls.
+class LockHold {
+ public:
+  explicit LockHold(ForkSafeLock *aLock) : mLock(aLock) { mLock->Acquire(); }
+  ~LockHold() { mLock->Release(); }
+  LockHold(const LockHold &) = delete;
+  LockHold &operator=(const LockHold &) = delete;
+
+ private:
+  const CancellationOff mCancellationOff;
+  ForkSafeLock *const mLock;
 };
 
 }  // namespace zvlog

@@ -23,7 +23,7 @@ class LastingDescriptor {
   // Makes it refer to the file of aDescriptor, which is closed in any case. False with errno.
   bool Install(int aDescriptor);
 
-  // Takes away what it refers to: writes to it then fail with EBADF.
+  // Takes away what it refers to: writes to it then fail with EBADF. Without two free descriptors it stays.
   void Release();
 
   // Closes it, where it is still the log's.
@@ -35,7 +35,8 @@ class LastingDescriptor {
   std::atomic<int> mNumber{kNoDescriptor};
 };
 
-constexpr int kFileChannels = 8;
+constexpr int kMaximumSinks = 8;
+constexpr int kFileChannels = 2 * kMaximumSinks;  // the next ones are opened while the former are in force
 constexpr int kSocketOfSystemLog = kFileChannels;
 constexpr int kLastingDescriptors = kFileChannels + 1;
 

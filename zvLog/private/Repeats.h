@@ -15,8 +15,22 @@ constexpr uint32 kHighestRepeatLimit = 1000000;
 // out.
 void DeliverUnlessRepeated(const FinishedRecord &aRecord);
 
-// How many of the same are delivered in a second; 0: all of them. What was left out until now is told.
-void SetRepeatLimit(uint32 aLimit);
+// What was left out under a limit that holds no more. It is told by a record at the end of the object's life,
+// in which no lock may be held: the program's function gets that record, and may change all settings.
+class LeftOutRepeats {
+ public:
+  LeftOutRepeats() = default;
+  ~LeftOutRepeats();
+  LeftOutRepeats(const LeftOutRepeats &) = delete;
+  LeftOutRepeats &operator=(const LeftOutRepeats &) = delete;
+
+  // How many of the same are delivered in a second; 0: all of them. Once in the object's life.
+  void ReplaceLimit(uint32 aLimit);
+
+ private:
+  uint64 mLast = 0;
+  uint32 mFormerLimit = 0;
+};
 
 // In a child: the parent tells what was left out.
 void ForgetRepeats();

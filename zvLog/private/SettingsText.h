@@ -8,6 +8,8 @@
 
 namespace zvlog {
 
+constexpr char kBlanks[] = " \t";
+
 // Cuts a list into its settings, in place. They are separated by commas and white space; blanks around the
 // '=' of a setting belong to it, and one in double quotes may contain anything else.
 class SettingsList {

@@ -5,11 +5,11 @@
 #pragma once
 
 #include "FileChannel.h"
+#include "ForkSafeLock.h"
 #include "SystemLog.h"
 
 namespace zvlog {
 
-constexpr int kMaximumSinks = kFileChannels;
 constexpr zvLogLevel kEveryLevel = UINT16_MAX;
 
 enum class SinkKind { StandardError, File, SystemLog };
@@ -40,8 +40,8 @@ struct FileSink {
   uint32 mGenerations;  // how many former files are kept
 };
 
-// One change of the sinks at a time. Not for signal handlers. Functions that answer false say why in errno,
-// and change nothing.
+// One change of the sinks at a time. Not for signal handlers. Nothing changes before it is put into force,
+// and nothing is left of one that is not. Functions that answer false say why in errno, and change nothing.
 class SinkChange {
  public:
   enum class Former { Replaced, Kept };
@@ -61,11 +61,10 @@ class SinkChange {
 
  private:
   bool Add(const Sink &aSink);
-  FileChannel *FreeChannel() const;
-  static void Publish(const SinkSet *aSet);
+  FileChannel *ChannelFor(const FilePlace *aPlace) const;
 
+  const LockHold mLock;
   SinkSet mSet = {};
-  int mCancelState = 0;
 };
 
 }  // namespace zvlog

@@ -21,8 +21,10 @@
  * ```
  *
  * zvLog_Begin, zvLog_Append_F, zvLog_Append_VF, zvLog_End, zvLog_WillLog and _zvAssert leave errno as they
- * found it, take no lock and allocate no memory; they may be called from a handler of a fatal signal,
- * wherever the thread was interrupted, also inside this library.
+ * found it, take no lock and nothing from the heap; they may be called from a handler of a fatal signal,
+ * wherever the thread was interrupted, also inside this library. An append that does not fit into the record
+ * and has a conversion that is the C library's to make maps memory while it lasts, 1 MiB at most; where there
+ * is none, the end of the text is missing.
  *
  * @threads any thread may call any function; a record belongs to the thread that began it, a list or a file
  *   to those who agree about it

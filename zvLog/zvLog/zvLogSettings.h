@@ -28,10 +28,12 @@
  * `to=stderr:warning`, `to=syslog:warning`, `to=syslog:warning:<path>`, `to=file:warning:<path>`. A path
  * that itself begins with the name of a level and a colon, or with "max=", is written with "./".
  *
- * A file can have a size that it does not grow beyond: `to=file:max=4M:<path>`, with K, M or G, from 1K on.
- * The record that would not fit goes to a new file, and the former one becomes `<path>.1`, or with
- * `max=4M*3` one of `<path>.1` to `<path>.3`. Several processes may append to the same file. A path that
- * leads through a link at its end is not renamed, and grows.
+ * A file can have a size from which on another takes its place: `to=file:max=4M:<path>`, with K, M or G, from
+ * 1K on. The record that would not fit goes to a new file, and the former one becomes `<path>.1`, or with
+ * `max=4M*3` one of `<path>.1` to `<path>.3`. Of threads that write at the same moment each may exceed the
+ * size by one record. Several processes may append to the same file; it then also takes what the others write
+ * while one of them renames it, for none waits for another. A path that leads through a link at its end is
+ * not renamed, and grows.
  *
  * Same records in a row, those of one level, module, place and text, can be limited: with `repeat=5`, from
  * the sixth in a second on they go to no sink. The next other one, the same in another second, a change of
