@@ -97,6 +97,13 @@ void LetLogDrain() {
   }
 }
 
+// A handler of the application that runs meanwhile does not open the gate; any other failure of the wait is
+// in the log, and lets the thread go on.
+void WaitAtGate(zvOSSemaphore *aGate) {
+  while (zvSemaphore_Wait(aGate) != zvSemaphore_Status_NoError && errno == EINTR) {
+  }
+}
+
 void *RunThread(void *aThreadRecord) {
   zvOSThread *const theThread = static_cast<zvOSThread *>(aThreadRecord);
   if (sDoNotCatchSignal == 0) {
@@ -105,7 +112,7 @@ void *RunThread(void *aThreadRecord) {
     CatchFatalSignals();
   }
 
-  zvSemaphore_Wait(theThread->mSemaphore);
+  WaitAtGate(theThread->mSemaphore);
   if (theThread->mThreadState != kzvThreadState_Finished) theThread->mThreadFunc(theThread->mThreadArgs);
 
   if (theThread->mDetachedState == kzvThreadDetachedState_Detached) {
