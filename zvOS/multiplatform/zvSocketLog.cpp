@@ -7,8 +7,8 @@
 #include <zvOS/zvSocketDatagram.h>
 #include <zvOS/zvSocketLog.h>
 
-#include "multiplatform/Message.h"
 #include "private/LockAnnotations.h"
+#include "private/Message.h"
 #include "private/Owner.h"
 
 #include <fcntl.h>
