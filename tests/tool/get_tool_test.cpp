@@ -200,6 +200,20 @@ TEST(Get, WhatIsNotRightLeavesNothingAndIsOneLine) {
   }
 }
 
+TEST(Get, ServerThatDoesNotCloseIsNotWaitedForAsLongAsASilentOne) {
+  const TempFolder theFolder;
+  const FakeServer theServer([](RawClient &aClient) {
+    aClient.Send(std::string(kReady) + "data 5\nhellocrc32 3610a686\n");
+    aClient.Rest();
+  });
+  const auto theStart = std::chrono::steady_clock::now();
+  const ChildResult theResult =
+      Get({"--idle", std::to_string(kPatience), theServer.Address(), "x", "-o", theFolder.File("x")});
+  EXPECT_LT(std::chrono::steady_clock::now() - theStart, std::chrono::seconds(kPatience / 2));
+  EXPECT_EQ(0, theResult.mStatus) << theResult.mError;
+  EXPECT_EQ("hello", ReadWholeFile(theFolder.File("x")));
+}
+
 TEST(Get, SilentServerIsGivenUp) {
   const TempFolder theFolder;
   const FakeServer theServer([](RawClient &aClient) {

@@ -1,7 +1,7 @@
 // SPDX-FileCopyrightText: 2026 the libzvOS authors
 // SPDX-License-Identifier: Apache-2.0
 
-#include "multiplatform/Message.h"
+#include "private/Message.h"
 
 #include <zvOS/zvSocketAddress.h>
 

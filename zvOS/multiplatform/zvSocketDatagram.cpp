@@ -14,6 +14,7 @@
 ZVLOG_WITH_MODULE_IF(TCP, 1)
 
 using zvos::ErrnoAtEnd;
+using zvos::ErrorOf;
 using zvos::IsTracing;
 using zvos::ReportingFailure;
 using zvos::TextOrNull;
@@ -114,8 +115,7 @@ extern "C" int zvSocketSetMulticast_NoDebug(zvSocket aSocket, uint32 anIPAddress
 // The error is not given back: what the log leaves in errno is what callers find.
 extern "C" int zvSocketSetMulticast_Debug(zvSocket aSocket, uint32 anIPAddress, const char *aDebugContext) {
   const int theResult = zvSocketSetMulticast_NoDebug(aSocket, anIPAddress);
-  if (theResult != 0) {
-    const int theError = errno;
+  if (const int theError = ErrorOf(theResult)) {
     ZV_ERR(F("Error setting multicast for socket %d: IP address = '", aSocket));
     ZV_ERR(IPAddress(static_cast<long>(anIPAddress)));
     ZV_ERR(F("' error = %d [%s]\n", theError, aDebugContext));

@@ -7,8 +7,8 @@
 #include <zvOS/zvSocketDatagram.h>
 #include <zvOS/zvSocketLog.h>
 
-#include "multiplatform/Message.h"
 #include "private/LockAnnotations.h"
+#include "private/Message.h"
 #include "private/Owner.h"
 
 #include <fcntl.h>
@@ -84,12 +84,23 @@ void _Log_Buffer_GetFileName(zvSocket aSocket, char *aFileName) {
               static_cast<unsigned>(aSocket));
 }
 
+// Pipes have no offset, nor have terminals.
+bool MayBePipe(int aDescriptor) {
+  return lseek(aDescriptor, 0, SEEK_CUR) == -1;
+}
+
 // Not through zvFile: that counts paths from the program's folder and logs what fails, while a file
 // that is not there, or cannot be written, is none of our business here.
 void AppendToFile(const char *aFileName, const void *aBuffer, uint32 aLength) {
-  // Does not wait for the reader of a named pipe either.
-  const zvos::Descriptor theFile(open(aFileName, O_WRONLY | O_APPEND | O_NONBLOCK | O_CLOEXEC));
-  if (!theFile) return;
+  // For reading, too: a named pipe then has a reader for as long as we write, whose end would otherwise end
+  // the process (SIGPIPE). A pipe that may only be written is therefore left alone. Nothing waits.
+  constexpr int kFlags = O_APPEND | O_NONBLOCK | O_CLOEXEC;
+  int theDescriptor = open(aFileName, O_RDWR | kFlags);
+  const bool afWriteOnly = theDescriptor == -1 && errno == EACCES;
+  if (afWriteOnly) theDescriptor = open(aFileName, O_WRONLY | kFlags);
+  const zvos::Descriptor theFile(theDescriptor);
+  if (!theFile || (afWriteOnly && MayBePipe(theFile.get()))) return;
+
   const char *theRest = static_cast<const char *>(aBuffer);
   size_t theLength = aLength;
   while (theLength > 0) {

@@ -128,8 +128,9 @@ extern "C" void zvSocketSelect_Trigger(zvSocketSelect *aSocketSelect) {
     const Hold theHold(aSocketSelect);
     if (!aSocketSelect->mTerminateWritePipe) return;
   }
-  // After the mutex is free: the thread that the byte wakes takes it next, and would wait for us. A
-  // failure is nobody's business: a pipe that takes no byte wakes the wait as it is.
+  // After the mutex is free: the thread that the byte wakes takes it next, and would wait for us. The write
+  // waits while the pipe is full; a signal that interrupts it then loses nothing, since what the pipe holds
+  // wakes the wait as well.
   if (write(aSocketSelect->mTerminatePipe[kzvSocketSelect_PipeWrite], " ", 1) != 1) return;
 }
 

@@ -8,8 +8,8 @@
 #include <zvOS/zvSocketAddress.h>
 #include <zvOS/zvSocketTracker.h>
 
-#include "multiplatform/Message.h"
 #include "private/LockAnnotations.h"
+#include "private/Message.h"
 #include "private/SocketAddress.h"
 
 #include <atomic>

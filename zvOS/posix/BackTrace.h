@@ -7,6 +7,10 @@
 
 namespace zvos {
 
+// How many addresses the trace of a thread has at most, and below how many it counts as cut short.
+constexpr int kTraceDepth = 64;
+constexpr int kShortestSoundTrace = 6;
+
 struct BackTrace {
   void *const *mAddresses;
   int mDepth;

@@ -30,8 +30,6 @@ constexpr char kFolder[] = "/tmp";
 constexpr char kFolderVariable[] = "ZVOS_CRASH_DIR";
 constexpr int kMostFiles = 9;  // of one process
 constexpr size_t kCommandLength = 200;
-constexpr int kShortestSoundTrace = 6;
-constexpr int kDeepestTrace = 64;
 constexpr int kStackWordCount = 512;
 
 // Off the stack, of which there may be little. Only the thread that writes a report uses them.
@@ -214,20 +212,17 @@ bool LacksCallers(const CrashReport &aReport) {
   if (aReport.Interrupted() == nullptr) return false;
   if (theTrace.mDepth < kShortestSoundTrace) return true;
   const Module *const theModule = ModuleAt(ProgramCounter(*aReport.Interrupted()));
-  return theTrace.mDepth < kDeepestTrace && theModule != nullptr &&
+  return theTrace.mDepth < kTraceDepth && theModule != nullptr &&
          theModule == ModuleAt(reinterpret_cast<uintptr_t>(theTrace.mAddresses[theTrace.mDepth - 1]));
 }
 
 // Words of the stack that may be where calls return to.
 __attribute__((no_sanitize("address", "undefined"))) void TellStack(const ucontext_t &aContext) {
-  constexpr uintptr_t kPageMask = ~uintptr_t(4095);
-  uintptr_t thePage = 1;
+  PageGuard theGuard;
   const uintptr_t *thePlace =
       reinterpret_cast<const uintptr_t *>(StackPointer(aContext) & ~(sizeof(uintptr_t) - 1));
   for (int i = 0; i < kStackWordCount; ++i, ++thePlace) {
-    const uintptr_t theAddress = reinterpret_cast<uintptr_t>(thePlace);
-    if ((theAddress & kPageMask) != thePage && !IsReadable(thePlace)) return;
-    thePage = theAddress & kPageMask;
+    if (!theGuard.MayRead(thePlace)) return;
     const Module *const theModule = ModuleAt(*thePlace);
     if (theModule == nullptr || !theModule->HasCodeAt(*thePlace)) continue;
     char theKey[24];

@@ -143,8 +143,8 @@ class CrashReport {
   ucontext_t *const mInterrupted;
   CrashReport *const mOuter;  // the one of this thread that this one has interrupted, or NULL
   unsigned mBrokenOutlets = 0;
-  int64 mStepStart = 0;  // ms of the monotonic clock
-  int64 mRest;           // ms of patience with what hangs; in an addition, of all that is left for it
+  uint32 mStepStart = 0;  // a tick count
+  int64 mRest;            // ms of patience with what hangs; in an addition, of all that is left for it
   bool mfInAddition = false;
 };
 

@@ -3,6 +3,8 @@
 
 // The report of a fatal signal: its turn, its stretches, its patience. What it is for stands in the header.
 
+#include <zvOS/zvTime.h>
+
 #include "posix/CrashReport.h"
 #include "private/Failure.h"
 
@@ -58,12 +60,6 @@ std::atomic<unsigned> sHandled;  // a bit for each fatal signal whose action put
 std::atomic<pid_t> sReporter;    // the process that makes reports: a forked one does not go on with them
 std::atomic<int> sReportCount;   // being made in it
 thread_local CrashReport *sOwnReport;
-
-int64 Now() {
-  timespec theTime;
-  clock_gettime(CLOCK_MONOTONIC, &theTime);
-  return static_cast<int64>(theTime.tv_sec) * 1000 + theTime.tv_nsec / 1000000;
-}
 
 size_t IndexOf(int aSignal) {
   size_t theIndex = 0;
@@ -421,7 +417,7 @@ bool CrashReport::IsInStep() {
 }
 
 void CrashReport::Begin() {
-  mStepStart = Now();
+  mStepStart = zvTime_GetTickCount();
   sGuard.mfInStep = 1;
   SetTimer(mRest);
 }
@@ -444,7 +440,7 @@ void CrashReport::End(CrashOutlet anOutlet, bool afDone) {
 
 // When the step is given up now.
 int64 CrashReport::RestAfterStep() const {
-  const int64 theTime = Now() - mStepStart;
+  const uint32 theTime = zvTime_GetTickCount() - mStepStart;
   return mRest - (theTime < kStepPatience ? theTime : kStepPatience);
 }
 

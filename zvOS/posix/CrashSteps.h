@@ -49,4 +49,21 @@ inline bool IsReadable(const volatile void *anAddress) {
   return syscall(SYS_rt_sigprocmask, kNoRequest, anAddress, nullptr, kMaskSize) == 0 || errno != EFAULT;
 }
 
+// Looks before it lets a walk over words of memory go on, once in each page.
+class PageGuard {
+ public:
+  bool MayRead(const volatile void *aWord) {
+    constexpr uintptr_t kPageMask = ~uintptr_t(4095);
+    // What IsReadable() has read stays within the page.
+    constexpr uintptr_t kMaskOfRead = ~uintptr_t(7);
+    const uintptr_t thePlace = reinterpret_cast<uintptr_t>(aWord);
+    if ((thePlace & kPageMask) == mPage) return true;
+    mPage = thePlace & kPageMask;
+    return IsReadable(reinterpret_cast<void *>(thePlace & kMaskOfRead));
+  }
+
+ private:
+  uintptr_t mPage = 1;  // none
+};
+
 }  // namespace zvos

@@ -26,6 +26,8 @@
 #include <cstring>
 
 using zvos::CrashReport;
+using zvos::kShortestSoundTrace;
+using zvos::kTraceDepth;
 using zvos::RunGuarded;
 
 namespace {
@@ -33,8 +35,6 @@ namespace {
 constexpr char FILE_BACKTRACE_NAME[] = "/tmp/backtrace_%d.txt";
 constexpr size_t kFileNameSize = 128;
 constexpr size_t kLineSize = 1000;
-constexpr int kTraceDepth = 64;
-constexpr int kShortestSoundTrace = 6;
 constexpr int kStackWordCount = 256;
 constexpr int kBufferTraceDepth = 1024;
 
@@ -262,18 +262,13 @@ int ReturnToStrayCall() {
 // Behind the registers that a signal has saved it goes on where the interrupted code had its stack.
 __attribute__((noinline, no_sanitize("address", "undefined"))) void CopyStackWords(
     const volatile uint32 *aStart, const ucontext_t *anInterrupted, void **aWords) {
-  constexpr uintptr_t kPageMask = ~uintptr_t(4095);
-  uintptr_t thePage = 1;
+  zvos::PageGuard theGuard;
   for (int i = 0; i < kStackWordCount; ++i, ++aStart) {
     if (anInterrupted != nullptr &&
         static_cast<const volatile void *>(aStart) == &anInterrupted->uc_sigmask) {
       aStart = reinterpret_cast<const volatile uint32 *>(zvos::StackPointer(*anInterrupted));
     }
-    const uintptr_t thePlace = reinterpret_cast<uintptr_t>(aStart);
-    if ((thePlace & kPageMask) != thePage &&
-        !zvos::IsReadable(reinterpret_cast<void *>(thePlace & ~uintptr_t(7))))
-      return;
-    thePage = thePlace & kPageMask;
+    if (!theGuard.MayRead(aStart)) return;
     aWords[i] = reinterpret_cast<void *>(static_cast<uintptr_t>(*aStart));
   }
 }

@@ -2,15 +2,13 @@
 // SPDX-License-Identifier: Apache-2.0
 
 // Directories: testing, making, removing.
-//
-// A link counts as a loop when its own path begins with the path that it leads to: a comparison of
-// texts, cheap and sometimes wrong, which callers know.
 
 #include <zvOS/zvDir.h>
 #include <zvOS/zvPath.h>
 
 #include "private/Failure.h"
 #include "private/LateTime.h"
+#include "private/LinkLoop.h"
 #include "private/Owner.h"
 
 #include <sys/stat.h>
@@ -72,8 +70,8 @@ bool MakeAbsolute(const char *aPath, char *aBuffer) {
   return afReached;
 }
 
-// Whether a link to a directory does not lead to itself or to one of its ancestors.
-bool LeadsElsewhere(const char *anArgument, const char *aPath) {
+// Whether the directory behind a link is there for callers: the link is no loop. Says why when it is not.
+bool ExistsBehindLink(const char *anArgument, const char *aPath) {
   const Owner<LinkPaths> thePaths(static_cast<LinkPaths *>(malloc(sizeof(LinkPaths))));
   if (!thePaths) return false;
 
@@ -88,7 +86,7 @@ bool LeadsElsewhere(const char *anArgument, const char *aPath) {
     afExists = MakeAbsolute(aPath, thePaths->mAbsolute);
     theAbsolutePath = thePaths->mAbsolute;
   }
-  if (strncmp(theAbsolutePath, thePaths->mReal, strlen(thePaths->mReal)) == 0) {
+  if (zvos::IsLoop(theAbsolutePath, thePaths->mReal)) {
     ZV_WARN(F("zvDir_Exists: circular link detected: link '%s' to '%s'\n", anArgument, thePaths->mReal));
     return false;
   }
@@ -122,7 +120,7 @@ extern "C" int zvDir_Exists(const char *aDirPath) {
   if (theResult != 0)
     return ZVOS_FAIL(0, F("zvDir_Exists: lstat failed %u\n", static_cast<unsigned>(theResult)));
   if (!S_ISLNK(theStatus.st_mode)) return 1;
-  return LeadsElsewhere(aDirPath, thePath.get()) ? 1 : 0;
+  return ExistsBehindLink(aDirPath, thePath.get()) ? 1 : 0;
 }
 
 extern "C" int zvDir_Remove(const char *aDirPath) {

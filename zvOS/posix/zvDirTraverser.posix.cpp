@@ -12,6 +12,7 @@
 
 #include "private/Failure.h"
 #include "private/LateTime.h"
+#include "private/LinkLoop.h"
 #include "private/Owner.h"
 #include "private/Record.h"
 
@@ -81,11 +82,10 @@ enum class Look {
   kNoFile  // whether it counts as a directory is for zvDir_Exists() to say
 };
 
-// Whether zvDir_Exists() has nothing to say against a link to a directory: the path of the link does not
-// begin with that of the directory.
-bool LeadsElsewhere(const char *aPath) {
+// Whether zvDir_Exists() has nothing to say against a link to a directory. False also when that is not known.
+bool IsSurelyNoLoop(const char *aPath) {
   char theRealPath[PATH_MAX + 1];
-  return realpath(aPath, theRealPath) != nullptr && strncmp(aPath, theRealPath, strlen(theRealPath)) != 0;
+  return realpath(aPath, theRealPath) != nullptr && !zvos::IsLoop(aPath, theRealPath);
 }
 
 Look LookAtLink(const char *aPath) {
@@ -93,7 +93,7 @@ Look LookAtLink(const char *aPath) {
   if (zvos::Stat(aPath, &theStatus) != 0) return Look::kNoFile;
   if (S_ISREG(theStatus.st_mode)) return Look::kFile;
   if (!S_ISDIR(theStatus.st_mode)) return Look::kNeither;
-  return LeadsElsewhere(aPath) ? Look::kDirectory : Look::kNoFile;
+  return IsSurelyNoLoop(aPath) ? Look::kDirectory : Look::kNoFile;
 }
 
 // What the entry of that path is. Without memory the functions for files and directories answer no as well.

@@ -192,13 +192,11 @@ extern "C" int zvFile_Access(const char *aPath, zvFileAccessMode anAccessMode) {
 }
 
 extern "C" int zvFile_Close(zvFileFD aFD) {
-  int theResult;
+  int theError;
   do {
-    theResult = close(DescriptorOf(aFD));
-  } while (theResult != 0 && errno == EINTR);
-  if (theResult == 0) return 0;
-
-  const int theError = errno;
+    theError = ErrorOf(close(DescriptorOf(aFD)));
+  } while (theError == EINTR);
+  if (theError == 0) return 0;
   return ZVOS_FAIL(PosixErrorToZvFileError(theError),
                    F("zvFile: Cannot close file (fd = %p) (error = %d)\n", aFD, theError));
 }

@@ -8,9 +8,9 @@
 #include <zvOS/zvThread.h>
 #include <zvOS/zvTime.h>
 
-#include "multiplatform/Message.h"
 #include "private/LateTime.h"
 #include "private/Lock.h"
+#include "private/Message.h"
 #include "private/Owner.h"
 
 #include <fcntl.h>

@@ -20,6 +20,7 @@
 #include <cstdlib>
 #include <cstring>
 
+using zvos::ErrorOf;
 using zvos::Owner;
 using zvos::TextOrNull;
 
@@ -110,10 +111,9 @@ extern "C" int zvSingleInstanceChecker_Error(zvOSSingleInstanceChecker *aChecker
 extern "C" void zvSingleInstanceChecker_Delete(zvOSSingleInstanceChecker *aChecker) {
   if (aChecker == nullptr) return;
 
-  if (aChecker->mLockFile != -1 && close(aChecker->mLockFile) != 0) {
-    const int theError = errno;
+  const int theResult = aChecker->mLockFile != -1 ? close(aChecker->mLockFile) : 0;
+  if (const int theError = ErrorOf(theResult))
     Log_Error("zvOSSingleInstanceChecker: close failed (error = %d)\n", theError);
-  }
   zvos::StoreBeforeRelease(&aChecker->mLockFile, -1);
   free(aChecker);
 }

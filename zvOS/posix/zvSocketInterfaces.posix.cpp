@@ -88,7 +88,7 @@ struct ArpEntry {
     return inet_aton(mAddress, &theAddress) != 0 && theAddress.s_addr == anAddress;
   }
 
-  // False for an entry that is not complete yet.
+  // False for a text of another form. An entry that is not complete yet has zeros.
   bool GetHardwareAddress(uint8 *anAddress) const {
     unsigned theBytes[ETH_ALEN];
     if (sscanf(mHardwareAddress, "%x:%x:%x:%x:%x:%x", &theBytes[0], &theBytes[1], &theBytes[2], &theBytes[3],
@@ -109,7 +109,7 @@ struct ArpEntry {
   char mDevice[kLineSize];
 };
 
-// True, with the hardware address stored, when the table has a complete entry for the address.
+// True, with the hardware address stored, when the table has an entry for the address, complete or not.
 bool FindInArpTable(FILE *aTable, uint32 anAddress, uint8 *aHardwareAddress) {
   char theLine[ArpEntry::kLineSize];
   if (fgets(theLine, sizeof(theLine), aTable) == nullptr) return false;  // the heading

@@ -10,15 +10,16 @@
 #include <zvOS/zvLogFunctions.h>
 #include <zvOS/zvSemaphore.h>
 #include <zvOS/zvThread.h>
+#include <zvOS/zvTime.h>
 
 #include "posix/BackTrace.h"
+#include "posix/CrashFile.h"
 #include "posix/CrashReport.h"
+#include "posix/SignalStack.h"
 #include "private/Failure.h"
 #include "private/Owner.h"
 #include "private/Record.h"
 #include "private/SignalFrame.h"
-#include "posix/CrashFile.h"
-#include "posix/SignalStack.h"
 
 #include <pthread.h>
 #include <sched.h>
@@ -26,7 +27,6 @@
 #include <atomic>
 #include <cerrno>
 #include <csignal>
-#include <ctime>
 
 ZVLOG_WITH_MODULE_IF(ZVOS, 1)
 
@@ -65,7 +65,8 @@ void RefineAction(int aSignal) {
   sigaction(aSignal, &theAction, nullptr);
 }
 
-// An action that an earlier thread has installed is taken for granted: asking for it is what a thread pays.
+// Where the handler was the action before, signal() is trusted to have installed it anew. Only elsewhere is
+// the system asked whether it did: the question would cost every thread five calls more.
 void CatchFatalSignals() {
   for (const int theSignal : zvos::kFatalSignals) {
     const bool afAgain = signal(theSignal, sThread_S_SignalHandler) == sThread_S_SignalHandler;
@@ -80,20 +81,24 @@ bool IsFatalSignal(int aSignal) {
   return false;
 }
 
-int64 MillisecondsNow() {
-  timespec theTime;
-  clock_gettime(CLOCK_MONOTONIC, &theTime);
-  return static_cast<int64>(theTime.tv_sec) * 1000 + theTime.tv_nsec / 1000000;
-}
-
 // A handler of the application that runs meanwhile ends a sleep. The rest is never too short for what the
 // clock has cut off.
 void LetLogDrain() {
-  const int64 theEnd = MillisecondsNow() + kTimeForLogToDrain + 1;
-  for (int64 theRest = kTimeForLogToDrain; theRest > 0; theRest = theEnd - MillisecondsNow()) {
+  const uint32 theStart = zvTime_GetTickCount();
+  uint32 theTime = 0;
+  for (uint32 theRest = kTimeForLogToDrain; theTime <= kTimeForLogToDrain;
+       theRest = kTimeForLogToDrain + 1 - theTime) {
     errno = 0;
-    zvThread_Sleep(static_cast<uint32>(theRest));
+    zvThread_Sleep(theRest);
     if (errno != EINTR) return;
+    theTime = zvTime_GetTickCount() - theStart;
+  }
+}
+
+// A handler of the application that runs meanwhile does not open the gate; any other failure of the wait is
+// in the log, and lets the thread go on.
+void WaitAtGate(zvOSSemaphore *aGate) {
+  while (zvSemaphore_Wait(aGate) != zvSemaphore_Status_NoError && errno == EINTR) {
   }
 }
 
@@ -105,7 +110,7 @@ void *RunThread(void *aThreadRecord) {
     CatchFatalSignals();
   }
 
-  zvSemaphore_Wait(theThread->mSemaphore);
+  WaitAtGate(theThread->mSemaphore);
   if (theThread->mThreadState != kzvThreadState_Finished) theThread->mThreadFunc(theThread->mThreadArgs);
 
   if (theThread->mDetachedState == kzvThreadDetachedState_Detached) {

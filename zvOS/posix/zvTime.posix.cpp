@@ -30,7 +30,8 @@ ZV_COLD timeval LateTimeOfDay() {
   return {static_cast<time_t>(theTime.mSeconds), static_cast<suseconds_t>(theTime.mNanoseconds) / 1000};
 }
 
-// In no time zone the end of what a narrow time_t holds is near.
+// Two days before the end of what a narrow time_t holds: no time zone is so far from UTC that its local time
+// would lie behind that end.
 constexpr time_t kLastNarrowDay = INT32_MAX - 2 * 24 * 60 * 60;
 
 // The calendar of the C library, for times of either width.

@@ -12,7 +12,7 @@
 // A twin, whose caller looks into errno, reports through ReportingFailure or holds an ErrnoAtEnd.
 #pragma once
 
-#include "multiplatform/Message.h"
+#include "private/Message.h"
 
 #include <cerrno>
 

@@ -18,8 +18,10 @@
 /// negated error number (-EINVAL for a name that is NULL).
 ///
 /// Names live in the system's abstract namespace, where they vanish with their socket; where the kernel has
-/// none, which is found out once, they are socket files. A name is cut to 107 bytes. The first pipe of a
-/// process makes it ignore SIGPIPE, and so do from then on the programs that it starts, which inherit that.
+/// none they are socket files. The process finds that out once, with a socket of its own: when the system
+/// makes none then (EMFILE), names are files from then on, and are not found by programs that found out
+/// otherwise. A name is cut to 107 bytes. The first pipe of a process makes it ignore SIGPIPE, and so do from
+/// then on the programs that it starts, which inherit that.
 ///
 /// @threads any thread may call any function
 /// @signals only zvPipe_Write, zvPipe_Read, zvPipe_SendFD and zvPipe_RecvFD

@@ -11,7 +11,8 @@
 /// written only where it exists already: create those that you want. Both directions are appended in the
 /// order of the calls, without marks; `"\r\nERROR"` stands for a transfer of length -1 and `"\r\n*** CLOSED
 /// ***\r\n"` for the close. The file is opened and closed around each transfer, so it is complete at any
-/// moment; this is slow.
+/// moment; this is slow. It may be a named pipe that can be opened for reading, too; what its reader does not
+/// take in time, or at all, is dropped.
 ///
 /// A hundred sockets at most; descriptor 0 cannot be logged.
 ///

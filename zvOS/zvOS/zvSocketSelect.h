@@ -62,8 +62,7 @@ ZVOS_API void zvSocketSelect_Delete(zvSocketSelect *aSocketSelect);
 /// itself only when tens of thousands of triggers are pending.
 /// @param aSocketSelect the object
 /// @signals no: it takes a lock. A handler posts a semaphore for a thread that triggers, or writes to a pipe
-/// of
-///   its own that is in the set
+///   of its own that is in the set
 ZVOS_API void zvSocketSelect_Trigger(zvSocketSelect *aSocketSelect);
 
 /// Waits until a socket of the sets is ready, a trigger comes or the time is over. The sets come back with
@@ -84,8 +83,6 @@ ZVOS_API void zvSocketSelect_Trigger(zvSocketSelect *aSocketSelect);
 ZVOS_API int zvSocketSelect_Select(zvSocketSelect *aSocketSelect, fd_set *aReadSet, fd_set *aWriteSet,
                                    fd_set *anErrorSet, int aMaxFD, struct timeval *aTimeOut,
                                    int *afTriggered);
-
-// For callers with a wait of their own: Prepare before it, Reset after it, on the same set.
 
 /// Adds the trigger to a set, for callers with a wait of their own. They call Prepare before it and
 /// zvSocketSelect_Reset after it, on the same set.

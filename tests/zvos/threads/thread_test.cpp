@@ -6,6 +6,7 @@
 #include "thread_support.h"
 
 using namespace zvtest;
+using ::testing::Each;
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
 using namespace zvtest::threads;
@@ -127,6 +128,44 @@ TEST_F(Thread, SchedulingIsAcceptedAndNotUsed) {
   EXPECT_EQ(1, mWork.mRuns);
   EXPECT_EQ(theCalls, CallsOf("pthread_attr_setschedparam"));
   ExpectNothingLogged();
+}
+
+// --- the gate ---------------------------------------------------------------------------------
+
+TEST_F(Thread, ASignalThatIsHandledAtTheGateDoesNotOpenIt) {
+  struct sigaction theAction = {};
+  struct sigaction theFormerAction;
+  theAction.sa_handler = [](int) {};
+  ASSERT_EQ(0, sigaction(SIGUSR1, &theAction, &theFormerAction));
+  pthread_t theSystemThread = 0;
+  Fault theCreation("pthread_create", 0);
+  theCreation.PassingThrough().Doing(
+      [&](const long long *anArguments) { theSystemThread = *ArgumentAs<pthread_t>(anArguments[0]); });
+  zvOSThread *const theThread = NewThread(Joinable(mWork));
+
+  // Twice interrupted, it has come back to the gate in between. A signal that comes before the thread is
+  // there interrupts nothing.
+  EXPECT_TRUE(WaitUntil([&] {
+    if (mWork.mRuns == 0) pthread_kill(theSystemThread, SIGUSR1);
+    return mLog.Messages().size() >= 2 || mWork.mRuns != 0;
+  }));
+  EXPECT_EQ(0, mWork.mRuns);
+  EXPECT_THAT(mLog.Messages(), Each(Error(7, "zvOSSemaphore: sem_wait failed (error = -1)\n")));
+  zvThread_Delete(theThread);
+  EXPECT_EQ(0, mWork.mRuns) << "it was never run";
+  sigaction(SIGUSR1, &theFormerAction, nullptr);
+}
+
+TEST_F(Thread, AWaitAtTheGateThatFailsOtherwiseIsTheLastOne) {
+  Event theThreadIsMade;
+  Fault theFault("sem_wait", EINVAL);
+  theFault.Doing([&](const long long *) { theThreadIsMade.Wait(); }).AnyThread();
+  zvOSThread *const theThread = NewThread(Joinable(mWork));
+  theThreadIsMade.Report();
+  EXPECT_TRUE(WaitUntil([&] { return mWork.mRuns == 1; }));
+  EXPECT_THAT(mLog.Messages(),
+              ElementsAre(Error(7, Format("zvOSSemaphore: sem_wait failed (error = %d)\n", EINVAL))));
+  zvThread_Delete(theThread);
 }
 
 // --- failures of Run and Wait ---------------------------------------------------------------

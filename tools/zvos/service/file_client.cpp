@@ -50,8 +50,9 @@ class FileClient {
 
   MaybeProblem Send(const std::string &aText);
   MaybeProblem ReadLine(std::string &aLine);
-  MaybeProblem FillBuffer();
-  MaybeProblem Wait(bool afToSend);
+  MaybeProblem FillBuffer() { return FillBuffer(mSettings.mIdleTime); }
+  MaybeProblem FillBuffer(int64 aTime);
+  MaybeProblem Wait(bool afToSend, int64 aTime);
   Problem ProblemOfWord(const std::string &aLine) const;
 
   const FetchSettings &mSettings;
@@ -92,7 +93,7 @@ MaybeProblem FileClient::Connect() {
   int theError = 0;
   if (!mSocket.Connect(mSettings.mServer)) {
     theError = zvSocketGetLastError();
-  } else if (const MaybeProblem theProblem = Wait(true)) {
+  } else if (const MaybeProblem theProblem = Wait(true, mSettings.mIdleTime)) {
     return Problem(theStart + theProblem->mText, theProblem->mStatus);
   } else {
     socklen_t theLength = sizeof(theError);
@@ -167,7 +168,8 @@ MaybeProblem FileClient::CheckEnd() {
 // is to find its place free. What comes now does not change that the file is there.
 void FileClient::WaitForEnd() {
   const int64 theEnd = Milliseconds() + kTimeForEnd;
-  while (Milliseconds() < theEnd && !FillBuffer()) {
+  for (int64 theRest = kTimeForEnd; theRest > 0; theRest = theEnd - Milliseconds()) {
+    if (FillBuffer(theRest)) return;
   }
 }
 
@@ -180,7 +182,7 @@ MaybeProblem FileClient::Send(const std::string &aText) {
       theSent += static_cast<size_t>(theCount);
     } else if (!zvSocketLastErrorIsWouldBlock()) {
       return SocketProblem("the connection broke");
-    } else if (MaybeProblem theProblem = Wait(true)) {
+    } else if (MaybeProblem theProblem = Wait(true, mSettings.mIdleTime)) {
       return theProblem;
     }
   }
@@ -200,8 +202,8 @@ MaybeProblem FileClient::ReadLine(std::string &aLine) {
   }
 }
 
-// Waits for data, which replaces what the buffer has.
-MaybeProblem FileClient::FillBuffer() {
+// Waits for data that many milliseconds. It replaces what the buffer has.
+MaybeProblem FileClient::FillBuffer(int64 aTime) {
   for (;;) {
     const int theCount =
         zvSocketRecv(mSocket.Get(), mBuffer.data(), static_cast<int>(mBuffer.size()), 0, kLabel);
@@ -213,17 +215,17 @@ MaybeProblem FileClient::FillBuffer() {
     }
     if (theCount == 0) return Problem("the server closed the connection");
     if (!zvSocketLastErrorIsWouldBlock()) return SocketProblem("the connection broke");
-    if (MaybeProblem theProblem = Wait(false)) return theProblem;
+    if (MaybeProblem theProblem = Wait(false, aTime)) return theProblem;
   }
 }
 
-// Until the socket is ready.
-MaybeProblem FileClient::Wait(bool afToSend) {
-  const int64 theEnd = Milliseconds() + mSettings.mIdleTime;
+// Until the socket is ready, for that many milliseconds.
+MaybeProblem FileClient::Wait(bool afToSend, int64 aTime) {
+  const int64 theEnd = Milliseconds() + aTime;
   for (;;) {
     if (mfStopped()) return Problem("stopped");
     const int64 theRest = theEnd - Milliseconds();
-    if (theRest <= 0) return Problem("no answer for " + std::to_string(mSettings.mIdleTime / 1000) + " s");
+    if (theRest <= 0) return Problem("no answer for " + std::to_string(aTime / 1000) + " s");
     fd_set theSet;
     FD_ZERO(&theSet);
     FD_SET(mSocket.Get(), &theSet);

@@ -1,10 +1,10 @@
 // SPDX-FileCopyrightText: 2026 the libzvOS authors
 // SPDX-License-Identifier: Apache-2.0
 
-// Messages of the library's own sources. What all of them do is done by functions of the library instead of
-// in place: a message is two calls in the code, of which the first tests the level. What the text needs is
-// evaluated between them, for a message that somebody wants. Paths where that call would count ask
-// zvos::IsTracing() first.
+// Messages of the library's own sources. What all of them do is done by functions of the library
+// (multiplatform/Message.cpp) instead of in place: a message is two calls in the code, of which the first
+// tests the level. What the text needs is evaluated between them, for a message that somebody wants. Paths
+// where that call would count ask zvos::IsTracing() first.
 #pragma once
 
 #include <zvOS/zvLogDefines.h>
