@@ -4,6 +4,7 @@
 // `zvos crash`, from a crash on a "device" to a line of the source on another "machine": the program and the
 // library are stripped when they crash, and gone when the report is read.
 
+#include "CrashDevice.h"
 #include "ToolSupport.h"
 #include "support/LateClock.h"
 
@@ -27,92 +28,6 @@ using ::testing::ContainsRegex;
 using ::testing::HasSubstr;
 using ::testing::Not;
 namespace fs = std::filesystem;
-
-// Sanitizers shall leave the signals to the library.
-const std::vector<std::string> kSanitizerOptions = {
-    "ASAN_OPTIONS=handle_segv=0:handle_sigfpe=0:handle_sigbus=0:handle_sigill=0:handle_abort=0:"
-    "allow_user_segv_handler=1:detect_leaks=0:use_sigaltstack=0",
-    "TSAN_OPTIONS=handle_segv=0:handle_sigfpe=0:handle_sigbus=0:handle_sigill=0:handle_abort=0:"
-    "allow_user_segv_handler=1:report_bugs=0"};
-
-void Objcopy(const std::vector<std::string> &anArguments) {
-  std::string theCommand = ZVTEST_OBJCOPY;
-  for (const std::string &theArgument : anArguments)
-    theCommand += " '" + theArgument + "'";
-  ASSERT_EQ(0, system(theCommand.c_str())) << theCommand;
-}
-
-std::string Output(const std::string &aCommand) {
-  FILE *const thePipe = popen(aCommand.c_str(), "r");
-  std::string theText;
-  char theBuffer[4096];
-  for (size_t theCount; (theCount = fread(theBuffer, 1, sizeof(theBuffer), thePipe)) > 0;)
-    theText.append(theBuffer, theCount);
-  pclose(thePipe);
-  return theText;
-}
-
-// "Build ID" of a file, as the path of its debug information.
-std::string BuildIdPath(const std::string &aFile) {
-  const std::string theText = Output("readelf -n '" + aFile + "' 2>/dev/null");
-  const size_t thePlace = theText.find("Build ID: ");
-  if (thePlace == std::string::npos) {
-    ADD_FAILURE() << aFile << " has no build id\n" << theText;
-    return "none";
-  }
-  const std::string theId = theText.substr(thePlace + 10, theText.find('\n', thePlace) - thePlace - 10);
-  return ".build-id/" + theId.substr(0, 2) + "/" + theId.substr(2) + ".debug";
-}
-
-// The crashing program and its libraries in a folder as on a device, stripped, and their debug information in
-// another one.
-class Device {
- public:
-  Device() {
-    fs::create_directories(mFolder.File("device/bin"));
-    fs::create_directories(mFolder.File("device/lib"));
-    Install(BuiltProgram("crash_child"), "bin/crash_child");
-    for (const char *theName : {"libzvOS.so", "libzvLog.so"}) {
-      const fs::path theFile = fs::canonical(BuiltLibrary(theName));
-      Install(theFile.string(), "lib/" + theFile.filename().string());
-      fs::create_symlink(theFile.filename(), mFolder.File("device/lib/") + theName + ".1");
-    }
-  }
-
-  std::string DebugFolder() const { return mFolder.File("debug"); }
-  std::string File(const std::string &aName) const { return mFolder.File(aName); }
-
-  // Lets the program crash, and gives the path of its crash file.
-  std::string Crash(const std::string &aMode) {
-    const std::string theFolder = mFolder.File("reports");
-    fs::create_directory(theFolder);
-    std::vector<std::string> theEnvironment = kSanitizerOptions;
-    theEnvironment.push_back("ZVLOG=debug,to=file:" + mFolder.File("log"));
-    theEnvironment.push_back("ZVOS_CRASH_DIR=" + theFolder);
-    mChild = RunProgram(mFolder.File("device/bin/crash_child"), {aMode}, theEnvironment, 60);
-    EXPECT_TRUE(mChild.mfSignaled) << mChild.mError;
-    mTrace = ReadWholeFile("/tmp/backtrace_" + std::to_string(mChild.mPid) + ".txt");
-    RemoveCrashFiles(mChild.mPid);
-    return theFolder + "/zvos_crash_" + std::to_string(mChild.mPid) + ".txt";
-  }
-
-  const std::string &Trace() const { return mTrace; }
-
-  // The report goes to another machine, where there is no device.
-  void Remove() const { fs::remove_all(mFolder.File("device")); }
-
- private:
-  void Install(const std::string &aFile, const std::string &aName) const {
-    const std::string theDebug = DebugFolder() + "/" + BuildIdPath(aFile);
-    fs::create_directories(fs::path(theDebug).parent_path());
-    Objcopy({"--only-keep-debug", aFile, theDebug});
-    Objcopy({"--strip-all", aFile, mFolder.File("device/" + aName)});
-  }
-
-  const TempFolder mFolder;
-  ChildResult mChild;
-  std::string mTrace;
-};
 
 // "crashes.cpp:42" of the line that holds a text and is the first behind another one.
 std::string LineOf(const std::string &aFile, const std::string &aText, const std::string &aBehind) {

@@ -38,45 +38,30 @@ class Slot {
   std::atomic<bool> mfSet{false};
 };
 
-Slot<WriteHook::Function> sWrite;
-Slot<RandomHook::Function> sRandom;
-Slot<Dup3Hook::Function> sDup3;
-Slot<MadviseHook::Function> sMadvise;
-Slot<OpenHook::Function> sOpen;
+template <typename AnyHook>
+Slot<typename AnyHook::Function> sSlot;
+
+auto &sWrite = sSlot<WriteHook>;
+auto &sRandom = sSlot<RandomHook>;
+auto &sDup3 = sSlot<Dup3Hook>;
+auto &sMadvise = sSlot<MadviseHook>;
+auto &sOpen = sSlot<OpenHook>;
 
 }  // namespace
 
-WriteHook::WriteHook(Function aFunction) {
-  sWrite.Set(std::move(aFunction));
+template <typename Call>
+Hook<Call>::Hook(Function aFunction) {
+  sSlot<Hook>.Set(std::move(aFunction));
 }
-WriteHook::~WriteHook() {
-  sWrite.Reset();
+template <typename Call>
+Hook<Call>::~Hook() {
+  sSlot<Hook>.Reset();
 }
-RandomHook::RandomHook(Function aFunction) {
-  sRandom.Set(std::move(aFunction));
-}
-RandomHook::~RandomHook() {
-  sRandom.Reset();
-}
-Dup3Hook::Dup3Hook(Function aFunction) {
-  sDup3.Set(std::move(aFunction));
-}
-Dup3Hook::~Dup3Hook() {
-  sDup3.Reset();
-}
-
-MadviseHook::MadviseHook(Function aFunction) {
-  sMadvise.Set(std::move(aFunction));
-}
-MadviseHook::~MadviseHook() {
-  sMadvise.Reset();
-}
-OpenHook::OpenHook(Function aFunction) {
-  sOpen.Set(std::move(aFunction));
-}
-OpenHook::~OpenHook() {
-  sOpen.Reset();
-}
+template class Hook<ssize_t(int, const void *, size_t)>;
+template class Hook<ssize_t(void *, size_t)>;
+template class Hook<int(void *, size_t, int)>;
+template class Hook<void()>;
+template class Hook<void(const char *)>;
 
 ssize_t RealWrite(int aDescriptor, const void *aData, size_t aSize) {
   return syscall(SYS_write, aDescriptor, aData, aSize);

@@ -12,54 +12,27 @@
 
 namespace zvlogtest {
 
-// Sees each write of a record, by whichever call.
-class WriteHook {
+// Each call has a signature of its own, which tells its hook from the others.
+template <typename Call>
+class Hook {
  public:
-  using Function = std::function<ssize_t(int aDescriptor, const void *aData, size_t aSize)>;
-  explicit WriteHook(Function aFunction);
-  ~WriteHook();
-  WriteHook(const WriteHook &) = delete;
-  WriteHook &operator=(const WriteHook &) = delete;
+  using Function = std::function<Call>;
+  explicit Hook(Function aFunction);
+  ~Hook();
+  Hook(const Hook &) = delete;
+  Hook &operator=(const Hook &) = delete;
 };
+
+// Sees each write of a record, by whichever call.
+using WriteHook = Hook<ssize_t(int aDescriptor, const void *aData, size_t aSize)>;
 ssize_t RealWrite(int aDescriptor, const void *aData, size_t aSize);
 
-class RandomHook {
- public:
-  using Function = std::function<ssize_t(void *aBuffer, size_t aSize)>;
-  explicit RandomHook(Function aFunction);
-  ~RandomHook();
-  RandomHook(const RandomHook &) = delete;
-  RandomHook &operator=(const RandomHook &) = delete;
-};
+// In place of getrandom and madvise.
+using RandomHook = Hook<ssize_t(void *aBuffer, size_t aSize)>;
+using MadviseHook = Hook<int(void *anAddress, size_t aSize, int anAdvice)>;
 
-// Before the call of dup3, which is then made.
-class Dup3Hook {
- public:
-  using Function = std::function<void()>;
-  explicit Dup3Hook(Function aFunction);
-  ~Dup3Hook();
-  Dup3Hook(const Dup3Hook &) = delete;
-  Dup3Hook &operator=(const Dup3Hook &) = delete;
-};
-
-// In place of the call of madvise.
-class MadviseHook {
- public:
-  using Function = std::function<int(void *anAddress, size_t aSize, int anAdvice)>;
-  explicit MadviseHook(Function aFunction);
-  ~MadviseHook();
-  MadviseHook(const MadviseHook &) = delete;
-  MadviseHook &operator=(const MadviseHook &) = delete;
-};
-
-// Before the call of open, which is then made.
-class OpenHook {
- public:
-  using Function = std::function<void(const char *aPath)>;
-  explicit OpenHook(Function aFunction);
-  ~OpenHook();
-  OpenHook(const OpenHook &) = delete;
-  OpenHook &operator=(const OpenHook &) = delete;
-};
+// Before the calls of dup3 and open, which are then made.
+using Dup3Hook = Hook<void()>;
+using OpenHook = Hook<void(const char *aPath)>;
 
 }  // namespace zvlogtest
