@@ -9,40 +9,37 @@
 #include <string.h>
 #include <zvLog/zvLog.h>
 // clang-format off
+#define KEEP(aCall) const int theError = errno; aCall; errno = theError
 #define VARIADIC(aCall) va_list theList; va_start(theList, aFormat); aCall; va_end(theList)
-#define KEEPING_ERRNO(aCall) const int theError = errno; aCall; errno = theError
+#define RESULT(aCall, aResult) VARIADIC(const int theSize = aCall); return aResult
 typedef const char *Text;
-static __thread struct Open { zvLogData mData; char mText[1000]; } sOpen[4], *sLast = NULL;  // records nest
+// Records nest, four deep; the fifth place is never handed out.
+static __thread struct Open { zvLogData mData; char mText[1000]; } sOpen[5]; static __thread int sDepth;
 
 zvLogLevel _zvLog_Level = 3;
-int zvLog_WillLog(zvLogLevel aLevel, zvLogModule aModule) { return aLevel < _zvLog_Level && sLast != &sOpen[3]; }
+int zvLog_WillLog(zvLogLevel aLevel, zvLogModule aModule) { return aLevel < _zvLog_Level && sDepth < 4; }
 zvLogData *zvLog_Begin(zvLogLevel aLevel, zvLogModule aModule) {
-  if (!zvLog_WillLog(aLevel, aModule)) return NULL;
-  sLast = sLast != NULL ? sLast + 1 : sOpen;
-  *sLast = (struct Open){{aLevel, aModule, "", 0}, ""};
-  return &sLast->mData;
+  sOpen[sDepth] = (struct Open){{aLevel, aModule, "", 0}, ""};
+  return zvLog_WillLog(aLevel, aModule) ? &sOpen[sDepth++].mData : NULL;
 }
 void zvLog_Append_VF(Text aFormat, va_list anArguments) {
-  const size_t theLength = strlen(sLast->mText);
-  KEEPING_ERRNO(vsnprintf(sLast->mText + theLength, sizeof(sLast->mText) - theLength, aFormat, anArguments));
+  char *const theText = sOpen[sDepth - 1].mText;
+  KEEP(vsnprintf(theText + strlen(theText), 1000 - strlen(theText), aFormat, anArguments));
 }
 void zvLog_Append_F(Text aFormat, ...) { VARIADIC(zvLog_Append_VF(aFormat, theList)); }
 void zvLog_End(zvLogData *aData) {
-  KEEPING_ERRNO(dprintf(2, "level %d, module %d, %s: %s", aData->mLevel, aData->mModule, aData->mFile, sLast->mText));
-  sLast = sLast != sOpen ? sLast - 1 : NULL;
+  KEEP(dprintf(2, "level %d, module %d, %s: %s", aData->mLevel, aData->mModule, aData->mFile, sOpen[--sDepth].mText));
 }
-void _zvAssert(Text aText, Text aFile, uint32 aLine) { KEEPING_ERRNO(dprintf(2, "%s:%u: %s\n", aFile, aLine, aText)); }
+void _zvAssert(Text aText, Text aFile, uint32 aLine) { KEEP(dprintf(2, "%s:%u: %s\n", aFile, aLine, aText)); }
 
 void *zvMalloc(size_t aSize) { return malloc(aSize); }
 void *zvMallocZeroed(size_t aSize) { return calloc(1, aSize); }
 void zvFree(void *aPointer) { free(aPointer); }
 char *zvStrdup(Text aText) { return strdup(aText); }
 char *zvStrndup(Text aText, size_t aLength) { return strndup(aText, aLength); }
-int zv_snprintf(char *aText, size_t aSize, Text aFormat, ...) {
-  VARIADIC(const int theLength = vsnprintf(aText, aSize, aFormat, theList)); return theLength; }
+int zv_snprintf(char *aTo, size_t aMax, Text aFormat, ...) { RESULT(vsnprintf(aTo, aMax, aFormat, theList), theSize); }
 char *zv_mnprintf(Text aFormat, ...) {
-  char *theText; VARIADIC(const int theLength = vasprintf(&theText, aFormat, theList));
-  return theLength < 0 ? NULL : theText; }
+  char *theText; RESULT(vasprintf(&theText, aFormat, theList), theSize < 0 ? NULL : theText); }
 int zvConvert_strtoptr(Text aText, void **aPointer) { return aText && sscanf(aText, "%p", aPointer) == 1 ? 0 : -3; }
 int zvCStringParser_Match(Text aPattern, Text aText) { return fnmatch(aPattern, aText, 0) == 0; }
 uint16 zvRand_MinMaxUInt16(uint16 aMin, uint16 aMax) { return (uint16)(aMin + random() % (aMax - aMin + 1)); }
