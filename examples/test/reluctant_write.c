@@ -9,7 +9,9 @@
 #include <sys/types.h>
 
 ssize_t __real_write(int aDescriptor, const void *aBuffer, size_t aLength);
-ssize_t __wrap_write(int aDescriptor, const void *aBuffer, size_t aLength);
+/* Visible, because the linker wants it for the libraries of the program as well. */
+__attribute__((visibility("default"))) ssize_t __wrap_write(int aDescriptor, const void *aBuffer,
+                                                            size_t aLength);
 
 ssize_t __wrap_write(int aDescriptor, const void *aBuffer, size_t aLength) {
   static int sfInterrupted = 0;
