@@ -228,6 +228,21 @@ TEST(CrashCommand, FindsTheModulesThemselvesByNameBelowAFolder) {
                     HasSubstr("    lines from " + theDevice.File("builds/some/where/crash_child"))));
 }
 
+// The kernel says so in the path of a program or library that was replaced while the process had it.
+TEST(CrashCommand, FindsModulesThatWereReplacedByName) {
+  NEEDS_LINE_READER();
+  Device theDevice;
+  const std::string theReport = theDevice.Crash("segv");
+  theDevice.Remove();
+  WriteWholeFile(theReport, std::regex_replace(ReadWholeFile(theReport), std::regex("/crash_child(\\(|\n)"),
+                                               "/crash_child (deleted)$1"));
+  const TempFolder theBuilds;
+  fs::copy_file(BuiltProgram("crash_child"), theBuilds.File("crash_child"));
+  EXPECT_THAT(Zvos({"crash", theReport, "--debug", theBuilds.Path()}).mOutput,
+              AllOf(HasSubstr("FaultByWriting at tests/crash/crashes.cpp:"),
+                    HasSubstr("/crash_child (deleted)"), Not(HasSubstr("unproven"))));
+}
+
 // The debug information, and the program that reads lines, were written after January 2038.
 TEST(CrashCommand, FindsLateFiles) {
   NEEDS_LINE_READER();
