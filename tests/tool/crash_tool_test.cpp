@@ -380,6 +380,44 @@ TEST(CrashCommand, TellsReportsOfTwoThreadsInALogApart) {
   EXPECT_THAT(theResult.mOutput, HasSubstr("  #00  ?? in eight, +0x8\n"));
 }
 
+// As the library's own log and system logs show a thread: processes that append to the same log write in
+// turns, too.
+TEST(CrashCommand, TellsReportsOfTwoProcessesInALogApart) {
+  const TempFolder theFolder;
+  const std::string theFile = theFolder.File("log");
+  const std::string kHeads[] = {"1 error DEFAULT ", "Nov 22 19:30:17 device player[6]: DEFAULT "};
+  for (const std::string &theHead : kHeads) {
+    const std::string theOne = theHead + "[6:7] a.h:1: ";
+    const std::string theOther = theHead + "[6:8 [a] b] a.h:1: ";
+    WriteWholeFile(theFile, theOne + "zvOSThread: Received fatal signal: 11\n" + theOther +
+                                "zvOSThread: Received fatal signal: 8\n" + theOne +
+                                "Backtracing this thread (pid=6, depth=2):\n" + theOther +
+                                "Backtracing this thread (pid=6, depth=2):\n" + theOther +
+                                "00: /nonexistent/eight(+0x8) [0x88]\n" + theOne +
+                                "00: /nonexistent/seven(+0x7) [0x77]\n" + theOther +
+                                "01: /nonexistent/eight(+0x9) [0x99]\n" + theOne +
+                                "01: /nonexistent/seven(main+0x6) [0x66]\n");
+    const std::string theText = Zvos({"crash", theFile}).mOutput;
+    EXPECT_THAT(theText, HasSubstr("signal:           11\nprocess:          6\nthread:           7\n"));
+    EXPECT_THAT(theText, HasSubstr("  #00  ?? in seven, +0x7\n  #01  main in seven, main+0x6\n"));
+    EXPECT_THAT(theText, HasSubstr("signal:           8\nprocess:          6\nthread:           8\n"));
+    EXPECT_THAT(theText, HasSubstr("  #00  ?? in eight, +0x8\n  #01  ?? in eight, +0x9\n"));
+    EXPECT_THAT(theText, Not(HasSubstr("is not complete")));
+  }
+}
+
+TEST(CrashCommand, TakesNoWordsOfAStackInATraceFileForCallers) {
+  const TempFolder theFolder;
+  const std::string theFile = theFolder.File("backtrace_6.txt");
+  WriteWholeFile(theFile,
+                 "log\n00: /nonexistent/frame(+0x1) [0x11]\n01: /nonexistent/frame(+0x2) [0x12]\n"
+                 "00: /nonexistent/word(+0x3) [0x13]\n01: [0x14]\n02: /nonexistent/word(+0x5) [0x15]\n"
+                 "03: /nonexistent/word(+0x6) [0x16]\n\nlog end\n");
+  EXPECT_THAT(Zvos({"crash", theFile}).mOutput,
+              AllOf(HasSubstr("  #00  ?? in frame, +0x1\n  #01  ?? in frame, +0x2\nmodules:\n"),
+                    Not(HasSubstr("word")), Not(HasSubstr("is not complete"))));
+}
+
 // --- texts that are not what they should be -----------------------------------------------------
 
 TEST(CrashCommand, RefusesAFileWithoutAReport) {

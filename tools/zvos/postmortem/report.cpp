@@ -165,19 +165,29 @@ class Traces {
   struct Open {
     size_t mIndex;
     int mNext;
-    int mDepth;  // -1 when it is not known
+    int mDepth;              // -1 when it is not known
+    bool mfInStack = false;  // the frames are over, what follows are words of the stack
   };
 
-  // The word in brackets that a log shows the thread by, or nothing.
+  static bool IsProcessAndThread(const std::string &aText) {
+    const size_t theColon = aText.find(':');
+    return theColon != std::string::npos && IsDigits(aText.substr(0, theColon), kDecimal) &&
+           IsDigits(aText.substr(theColon + 1), kDecimal);
+  }
+
+  // The word in brackets that a log shows the thread by, "6:7" or "7", or nothing. The library's log puts the
+  // thread's name behind it; a system log puts the number of the process in front.
   static std::string ThreadOf(const std::string &aLine, size_t aLength) {
     const std::string theHead = aLine.substr(0, aLength);
+    std::string theThread;
     for (size_t theStart = 0; (theStart = theHead.find('[', theStart)) != std::string::npos; ++theStart) {
-      const size_t theEnd = theHead.find(']', theStart);
-      if (theEnd == std::string::npos) return "";
-      std::string theWord = theHead.substr(theStart + 1, theEnd - theStart - 1);
-      if (IsDigits(theWord, kDecimal)) return theWord;
+      const size_t theEnd = theHead.find_first_of(" ]", theStart);
+      if (theEnd == std::string::npos) break;
+      const std::string theWord = theHead.substr(theStart + 1, theEnd - theStart - 1);
+      if (IsProcessAndThread(theWord) || (theThread.empty() && IsDigits(theWord, kDecimal)))
+        theThread = theWord;
     }
-    return "";
+    return theThread;
   }
 
   bool TakeSignal(const std::string &aLine) {
@@ -205,7 +215,8 @@ class Traces {
       const auto theSignal = mSignals.find(theThread);
       if (theSignal != mSignals.end()) theReport.mFacts.push_back({"signal", theSignal->second});
       theReport.mFacts.push_back({"process", std::to_string(atoi(theNumbers))});
-      if (!theThread.empty()) theReport.mFacts.push_back({"thread", theThread});
+      if (!theThread.empty())
+        theReport.mFacts.push_back({"thread", theThread.substr(theThread.find(':') + 1)});
     }
     mOpen[theThread] = {mReports.size(), 0, theDepth};
     mReports.push_back(theReport);
@@ -221,10 +232,12 @@ class Traces {
   }
 
   // "03: ..." at the begin, or behind what a log shows in front of its texts. The words of a stack that may
-  // follow have numbers of their own, from 0 on.
+  // follow have numbers of their own, from 0 on; a log tells the depth of the trace, a trace file does not.
   void TakeFrame(const std::string &aLine) {
     for (auto theOpen = mOpen.begin(); theOpen != mOpen.end(); ++theOpen) {
       Open &theTrace = theOpen->second;
+      if (theTrace.mDepth == -1 && theTrace.mNext > 0 && BeginsWith(aLine, "00: ")) theTrace.mfInStack = true;
+      if (theTrace.mfInStack) continue;
       const std::string theNumber = (theTrace.mNext < 10 ? "0" : "") + std::to_string(theTrace.mNext) + ": ";
       size_t thePlace = 0;
       if (!BeginsWith(aLine, theNumber)) {
