@@ -460,6 +460,44 @@ TEST(CrashCommand, SurvivesReportsThatAreCutAnywhere) {
   }
 }
 
+// Half a build id would refuse the very file that is meant.
+TEST(CrashCommand, DoesNotBelieveALineThatIsCutOff) {
+  Device theDevice;
+  const std::string theReport = theDevice.Crash("segv");
+  const std::string theText = ReadWholeFile(theReport);
+  WriteWholeFile(theReport, theText.substr(0, theText.find(" build id: ") + 24));
+  EXPECT_THAT(Zvos({"crash", theReport, "--debug", theDevice.DebugFolder()}).mOutput,
+              AllOf(HasSubstr("The crash file is not complete.\n"), Not(HasSubstr("REFUSED"))));
+  WriteWholeFile(theReport, theText.substr(0, theText.size() - 1));
+  EXPECT_THAT(Zvos({"crash", theReport}).mOutput, Not(HasSubstr("is not complete")));
+}
+
+TEST(CrashCommand, TellsReportsApartThatWerePutIntoOneFile) {
+  const TempFolder theFolder;
+  const std::string theFile = theFolder.File("reports");
+  WriteWholeFile(theFile,
+                 "crash file: 1\nprocess: 7\nframe 00: /nonexistent/seven(+0x7) [0x77]\nend: complete\n"
+                 "crash file: 1\nprocess: 8\nframe 00: /nonexistent/eight(+0x8) [0x88]\n");
+  const std::string theText = Zvos({"crash", theFile}).mOutput;
+  EXPECT_THAT(theText, HasSubstr("process:          7\ncalled from:\n  #00  ?? in seven, +0x7\nmodules:\n"));
+  EXPECT_THAT(theText, HasSubstr("\n\nprocess:          8\nThe crash file is not complete.\n"
+                                 "called from:\n  #00  ?? in eight, +0x8\nmodules:\n"));
+}
+
+// As a report becomes that was fetched by way of another system.
+TEST(CrashCommand, ReadsLinesThatEndInCarriageReturns) {
+  Device theDevice;
+  const std::string theReport = theDevice.Crash("segv");
+  const std::string theTrace = theDevice.File("backtrace_1.txt");
+  WriteWholeFile(theTrace, theDevice.Trace());
+  for (const std::string &theFile : {theReport, theTrace, theDevice.File("log")}) {
+    const std::string theOutput = Zvos({"crash", theFile}).mOutput;
+    EXPECT_THAT(theOutput, HasSubstr("FaultByWriting")) << theFile;
+    WriteWholeFile(theFile, std::regex_replace(ReadWholeFile(theFile), std::regex("\n"), "\r\n"));
+    EXPECT_EQ(theOutput, Zvos({"crash", theFile}).mOutput) << theFile;
+  }
+}
+
 TEST(CrashCommand, GivesScriptsTheSame) {
   NEEDS_LINE_READER();
   Device theDevice;

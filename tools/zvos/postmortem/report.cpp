@@ -5,6 +5,7 @@
 
 #include "shared/text.h"
 
+#include <algorithm>
 #include <cstdlib>
 #include <map>
 #include <optional>
@@ -61,6 +62,7 @@ std::optional<Place> ReadPlace(const std::string &aText) {
 // --- crash files --------------------------------------------------------------------------------
 
 constexpr char kFirstLine[] = "crash file: 1";
+constexpr char kLastLine[] = "end: complete";
 
 ReportModule &ModuleOf(std::map<int, ReportModule> &someModules, const std::string &aNumber) {
   return someModules[atoi(aNumber.c_str())];
@@ -98,8 +100,7 @@ void MarkCrash(CrashReportText &aReport, const std::optional<Place> &aCrash) {
     aReport.mFrames[i].mRole = FrameRole::Report;
 }
 
-std::optional<CrashReportText> ReadCrashFile(const std::vector<std::string> &someLines) {
-  if (someLines.empty() || someLines[0] != kFirstLine) return {};
+CrashReportText ReadCrashFile(const std::vector<std::string> &someLines) {
   CrashReportText theReport;
   theReport.mKind = CrashReportText::Kind::CrashFile;
   std::optional<Place> theCrash;
@@ -120,7 +121,7 @@ std::optional<CrashReportText> ReadCrashFile(const std::vector<std::string> &som
       TakeModule(theModules, theKey.substr(sizeof("module")), theValue);
     } else if (theKey == "crashed at") {
       theCrash = ReadPlace(theValue);
-    } else if (theKey == "end") {
+    } else if (someLines[i] == kLastLine) {
       theReport.mfComplete = true;
     } else {
       theReport.mFacts.push_back({theKey, theValue});
@@ -130,6 +131,19 @@ std::optional<CrashReportText> ReadCrashFile(const std::vector<std::string> &som
   for (const auto &theModule : theModules)
     theReport.mModules.push_back(theModule.second);
   return theReport;
+}
+
+// Of a text that begins with one; several may have been put together.
+std::vector<CrashReportText> ReadCrashFiles(std::vector<std::string> someLines, bool afCutOff) {
+  // A last line that is not whole is not believed: half a build id is another one.
+  if (afCutOff && someLines.back() != kLastLine) someLines.pop_back();
+  std::vector<CrashReportText> theReports;
+  for (auto theStart = someLines.begin(); theStart != someLines.end();) {
+    const auto theEnd = std::find(theStart + 1, someLines.end(), kFirstLine);
+    theReports.push_back(ReadCrashFile({theStart, theEnd}));
+    theStart = theEnd;
+  }
+  return theReports;
 }
 
 // --- traces, in files of their own and in logs --------------------------------------------------
@@ -264,6 +278,15 @@ class Traces {
   std::map<std::string, Open> mOpen;            // by threads
 };
 
+// The lines, also of a text that has come by way of another system, which ends them by CR and LF.
+std::vector<std::string> LinesOfReport(const std::string &aText) {
+  std::vector<std::string> theLines = LinesOf(aText);
+  for (std::string &theLine : theLines) {
+    if (!theLine.empty() && theLine.back() == '\r') theLine.pop_back();
+  }
+  return theLines;
+}
+
 }  // namespace
 
 const char *NameOf(CrashReportText::Kind aKind) {
@@ -279,8 +302,8 @@ const char *NameOf(CrashReportText::Kind aKind) {
 }
 
 std::vector<CrashReportText> ReadCrashReports(const std::string &aText) {
-  const std::vector<std::string> theLines = LinesOf(aText);
-  if (const auto theReport = ReadCrashFile(theLines)) return {*theReport};
+  const std::vector<std::string> theLines = LinesOfReport(aText);
+  if (!theLines.empty() && theLines[0] == kFirstLine) return ReadCrashFiles(theLines, aText.back() != '\n');
   std::vector<CrashReportText> theReports;
   Traces theTraces(theReports);
   for (const std::string &theLine : theLines)
