@@ -282,6 +282,19 @@ TEST(CrashCommand, RefusesWhatIsOfAnotherBuild) {
                                        HasSubstr("?? in crash_child, +0x"), Not(HasSubstr(" at tools/"))));
 }
 
+TEST(CrashCommand, NamesAFileOnceOfFoldersThatAreGivenTwice) {
+  Device theDevice;
+  const std::string theReport = theDevice.Crash("segv");
+  theDevice.Remove();
+  fs::create_directories(theDevice.File("builds"));
+  fs::copy_file(BuiltProgram("zvos"), theDevice.File("builds/crash_child"));
+  const std::string theFolder = theDevice.File("builds");
+  const std::string theText = Zvos({"crash", theReport, "--debug", theFolder, "--debug", theFolder}).mOutput;
+  const size_t thePlace = theText.find("REFUSED");
+  ASSERT_NE(std::string::npos, thePlace);
+  EXPECT_EQ(std::string::npos, theText.find("REFUSED", thePlace + 1));
+}
+
 // What stands under the build id need not be what it says.
 TEST(CrashCommand, RefusesAFileThatIsMisplaced) {
   Device theDevice;

@@ -90,7 +90,9 @@ std::vector<std::string> DebugFiles::PathsByName(const ReportModule &aModule) {
     for (auto theEntry = theRange.first; theEntry != theRange.second; ++theEntry)
       thePaths.push_back(theEntry->second);
   }
+  // Folders may be given twice, or one below the other.
   std::sort(thePaths.begin(), thePaths.end());
+  thePaths.erase(std::unique(thePaths.begin(), thePaths.end()), thePaths.end());
   if (BeginsWith(aModule.mPath, "/")) thePaths.push_back(aModule.mPath);
   return thePaths;
 }
