@@ -209,6 +209,12 @@ TEST(EndOfProcess, WaitsForTheReportWhenMainReturns) {
   EXPECT_GE(theCrash.mChild.mSeconds, 2.0);
 }
 
+TEST(EndOfProcess, WaitsForTheReportAlsoWhenHandlersOfTheApplicationRunMeanwhile) {
+  NEEDS_SIGNALS_OF_THE_SYSTEM();
+  const Crash theCrash = RunCrash("return-from-main-among-signals");
+  ExpectCompleteReport(theCrash, SIGSEGV, {"FaultByWriting", "CrashBySegv"});
+}
+
 TEST(EndOfProcess, WaitsForTheReportWhenAnotherThreadCallsExit) {
   ExpectCompleteReport(RunCrash("exit-in-another-thread"), SIGSEGV, {"FaultByWriting", "CrashBySegv"});
 }

@@ -268,6 +268,17 @@ void ReturnFromMain() {
   AwaitTraceFile(getpid());
 }
 
+// As under a profiler, or in a program that counts its time by an alarm.
+void ReturnFromMainAmongSignals() {
+  struct sigaction theAction = {};
+  theAction.sa_handler = [](int) {};
+  theAction.sa_flags = SA_RESTART;
+  sigaction(SIGALRM, &theAction, nullptr);
+  const itimerval theTime = {{0, 2000}, {0, 2000}};
+  setitimer(ITIMER_REAL, &theTime, nullptr);
+  ReturnFromMain();
+}
+
 void ExitInAnotherThread() {
   StartWorker(CrashBySegv);
   AwaitTraceFile(getpid());
@@ -341,6 +352,7 @@ constexpr crash::Mode kModes[] = {
     {"handler-in-the-drain", HandlerInTheDrain},
     {"own-fatal-handler-in-the-drain", OwnHandlerOfAFatalSignalInTheDrain},
     {"return-from-main", ReturnFromMain},
+    {"return-from-main-among-signals", ReturnFromMainAmongSignals},
     {"exit-in-another-thread", ExitInAnotherThread},
     {"exit-in-a-forked-child", ExitInAForkedChild},
     {"traced", TellDeath},

@@ -228,6 +228,21 @@ TEST(CrashCommand, FindsTheModulesThemselvesByNameBelowAFolder) {
                     HasSubstr("    lines from " + theDevice.File("builds/some/where/crash_child"))));
 }
 
+// The kernel says so in the path of a program or library that was replaced while the process had it.
+TEST(CrashCommand, FindsModulesThatWereReplacedByName) {
+  NEEDS_LINE_READER();
+  Device theDevice;
+  const std::string theReport = theDevice.Crash("segv");
+  theDevice.Remove();
+  WriteWholeFile(theReport, std::regex_replace(ReadWholeFile(theReport), std::regex("/crash_child(\\(|\n)"),
+                                               "/crash_child (deleted)$1"));
+  const TempFolder theBuilds;
+  fs::copy_file(BuiltProgram("crash_child"), theBuilds.File("crash_child"));
+  EXPECT_THAT(Zvos({"crash", theReport, "--debug", theBuilds.Path()}).mOutput,
+              AllOf(HasSubstr("FaultByWriting at tests/crash/crashes.cpp:"),
+                    HasSubstr("/crash_child (deleted)"), Not(HasSubstr("unproven"))));
+}
+
 // The debug information, and the program that reads lines, were written after January 2038.
 TEST(CrashCommand, FindsLateFiles) {
   NEEDS_LINE_READER();
@@ -265,6 +280,19 @@ TEST(CrashCommand, RefusesWhatIsOfAnotherBuild) {
                                                  theDevice.File("builds/crash_child") + " has the build id "),
                                        HasSubstr("    MISSING, not found among:\n"),
                                        HasSubstr("?? in crash_child, +0x"), Not(HasSubstr(" at tools/"))));
+}
+
+TEST(CrashCommand, NamesAFileOnceOfFoldersThatAreGivenTwice) {
+  Device theDevice;
+  const std::string theReport = theDevice.Crash("segv");
+  theDevice.Remove();
+  fs::create_directories(theDevice.File("builds"));
+  fs::copy_file(BuiltProgram("zvos"), theDevice.File("builds/crash_child"));
+  const std::string theFolder = theDevice.File("builds");
+  const std::string theText = Zvos({"crash", theReport, "--debug", theFolder, "--debug", theFolder}).mOutput;
+  const size_t thePlace = theText.find("REFUSED");
+  ASSERT_NE(std::string::npos, thePlace);
+  EXPECT_EQ(std::string::npos, theText.find("REFUSED", thePlace + 1));
 }
 
 // What stands under the build id need not be what it says.
@@ -365,6 +393,44 @@ TEST(CrashCommand, TellsReportsOfTwoThreadsInALogApart) {
   EXPECT_THAT(theResult.mOutput, HasSubstr("  #00  ?? in eight, +0x8\n"));
 }
 
+// As the library's own log and system logs show a thread: processes that append to the same log write in
+// turns, too.
+TEST(CrashCommand, TellsReportsOfTwoProcessesInALogApart) {
+  const TempFolder theFolder;
+  const std::string theFile = theFolder.File("log");
+  const std::string kHeads[] = {"1 error DEFAULT ", "Nov 22 19:30:17 device player[6]: DEFAULT "};
+  for (const std::string &theHead : kHeads) {
+    const std::string theOne = theHead + "[6:7] a.h:1: ";
+    const std::string theOther = theHead + "[6:8 [a] b] a.h:1: ";
+    WriteWholeFile(theFile, theOne + "zvOSThread: Received fatal signal: 11\n" + theOther +
+                                "zvOSThread: Received fatal signal: 8\n" + theOne +
+                                "Backtracing this thread (pid=6, depth=2):\n" + theOther +
+                                "Backtracing this thread (pid=6, depth=2):\n" + theOther +
+                                "00: /nonexistent/eight(+0x8) [0x88]\n" + theOne +
+                                "00: /nonexistent/seven(+0x7) [0x77]\n" + theOther +
+                                "01: /nonexistent/eight(+0x9) [0x99]\n" + theOne +
+                                "01: /nonexistent/seven(main+0x6) [0x66]\n");
+    const std::string theText = Zvos({"crash", theFile}).mOutput;
+    EXPECT_THAT(theText, HasSubstr("signal:           11\nprocess:          6\nthread:           7\n"));
+    EXPECT_THAT(theText, HasSubstr("  #00  ?? in seven, +0x7\n  #01  main in seven, main+0x6\n"));
+    EXPECT_THAT(theText, HasSubstr("signal:           8\nprocess:          6\nthread:           8\n"));
+    EXPECT_THAT(theText, HasSubstr("  #00  ?? in eight, +0x8\n  #01  ?? in eight, +0x9\n"));
+    EXPECT_THAT(theText, Not(HasSubstr("is not complete")));
+  }
+}
+
+TEST(CrashCommand, TakesNoWordsOfAStackInATraceFileForCallers) {
+  const TempFolder theFolder;
+  const std::string theFile = theFolder.File("backtrace_6.txt");
+  WriteWholeFile(theFile,
+                 "log\n00: /nonexistent/frame(+0x1) [0x11]\n01: /nonexistent/frame(+0x2) [0x12]\n"
+                 "00: /nonexistent/word(+0x3) [0x13]\n01: [0x14]\n02: /nonexistent/word(+0x5) [0x15]\n"
+                 "03: /nonexistent/word(+0x6) [0x16]\n\nlog end\n");
+  EXPECT_THAT(Zvos({"crash", theFile}).mOutput,
+              AllOf(HasSubstr("  #00  ?? in frame, +0x1\n  #01  ?? in frame, +0x2\nmodules:\n"),
+                    Not(HasSubstr("word")), Not(HasSubstr("is not complete"))));
+}
+
 // --- texts that are not what they should be -----------------------------------------------------
 
 TEST(CrashCommand, RefusesAFileWithoutAReport) {
@@ -404,6 +470,44 @@ TEST(CrashCommand, SurvivesReportsThatAreCutAnywhere) {
     const ChildResult theResult = Zvos({"crash", theFile});
     EXPECT_FALSE(theResult.mfSignaled) << theLength;
     EXPECT_EQ("", theResult.mError);
+  }
+}
+
+// Half a build id would refuse the very file that is meant.
+TEST(CrashCommand, DoesNotBelieveALineThatIsCutOff) {
+  Device theDevice;
+  const std::string theReport = theDevice.Crash("segv");
+  const std::string theText = ReadWholeFile(theReport);
+  WriteWholeFile(theReport, theText.substr(0, theText.find(" build id: ") + 24));
+  EXPECT_THAT(Zvos({"crash", theReport, "--debug", theDevice.DebugFolder()}).mOutput,
+              AllOf(HasSubstr("The crash file is not complete.\n"), Not(HasSubstr("REFUSED"))));
+  WriteWholeFile(theReport, theText.substr(0, theText.size() - 1));
+  EXPECT_THAT(Zvos({"crash", theReport}).mOutput, Not(HasSubstr("is not complete")));
+}
+
+TEST(CrashCommand, TellsReportsApartThatWerePutIntoOneFile) {
+  const TempFolder theFolder;
+  const std::string theFile = theFolder.File("reports");
+  WriteWholeFile(theFile,
+                 "crash file: 1\nprocess: 7\nframe 00: /nonexistent/seven(+0x7) [0x77]\nend: complete\n"
+                 "crash file: 1\nprocess: 8\nframe 00: /nonexistent/eight(+0x8) [0x88]\n");
+  const std::string theText = Zvos({"crash", theFile}).mOutput;
+  EXPECT_THAT(theText, HasSubstr("process:          7\ncalled from:\n  #00  ?? in seven, +0x7\nmodules:\n"));
+  EXPECT_THAT(theText, HasSubstr("\n\nprocess:          8\nThe crash file is not complete.\n"
+                                 "called from:\n  #00  ?? in eight, +0x8\nmodules:\n"));
+}
+
+// As a report becomes that was fetched by way of another system.
+TEST(CrashCommand, ReadsLinesThatEndInCarriageReturns) {
+  Device theDevice;
+  const std::string theReport = theDevice.Crash("segv");
+  const std::string theTrace = theDevice.File("backtrace_1.txt");
+  WriteWholeFile(theTrace, theDevice.Trace());
+  for (const std::string &theFile : {theReport, theTrace, theDevice.File("log")}) {
+    const std::string theOutput = Zvos({"crash", theFile}).mOutput;
+    EXPECT_THAT(theOutput, HasSubstr("FaultByWriting")) << theFile;
+    WriteWholeFile(theFile, std::regex_replace(ReadWholeFile(theFile), std::regex("\n"), "\r\n"));
+    EXPECT_EQ(theOutput, Zvos({"crash", theFile}).mOutput) << theFile;
   }
 }
 

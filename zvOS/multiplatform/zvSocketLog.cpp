@@ -93,8 +93,9 @@ bool MayBePipe(int aDescriptor) {
 // that is not there, or cannot be written, is none of our business here.
 void AppendToFile(const char *aFileName, const void *aBuffer, uint32 aLength) {
   // For reading, too: a named pipe then has a reader for as long as we write, whose end would otherwise end
-  // the process (SIGPIPE). A pipe that may only be written is therefore left alone. Nothing waits.
-  constexpr int kFlags = O_APPEND | O_NONBLOCK | O_CLOEXEC;
+  // the process (SIGPIPE). A pipe that may only be written is therefore left alone. A terminal that is opened
+  // for reading must not become that of the process. Nothing waits.
+  constexpr int kFlags = O_APPEND | O_NONBLOCK | O_NOCTTY | O_CLOEXEC;
   int theDescriptor = open(aFileName, O_RDWR | kFlags);
   const bool afWriteOnly = theDescriptor == -1 && errno == EACCES;
   if (afWriteOnly) theDescriptor = open(aFileName, O_WRONLY | kFlags);

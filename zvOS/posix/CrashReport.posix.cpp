@@ -101,6 +101,12 @@ void SendAgain(int aSignal, const siginfo_t &anInfo) {
   }
 }
 
+// A handler of the application that runs meanwhile does not make it shorter.
+void Sleep(timespec aTime) {
+  while (nanosleep(&aTime, &aTime) != 0 && errno == EINTR) {
+  }
+}
+
 // How long a thread waits for another: as long as that one comes forward. Counted in naps, so that time in
 // which the process is stopped does not count.
 class Patience {
@@ -113,7 +119,7 @@ class Patience {
     if (theSteps != mSteps) mCount = 0;
     mSteps = theSteps;
     if (mCount++ == mNaps) return false;
-    nanosleep(&kNap, nullptr);
+    Sleep(kNap);
     return true;
   }
 
@@ -461,10 +467,16 @@ void CrashReport::Interrupt(const SignalArrival &anArrival) {
 __attribute__((destructor)) static void EndBySignal() {
   if (sReportCount == 0 || sReporter != getpid()) return;
   if (sOwnReport != nullptr) DieBy(sOwnReport->Signal());
+  // The writer has a patience of its own.
   Patience thePatience(kNapsForAReport);
-  while (sReportCount != 0 && (sWriter == 0 ? thePatience.Nap() : nanosleep(&kNap, nullptr) == 0)) {
+  while (sReportCount != 0) {
+    if (sWriter != 0) {
+      Sleep(kNap);
+    } else if (!thePatience.Nap()) {
+      break;
+    }
   }
-  nanosleep(&kUntilDeath, nullptr);
+  Sleep(kUntilDeath);
 }
 
 bool RunGuarded(CrashOutlet anOutlet, void (*aStep)(void *aContext), void *aContext) {

@@ -1,16 +1,20 @@
 // SPDX-FileCopyrightText: 2026 the libzvOS authors
 // SPDX-License-Identifier: Apache-2.0
 
-// Traffic files that are named pipes.
+// Traffic files that are named pipes, and terminals.
 
 #include "socket_log_checks.h"
 
 #include <fcntl.h>
+#include <limits.h>
 #include <sys/stat.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <csignal>
+#include <cstdlib>
 #include <utility>
 
 namespace {
@@ -94,6 +98,33 @@ TEST_F(PipeLog, ThatMayOnlyBeWrittenIsLeftAlone) {
   EXPECT_EQ("", WhatHasCome());
   EXPECT_THAT(mLog.Messages(), IsEmpty());
   EXPECT_EQ(theDescriptors, OpenDescriptors());
+}
+
+// A service without a terminal would have one from then on, whose keys and end reach it as signals.
+TEST_F(SocketLog, ThatIsATerminalDoesNotBecomeThatOfTheProcess) {
+  const net::Socket theScreen(posix_openpt(O_RDWR | O_NOCTTY | O_CLOEXEC));
+  char theDevice[PATH_MAX] = "";
+  if (theScreen < 0 || grantpt(theScreen) != 0 || unlockpt(theScreen) != 0 ||
+      ptsname_r(theScreen, theDevice, sizeof(theDevice)) != 0)
+    GTEST_SKIP() << "no pseudo-terminal is to be had here";
+  unlink(mFile.c_str());
+  ASSERT_EQ(0, symlink(theDevice, mFile.c_str()));
+  // A process that leads no group may begin a session.
+  InOwnProcess([&] {
+    const pid_t theService = fork();
+    if (theService == 0) {
+      const bool afAlone = setsid() != -1;
+      Send(mSocket, "GET /");
+      const int theTerminal = open("/dev/tty", O_RDWR | O_CLOEXEC);
+      _exit(afAlone && theTerminal == -1 && errno == ENXIO ? 0 : 1);
+    }
+    int theStatus = -1;
+    EXPECT_EQ(theService, waitpid(theService, &theStatus, 0));
+    EXPECT_EQ(0, theStatus) << "the process has a terminal";
+    char theBytes[16] = "";
+    EXPECT_EQ(5, read(theScreen, theBytes, sizeof(theBytes)));
+    EXPECT_STREQ("GET /", theBytes);
+  });
 }
 
 }  // namespace

@@ -10,12 +10,15 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <cstring>
 
 namespace tool {
 
 namespace {
 
 constexpr char kSystemFolder[] = "/usr/lib/debug";
+// What the kernel adds to the path of a file that was replaced while the process had it.
+constexpr char kReplaced[] = " (deleted)";
 // A folder of links that lead round in circles ends somewhere, too.
 constexpr int kDeepest = 12;
 constexpr size_t kMostEntries = 200000;
@@ -27,6 +30,11 @@ std::string BuildIdPath(const std::string &aFolder, const std::string &aBuildId)
 std::string FolderOf(const std::string &aPath) {
   const size_t theSlash = aPath.rfind('/');
   return theSlash == std::string::npos ? "" : aPath.substr(0, theSlash);
+}
+
+std::string PathWithoutMark(const std::string &aPath) {
+  const size_t theLength = aPath.size() - std::min(aPath.size(), strlen(kReplaced));
+  return aPath.compare(theLength, std::string::npos, kReplaced) == 0 ? aPath.substr(0, theLength) : aPath;
 }
 
 bool Exists(const std::string &aPath) {
@@ -82,7 +90,9 @@ std::vector<std::string> DebugFiles::PathsByName(const ReportModule &aModule) {
     for (auto theEntry = theRange.first; theEntry != theRange.second; ++theEntry)
       thePaths.push_back(theEntry->second);
   }
+  // Folders may be given twice, or one below the other.
   std::sort(thePaths.begin(), thePaths.end());
+  thePaths.erase(std::unique(thePaths.begin(), thePaths.end()), thePaths.end());
   if (BeginsWith(aModule.mPath, "/")) thePaths.push_back(aModule.mPath);
   return thePaths;
 }
@@ -106,15 +116,16 @@ void DebugFiles::Consider(const std::string &aPath, const std::string &aBuildId,
 }
 
 ModuleFile DebugFiles::Find(const ReportModule &aModule) {
+  const ReportModule theModule = {PathWithoutMark(aModule.mPath), aModule.mBuildId, aModule.mRevision};
   ModuleFile theResult;
-  if (!aModule.mBuildId.empty()) {
-    for (const std::string &thePath : PathsByBuildId(aModule)) {
-      Consider(thePath, aModule.mBuildId, theResult);
+  if (!theModule.mBuildId.empty()) {
+    for (const std::string &thePath : PathsByBuildId(theModule)) {
+      Consider(thePath, theModule.mBuildId, theResult);
       if (theResult.mfLines) return theResult;
     }
   }
-  for (const std::string &thePath : PathsByName(aModule)) {
-    Consider(thePath, aModule.mBuildId, theResult);
+  for (const std::string &thePath : PathsByName(theModule)) {
+    Consider(thePath, theModule.mBuildId, theResult);
     if (theResult.mfLines) return theResult;
   }
   return theResult;

@@ -5,6 +5,7 @@
 
 #include "shared/text.h"
 
+#include <algorithm>
 #include <cstdlib>
 #include <map>
 #include <optional>
@@ -61,6 +62,7 @@ std::optional<Place> ReadPlace(const std::string &aText) {
 // --- crash files --------------------------------------------------------------------------------
 
 constexpr char kFirstLine[] = "crash file: 1";
+constexpr char kLastLine[] = "end: complete";
 
 ReportModule &ModuleOf(std::map<int, ReportModule> &someModules, const std::string &aNumber) {
   return someModules[atoi(aNumber.c_str())];
@@ -98,8 +100,7 @@ void MarkCrash(CrashReportText &aReport, const std::optional<Place> &aCrash) {
     aReport.mFrames[i].mRole = FrameRole::Report;
 }
 
-std::optional<CrashReportText> ReadCrashFile(const std::vector<std::string> &someLines) {
-  if (someLines.empty() || someLines[0] != kFirstLine) return {};
+CrashReportText ReadCrashFile(const std::vector<std::string> &someLines) {
   CrashReportText theReport;
   theReport.mKind = CrashReportText::Kind::CrashFile;
   std::optional<Place> theCrash;
@@ -120,7 +121,7 @@ std::optional<CrashReportText> ReadCrashFile(const std::vector<std::string> &som
       TakeModule(theModules, theKey.substr(sizeof("module")), theValue);
     } else if (theKey == "crashed at") {
       theCrash = ReadPlace(theValue);
-    } else if (theKey == "end") {
+    } else if (someLines[i] == kLastLine) {
       theReport.mfComplete = true;
     } else {
       theReport.mFacts.push_back({theKey, theValue});
@@ -130,6 +131,19 @@ std::optional<CrashReportText> ReadCrashFile(const std::vector<std::string> &som
   for (const auto &theModule : theModules)
     theReport.mModules.push_back(theModule.second);
   return theReport;
+}
+
+// Of a text that begins with one; several may have been put together.
+std::vector<CrashReportText> ReadCrashFiles(std::vector<std::string> someLines, bool afCutOff) {
+  // A last line that is not whole is not believed: half a build id is another one.
+  if (afCutOff && someLines.back() != kLastLine) someLines.pop_back();
+  std::vector<CrashReportText> theReports;
+  for (auto theStart = someLines.begin(); theStart != someLines.end();) {
+    const auto theEnd = std::find(theStart + 1, someLines.end(), kFirstLine);
+    theReports.push_back(ReadCrashFile({theStart, theEnd}));
+    theStart = theEnd;
+  }
+  return theReports;
 }
 
 // --- traces, in files of their own and in logs --------------------------------------------------
@@ -165,19 +179,29 @@ class Traces {
   struct Open {
     size_t mIndex;
     int mNext;
-    int mDepth;  // -1 when it is not known
+    int mDepth;              // -1 when it is not known
+    bool mfInStack = false;  // the frames are over, what follows are words of the stack
   };
 
-  // The word in brackets that a log shows the thread by, or nothing.
+  static bool IsProcessAndThread(const std::string &aText) {
+    const size_t theColon = aText.find(':');
+    return theColon != std::string::npos && IsDigits(aText.substr(0, theColon), kDecimal) &&
+           IsDigits(aText.substr(theColon + 1), kDecimal);
+  }
+
+  // The word in brackets that a log shows the thread by, "6:7" or "7", or nothing. The library's log puts the
+  // thread's name behind it; a system log puts the number of the process in front.
   static std::string ThreadOf(const std::string &aLine, size_t aLength) {
     const std::string theHead = aLine.substr(0, aLength);
+    std::string theThread;
     for (size_t theStart = 0; (theStart = theHead.find('[', theStart)) != std::string::npos; ++theStart) {
-      const size_t theEnd = theHead.find(']', theStart);
-      if (theEnd == std::string::npos) return "";
-      std::string theWord = theHead.substr(theStart + 1, theEnd - theStart - 1);
-      if (IsDigits(theWord, kDecimal)) return theWord;
+      const size_t theEnd = theHead.find_first_of(" ]", theStart);
+      if (theEnd == std::string::npos) break;
+      const std::string theWord = theHead.substr(theStart + 1, theEnd - theStart - 1);
+      if (IsProcessAndThread(theWord) || (theThread.empty() && IsDigits(theWord, kDecimal)))
+        theThread = theWord;
     }
-    return "";
+    return theThread;
   }
 
   bool TakeSignal(const std::string &aLine) {
@@ -205,7 +229,8 @@ class Traces {
       const auto theSignal = mSignals.find(theThread);
       if (theSignal != mSignals.end()) theReport.mFacts.push_back({"signal", theSignal->second});
       theReport.mFacts.push_back({"process", std::to_string(atoi(theNumbers))});
-      if (!theThread.empty()) theReport.mFacts.push_back({"thread", theThread});
+      if (!theThread.empty())
+        theReport.mFacts.push_back({"thread", theThread.substr(theThread.find(':') + 1)});
     }
     mOpen[theThread] = {mReports.size(), 0, theDepth};
     mReports.push_back(theReport);
@@ -221,10 +246,12 @@ class Traces {
   }
 
   // "03: ..." at the begin, or behind what a log shows in front of its texts. The words of a stack that may
-  // follow have numbers of their own, from 0 on.
+  // follow have numbers of their own, from 0 on; a log tells the depth of the trace, a trace file does not.
   void TakeFrame(const std::string &aLine) {
     for (auto theOpen = mOpen.begin(); theOpen != mOpen.end(); ++theOpen) {
       Open &theTrace = theOpen->second;
+      if (theTrace.mDepth == -1 && theTrace.mNext > 0 && BeginsWith(aLine, "00: ")) theTrace.mfInStack = true;
+      if (theTrace.mfInStack) continue;
       const std::string theNumber = (theTrace.mNext < 10 ? "0" : "") + std::to_string(theTrace.mNext) + ": ";
       size_t thePlace = 0;
       if (!BeginsWith(aLine, theNumber)) {
@@ -251,6 +278,15 @@ class Traces {
   std::map<std::string, Open> mOpen;            // by threads
 };
 
+// The lines, also of a text that has come by way of another system, which ends them by CR and LF.
+std::vector<std::string> LinesOfReport(const std::string &aText) {
+  std::vector<std::string> theLines = LinesOf(aText);
+  for (std::string &theLine : theLines) {
+    if (!theLine.empty() && theLine.back() == '\r') theLine.pop_back();
+  }
+  return theLines;
+}
+
 }  // namespace
 
 const char *NameOf(CrashReportText::Kind aKind) {
@@ -266,8 +302,8 @@ const char *NameOf(CrashReportText::Kind aKind) {
 }
 
 std::vector<CrashReportText> ReadCrashReports(const std::string &aText) {
-  const std::vector<std::string> theLines = LinesOf(aText);
-  if (const auto theReport = ReadCrashFile(theLines)) return {*theReport};
+  const std::vector<std::string> theLines = LinesOfReport(aText);
+  if (!theLines.empty() && theLines[0] == kFirstLine) return ReadCrashFiles(theLines, aText.back() != '\n');
   std::vector<CrashReportText> theReports;
   Traces theTraces(theReports);
   for (const std::string &theLine : theLines)
