@@ -94,11 +94,10 @@ enum {
 /// @param anOpenMode a sum of zvFileOpenMode_ values, Read or Write or Append among them
 /// @param anAccessMode ignored
 /// @param aFD the descriptor is stored here, which the caller gives to zvFile_Close
-/// @return 0; or a file error code with `*aFD` untouched. Where the system refuses, by the cause that stays
-/// in
-///   `errno`: kzvFileErrorNotFound for ENOENT, kzvFileErrorAlreadyExists for EEXIST, kzvFileErrorNoSpace for
-///   ENOSPC, kzvFileErrorReadOnlyFileSystem for EROFS, kzvFileErrorUnknown for everything else; and
-///   kzvFileErrorUnknown for a refused mode, an invalid name and a NULL aFD
+/// @return 0; or a file error code with `*aFD` untouched. Where the system refuses, by the cause, which
+///   `errno` keeps: kzvFileErrorNotFound for ENOENT, kzvFileErrorAlreadyExists for EEXIST,
+///   kzvFileErrorNoSpace for ENOSPC, kzvFileErrorReadOnlyFileSystem for EROFS, kzvFileErrorUnknown for
+///   everything else; and kzvFileErrorUnknown for a refused mode, an invalid name and a NULL aFD
 ZVOS_API int zvFile_Open(const char *aPath, zvFileOpenMode anOpenMode, int anAccessMode, zvFileFD *aFD);
 
 /// Whether the process, by its real user, may access a file.

@@ -85,7 +85,9 @@ ZVOS_API char *zvPath_GetApplicationPath(int afRemoveExtension);
 ///   no memory
 ZVOS_API char *zvPath_GetApplicationName(int afRemoveExtension);
 
-/// The file of the library or program that holds a function.
+/// The file of the library or program that holds a function, by the name that the loader found it under. Of
+/// the program itself that is the name that it was started by, often without its folder:
+/// zvPath_GetApplicationFullPath tells its path.
 /// @param aFunctionPtr the function
 /// @return a new text, which the caller releases with free(); NULL when no file holds it or there is no
 ///   memory

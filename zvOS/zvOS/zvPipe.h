@@ -26,7 +26,8 @@
 /// @threads any thread may call any function
 /// @signals only zvPipe_Write, zvPipe_Read, zvPipe_SendFD and zvPipe_RecvFD
 /// @fork yes; a pipe in the child is the same one as the parent's, and stays open until both have closed it
-/// @errno after a failure the number whose negative is the result
+/// @errno after a failed system call the number whose negative is the result; it says nothing where none
+///   failed: a NULL name, the -EBADMSG and the -EPIPE of zvPipe_RecvFD
 /// @logs failures as errors of module ZVOS (7), would-block and in-progress ones as information; what is made
 ///   and closed as information
 /// @since 1.0.0
