@@ -2,7 +2,7 @@
 // SPDX-License-Identifier: Apache-2.0
 
 // Locks and waiting: zvMutex.h, zvCriticalSection.h, zvCondition.h, zvSemaphore.h. An object that is false
-// after it was made could not be made, for want of memory.
+// after it was made could not be made: for want of memory, a semaphore also of a count below 0.
 #ifndef zvOS_cpp_Sync_hpp
 #define zvOS_cpp_Sync_hpp
 
