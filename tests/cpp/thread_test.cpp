@@ -209,4 +209,22 @@ TEST(CppThread, CanBeHandedToTheFlatInterface) {
   EXPECT_EQ(1, theDestroyed);
 }
 
+TEST(CppThread, IsTakenOverFromTheFlatInterface) {
+  std::atomic<int> theRuns{0};
+  const auto Count = [](void *aCount) { ++*static_cast<std::atomic<int> *>(aCount); };
+  const zvOSThread_Data theData = {
+      Count, nullptr, &theRuns, 0, zvThread_Kind_Joinable, zvThread_Scheduling_Default};
+  zvOSThread *const theHandle = zvThread_New(&theData);
+  ASSERT_NE(nullptr, theHandle);
+  EXPECT_EQ(zvThread_Status_NoError, zvThread_Run(theHandle));
+  {
+    const zv::Thread theThread(theHandle);
+    EXPECT_TRUE(theThread.joinable());
+  }
+  EXPECT_EQ(1, theRuns);
+  // One that was not run ends without it.
+  { const zv::Thread theThread(zvThread_New(&theData)); }
+  EXPECT_EQ(1, theRuns);
+}
+
 }  // namespace

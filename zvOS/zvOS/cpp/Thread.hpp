@@ -22,6 +22,8 @@ class Thread : private Owner<zvOSThread, zvThread_Delete> {
  public:
   // No thread.
   Thread() = default;
+  // Takes over a joinable thread that the flat interface has made; one that was not run ends without it.
+  explicit Thread(zvOSThread *aHandle) : Owner(aHandle) {}
   // Waits for the thread, if there is one.
   ~Thread() { join(); }
   // Takes over the thread of the other.
