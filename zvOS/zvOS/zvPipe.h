@@ -84,7 +84,9 @@ ZVOS_API int zvPipe_Accept(int aListener, int aFlags);
 /// @logs the connection, as information; not that it was refused, since clients try until there is a listener
 ZVOS_API int zvPipe_Connect(const char *anId, int aFlags);
 
-/// Sends a descriptor away and closes it here.
+/// Sends a descriptor away and closes it here. The socket table and the traffic files are not told: who sends
+/// a socket that the `_Debug` twins have made says SOCKETTRACKER_REMOVE (zvSocketTracker.h) before, or sends
+/// a copy of dup() and closes the socket by zvSocketClose.
 ///
 /// ```c
 /// if (zvPipe_SendFD(thePipe, theSocket) != 0) close(theSocket);  // a supervisor
