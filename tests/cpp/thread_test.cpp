@@ -94,7 +94,7 @@ TEST(CppThread, GoesOnWhenItsObjectMoves) {
 
 TEST(CppThread, SurvivesBeingMovedToItself) {
   zv::Semaphore theGo;
-  auto theThread = zv::Thread::Start([&] { EXPECT_TRUE(theGo.try_acquire_for(1s)); });
+  auto theThread = zv::Thread::Start([&] { EXPECT_TRUE(theGo.try_acquire_for(10s)); });
   ASSERT_TRUE(theThread);
   zv::Thread &theSame = *theThread;
   *theThread = std::move(theSame);
