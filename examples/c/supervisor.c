@@ -13,7 +13,7 @@
 #include <zvOS/zvProcess.h>
 #include <zvOS/zvSingleInstanceChecker.h>
 #include <zvOS/zvSocket.h>
-#include <zvOS/zvThread.h>
+#include <zvOS/zvSocketTracker.h>
 
 #include <fcntl.h>
 #include <stdio.h>
@@ -58,6 +58,7 @@ static int Supervise(zvSocket aListener, const char *aCommand) {
   for (;;) {
     const zvSocket theClient = zvSocketAccept(aListener, NULL, NULL, "supervisor");
     if (theClient == kzvSocketInvalid) continue;
+    SOCKETTRACKER_REMOVE(theClient);  // zvPipe_SendFD closes it and does not tell the socket table
     while (zvPipe_SendFD(theWorker.mPipe, theClient) != 0) {
       printf("the worker has ended\n");
       if (!ReplaceWorker(&theWorker, aCommand)) return 1;
@@ -74,10 +75,9 @@ static int RunSupervisor(const char *aName, const char *aCommand) {
   }
   uint16 thePort = 0;
   const zvSocket theListener = zvSocket_GetTCPSocket(INADDR_LOOPBACK, &thePort);
-  long theAddress;
   int theStatus = 1;
   if (theListener != kzvSocketInvalid && zvSocketListen(theListener, 5, "supervisor") == 0 &&
-      zvSocketGetSockName(theListener, &theAddress, &thePort, "supervisor") == 0) {
+      zvSocketGetSockName(theListener, NULL, &thePort, "supervisor") == 0) {
     printf("listening on port %u\n", thePort);
     theStatus = Supervise(theListener, aCommand);
   }
@@ -93,8 +93,7 @@ static int RunWorker(const char *aPipe) {
   int theClient;
   while ((theClient = zvPipe_RecvFD(thePipe)) >= 0) {
     char theText[64];
-    const int theLength =
-        snprintf(theText, sizeof(theText), "process %u at your service\n", zvThread_GetPID());
+    const int theLength = snprintf(theText, sizeof(theText), "process %d at your service\n", getpid());
     zvSocketSend(theClient, theText, theLength, 0, "worker");
     zvSocketClose(theClient, "worker");
   }

@@ -64,6 +64,7 @@ int Supervise(zv::Socket &aListener, const std::string &aCommand) {
     if (!theClient) continue;
     while (theWorker && !HandOver(*theWorker, *theClient)) {
       std::puts("the worker has ended");
+      theWorker->mPipe = zv::Pipe();  // if it has not: it ends then, and is waited for when it is replaced
       theWorker = ReplaceWorker(aCommand);
     }
   }

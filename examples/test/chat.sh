@@ -35,7 +35,7 @@ hears 3 bye
 hears 4 bye
 wait "${started[0]}" || fail "it does not end well"
 await 'ended with 2 here'
-grep -q 'SOCKETTRACKER.*Listening  (.*TCP' err && grep -q 'SOCKETTRACKER.*Connected  (chat client)' err ||
+grep -qE 'SOCKETTRACKER.*Listening  \((chat|zvSocket_GetTCPSocket 1)\)' err && grep -q 'SOCKETTRACKER.*Connected  (chat client)' err ||
   fail "the log does not show the table of sockets"
 exec 3<&- 4<&-
 

@@ -27,7 +27,7 @@ arguments=("example-$$")
 worker="exec ${emulator[*]} '$program' --worker"
 # The system does not start programs for another processor.
 [ ${#emulator[@]} = 0 ] || arguments+=("$worker")
-start "${arguments[@]}"
+ZVLOG=SOCKETTRACKER=debug start "${arguments[@]}"
 await_port
 first=$(serving)
 [ -n "$first" ] && [ "$(serving)" = "$first" ] || fail "the worker does not serve two connections"
@@ -44,6 +44,8 @@ for _ in $(seq 50); do
 done
 [ -n "$second" ] && [ "$second" != "$first" ] || fail "no other worker serves"
 await 'the worker has ended'
+grep -q 'SOCKETTRACKER.*Connected' err && ! grep -q 'Assertion failed' err ||
+  fail "a connection that was handed on stays in the table of sockets"
 
 kill -TERM "${started[0]}"
 wait "${started[0]}" 2>/dev/null || true

@@ -154,6 +154,14 @@ TEST_F(CppDirectory, CanBeWalkedThroughAgainAlsoFromTheMiddle) {
   EXPECT_THAT(mLog.Assertions(), IsEmpty());
 }
 
+TEST_F(CppDirectory, IsTakenOverFromTheFlatInterface) {
+  zv::Directory theDirectory(zvDirTraverser_New(mFolder.Path().c_str()), "*.mp3");
+  EXPECT_EQ(3u, NamesIn(theDirectory).size());
+  const zv::Owner<zvDirTraverser, zvDirTraverser_Delete> theTraverser(theDirectory.Release());
+  EXPECT_TRUE(theTraverser);
+  EXPECT_EQ(0u, NamesIn(theDirectory).size());
+}
+
 // The flat traverser takes what it finds in errno for an error of its own.
 TEST_F(CppDirectory, EndsWellWhateverTheLoopLeavesBehind) {
   zv::Directory theDirectory(mFolder.Path().c_str());

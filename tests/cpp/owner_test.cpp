@@ -10,6 +10,7 @@
 #include "support/Support.h"
 
 #include <fcntl.h>
+#include <malloc.h>
 
 #include <string>
 
@@ -27,7 +28,7 @@ constexpr bool kMoveOnly = ((!std::is_copy_constructible_v<Owning> && !std::is_c
 static_assert(
     kMoveOnly<zv::Mutex, zv::CriticalSection, zv::Condition, zv::Semaphore, zv::Thread, zv::File,
               zv::Directory, zv::Pipe, zv::PipeListener, zv::Plugin, zv::Process, zv::SingleInstance,
-              zv::Socket, zv::SelectObject, zv::Policy, zv::Text, zv::List<uint32>>);
+              zv::Socket, zv::SelectObject, zv::Policy, zv::Text, zv::List<uint32>, zv::List<char *>>);
 
 // No more than the handle inside, and no implicit way in or out.
 static_assert(sizeof(zv::Mutex) == sizeof(zvOSMutex *) && sizeof(zv::Thread) == sizeof(zvOSThread *));
@@ -176,6 +177,28 @@ TEST(CppList, RangesOverWhatTheLibraryHandedOver) {
   EXPECT_TRUE(theList.empty());  // NOLINT(bugprone-use-after-move): that is what is promised
   // A count without a list, as the library answers when there is no memory.
   EXPECT_TRUE(zv::List<uint32>(nullptr, 1).empty());
+}
+
+// Large enough to be seen in the count of what is allocated.
+TEST(CppList, OfTextsHasTheTexts) {
+  constexpr size_t kLength = 64 * 1024;
+  const auto Make = [] {
+    auto *const theTexts = static_cast<char **>(zvMalloc(2 * sizeof(char *)));
+    theTexts[0] = zvStrdup(std::string(kLength, 'a').c_str());
+    theTexts[1] = zvStrdup("b");
+    return zv::List<char *>(theTexts, 2);
+  };
+  const size_t theFormer = mallinfo2().uordblks;
+  {
+    zv::List<char *> theList = Make();
+    EXPECT_STREQ("b", theList[1]);
+    zv::List<char *> &theSame = theList;
+    theList = std::move(theSame);
+    EXPECT_EQ(2u, theList.size());
+    theList = Make();
+    EXPECT_STREQ("b", theList[1]);
+  }
+  EXPECT_LT(mallinfo2().uordblks, theFormer + kLength);
 }
 
 }  // namespace

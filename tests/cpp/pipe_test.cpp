@@ -11,6 +11,7 @@
 
 #include <fcntl.h>
 
+#include <algorithm>
 #include <string>
 
 namespace {
@@ -18,6 +19,7 @@ namespace {
 using ::testing::Contains;
 using ::testing::Field;
 using ::testing::HasSubstr;
+using ::testing::IsEmpty;
 using namespace zvtest;
 
 std::string ReadText(zv::Pipe &aPipe, size_t aSize) {
@@ -117,6 +119,30 @@ TEST(CppPipe, ASocketThatIsReceivedGoesByALabelOfTheReceiver) {
     EXPECT_TRUE(theReceived->Close());
     EXPECT_THAT(theLog.Messages(), Contains(Field(&Message::mText, HasSubstr("[" + theLabel + "]"))));
   }
+}
+
+// The next one of its number is another socket.
+TEST(CppPipe, ASocketThatIsSentLeavesTheTableAndTheTrafficFiles) {
+  RecordingLog theLog;
+  auto thePair = zv::Pipe::Pair();
+  ASSERT_TRUE(thePair);
+  for (const int theModule : {ZVLOG_M_TCP, ZVLOG_M_SOCKETTRACKER, ZVLOG_M_SOCKETTRAFFIC})
+    theLog.AnswerWillLog(ZVLOGLEVEL_DEBUG, static_cast<zvLogModule>(theModule), 1);
+  const auto Says = [&](const char *aText) {
+    const auto theMessages = theLog.Messages();
+    return std::count_if(theMessages.begin(), theMessages.end(), [=](const Message &aMessage) {
+      return aMessage.mText.find(aText) != std::string::npos;
+    });
+  };
+  for (const int theTurn : {1, 2}) {
+    auto theSocket = zv::Socket::Open(SOCK_STREAM, 0, "sent");
+    ASSERT_TRUE(theSocket);
+    EXPECT_TRUE(thePair->mFirst.SendFD(*std::move(theSocket)));
+    EXPECT_EQ(theTurn, Says("Closed     (sent)"));
+  }
+  EXPECT_EQ(0, Says("SOCKETS STATUS: 2 in use"));
+  EXPECT_EQ(0, Says("_Log_Buffer"));
+  EXPECT_THAT(theLog.Assertions(), IsEmpty());
 }
 
 TEST(CppPipe, WhatCannotBeSentIsKept) {

@@ -21,6 +21,7 @@ using ::testing::Contains;
 using ::testing::Field;
 using ::testing::HasSubstr;
 using ::testing::IsEmpty;
+using ::testing::Not;
 using namespace zvtest;
 
 // A listener, and both ends of a connection to it.
@@ -134,6 +135,24 @@ TEST_F(CppSocket, GoesByTheLabelThatItWasMadeWith) {
   mLog.Clear();
   mConnection.mServer = zv::Socket();
   EXPECT_THAT(mLog.Messages(), Labelled("listener"));
+}
+
+// In the table of sockets, too, and when it cannot be had: two listeners are told apart by it.
+TEST_F(CppSocket, AListenerGoesByItsLabelFromTheBeginning) {
+  const auto Saying = [](const std::string &aText) {
+    return Contains(Field(&Message::mText, HasSubstr(aText)));
+  };
+  mLog.Clear();
+  mLog.AnswerWillLog(ZVLOGLEVEL_DEBUG, ZVLOG_M_SOCKETTRACKER, 1);
+  const auto theListener = zv::Socket::Listening(zv::Address::Loopback(), 1, "music");
+  ASSERT_TRUE(theListener);
+  EXPECT_THAT(mLog.Messages(), Saying("Listening  (music)"));
+  EXPECT_THAT(mLog.Messages(), Not(Saying("(zvSocket")));
+  EXPECT_THAT(mLog.Messages(), Not(Saying("[zvSocket")));
+  mLog.Clear();
+  EXPECT_EQ(EADDRINUSE, zv::Socket::Listening(*theListener->OwnAddress(), 1, "late").error().Errno());
+  EXPECT_THAT(mLog.Messages(), Labelled("late"));
+  EXPECT_THAT(mLog.Messages(), Not(Saying("[zvSocket")));
 }
 
 TEST_F(CppSocket, APlaceCanHaveALabelOfItsOwn) {

@@ -11,6 +11,7 @@
 #include <limits>
 #include <mutex>
 #include <thread>
+#include <utility>
 
 namespace {
 
@@ -118,6 +119,23 @@ TEST(CppCondition, StopsWaitingWhenTheTimeIsOver) {
   EXPECT_TRUE(theMutex.IsHeld());
 }
 
+// A millisecond that begins while the predicate is asked is not the end of the one before.
+TEST(CppCondition, DoesNotStopWaitingBeforeTheTimeIsOver) {
+  zv::Mutex theMutex;
+  zv::Condition theCondition;
+  const std::lock_guard theGuard(theMutex);
+  for (int i = 0; i < 20; ++i) {
+    const auto theBegin = std::chrono::steady_clock::now();
+    bool afFirst = true;
+    EXPECT_FALSE(theCondition.wait_for(theMutex, 2ms, [&] {
+      if (std::exchange(afFirst, false)) std::this_thread::sleep_for(500us);
+      return false;
+    }));
+    // The two clocks may be adjusted differently.
+    EXPECT_GE(std::chrono::steady_clock::now() - theBegin, 1990us);
+  }
+}
+
 // The flat wait is refused when now and the delay add up to a whole second.
 TEST(CppCondition, AWaitThatEndsAtAFullSecondIsAWait) {
   const RecordingLog theLog;
@@ -162,6 +180,18 @@ TEST(CppSemaphore, CountsUpAndDown) {
   EXPECT_TRUE(theSemaphore.try_acquire());
   theSemaphore.release();
   EXPECT_TRUE(theSemaphore.try_acquire_for(1min));
+}
+
+// The flat function begins to count at the last full millisecond.
+TEST(CppSemaphore, DoesNotStopWaitingBeforeTheTimeIsOver) {
+  zv::Semaphore theSemaphore;
+  for (int i = 0; i < 20; ++i) {
+    const auto theBegin = std::chrono::steady_clock::now();
+    EXPECT_FALSE(theSemaphore.try_acquire_for(1ms));
+    // The two clocks may be adjusted differently.
+    EXPECT_GE(std::chrono::steady_clock::now() - theBegin, 990us);
+  }
+  EXPECT_FALSE(theSemaphore.try_acquire_for(0ms));
 }
 
 TEST(CppSemaphore, AnInterruptedWaitTookNothingAndSaysSo) {

@@ -7,10 +7,12 @@
 #include "support/RecordingLog.h"
 #include "support/Support.h"
 
+#include <malloc.h>
 #include <pthread.h>
 
 #include <atomic>
 #include <memory>
+#include <stdexcept>
 #include <string>
 
 namespace {
@@ -90,6 +92,16 @@ TEST(CppThread, GoesOnWhenItsObjectMoves) {
   theOther.join();
 }
 
+TEST(CppThread, SurvivesBeingMovedToItself) {
+  zv::Semaphore theGo;
+  auto theThread = zv::Thread::Start([&] { EXPECT_TRUE(theGo.try_acquire_for(10s)); });
+  ASSERT_TRUE(theThread);
+  zv::Thread &theSame = *theThread;
+  *theThread = std::move(theSame);
+  EXPECT_TRUE(theThread->joinable());
+  theGo.release();
+}
+
 // Says when it is destroyed, and by which thread.
 struct Witness {
   explicit Witness(std::atomic<int> *aCount) : mCount(aCount) {}
@@ -129,6 +141,24 @@ TEST(CppThread, ThatCannotBeMadeOrRunReleasesItsCallableAndSaysWhy) {
   EXPECT_EQ(zvThread_Status_Error, theThread.error().Status());
   EXPECT_EQ(EOVERFLOW, theThread.error().Errno());
   EXPECT_EQ(3, theDestroyed);
+}
+
+// Large enough to be seen in the count of what is allocated; AddressSanitizer counts for itself.
+struct Reluctant {
+  Reluctant() = default;
+  Reluctant(const Reluctant &) { throw std::runtime_error("no copy"); }
+  void operator()() const {}
+
+  char mBytes[64 * 1024] = "";
+};
+
+TEST(CppThread, ACopyThatThrowsLeavesNothingBehind) {
+  const auto theCallable = std::make_unique<Reluctant>();
+  EXPECT_THROW(static_cast<void>(zv::Thread::Start(*theCallable)), std::runtime_error);
+  const size_t theFormer = mallinfo2().uordblks;
+  EXPECT_THROW(static_cast<void>(zv::Thread::Start(*theCallable)), std::runtime_error);
+  EXPECT_THROW(static_cast<void>(zv::Thread::StartDetached(*theCallable)), std::runtime_error);
+  EXPECT_LT(mallinfo2().uordblks, theFormer + sizeof(Reluctant));
 }
 
 TEST(CppThread, CanGoOnAlone) {
@@ -177,6 +207,24 @@ TEST(CppThread, CanBeHandedToTheFlatInterface) {
   EXPECT_EQ(zvThread_Status_NoError, zvThread_Wait(theHandle));
   zvThread_Delete(theHandle);
   EXPECT_EQ(1, theDestroyed);
+}
+
+TEST(CppThread, IsTakenOverFromTheFlatInterface) {
+  std::atomic<int> theRuns{0};
+  const auto Count = [](void *aCount) { ++*static_cast<std::atomic<int> *>(aCount); };
+  const zvOSThread_Data theData = {
+      Count, nullptr, &theRuns, 0, zvThread_Kind_Joinable, zvThread_Scheduling_Default};
+  zvOSThread *const theHandle = zvThread_New(&theData);
+  ASSERT_NE(nullptr, theHandle);
+  EXPECT_EQ(zvThread_Status_NoError, zvThread_Run(theHandle));
+  {
+    const zv::Thread theThread(theHandle);
+    EXPECT_TRUE(theThread.joinable());
+  }
+  EXPECT_EQ(1, theRuns);
+  // One that was not run ends without it.
+  { const zv::Thread theThread(zvThread_New(&theData)); }
+  EXPECT_EQ(1, theRuns);
 }
 
 }  // namespace

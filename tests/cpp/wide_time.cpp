@@ -25,7 +25,7 @@ using namespace std::chrono_literals;
 template <typename Wait>
 bool Lasts(std::chrono::milliseconds aTime, Wait aWait) {
   const int64 theBegin = zv::detail::Now();
-  return aWait() && zv::detail::Now() - theBegin >= aTime.count() - 1;
+  return aWait() && zv::detail::Now() - theBegin >= (aTime.count() - 1) * 1000;
 }
 
 }  // namespace

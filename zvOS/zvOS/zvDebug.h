@@ -42,7 +42,8 @@ ZVOS_API int zvDebug_GetBackTrace(char *anOutputBuffer, unsigned int anOutputBuf
 
 /// Logs which build of a library the process runs. That is "Library version: r1234 (/usr/lib/libzvOS.so.1)",
 /// the number being the revision of its stamp (zvPath_GetBinaryRevision), 0 without one; "Library version:
-/// Unknown (Unable to find library path)" when no file holds the function.
+/// Unknown (Unable to find library path)" when no file holds the function. It is for libraries: a program
+/// goes by the name that it was started by, under which its stamp may not be found.
 ///
 /// ```c
 /// zvDebug_LogLibraryInfo((void *)zvMutex_New);  // which libzvOS is this?

@@ -39,8 +39,8 @@
 enum {
   zvDIR_FILES = 0x0001,
   zvDIR_DIRS = 0x0002,
-  zvDIR_HIDDEN = 0x0004,  ///< names that begin with a dot, "." and "..x" not among them
-  zvDIR_DOTDOT = 0x0008,  ///< "." and ".."
+  zvDIR_HIDDEN = 0x0004,  ///< of the two also those whose names begin with a dot; "..x" does not count
+  zvDIR_DOTDOT = 0x0008,  ///< of the directories also "." and ".."
   zvDIR_DEFAULT = zvDIR_FILES | zvDIR_DIRS | zvDIR_HIDDEN
 };
 

@@ -15,7 +15,7 @@
 /// @fork yes, when no other thread was changing the environment at the fork: a child finds the parent's
 ///   values, under the parent's number, and they are right for what it inherited
 /// @errno says nothing
-/// @logs failures, in module DEFAULT (0)
+/// @logs failures, in module DEFAULT (0); one to store in module ZVOS (7), too
 /// @since 1.0.0
 /// @{
 #ifndef zvOS_zvGlobal_h
@@ -39,7 +39,8 @@
 /// ```
 /// @param aName the name
 /// @param aValue the pointer; what it points to stays the caller's
-/// @logs an error of module DEFAULT (0) when it cannot be stored
+/// @logs when it cannot be stored, an error of module ZVOS (7), as zvPlatform_setenv does, and one of module
+///   DEFAULT (0)
 ZVOS_API void zvGlobal_SetPtr(const char *aName, void *aValue);
 
 /// The pointer in an environment variable.
@@ -52,7 +53,8 @@ ZVOS_API void *zvGlobal_GetPtr(const char *aName);
 /// Stores the address of a function, as zvGlobal_SetPtr does.
 /// @param aName the name
 /// @param aValue the function
-/// @logs an error of module DEFAULT (0) when it cannot be stored
+/// @logs when it cannot be stored, an error of module ZVOS (7), as zvPlatform_setenv does, and one of module
+///   DEFAULT (0)
 ZVOS_API void zvGlobal_SetFunctionPtr(const char *aName, zvDefaultFunctionPtr aValue);
 
 /// The address of a function in an environment variable, as by zvGlobal_GetPtr.

@@ -16,8 +16,9 @@
 // over, the constructor from one takes it over, and an owner that is true owns something.
 //
 // Nothing throws, no type information and no C++ run-time library is needed, and an object is as large as the
-// handle inside (sockets: and their label). Failures are logged by the flat functions, as ever; how they
-// answer and which threads may call them is told there and in docs/cpp.md. Since version 1.1.0.
+// handle inside (sockets: and their label; directories: and where their walk is). Failures are logged by the
+// flat functions, as ever; how they answer and which threads may call them is told there and in docs/cpp.md.
+// Since version 1.1.0.
 #ifndef zvOS_zvOS_hpp
 #define zvOS_zvOS_hpp
 

@@ -85,7 +85,9 @@ ZVOS_API char *zvPath_GetApplicationPath(int afRemoveExtension);
 ///   no memory
 ZVOS_API char *zvPath_GetApplicationName(int afRemoveExtension);
 
-/// The file of the library or program that holds a function.
+/// The file of the library or program that holds a function. It is the name that the loader found the library
+/// under, and of the program itself the name that it was started by, which need not be a path:
+/// zvPath_GetApplicationFullPath tells that.
 /// @param aFunctionPtr the function
 /// @return a new text, which the caller releases with free(); NULL when no file holds it or there is no
 ///   memory

@@ -26,7 +26,8 @@
 /// @threads any thread may call any function
 /// @signals only zvPipe_Write, zvPipe_Read, zvPipe_SendFD and zvPipe_RecvFD
 /// @fork yes; a pipe in the child is the same one as the parent's, and stays open until both have closed it
-/// @errno after a failure the number whose negative is the result
+/// @errno after a failed system call the number whose negative is the result; it says nothing where none
+///   failed: a NULL name, the -EBADMSG and the -EPIPE of zvPipe_RecvFD
 /// @logs failures as errors of module ZVOS (7), would-block and in-progress ones as information; what is made
 ///   and closed as information
 /// @since 1.0.0
@@ -83,7 +84,9 @@ ZVOS_API int zvPipe_Accept(int aListener, int aFlags);
 /// @logs the connection, as information; not that it was refused, since clients try until there is a listener
 ZVOS_API int zvPipe_Connect(const char *anId, int aFlags);
 
-/// Sends a descriptor away and closes it here.
+/// Sends a descriptor away and closes it here. The socket table and the traffic files are not told: who sends
+/// a socket that the `_Debug` twins have made says SOCKETTRACKER_REMOVE (zvSocketTracker.h) before, or sends
+/// a copy of dup() and closes the socket by zvSocketClose.
 ///
 /// ```c
 /// if (zvPipe_SendFD(thePipe, theSocket) != 0) close(theSocket);  // a supervisor

@@ -20,7 +20,7 @@
 /// @signals no
 /// @fork a process is not to be used in the child: it is the parent's child. Others can be opened there, when
 ///   no other thread was opening or closing one at the fork
-/// @errno after a failure what the system said
+/// @errno after a failed system call what the system said; for a NULL, and without a process, it says nothing
 /// @logs nothing
 /// @since 1.0.0
 /// @{

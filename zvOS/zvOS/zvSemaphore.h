@@ -17,7 +17,8 @@
 /// @signals only zvSemaphore_Post
 /// @fork the child has a semaphore of its own with the count that this one had; neither sees the other's
 ///   posts
-/// @errno after a failure what the system said, which is the number in the message but for an interruption
+/// @errno after a failure what the system said, which is the number in the message; for an interruption that
+///   of zvSemaphore_Wait shows -1
 /// @logs failures, as errors of module ZVOS (7); no time-out
 /// @since 1.0.0
 /// @{
@@ -63,8 +64,9 @@ ZVOS_API int zvSemaphore_Wait(zvOSSemaphore *aSemaphore);
 ///   EAGAIN; zvSemaphore_Status_Error (logged, as a failure of sem_wait)
 ZVOS_API int zvSemaphore_TryWait(zvOSSemaphore *aSemaphore);
 
-/// As zvSemaphore_Wait, for a limited time. It goes by the time-of-day clock: who sets that clock changes the
-/// wait. With 32-bit times a wait that ends after January 2038 goes by the monotonic clock.
+/// As zvSemaphore_Wait, for a limited time. It counts from the last full millisecond, so that the wait may be
+/// over up to one millisecond early. It goes by the time-of-day clock: who sets that clock changes the wait.
+/// With 32-bit times a wait that ends after January 2038 goes by the monotonic clock.
 /// @param aSemaphore the semaphore
 /// @param aDelay milliseconds; 0 only looks, #kzvOS_DelayInfinite is 49.7 days and not for ever
 /// @return zvSemaphore_Status_NoError; zvSemaphore_Status_TimeOut (not logged) when the time is over, with

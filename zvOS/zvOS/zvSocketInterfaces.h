@@ -106,8 +106,8 @@ ZVOS_API int zvSocket_GetMACAddress(size_t aStartingIndex, uint8 *aMACAddress);
 
 /// Looks up a neighbour's hardware address in the system's ARP table.
 /// @param anAddr the neighbour's IPv4 address; another family asserts
-/// @param aMacAddressBuffer six bytes are stored here; an address without an entry leaves the buffer full of
-///   0xFF
+/// @param aMacAddressBuffer six bytes are stored here, all zero while the neighbour has not answered; an
+///   address without an entry leaves the buffer full of 0xFF
 /// @param aMacAddressBufferLen on entry the bytes of room, becomes 6 when there is an entry
 /// @return 0, also without an entry; -1 when the buffer is shorter than 6 bytes or the table cannot be read
 ZVOS_API int zvSocket_QueryARP(struct sockaddr *anAddr, void *aMacAddressBuffer,

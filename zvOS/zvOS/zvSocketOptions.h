@@ -108,7 +108,7 @@ ZVOS_API int zvSocketSetTCPNoDelay_Debug(zvSocket aSocket, int afTCPNoDelay, con
 /// @param afSetSend non-zero: for sending
 /// @param afSetReceive non-zero: for receiving
 /// @return -1 with the cause in `errno`: EINVAL, or EBADF or ENOTSOCK for what is no open socket; 0 when
-///   neither flag is set, and nothing is tried
+///   neither flag is set and nothing is tried
 /// @odd hands the system the time in milliseconds as a number of 4 bytes, where Linux wants a struct timeval
 ///   and refuses: no time-out is ever applied
 ZVOS_API int zvSocketSetTimeOut_NoDebug(zvSocket aSocket, long aTimeOut, int afSetSend, int afSetReceive);

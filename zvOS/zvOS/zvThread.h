@@ -82,6 +82,8 @@ typedef struct zvOSThread_Data {
 /// @return the thread, which the caller releases with zvThread_Delete when it is joinable; NULL when there is
 ///   no memory (nothing is logged), when the system refuses (logged), and for a NULL descriptor (asserted
 ///   against)
+/// @odd a detached thread that cannot be made asserts, too. Of a refused stack size and of a thread that the
+///   system does not make the messages show `errno`, which the system need not have set
 ZVOS_API zvOSThread *zvThread_New(const zvOSThread_Data *aThreadData);
 
 /// Lets the thread run its function. Do not touch the handle of a detached thread after a success.

@@ -35,7 +35,7 @@ typedef struct zvtimezone {
 } zvtimezone;
 
 /// Calendar time: seconds since the epoch; see above where it has 32 bits.
-typedef long zvtime_t;  // calendar time: seconds since the epoch; see above where it has 32 bits
+typedef long zvtime_t;
 
 /// Fills in the time of day (wall clock, since the epoch in UTC). It may be set back and forth; measure
 /// durations with zvMonoliticTime_GetTime.

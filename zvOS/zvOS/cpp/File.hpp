@@ -120,7 +120,10 @@ class Directory : public Owner<zvDirTraverser, zvDirTraverser_Delete> {
  public:
   // The pattern lives as long as the object. aKinds is a sum of zvDIR_....
   explicit Directory(const char *aPath, const char *aPattern = "*", int aKinds = zvDIR_DEFAULT)
-      : Owner(zvDirTraverser_New(aPath)), mPattern(aPattern), mKinds(aKinds) {}
+      : Directory(zvDirTraverser_New(aPath), aPattern, aKinds) {}
+  // Takes over what the flat interface has made.
+  explicit Directory(zvDirTraverser *aHandle, const char *aPattern = "*", int aKinds = zvDIR_DEFAULT)
+      : Owner(aHandle), mPattern(aPattern), mKinds(aKinds) {}
 
   // Where a walk ends.
   struct End {};

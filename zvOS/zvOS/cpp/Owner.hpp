@@ -124,7 +124,7 @@ class Text : public Owner<char, std::free> {
   friend bool operator!=(const Text &aText, std::nullptr_t) = delete;
 };
 
-// A list that a flat function has handed over.
+// A list that a flat function has handed over, and its elements when they are texts, as names of interfaces.
 template <typename Element>
 class List {
  public:
@@ -139,6 +139,26 @@ class List {
   List() = default;
   // Takes over what the flat interface has made, and how many there are.
   List(Element *someElements, int aCount) : mElements(someElements), mCount(static_cast<size_t>(aCount)) {}
+
+  // Releases the list, and what is in it.
+  ~List() {
+    if constexpr (std::is_same_v<Element, char *>) {
+      for (char *const theText : *this)
+        std::free(theText);
+    }
+  }
+  // Takes over what the other has.
+  List(List &&anOther) noexcept
+      : mElements(std::move(anOther.mElements)), mCount(std::exchange(anOther.mCount, 0)) {}
+  // Takes over what the other has, and releases what was here.
+  List &operator=(List &&anOther) noexcept {
+    List theFormer(std::move(anOther));
+    mElements.swap(theFormer.mElements);
+    std::swap(mCount, theFormer.mCount);
+    return *this;
+  }
+  List(const List &) = delete;
+  List &operator=(const List &) = delete;
 
   // The first element.
   const Element *begin() const { return mElements.Handle(); }

@@ -9,6 +9,8 @@
 #include <zvOS/cpp/Label.hpp>
 #include <zvOS/cpp/Owner.hpp>
 #include <zvOS/zvPipe.h>
+#include <zvOS/zvSocketLog.h>
+#include <zvOS/zvSocketTracker.h>
 
 namespace zv {
 
@@ -16,6 +18,12 @@ namespace detail {
 
 inline int ClosePipe(int aPipe) {
   return zvPipe_Close(aPipe, 1);
+}
+
+// As ZVLOG_WILL_LOG, whose casts are those of C.
+inline bool WantsDebug(int aModule) {
+  return ZV_UNLIKELY(ZVLOGLEVEL_DEBUG < _zvLog_LevelNow()) &&
+         zvLog_WillLog(ZVLOGLEVEL_DEBUG, static_cast<zvLogModule>(aModule)) != 0;
 }
 
 template <typename Owning>
@@ -49,13 +57,20 @@ class Pipe : public DescriptorOwner<detail::ClosePipe> {
   }
   Result<size_t> Write(std::string_view aText) { return Write(aText.data(), aText.size()); }
 
-  // Sends what the owner has, and empties the owner; when it cannot be sent, the owner keeps it.
+  // Sends what the owner has, and empties the owner; when it cannot be sent, the owner keeps it. A socket
+  // leaves the socket table in either case.
   template <typename Owning>
   Result<void> SendFD(Owning &&anOwner) {
     static_assert(!std::is_lvalue_reference_v<Owning>, "what is sent is given away: say std::move");
-    const int theAnswer = zvPipe_SendFD(Descriptor(), anOwner.Descriptor());
+    // The call closes the descriptor, and tells neither the socket table nor the traffic files.
+    constexpr bool kfSocket = std::is_constructible_v<Owning, int, Label>;
+    const int theDescriptor = anOwner.Descriptor();
+    if (kfSocket && detail::WantsDebug(ZVLOG_M_SOCKETTRACKER)) zvSocketTracker_Remove(theDescriptor);
+    const int theAnswer = zvPipe_SendFD(Descriptor(), theDescriptor);
     if (theAnswer < 0) return Error(theAnswer, -theAnswer);
-    static_cast<void>(anOwner.Release());  // closed by the call
+    if (kfSocket && detail::WantsDebug(ZVLOG_M_TCP) && detail::WantsDebug(ZVLOG_M_SOCKETTRAFFIC))
+      _Log_Buffer_Close(theDescriptor);
+    static_cast<void>(anOwner.Release());
     return {};
   }
 

@@ -125,7 +125,8 @@ class Socket {
   static Result<Socket> Open(int aType = SOCK_STREAM, int aProtocol = 0, Label aLabel = Label::Here()) {
     return Made(zvSocketOpen_Debug(AF_INET, aType, aProtocol, aLabel.c_str(), 0), aLabel);
   }
-  // The address is in host byte order, and the ports are drawn as zvSocket.h says.
+  // The address is in host byte order, and the ports are drawn as zvSocket.h says. Until it is made it goes
+  // by labels of the flat function, whose first one stays in the socket table.
   static Result<Socket> GetTCPSocket(int32 anIPAddress, uint16 *aPort, Label aLabel = Label::Here()) {
     return Made(zvSocket_GetTCPSocket(anIPAddress, aPort), aLabel);
   }
@@ -134,11 +135,12 @@ class Socket {
   }
   // Bound and listening; the system chooses a port in place of 0, and OwnAddress() tells it.
   static Result<Socket> Listening(const Address &anAddress, int aBackLog = 16, Label aLabel = Label::Here()) {
-    uint16 thePort = anAddress.Port();
-    const auto theIPAddress = static_cast<int32>(zvSocket_ntohl(anAddress.IPAddress()));
-    const bool afSystemChooses = theIPAddress == 0 && thePort == 0;
-    auto theSocket = GetTCPSocket(theIPAddress, afSystemChooses ? nullptr : &thePort, aLabel);
-    return After(std::move(theSocket), [=](Socket &aSocket) { return aSocket.Listen(aBackLog); });
+    return After(Open(SOCK_STREAM, 0, aLabel), [&](Socket &aSocket) {
+      Result<void> theResult = aSocket.SetReuseAddress();
+      if (theResult) theResult = aSocket.Bind(anAddress);
+      if (theResult) theResult = aSocket.Listen(aBackLog);
+      return theResult;
+    });
   }
   // Connected to the peer.
   static Result<Socket> Connected(const Address &anAddress, Label aLabel = Label::Here()) {

@@ -2,7 +2,7 @@
 // SPDX-License-Identifier: Apache-2.0
 
 // Locks and waiting: zvMutex.h, zvCriticalSection.h, zvCondition.h, zvSemaphore.h. An object that is false
-// after it was made could not be made, for want of memory.
+// after it was made could not be made: for want of memory, a semaphore also of a count below 0.
 #ifndef zvOS_cpp_Sync_hpp
 #define zvOS_cpp_Sync_hpp
 
@@ -24,11 +24,11 @@ inline Result<void> ResultOfLock(int aStatus) {
   return Error(aStatus, 0);
 }
 
-// Milliseconds of a clock that is never set back.
+// Microseconds of a clock that is never set back.
 inline int64 Now() {
   zvtimeval theTime;
   zvMonoliticTime_GetTime(&theTime);
-  return int64{theTime.tv_sec} * 1000 + theTime.tv_usec / 1000;
+  return int64{theTime.tv_sec} * 1000000 + theTime.tv_usec;
 }
 
 }  // namespace detail
@@ -106,10 +106,10 @@ class Condition : public Owner<zvOSCondition, zvCondition_Delete> {
   // the predicate says.
   template <typename Lock, typename Unit, typename Period, typename Predicate>
   [[nodiscard]] bool wait_for(Lock &aLock, std::chrono::duration<Unit, Period> aDelay, Predicate aPredicate) {
-    const int64 theEnd = detail::Now() + detail::Delay(aDelay);
+    const int64 theEnd = detail::Now() + int64{detail::Delay(aDelay)} * 1000;
     while (!aPredicate()) {
-      const int64 theRest = theEnd - detail::Now();
-      if (theRest <= 0 || WaitFor(MutexOf(aLock), static_cast<uint32>(theRest)) == WaitStatus::kError)
+      const std::chrono::microseconds theRest(theEnd - detail::Now());
+      if (theRest.count() <= 0 || WaitFor(MutexOf(aLock), detail::Delay(theRest)) == WaitStatus::kError)
         return aPredicate();
     }
     return true;
@@ -148,9 +148,13 @@ class Semaphore : public Owner<zvOSSemaphore, zvSemaphore_Delete> {
 
   [[nodiscard]] bool try_acquire() { return zvSemaphore_TryWait(Handle()) == zvSemaphore_Status_NoError; }
 
+  // False when the time is over and, before that, when a signal came, which is also logged.
   template <typename Unit, typename Period>
   [[nodiscard]] bool try_acquire_for(std::chrono::duration<Unit, Period> aDelay) {
-    return zvSemaphore_WaitTimeout(Handle(), detail::Delay(aDelay)) == zvSemaphore_Status_NoError;
+    uint32 theDelay = detail::Delay(aDelay);
+    // The flat wait begins to count at the last full millisecond.
+    if (theDelay > 0 && theDelay < UINT32_MAX) ++theDelay;
+    return zvSemaphore_WaitTimeout(Handle(), theDelay) == zvSemaphore_Status_NoError;
   }
 };
 

@@ -22,14 +22,17 @@ class Thread : private Owner<zvOSThread, zvThread_Delete> {
  public:
   // No thread.
   Thread() = default;
+  // Takes over a joinable thread that the flat interface has made; one that was not run ends without it.
+  explicit Thread(zvOSThread *aHandle) : Owner(aHandle) {}
   // Waits for the thread, if there is one.
   ~Thread() { join(); }
   // Takes over the thread of the other.
   Thread(Thread &&) = default;
   // Takes over the thread of the other; the one that is replaced is waited for.
   Thread &operator=(Thread &&anOther) noexcept {
+    Owner theNew(std::move(anOther));
     join();
-    Owner::operator=(std::move(anOther));
+    Owner::swap(theNew);
     return *this;
   }
 
@@ -91,8 +94,11 @@ class Thread : private Owner<zvOSThread, zvThread_Delete> {
     template <typename Given>
     static Task *New(Given &&aCallable) {
       static_assert(alignof(Task) <= alignof(std::max_align_t), "memory from malloc is not aligned for this");
-      void *const theMemory = std::malloc(sizeof(Task));
-      return theMemory != nullptr ? new (theMemory) Task{std::forward<Given>(aCallable)} : nullptr;
+      Owner<void, std::free> theMemory(std::malloc(sizeof(Task)));
+      if (!theMemory) return nullptr;
+      // Where there are exceptions, the callable may throw one when it is copied.
+      new (theMemory.Handle()) Task{std::forward<Given>(aCallable)};
+      return static_cast<Task *>(theMemory.Release());
     }
     static void Delete(Task *aTask) {
       aTask->~Task();
