@@ -249,6 +249,15 @@ void Change::ResetUnnamed() {
   }
 }
 
+// Of a list that is applied anew, what it does not name goes back to its default. One copy of it is enough.
+__attribute__((noinline)) bool Apply(const char *aSettings, bool afAnew) {
+  Change theChange;
+  if (afAnew) theChange.Reset();
+  const bool afAllGood = theChange.ApplyText(aSettings);
+  if (afAnew) theChange.ResetUnnamed();
+  return afAllGood;
+}
+
 __attribute__((constructor)) void ApplyEnvironment() {
   const char *theSettings = secure_getenv(kVariable);
   // Most programs run without, and shall not write to a page of memory to find that out.
@@ -261,16 +270,12 @@ __attribute__((constructor)) void ApplyEnvironment() {
 }  // namespace
 
 extern "C" int zvLog_ApplySettings(const char *aSettings) {
-  return Change().ApplyText(aSettings);
+  return Apply(aSettings, false);
 }
 
 extern "C" int zvLog_ReloadSettings(void) {
   sfReloadRequested.store(false);
-  Change theChange;
-  theChange.Reset();
-  const bool afAllGood = theChange.ApplyText(secure_getenv(kVariable));
-  theChange.ResetUnnamed();
-  return afAllGood;
+  return Apply(secure_getenv(kVariable), true);
 }
 
 extern "C" void zvLog_RequestReload(void) {
