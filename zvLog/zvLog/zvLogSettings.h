@@ -188,9 +188,9 @@ typedef void (*zvLogSinkFunction)(const zvLogRecord *aRecord, void *aUser);
  * return, and where that matters do only what a signal handler may. It may log: such records go to the other
  * sinks, or to standard error when there are none. It may change the sinks.
  *
- * When this call has returned, no thread is inside the former function any more nor enters it; only when it
- * is made from within the function itself, others may still be there. A program therefore does not call it
- * holding a lock that the function takes.
+ * When this call has returned, no thread is inside a former function any more nor enters it, whoever took
+ * that away; only when it is made from within such a function, threads may still be there. A program
+ * therefore does not call it holding a lock that the function takes.
  * @param aFunction the function; NULL removes the former one alone
  * @param aUser passed to the function; stays the caller's
  * @return 1 on success, 0 when out of memory
