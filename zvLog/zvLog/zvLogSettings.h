@@ -118,10 +118,10 @@ ZVLOG_API zvLogLevel zvLog_GetModuleLevel(zvLogModule aModule);
 /** Gives a module a name, which records show in place of its number and settings know it by. A level that was
  * set for the name before, as by ZVLOG, takes force now. Each of the 65,536 modules can have one.
  * @param aModule the module
- * @param aName 1 to 31 letters, digits, '_', '-' and '.', not a digit first; settings do not distinguish
- *   upper and lower case. Another name replaces the former one, NULL takes it away; a module that is known
- *   by name without it then has that name again. The text is copied, and the copy stays until the process
- *   ends, as a thread may be about to write it
+ * @param aName 1 to 31 letters, digits, '_', '-' and '.', not a digit first, and none of the settings "to",
+ *   "assert", "repeat" and "config"; settings do not distinguish upper and lower case. Another name replaces
+ *   the former one, NULL takes it away; a module that is known by name without it then has that name again.
+ *   The text is copied, and the copy stays until the process ends, as a thread may be about to write it
  * @return 1 on success; otherwise 0 with the cause in errno
  * @errno EINVAL for what can be no name, EEXIST when another module has it, ENOMEM
  * @since 1.1.0 */
