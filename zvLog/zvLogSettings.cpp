@@ -40,7 +40,6 @@ constexpr zvLogLevel kDefaultLevel = kzvLogLevel_Warning;
 // other order.
 zvlog::ForkSafeLock sApplying;
 // What the settings have chosen goes back to its default when they no longer name it.
-bool sfSinksChosen = false;
 bool sfAssertChosen = false;
 bool sfRepeatChosen = false;
 std::atomic<bool> sfReloadRequested{false};
@@ -151,7 +150,7 @@ bool Change::ApplySink(const char *aSetting, const char *aValue) {
   if (theComplaint.mWhat != nullptr)
     return ComplainAs(aSetting, theComplaint.mWhat, theComplaint.mfBecauseOfError);
   ++mSinkCount;
-  sfSinksChosen = true;
+  zvlog::gfSinksOfSettings.store(true, std::memory_order_relaxed);
   return true;
 }
 
@@ -234,10 +233,9 @@ void Change::Reset() {
 }
 
 void Change::ResetUnnamed() {
-  if (sfSinksChosen && !mSinks) {
+  if (!mSinks && zvlog::gfSinksOfSettings.exchange(false, std::memory_order_relaxed)) {
     mSinks.emplace(zvlog::SinkChange::Former::Replaced);
     if (mSinks->AddStandardError(zvlog::kEveryLevel)) ++mSinkCount;
-    sfSinksChosen = false;
   }
   if (sfAssertChosen && !mfAssertNamed) {
     zvLog_SetAssertAborts(0);
