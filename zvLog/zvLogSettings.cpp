@@ -15,6 +15,7 @@
 #include "private/Numbers.h"
 #include "private/Outlet.h"
 #include "private/Repeats.h"
+#include "private/Settings.h"
 #include "private/SettingsText.h"
 #include "private/SinkText.h"
 
@@ -256,7 +257,11 @@ __attribute__((noinline)) bool Apply(const char *aSettings, bool afAnew) {
   return afAllGood;
 }
 
-__attribute__((constructor)) void ApplyEnvironment() {
+}  // namespace
+
+namespace zvlog {
+
+void ApplyEnvironment() {
   const char *theSettings = secure_getenv(kVariable);
   // Most programs run without, and shall not write to a page of memory to find that out.
   if (theSettings == nullptr || *theSettings == '\0') return;
@@ -265,7 +270,7 @@ __attribute__((constructor)) void ApplyEnvironment() {
   sfLoading = false;
 }
 
-}  // namespace
+}  // namespace zvlog
 
 extern "C" int zvLog_ApplySettings(const char *aSettings) {
   return Apply(aSettings, false);
