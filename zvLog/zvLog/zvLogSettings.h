@@ -53,7 +53,7 @@
  * ```
  *
  * that is time (UTC), level, module, process and thread with its name, if it has one, place in the source,
- * text. When a sink cannot take a record, the record goes to standard error.
+ * text. A record that no sink takes goes to standard error.
  *
  * A sink harms nobody. A reader that is gone and a limit for the size of files raise no signal, and change
  * no disposition. A sink that does not keep up is waited for, once, for a fifth of a second; until it takes
