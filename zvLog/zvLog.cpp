@@ -19,6 +19,7 @@
 #include "private/Record.h"
 #include "private/RecordPool.h"
 #include "private/Repeats.h"
+#include "private/Settings.h"
 #include "private/SignalOrder.h"
 
 #include <time.h>
@@ -124,6 +125,12 @@ int FindOpenRecord(ThreadRecords *aThread, const zvLogData *aLogData) {
 // loading thread that is done here, long before it may crash.
 __attribute__((constructor)) void MakeRecordsOfThisThread() {
   sThread.mDepth = 0;
+}
+
+// It is called from here because a program that contains the library as an archive gets only those of its
+// files that others need: this one, whoever logs.
+__attribute__((constructor)) void ApplySettingsOfTheProgram() {
+  zvlog::ApplyEnvironment();
 }
 
 }  // namespace

@@ -11,6 +11,8 @@
 
 #include "private/LastingDescriptor.h"
 
+#include <zvLog/zvLog.h>
+
 #include <fcntl.h>
 #include <sys/file.h>
 #include <sys/stat.h>
@@ -37,15 +39,8 @@ char *AbsolutePath(const char *aPath) {
   if (*aPath == '/') return strdup(aPath);
   char *theFolder = getcwd(nullptr, 0);
   if (theFolder == nullptr) return nullptr;
-  const size_t theFolderLength = strlen(theFolder);
-  const size_t thePathSize = strlen(aPath) + 1;
-  char *thePath = static_cast<char *>(realloc(theFolder, theFolderLength + 1 + thePathSize));
-  if (thePath == nullptr) {
-    free(theFolder);
-    return nullptr;
-  }
-  thePath[theFolderLength] = '/';
-  memcpy(thePath + theFolderLength + 1, aPath, thePathSize);
+  char *thePath = zv_mnprintf("%s/%s", theFolder, aPath);
+  free(theFolder);
   return thePath;
 }
 
@@ -58,12 +53,9 @@ char **MakePaths(const char *aPath, uint32 aGenerations) {
   char *theText = reinterpret_cast<char *>(thePaths + theCount);
   for (size_t theIndex = 0; theIndex < theCount; ++theIndex) {
     thePaths[theIndex] = theText + theIndex * theRoom;
-    if (theIndex == 0) {
-      memcpy(thePaths[theIndex], aPath, strlen(aPath) + 1);
-    } else {
-      snprintf(thePaths[theIndex], theRoom, "%s.%u", aPath, static_cast<unsigned>(theIndex % 100));
-    }
+    snprintf(thePaths[theIndex], theRoom, "%s.%u", aPath, static_cast<unsigned>(theIndex % 100));
   }
+  theText[theRoom - kSuffixRoom] = '\0';  // that of the file itself has no number
   return thePaths;
 }
 

@@ -177,6 +177,11 @@ bool IsSocket(int aDescriptor) {
   return getsockopt(aDescriptor, SOL_SOCKET, SO_TYPE, &theType, &theSize) == 0;
 }
 
+// A description that appends is at 0 before its first write, whatever the size of the file.
+bool MayBeHuge(int aDescriptor, off_t aPosition) {
+  return zvlog::IsHuge(aPosition) || (aPosition == 0 && (fcntl(aDescriptor, F_GETFL) & O_APPEND) != 0);
+}
+
 int64 MillisecondsNow() {
   timespec theTime = {};
   clock_gettime(CLOCK_MONOTONIC, &theTime);
@@ -193,7 +198,7 @@ Target Examine(int aDescriptor) {
   const off_t thePosition = lseek(aDescriptor, 0, SEEK_CUR);
   if (thePosition >= 0) {
     theTarget.mMedium = Medium::Seekable;
-    theTarget.mfHuge = IsHuge(thePosition);
+    theTarget.mfHuge = MayBeHuge(aDescriptor, thePosition);
     return theTarget;
   }
   // The C library's fstat needs half a KiB of stack, which a thread that crashed may not have.

@@ -212,8 +212,13 @@ LevelChange::LevelChange() {
   mHalf = 1 - theLevels.Half();
 }
 
-// The ceiling is never below a level in force: it is raised before, and lowered afterwards.
 LevelChange::~LevelChange() {
+  if (mfChanged) Publish();
+  sChanging.Release();
+}
+
+// The ceiling is never below a level in force: it is raised before, and lowered afterwards.
+void LevelChange::Publish() {
   NoteHighestGates(mHalf);
   const zvLogLevel theHighest = std::max(mGlobalGate, HighestNotedGate());
   Levels theOld = LevelsInForce();
@@ -235,16 +240,17 @@ LevelChange::~LevelChange() {
   }
   PutInForce(theNew);
   MakeHalvesEqual(mHalf);
-  sChanging.Release();
 }
 
 void LevelChange::SetGlobal(zvLogLevel aLevel) {
   mGlobalGate = GateAdmitting(aLevel);
+  mfChanged = true;
 }
 
 void LevelChange::SetModule(zvLogModule aModule, zvLogLevel aLevel) {
   NoteAsDifferent(aModule);
   StoreGate(aModule, mHalf, GateAdmitting(aLevel));
+  mfChanged = true;
 }
 
 bool LevelChange::SetModuleNamed(const char *aName, zvLogLevel aLevel) {
@@ -260,6 +266,7 @@ bool LevelChange::SetModuleNamed(const char *aName, zvLogLevel aLevel) {
 void LevelChange::ResetModule(zvLogModule aModule) {
   NoteAsDifferent(aModule);
   StoreGate(aModule, mHalf, kFollowsGlobal);
+  mfChanged = true;
 }
 
 void LevelChange::ResetAllModules() {

@@ -25,6 +25,8 @@ using zvlog::kLongestModuleName;
 
 constexpr int32 kNoModule = -1;
 constexpr int32 kNoLevel = -1;
+// Before a '=' these are other settings.
+constexpr char kSettings[][8] = {"to", "assert", "repeat", "config"};
 
 struct Name {
   Name *mNext;
@@ -108,6 +110,9 @@ bool CanBeModuleName(const char *aText) {
   if (theLength == 0 || theLength > kLongestModuleName || (*aText >= '0' && *aText <= '9')) return false;
   for (size_t theIndex = 0; theIndex < theLength; ++theIndex) {
     if (!IsNameChar(aText[theIndex])) return false;
+  }
+  for (const char *theSetting : kSettings) {
+    if (strcasecmp(theSetting, aText) == 0) return false;
   }
   return true;
 }

@@ -15,6 +15,7 @@
 #include "private/Numbers.h"
 #include "private/Outlet.h"
 #include "private/Repeats.h"
+#include "private/Settings.h"
 #include "private/SettingsText.h"
 #include "private/SinkText.h"
 
@@ -40,7 +41,6 @@ constexpr zvLogLevel kDefaultLevel = kzvLogLevel_Warning;
 // other order.
 zvlog::ForkSafeLock sApplying;
 // What the settings have chosen goes back to its default when they no longer name it.
-bool sfSinksChosen = false;
 bool sfAssertChosen = false;
 bool sfRepeatChosen = false;
 std::atomic<bool> sfReloadRequested{false};
@@ -151,7 +151,7 @@ bool Change::ApplySink(const char *aSetting, const char *aValue) {
   if (theComplaint.mWhat != nullptr)
     return ComplainAs(aSetting, theComplaint.mWhat, theComplaint.mfBecauseOfError);
   ++mSinkCount;
-  sfSinksChosen = true;
+  zvlog::gfSinksOfSettings.store(true, std::memory_order_relaxed);
   return true;
 }
 
@@ -234,10 +234,9 @@ void Change::Reset() {
 }
 
 void Change::ResetUnnamed() {
-  if (sfSinksChosen && !mSinks) {
+  if (!mSinks && zvlog::gfSinksOfSettings.exchange(false, std::memory_order_relaxed)) {
     mSinks.emplace(zvlog::SinkChange::Former::Replaced);
     if (mSinks->AddStandardError(zvlog::kEveryLevel)) ++mSinkCount;
-    sfSinksChosen = false;
   }
   if (sfAssertChosen && !mfAssertNamed) {
     zvLog_SetAssertAborts(0);
@@ -249,7 +248,20 @@ void Change::ResetUnnamed() {
   }
 }
 
-__attribute__((constructor)) void ApplyEnvironment() {
+// Of a list that is applied anew, what it does not name goes back to its default. One copy of it is enough.
+__attribute__((noinline)) bool Apply(const char *aSettings, bool afAnew) {
+  Change theChange;
+  if (afAnew) theChange.Reset();
+  const bool afAllGood = theChange.ApplyText(aSettings);
+  if (afAnew) theChange.ResetUnnamed();
+  return afAllGood;
+}
+
+}  // namespace
+
+namespace zvlog {
+
+void ApplyEnvironment() {
   const char *theSettings = secure_getenv(kVariable);
   // Most programs run without, and shall not write to a page of memory to find that out.
   if (theSettings == nullptr || *theSettings == '\0') return;
@@ -258,19 +270,15 @@ __attribute__((constructor)) void ApplyEnvironment() {
   sfLoading = false;
 }
 
-}  // namespace
+}  // namespace zvlog
 
 extern "C" int zvLog_ApplySettings(const char *aSettings) {
-  return Change().ApplyText(aSettings);
+  return Apply(aSettings, false);
 }
 
 extern "C" int zvLog_ReloadSettings(void) {
   sfReloadRequested.store(false);
-  Change theChange;
-  theChange.Reset();
-  const bool afAllGood = theChange.ApplyText(secure_getenv(kVariable));
-  theChange.ResetUnnamed();
-  return afAllGood;
+  return Apply(secure_getenv(kVariable), true);
 }
 
 extern "C" void zvLog_RequestReload(void) {

@@ -26,20 +26,21 @@ struct Registration {
 };
 
 std::atomic<Registration *> sCurrent{nullptr};
-Registration *sRegistrations = nullptr;
+std::atomic<Registration *> sRegistrations{nullptr};
 
-thread_local int sDepthOfThread = 0;
+thread_local Registration *sInside = nullptr;  // the one that this thread is inside of
 
 Registration *FindOrAdd(zvLogSinkFunction aFunction, void *aUser) {
-  for (Registration *theEntry = sRegistrations; theEntry != nullptr; theEntry = theEntry->mNext) {
+  for (Registration *theEntry = sRegistrations.load(std::memory_order_acquire); theEntry != nullptr;
+       theEntry = theEntry->mNext) {
     if (theEntry->mFunction == aFunction && theEntry->mUser == aUser) return theEntry;
   }
   Registration *theNew = static_cast<Registration *>(calloc(1, sizeof(Registration)));
   if (theNew == nullptr) return nullptr;
   theNew->mFunction = aFunction;
   theNew->mUser = aUser;
-  theNew->mNext = sRegistrations;
-  sRegistrations = theNew;
+  theNew->mNext = sRegistrations.load(std::memory_order_relaxed);
+  sRegistrations.store(theNew, std::memory_order_release);
   return theNew;
 }
 
@@ -55,12 +56,16 @@ Registration *Enter() {
   }
 }
 
-// From within the function a thread would wait for itself.
-void WaitUntilLeft(const Registration *aFormer) {
-  if (aFormer == nullptr || sDepthOfThread > 0) return;
-  const timespec theMoment = {0, 1000000};
-  while (aFormer->mThreadsInside.load() != 0)
-    nanosleep(&theMoment, nullptr);
+// All that are none any more, as somebody else may have taken one away who did not wait. From within a
+// function a thread would wait for itself. One copy of it is enough.
+__attribute__((noinline)) void WaitUntilFormerOnesAreLeft() {
+  if (sInside != nullptr) return;
+  static constexpr timespec kMoment = {0, 1000000};
+  for (const Registration *theEntry = sRegistrations.load(std::memory_order_acquire); theEntry != nullptr;
+       theEntry = theEntry->mNext) {
+    while (theEntry != sCurrent.load() && theEntry->mThreadsInside.load() != 0)
+      nanosleep(&kMoment, nullptr);
+  }
 }
 
 }  // namespace
@@ -68,10 +73,10 @@ void WaitUntilLeft(const Registration *aFormer) {
 namespace zvlog {
 
 bool CallSinkFunction(const FinishedRecord &aRecord) {
-  if (sCurrent.load(std::memory_order_relaxed) == nullptr || sDepthOfThread > 0) return false;
-  sDepthOfThread = 1;
+  if (sCurrent.load(std::memory_order_relaxed) == nullptr || sInside != nullptr) return false;
   Registration *theRegistration = Enter();
   if (theRegistration != nullptr) {
+    sInside = theRegistration;
     const size_t theLength = aRecord.mLength - 1;
     aRecord.mText[theLength] = '\0';
     const zvLogRecord theRecord = {
@@ -83,21 +88,21 @@ bool CallSinkFunction(const FinishedRecord &aRecord) {
         aRecord.mText,         theLength};
     theRegistration->mFunction(&theRecord, theRegistration->mUser);
     aRecord.mText[theLength] = '\n';
+    sInside = nullptr;
     theRegistration->mThreadsInside.fetch_sub(1);
   }
-  sDepthOfThread = 0;
   return theRegistration != nullptr;
 }
 
 void ForgetOtherCallers() {
-  for (Registration *theEntry = sRegistrations; theEntry != nullptr; theEntry = theEntry->mNext)
-    theEntry->mThreadsInside.store(0);
-  Registration *theCurrent = sCurrent.load();
-  if (theCurrent != nullptr) theCurrent->mThreadsInside.store(sDepthOfThread);
+  for (Registration *theEntry = sRegistrations.load(std::memory_order_acquire); theEntry != nullptr;
+       theEntry = theEntry->mNext)
+    theEntry->mThreadsInside.store(theEntry == sInside ? 1 : 0);
 }
 
 void RemoveSinkFunction() {
-  WaitUntilLeft(sCurrent.exchange(nullptr));
+  sCurrent.exchange(nullptr);
+  WaitUntilFormerOnesAreLeft();
 }
 
 }  // namespace zvlog
@@ -107,15 +112,13 @@ extern "C" int zvLog_SetSinkFunction(zvLogSinkFunction aFunction, void *aUser) {
     zvlog::RemoveSinkFunction();
     return 1;
   }
-  const Registration *theFormer;
   {
     zvlog::SinkChange theChange(zvlog::SinkChange::Former::Replaced);
     Registration *theNew = FindOrAdd(aFunction, aUser);
     if (theNew == nullptr) return 0;
-    theFormer = sCurrent.exchange(theNew);
-    if (theFormer == theNew) theFormer = nullptr;
+    sCurrent.exchange(theNew);
     theChange.CommitNone();
   }
-  WaitUntilLeft(theFormer);
+  WaitUntilFormerOnesAreLeft();
   return 1;
 }

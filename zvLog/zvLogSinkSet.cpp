@@ -95,6 +95,7 @@ namespace zvlog {
 
 SinkSet gStandardErrorOnly = {1, {{SinkKind::StandardError, kEveryLevel, nullptr, nullptr}}, nullptr};
 std::atomic<const SinkSet *> gSinkSet{&gStandardErrorOnly};
+std::atomic<bool> gfSinksOfSettings{false};
 
 SinkChange::SinkChange(Former aFormer) : mLock(&sChanging) {
   if (aFormer == Former::Kept) mSet = *gSinkSet.load();
@@ -157,6 +158,7 @@ bool SinkChange::Commit() {
 
 void SinkChange::CommitNone() {
   gSinkSet.store(&sNone, std::memory_order_release);
+  gfSinksOfSettings.store(false, std::memory_order_relaxed);
 }
 
 }  // namespace zvlog
@@ -181,6 +183,7 @@ bool SetOnly(SinkKind aKind, const char *aPath) {
   {
     SinkChange theChange(SinkChange::Former::Replaced);
     if (!AddPlain(&theChange, aKind, aPath) || !theChange.Commit()) return false;
+    zvlog::gfSinksOfSettings.store(false, std::memory_order_relaxed);
   }
   zvlog::RemoveSinkFunction();
   return true;

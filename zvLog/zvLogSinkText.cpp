@@ -22,6 +22,7 @@ constexpr SinkComplaint kFine = {nullptr, false};
 constexpr SinkComplaint kNoSink = {"it is no sink (stderr, file:<path>, syslog or syslog:<path>)", false};
 constexpr SinkComplaint kBadMaximum = {
     "max= takes a size from 1K on (as 512K, 4M or 1G) and after '*' 1 to 99 generations", false};
+constexpr SinkComplaint kNoPath = {"there is no path behind max=", false};
 constexpr SinkComplaint kTooMany = {"it is one sink too many, eight are possible", false};
 constexpr SinkComplaint kCannotOpen = {"cannot open the file", true};
 constexpr SinkComplaint kCannotReach = {"cannot reach the system log", true};
@@ -105,6 +106,7 @@ SinkComplaint AddFile(zvlog::SinkChange *aChange, const char *aRest) {
     afMore = theMaximum != nullptr || LevelFromName(theWord, &theFile.mHighestLevel);
     if (afMore) theFile.mPath = theNext;
   }
+  if (AfterPrefix(theFile.mPath, kMaximum) != nullptr) return kNoPath;
   return aChange->AddFile(theFile) ? kFine : kCannotOpen;
 }
 

@@ -127,6 +127,8 @@ TEXT
       ! "$readelf" -d "$program" | grep -qE 'NEEDED.*(zv|stdc)' || fail "$program needs more than the C library"
       said=$("${emulator[@]}" "$program" 2>&1 >/dev/null) || fail "$program does not work:" "$said"
       grep -q 'zvOSMutex: unlock failed because not held by caller' <<<"$said" || fail "$program logs:" "$said"
+      said=$(ZVLOG=none "${emulator[@]}" "$program" 2>&1 >/dev/null) || fail "$program does not work with ZVLOG:" "$said"
+      [ -z "$said" ] || fail "$program does not know ZVLOG:" "$said"
     done
     echo "programs contain the library, and what was installed can be removed"
     exit 0

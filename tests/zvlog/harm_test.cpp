@@ -8,6 +8,7 @@
 #include <pthread.h>
 #include <sys/resource.h>
 #include <sys/socket.h>
+#include <sys/stat.h>
 #include <sys/wait.h>
 #include <atomic>
 #include <cerrno>
@@ -160,6 +161,25 @@ TEST_F(Harm, StandardErrorAtTheLimitOfSizeLosesTheRecord) {
     return 0;
   });
   EXPECT_EQ((Texts{"one", LossText(1, EFBIG), "back"}), TextsOfFile());
+}
+
+// In 32 bits the system call shows such a limit as none, and a description that appends is at 0 before its
+// first write, whatever the size.
+TEST_F(Harm, StandardErrorAtALimitOf5GiBLosesTheRecord) {
+  const std::string thePath = Path();
+  const rlim_t theLimit = rlim_t{5} << 30;
+  WriteFile(thePath, "");
+  if (truncate(thePath.c_str(), static_cast<off_t>(theLimit)) != 0) GTEST_SKIP() << "no file may be so large";
+  ExpectSurvival([thePath, theLimit] {
+    signal(SIGXFSZ, SIG_DFL);
+    const AsStandardError theError(open(thePath.c_str(), O_WRONLY | O_APPEND));
+    LimitFileSize(theLimit);
+    LogError("lost");
+    return 0;
+  });
+  struct stat theStatus;
+  ASSERT_EQ(0, stat(thePath.c_str(), &theStatus));
+  EXPECT_EQ(static_cast<off_t>(theLimit), theStatus.st_size);
 }
 
 TEST_F(Harm, PendingSignalOfTheLimitStaysPendingOnce) {

@@ -139,6 +139,15 @@ TEST_F(Level, WrittenDirectlyIsTakenOverByTheNextSetting) {
   EXPECT_EQ("012", Admitted(0));
 }
 
+TEST_F(Level, WrittenDirectlyStaysWhenAModuleGetsANameAndNoLevel) {
+  zvLog_SetModuleLevel(kTcp, kzvLogLevel_None);
+  _zvLog_Level = 5;
+  EXPECT_EQ(1, zvLog_SetModuleName(300, "PLAYER"));
+  EXPECT_EQ(0, zvLog_SetModuleName(300, "TCP"));
+  EXPECT_EQ(1, zvLog_SetModuleName(300, nullptr));
+  EXPECT_EQ("01234", Admitted(kTcp));
+}
+
 TEST_F(Level, MayBeChangedWhileOthersLog) {
   std::atomic<bool> mfStop{false};
   std::atomic<bool> mfWrong{false};

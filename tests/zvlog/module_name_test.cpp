@@ -114,7 +114,8 @@ TEST_F(ModuleName, ThatSettingsCouldNotTellIsRefused) {
   const std::string theLongest(31, 'x');
   for (const std::string &theName :
        {std::string(), std::string("4711"), std::string("4K"), std::string("a b"), std::string("a=b"),
-        std::string("a,b"), std::string("a\n"), theLongest + "x"}) {
+        std::string("a,b"), std::string("a\n"), std::string("to"), std::string("Assert"),
+        std::string("REPEAT"), std::string("config"), theLongest + "x"}) {
     errno = 0;
     EXPECT_EQ(0, zvLog_SetModuleName(kPlayer, theName.c_str())) << theName;
     EXPECT_EQ(EINVAL, errno);

@@ -120,6 +120,23 @@ TEST_F(Reload, SinksThatSettingsChoseGoBackAndOthersStay) {
   EXPECT_EQ(Texts{"two"}, TextsOf(mError.Writes()));
 }
 
+TEST_F(Reload, SinksThatTheProgramChoseAfterSettingsStay) {
+  setenv("ZVLOG", ("to=file:" + mFolder.File("first")).c_str(), 1);
+  EXPECT_EQ(1, zvLog_ReloadSettings());
+  const std::string theLog = mFolder.File("log");
+  ASSERT_EQ(1, zvLog_SetSinkFile(theLog.c_str()));
+  setenv("ZVLOG", "", 1);
+  EXPECT_EQ(1, zvLog_ReloadSettings());
+  Log(kzvLogLevel_Error, 0, "one\n");
+  EXPECT_EQ(Texts{"one"}, TextsOf(ParseAll(ReadFile(theLog))));
+
+  EXPECT_EQ(1, zvLog_ApplySettings("to=stderr"));
+  ASSERT_EQ(1, zvLog_SetSinkFunction([](const zvLogRecord *, void *) {}, nullptr));
+  EXPECT_EQ(1, zvLog_ReloadSettings());
+  Log(kzvLogLevel_Error, 0, "two\n");
+  EXPECT_TRUE(mError.Writes().empty()) << "the function is the only sink";
+}
+
 TEST(ReloadOfAssertions, EndNoProgramWhenNothingSaysSoAnyMore) {
   const Ending theEnding = RunInChild([] {
     setenv("ZVLOG", "assert=abort", 1);

@@ -76,6 +76,7 @@ TEST_F(Settings, ChooseTheSink) {
 
 TEST_F(Settings, BadOnesAreReportedOneByOneAndTheRestHolds) {
   EXPECT_EQ(0, zvLog_ApplySettings("loud,TCP=debug,NOSUCH=debug,FILE=loud,to=paper,assert=maybe,65536=info,"
+                                   "to=file:max=4M,"
                                    "to=file:/no/such/folder/log,to=syslog:/no/such/socket,DIR=info,65535"));
   const std::string kLevels = "level (none, error, warning, info, debug or a number)\n";
   EXPECT_EQ(
@@ -88,6 +89,7 @@ TEST_F(Settings, BadOnesAreReportedOneByOneAndTheRestHolds) {
           "zvLog: bad setting 'assert=maybe': it is neither abort nor return\n",
           "zvLog: bad setting '65536=info': '65536' is no module, neither a known name nor a number up to "
           "65535\n",
+          "zvLog: bad setting 'to=file:max=4M': there is no path behind max=\n",
           "zvLog: bad setting 'to=file:/no/such/folder/log': cannot open the file (No such file or "
           "directory)\n",
           "zvLog: bad setting 'to=syslog:/no/such/socket': cannot reach the system log (No such file or "

@@ -13,6 +13,7 @@
 #include <atomic>
 #include <csignal>
 #include <ctime>
+#include <functional>
 #include <future>
 #include <mutex>
 #include <thread>
@@ -172,6 +173,33 @@ TEST_F(SinkFunction, IsLeftByAllWhenItsRemovalReturns) {
   theLogger.join();
 }
 
+// Has removed itself, and is not left yet.
+struct LeavingGate : Gate {
+  static void Wait(const zvLogRecord *aRecord, void *aGate) {
+    zvLog_SetSinkFunction(nullptr, nullptr);
+    Gate::Wait(aRecord, aGate);
+  }
+};
+
+TEST_F(SinkFunction, ThatIsNoneAnyMoreIsLeftToo) {
+  const std::function<void()> kChanges[] = {
+      [] { zvLog_SetSinkFunction(nullptr, nullptr); },
+      [] { zvLog_SetSinkFunction([](const zvLogRecord *, void *) {}, nullptr); },
+      [] { zvLog_SetSinkStandardError(); },
+  };
+  for (const std::function<void()> &theChange : kChanges) {
+    LeavingGate theGate;
+    ASSERT_EQ(1, zvLog_SetSinkFunction(LeavingGate::Wait, static_cast<Gate *>(&theGate)));
+    std::thread theLogger([] { Log(kzvLogLevel_Error, 0, "one\n"); });
+    theGate.mEntered.get_future().wait();
+    std::future<void> theNext = std::async(std::launch::async, theChange);
+    EXPECT_EQ(std::future_status::timeout, theNext.wait_for(std::chrono::milliseconds(100)));
+    theGate.mOpen.set_value();
+    theNext.wait();
+    theLogger.join();
+  }
+}
+
 TEST_F(SinkFunction, ChangesWhileManyThreadsLogAndIsNeverCalledAfterwards) {
   struct User {
     std::atomic<bool> mfValid{false};
@@ -227,6 +255,28 @@ TEST_F(SinkFunction, CanBeRemovedInAChildForkedWhileAnotherThreadIsInIt) {
   EXPECT_EQ(0, theStatus);
   theGate.mOpen.set_value();
   theLogger.join();
+}
+
+// The child leaves a function that is none any more.
+TEST_F(SinkFunction, CanBeRemovedInAChildForkedByOneThatReplacedItself) {
+  const Ending theEnding = RunInChild([] {
+    static pid_t sChild = -1;
+    zvLog_SetSinkFunction(
+        [](const zvLogRecord *, void *) {
+          zvLog_SetSinkFunction([](const zvLogRecord *, void *) {}, nullptr);
+          sChild = fork();
+          if (sChild == 0) alarm(10);
+        },
+        nullptr);
+    Log(kzvLogLevel_Error, 0, "one\n");
+    zvLog_SetSinkFunction(nullptr, nullptr);
+    if (sChild == 0) return 0;
+    int theStatus = 1;
+    waitpid(sChild, &theStatus, 0);
+    return theStatus == 0 ? 0 : 1;
+  });
+  EXPECT_EQ(0, theEnding.mStatus);
+  EXPECT_EQ(0, theEnding.mSignal);
 }
 
 TEST_F(SinkFunction, ThatCrashesDoesNotKeepTheLastWordsBack) {

@@ -139,9 +139,10 @@ TEST_F(SinkSet, AddedSinkStandsBesideTheFormerOnes) {
 }
 
 TEST_F(SinkSet, TextThatDescribesNoSinkIsRefused) {
-  for (const char *theText : {"", "paper", "stderrx", "stderr:", "stderr:loud", "syslogs", "file:",
-                              "to=stderr", "file:max=:/tmp/x", "file:max=4X:/tmp/x", "file:max=4M*0:/tmp/x",
-                              "file:max=4M*100:/tmp/x", "file:max=1023:/tmp/x", "file:max=-1:/tmp/x"}) {
+  for (const char *theText :
+       {"", "paper", "stderrx", "stderr:", "stderr:loud", "syslogs", "file:", "to=stderr", "file:max=:/tmp/x",
+        "file:max=4X:/tmp/x", "file:max=4M*0:/tmp/x", "file:max=4M*100:/tmp/x", "file:max=1023:/tmp/x",
+        "file:max=-1:/tmp/x", "file:max=4M", "file:warning:max=4M*3", "file:max=", "file:max=/tmp/x"}) {
     errno = 0;
     EXPECT_EQ(0, zvLog_AddSink(theText)) << theText;
     EXPECT_NE(0, errno) << theText;

@@ -12,8 +12,8 @@ namespace zvlog {
 bool IsWanted(zvLogLevel aLevel, zvLogModule aModule);
 
 // One change of any number of levels, which takes force at once at the end of the object's life: who sees one
-// of the new levels sees them all. One thread at a time makes a change, others wait; not for signal
-// handlers, and a thread makes no second one meanwhile.
+// of the new levels sees them all. One that changes none leaves what others wrote as it is. One thread at a
+// time makes a change, others wait; not for signal handlers, and a thread makes no second one meanwhile.
 class LevelChange {
  public:
   LevelChange();
@@ -30,9 +30,12 @@ class LevelChange {
   void ResetAllModules();
 
  private:
+  void Publish();
+
   zvLogLevel mCeiling;  // _zvLog_Level at the beginning
   zvLogLevel mGlobalGate;
-  uint32 mHalf;  // of the gates of modules that is changed
+  uint32 mHalf;            // of the gates of modules that is changed
+  bool mfChanged = false;  // whether a level was set
 };
 
 }  // namespace zvlog

@@ -12,8 +12,8 @@ namespace zvlog {
 // is no part of its caller, which needs little stack otherwise.
 __attribute__((noinline)) bool CallSinkFunction(const FinishedRecord &aRecord);
 
-// Waits until no thread is inside the function any more; not under the lock of the sinks, for the function
-// may change them.
+// Waits until no thread is inside it nor inside a former one; not under the lock of the sinks, for the
+// function may change them.
 void RemoveSinkFunction();
 
 // In a child: the other threads are not in it.

@@ -32,6 +32,8 @@ struct SinkSet {
 extern std::atomic<const SinkSet *> gSinkSet;
 // The set that holds until another is chosen.
 extern SinkSet gStandardErrorOnly;
+// Whether settings have chosen sinks, and the program has set none in their place since.
+extern std::atomic<bool> gfSinksOfSettings;
 
 struct FileSink {
   const char *mPath;

@@ -53,7 +53,7 @@
  * ```
  *
  * that is time (UTC), level, module, process and thread with its name, if it has one, place in the source,
- * text. When a sink cannot take a record, the record goes to standard error.
+ * text. A record that no sink takes goes to standard error.
  *
  * A sink harms nobody. A reader that is gone and a limit for the size of files raise no signal, and change
  * no disposition. A sink that does not keep up is waited for, once, for a fifth of a second; until it takes
@@ -118,10 +118,10 @@ ZVLOG_API zvLogLevel zvLog_GetModuleLevel(zvLogModule aModule);
 /** Gives a module a name, which records show in place of its number and settings know it by. A level that was
  * set for the name before, as by ZVLOG, takes force now. Each of the 65,536 modules can have one.
  * @param aModule the module
- * @param aName 1 to 31 letters, digits, '_', '-' and '.', not a digit first; settings do not distinguish
- *   upper and lower case. Another name replaces the former one, NULL takes it away; a module that is known
- *   by name without it then has that name again. The text is copied, and the copy stays until the process
- *   ends, as a thread may be about to write it
+ * @param aName 1 to 31 letters, digits, '_', '-' and '.', not a digit first, and none of the settings "to",
+ *   "assert", "repeat" and "config"; settings do not distinguish upper and lower case. Another name replaces
+ *   the former one, NULL takes it away; a module that is known by name without it then has that name again.
+ *   The text is copied, and the copy stays until the process ends, as a thread may be about to write it
  * @return 1 on success; otherwise 0 with the cause in errno
  * @errno EINVAL for what can be no name, EEXIST when another module has it, ENOMEM
  * @since 1.1.0 */
@@ -188,9 +188,9 @@ typedef void (*zvLogSinkFunction)(const zvLogRecord *aRecord, void *aUser);
  * return, and where that matters do only what a signal handler may. It may log: such records go to the other
  * sinks, or to standard error when there are none. It may change the sinks.
  *
- * When this call has returned, no thread is inside the former function any more nor enters it; only when it
- * is made from within the function itself, others may still be there. A program therefore does not call it
- * holding a lock that the function takes.
+ * When this call has returned, no thread is inside a former function any more nor enters it, whoever took
+ * that away; only when it is made from within such a function, threads may still be there. A program
+ * therefore does not call it holding a lock that the function takes.
  * @param aFunction the function; NULL removes the former one alone
  * @param aUser passed to the function; stays the caller's
  * @return 1 on success, 0 when out of memory
@@ -218,8 +218,8 @@ ZVLOG_API int zvLog_ApplySettings(const char *aSettings);
 
 /** Applies ZVLOG anew, with the file that it names. It is for a program that is told to read its
  * configuration again. Levels that are named nowhere any more go back to their defaults, all in one step,
- * and so do sinks, repeats and the end of failed assertions where settings chose them before. The program's
- * function stays.
+ * and so do sinks, repeats and the end of failed assertions where settings chose them before. Sinks that the
+ * program has set since stay, and so does its function.
  * @return 1 when all settings were good, otherwise 0
  * @threads any, while no other thread changes the environment, which is read as by getenv()
  * @since 1.1.0 */
