@@ -219,7 +219,8 @@ ZVLOG_API int zvLog_ApplySettings(const char *aSettings);
 /** Applies ZVLOG anew, with the file that it names. It is for a program that is told to read its
  * configuration again. Levels that are named nowhere any more go back to their defaults, all in one step,
  * and so do sinks, repeats and the end of failed assertions where settings chose them before. Sinks that the
- * program has set since stay, and so does its function.
+ * program has set since stay, and so does its function; one that it has added to those of settings goes with
+ * them.
  * @return 1 when all settings were good, otherwise 0
  * @threads any, while no other thread changes the environment, which is read as by getenv()
  * @since 1.1.0 */

@@ -3,10 +3,14 @@
 
 // The live table of sockets: what is entered, what the lines say, and what feeds it.
 
+#include <zvOS/zvPipe.h>
 #include <zvOS/zvSocket.h>
 #include <zvOS/zvSocketTracker.h>
 
 #include "zvos/sockets/socket_service_checks.h"
+
+#include <fcntl.h>
+#include <sys/socket.h>
 
 #include <climits>
 
@@ -237,6 +241,18 @@ TEST_F(SocketTracker, ASocketThatIsTrackedAlreadyAssertsAndIsEnteredAgain) {
   EXPECT_THAT(mLog.Assertions(), ElementsAre(Asserted(kDuplicate), Asserted(kDuplicate)));
   EXPECT_THAT(mLog.Messages(), ElementsAre(Heading(3), Row('*', kFirst, {}, "once"),
                                            Row('*', kFirst, {}, "twice"), Row('*', kFirst, {}, "again")));
+}
+
+TEST_F(SocketTracker, ASocketThatIsSentAwayStaysUntilItIsTakenOut) {
+  int thePipes[2] = {-1, -1};
+  ASSERT_EQ(0, zvPipe_Pair(thePipes, ZVPIPE_DEFAULT));
+  const Socket theSender(thePipes[0]);
+  const Socket theReceiver(thePipes[1]);
+  const int theSocket = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
+  Add(theSocket);
+  EXPECT_EQ(0, zvPipe_SendFD(theSender, theSocket));
+  EXPECT_EQ(-1, fcntl(theSocket, F_GETFD));
+  EXPECT_THAT(Dump(), ElementsAre(Heading(1), Row(' ', theSocket)));
 }
 
 TEST_F(SocketTracker, OfEqualSocketsAllCountAndTheFirstChanges) {
