@@ -6,7 +6,13 @@
 
 #include "ToolSupport.h"
 
+#include <gtest/gtest.h>
+
 #include <string>
+
+// Skips a test where no program shows lines, and says so.
+#define NEEDS_LINE_READER() \
+  if (LineReaders().empty()) GTEST_SKIP() << "no addr2line is installed"
 
 namespace zvtest {
 
