@@ -77,6 +77,13 @@ std::string Device::Crash(const std::string &aMode) {
   return theFolder + "/zvos_crash_" + std::to_string(mChild.mPid) + ".txt";
 }
 
+std::string Device::InstallLines() const {
+  const std::string theProgram = mFolder.File("device/bin/crash_child");
+  fs::remove(theProgram);
+  fs::copy_file(BuiltProgram("crash_child"), theProgram);
+  return theProgram;
+}
+
 void Device::Remove() const {
   fs::remove_all(mFolder.File("device"));
 }

@@ -35,6 +35,9 @@ class Device {
   std::string Crash(const std::string &aMode);
   const std::string &Trace() const { return mTrace; }
 
+  // Puts the program as it was built, with its lines, in place of the stripped one, and gives its path.
+  std::string InstallLines() const;
+
   // The report goes to another machine, where there is no device.
   void Remove() const;
 

@@ -9,7 +9,6 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <filesystem>
 #include <regex>
 
 namespace {
@@ -18,7 +17,6 @@ using namespace zvtest;
 using ::testing::AllOf;
 using ::testing::HasSubstr;
 using ::testing::Not;
-namespace fs = std::filesystem;
 
 // --- texts without build ids --------------------------------------------------------------------
 
@@ -30,9 +28,7 @@ TEST(CrashCommand, MarksWhatATraceFileLeadsToAsUnproven) {
   const std::string theFile = theDevice.File("backtrace_1.txt");
   WriteWholeFile(theFile, theDevice.Trace());
   EXPECT_EQ(1, Zvos({"crash", theFile}).mStatus) << "what is stripped has no lines";
-  const std::string theProgram = theDevice.File("device/bin/crash_child");
-  fs::remove(theProgram);
-  fs::copy_file(BuiltProgram("crash_child"), theProgram);
+  const std::string theProgram = theDevice.InstallLines();
   const ChildResult theResult = Zvos({"crash", theFile});
   EXPECT_EQ(0, theResult.mStatus);
   EXPECT_THAT(theResult.mOutput,
@@ -47,9 +43,7 @@ TEST(CrashCommand, FindsTheReportInALog) {
   if (*ZVTEST_SANITIZERS != '\0') GTEST_SKIP() << "the frames of the sanitizer's handlers are not known";
   Device theDevice;
   theDevice.Crash("segv");
-  const std::string theProgram = theDevice.File("device/bin/crash_child");
-  fs::remove(theProgram);
-  fs::copy_file(BuiltProgram("crash_child"), theProgram);
+  theDevice.InstallLines();
   const std::string theLog = theDevice.File("log");
   WriteWholeFile(theLog, "something else\n" + ReadWholeFile(theLog) + "something else\n");
   const ChildResult theResult = Zvos({"crash", theLog});
