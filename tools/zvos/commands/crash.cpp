@@ -12,8 +12,6 @@
 #include "shared/terminal.h"
 #include "shared/text.h"
 
-#include <algorithm>
-
 namespace tool {
 
 namespace {
@@ -37,14 +35,6 @@ void PrintForPeople(const Resolution &aResolution) {
   Print("%s", FramesForPeople(aResolution).c_str());
   Print("modules:\n%s", ModulesForPeople(aResolution).c_str());
   if (!aResolution.mMissing.empty()) Print("MISSING: %s\n", aResolution.mMissing.c_str());
-}
-
-void PrintForScripts(const std::vector<Resolution> &someResolutions) {
-  std::vector<std::string> theReports;
-  theReports.reserve(someResolutions.size());
-  for (const Resolution &theResolution : someResolutions)
-    theReports.push_back(ForScripts(theResolution, 4));
-  Print("{\n  \"reports\": %s\n}\n", JsonList(theReports).c_str());
 }
 
 // The library logs folders that cannot be read, of which there may be some below those that are searched.
@@ -81,20 +71,20 @@ int RunCrash(const Arguments &anArguments) {
   for (std::string &theFolder : theFolders)
     theFolder = AbsolutePath(theFolder);
   DebugFiles theDebugFiles(theFolders);
-  std::vector<Resolution> theResolutions;
-  theResolutions.reserve(theReports.size());
-  for (const CrashReportText &theReport : theReports)
-    theResolutions.push_back(Resolve(theReport, theDebugFiles));
-  if (afJson) {
-    PrintForScripts(theResolutions);
-  } else {
-    for (size_t i = 0; i < theResolutions.size(); ++i) {
+  bool afGood = false;
+  std::vector<std::string> theObjects;
+  // A log may have thousands of reports: people see each as soon as its lines are found.
+  for (size_t i = 0; i < theReports.size(); ++i) {
+    const Resolution theResolution = Resolve(theReports[i], theDebugFiles);
+    if (theResolution.HasLines()) afGood = true;
+    if (afJson) {
+      theObjects.push_back(ForScripts(theResolution, 4));
+    } else {
       if (i > 0) Print("\n");
-      PrintForPeople(theResolutions[i]);
+      PrintForPeople(theResolution);
     }
   }
-  const bool afGood = std::any_of(theResolutions.begin(), theResolutions.end(),
-                                  [](const Resolution &aResolution) { return aResolution.HasLines(); });
+  if (afJson) Print("{\n  \"reports\": %s\n}\n", JsonList(theObjects).c_str());
   return afGood ? kStatus_Good : kStatus_CheckFailed;
 }
 
