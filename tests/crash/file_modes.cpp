@@ -94,11 +94,11 @@ CRASH_VISIBLE int fstat64(int aDescriptor, struct stat64 *aStatus) noexcept {
 
 CRASH_VISIBLE CRASH_BEFORE_SANITIZERS long syscall(long aNumber, ...) noexcept {
   if (sCall == nullptr) FindRealCalls();
-  long theArguments[6];
   va_list theList;
   va_start(theList, aNumber);
-  for (long &theArgument : theArguments)
-    theArgument = va_arg(theList, long);
+  // One by one: of a loop the compiler makes memcpy, which a sanitizer watches reading more than was given.
+  const long theArguments[] = {va_arg(theList, long), va_arg(theList, long), va_arg(theList, long),
+                               va_arg(theList, long), va_arg(theList, long), va_arg(theList, long)};
   va_end(theList);
   if (sfLateClock && aNumber == SYS_clock_gettime64) {
     errno = ENOSYS;
