@@ -18,6 +18,13 @@ using ::testing::AllOf;
 using ::testing::HasSubstr;
 using ::testing::Not;
 
+// What the command says of a text.
+ChildResult ResultOf(const std::string &aText) {
+  const TempFolder theFolder;
+  WriteWholeFile(theFolder.File("text"), aText);
+  return Zvos({"crash", theFolder.File("text")});
+}
+
 // --- texts without build ids --------------------------------------------------------------------
 
 TEST(CrashCommand, MarksWhatATraceFileLeadsToAsUnproven) {
@@ -55,17 +62,14 @@ TEST(CrashCommand, FindsTheReportInALog) {
 
 // Threads write in turns.
 TEST(CrashCommand, TellsReportsOfTwoThreadsInALogApart) {
-  const TempFolder theFolder;
-  const std::string theFile = theFolder.File("log");
-  WriteWholeFile(theFile,
-                 "1 error DEFAULT [7] a.h:1: zvOSThread: Received fatal signal: 11\n"
-                 "1 error DEFAULT [8] a.h:1: zvOSThread: Received fatal signal: 8\n"
-                 "1 error DEFAULT [7] a.h:1: Backtracing this thread (pid=6, depth=2):\n"
-                 "1 error DEFAULT [8] a.h:1: Backtracing this thread (pid=6, depth=1):\n"
-                 "1 error DEFAULT [8] a.h:1: 00: /nonexistent/eight(+0x8) [0x88]\n"
-                 "1 error DEFAULT [7] a.h:1: 00: /nonexistent/seven(+0x7) [0x77]\n"
-                 "1 error DEFAULT [7] a.h:1: 01: /nonexistent/seven(main+0x6) [0x66]\n");
-  const ChildResult theResult = Zvos({"crash", theFile});
+  const ChildResult theResult = ResultOf(
+      "1 error DEFAULT [7] a.h:1: zvOSThread: Received fatal signal: 11\n"
+      "1 error DEFAULT [8] a.h:1: zvOSThread: Received fatal signal: 8\n"
+      "1 error DEFAULT [7] a.h:1: Backtracing this thread (pid=6, depth=2):\n"
+      "1 error DEFAULT [8] a.h:1: Backtracing this thread (pid=6, depth=1):\n"
+      "1 error DEFAULT [8] a.h:1: 00: /nonexistent/eight(+0x8) [0x88]\n"
+      "1 error DEFAULT [7] a.h:1: 00: /nonexistent/seven(+0x7) [0x77]\n"
+      "1 error DEFAULT [7] a.h:1: 01: /nonexistent/seven(main+0x6) [0x66]\n");
   EXPECT_EQ(1, theResult.mStatus);
   EXPECT_THAT(theResult.mOutput,
               HasSubstr("signal:           11\nprocess:          6\nthread:           7\n"));
@@ -78,21 +82,19 @@ TEST(CrashCommand, TellsReportsOfTwoThreadsInALogApart) {
 // As the library's own log and system logs show a thread: processes that append to the same log write in
 // turns, too.
 TEST(CrashCommand, TellsReportsOfTwoProcessesInALogApart) {
-  const TempFolder theFolder;
-  const std::string theFile = theFolder.File("log");
   const std::string kHeads[] = {"1 error DEFAULT ", "Nov 22 19:30:17 device player[6]: DEFAULT "};
   for (const std::string &theHead : kHeads) {
     const std::string theOne = theHead + "[6:7] a.h:1: ";
     const std::string theOther = theHead + "[6:8 [a] b] a.h:1: ";
-    WriteWholeFile(theFile, theOne + "zvOSThread: Received fatal signal: 11\n" + theOther +
-                                "zvOSThread: Received fatal signal: 8\n" + theOne +
-                                "Backtracing this thread (pid=6, depth=2):\n" + theOther +
-                                "Backtracing this thread (pid=6, depth=2):\n" + theOther +
-                                "00: /nonexistent/eight(+0x8) [0x88]\n" + theOne +
-                                "00: /nonexistent/seven(+0x7) [0x77]\n" + theOther +
-                                "01: /nonexistent/eight(+0x9) [0x99]\n" + theOne +
-                                "01: /nonexistent/seven(main+0x6) [0x66]\n");
-    const std::string theText = Zvos({"crash", theFile}).mOutput;
+    const std::string theText =
+        ResultOf(theOne + "zvOSThread: Received fatal signal: 11\n" + theOther +
+                 "zvOSThread: Received fatal signal: 8\n" + theOne +
+                 "Backtracing this thread (pid=6, depth=2):\n" + theOther +
+                 "Backtracing this thread (pid=6, depth=2):\n" + theOther +
+                 "00: /nonexistent/eight(+0x8) [0x88]\n" + theOne + "00: /nonexistent/seven(+0x7) [0x77]\n" +
+                 theOther + "01: /nonexistent/eight(+0x9) [0x99]\n" + theOne +
+                 "01: /nonexistent/seven(main+0x6) [0x66]\n")
+            .mOutput;
     EXPECT_THAT(theText, HasSubstr("signal:           11\nprocess:          6\nthread:           7\n"));
     EXPECT_THAT(theText, HasSubstr("  #00  ?? in seven, +0x7\n  #01  main in seven, main+0x6\n"));
     EXPECT_THAT(theText, HasSubstr("signal:           8\nprocess:          6\nthread:           8\n"));
@@ -102,13 +104,10 @@ TEST(CrashCommand, TellsReportsOfTwoProcessesInALogApart) {
 }
 
 TEST(CrashCommand, TakesNoWordsOfAStackInATraceFileForCallers) {
-  const TempFolder theFolder;
-  const std::string theFile = theFolder.File("backtrace_6.txt");
-  WriteWholeFile(theFile,
-                 "log\n00: /nonexistent/frame(+0x1) [0x11]\n01: /nonexistent/frame(+0x2) [0x12]\n"
-                 "00: /nonexistent/word(+0x3) [0x13]\n01: [0x14]\n02: /nonexistent/word(+0x5) [0x15]\n"
-                 "03: /nonexistent/word(+0x6) [0x16]\n\nlog end\n");
-  EXPECT_THAT(Zvos({"crash", theFile}).mOutput,
+  EXPECT_THAT(ResultOf("log\n00: /nonexistent/frame(+0x1) [0x11]\n01: /nonexistent/frame(+0x2) [0x12]\n"
+                       "00: /nonexistent/word(+0x3) [0x13]\n01: [0x14]\n02: /nonexistent/word(+0x5) [0x15]\n"
+                       "03: /nonexistent/word(+0x6) [0x16]\n\nlog end\n")
+                  .mOutput,
               AllOf(HasSubstr("  #00  ?? in frame, +0x1\n  #01  ?? in frame, +0x2\nmodules:\n"),
                     Not(HasSubstr("word")), Not(HasSubstr("is not complete"))));
 }
@@ -130,14 +129,10 @@ TEST(CrashCommand, RefusesAFileWithoutAReport) {
 // A report may have been made up: build ids are no paths, and what it says is shown without its control
 // characters.
 TEST(CrashCommand, BelievesNothingThatAReportSays) {
-  const TempFolder theFolder;
-  const std::string theFile = theFolder.File("report");
-  WriteWholeFile(
-      theFile,
+  const ChildResult theResult = ResultOf(
       "crash file: 1\nprogram: \x1b[2J\nframe 00: /x/y(+0x10) [0x10]\nframe x\nframe 01: (((((\n"
       "frame 02: /a(b)(+0xffffffffffffffffff) [0x1]\nmodule 00: /x/y\nmodule 00 build id: ../../../etc\n"
       "module 99999999999: z\nmodule : z\nmodule 01: \nstack 000: ]\ncrashed at: [0x\n");
-  const ChildResult theResult = Zvos({"crash", theFile});
   EXPECT_EQ(1, theResult.mStatus);
   EXPECT_THAT(theResult.mOutput, AllOf(HasSubstr("program:          %1B[2J\n"), HasSubstr("?? in y, +0x10"),
                                        HasSubstr("is not complete"), Not(HasSubstr("etc"))));
@@ -168,12 +163,11 @@ TEST(CrashCommand, DoesNotBelieveALineThatIsCutOff) {
 }
 
 TEST(CrashCommand, TellsReportsApartThatWerePutIntoOneFile) {
-  const TempFolder theFolder;
-  const std::string theFile = theFolder.File("reports");
-  WriteWholeFile(theFile,
-                 "crash file: 1\nprocess: 7\nframe 00: /nonexistent/seven(+0x7) [0x77]\nend: complete\n"
-                 "crash file: 1\nprocess: 8\nframe 00: /nonexistent/eight(+0x8) [0x88]\n");
-  const std::string theText = Zvos({"crash", theFile}).mOutput;
+  const std::string theText =
+      ResultOf(
+          "crash file: 1\nprocess: 7\nframe 00: /nonexistent/seven(+0x7) [0x77]\nend: complete\n"
+          "crash file: 1\nprocess: 8\nframe 00: /nonexistent/eight(+0x8) [0x88]\n")
+          .mOutput;
   EXPECT_THAT(theText, HasSubstr("process:          7\ncalled from:\n  #00  ?? in seven, +0x7\nmodules:\n"));
   EXPECT_THAT(theText, HasSubstr("\n\nprocess:          8\nThe crash file is not complete.\n"
                                  "called from:\n  #00  ?? in eight, +0x8\nmodules:\n"));
